@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+#include "vorn/numbers/d_number.h"
+
+#include <cassert>
+#include <ostream>
+#include <sstream>
+#include <string>
+#include <utility>
+
+// Delta-rationals after Dutertre and de Moura, "A Fast Linear-Arithmetic Solver
+// for DPLL(T)" (2006): strict bounds become weak ones over Q x Q, ordered
+// lexicographically.
+
+namespace vorn::la {
+
+// Constant-initialised: there is no moment at which another static object's
+// constructor could see it unset. The count of 2 makes every addition to a
+// zero take the copying path.
+DNumber::num_repr DNumber::zero(0, 0, 2);
+
+DNumber& DNumber::operator=(const DNumber& other) noexcept {
+  assert(this != &other || !is_counted() || repr()->refcount > 1);
+  release();
+  repr_ = other.repr_;
+  take_share();
+  return *this;
+}
+
+DNumber::num_repr* DNumber::sum_block(const num_repr& a, const num_repr& b) {
+  QNumber e(a.eps);
+  e += b.eps;
+  QNumber r(a.rational);
+  r += b.rational;
+  return new num_repr(std::move(r), std::move(e));
+}
+
+DNumber& DNumber::operator+=(const DNumber& other) {
+  if (is_tagged()) return *this;
+  if (other.is_tagged()) return *this = other;
+  num_repr* mine = repr();
+  const num_repr* theirs = other.repr();
+  if (mine->refcount <= 1) {
+    mine->rational += theirs->rational;
+    mine->eps += theirs->eps;
+    return *this;
+  }
+  // The other owners keep `mine` alive after this share is gone, also when
+  // `other` is this very value.
+  if (mine != &zero) --mine->refcount;
+  repr_ = word(&zero);
+  repr_ = word(sum_block(*mine, *theirs));
+  return *this;
+}
+
+DNumber operator+(const DNumber& a, const DNumber& b) {
+  if (a.is_tagged()) return a;
+  if (b.is_tagged()) return b;
+  DNumber result;
+  result.repr_ = DNumber::word(DNumber::sum_block(*a.repr(), *b.repr()));
+  return result;
+}
+
+bool DNumber::mixed_less(const DNumber& a, const DNumber& b) {
+  return b.is_tagged() ? b.rational().sign() != 0 : a.rational().sign() == 0;
+}
+
+bool DNumber::sum_less(const DNumber& a, const DNumber& b, const DNumber& c) {
+  if (((a.repr_ | b.repr_ | c.repr_) & kTag) != 0)
+    return sum_less_slow(a, b, c);
+  const num_repr& x = *a.repr();
+  const num_repr& y = *b.repr();
+  const num_repr& z = *c.repr();
+  QNumber r(x.rational);
+  r += y.rational;
+  if (z.rational < r) return false;
+  if (!(r == z.rational)) return true;
+  QNumber e(x.eps);
+  e += y.eps;
+  return e < z.eps;
+}
+
+bool DNumber::sum_less_slow(const DNumber& a, const DNumber& b,
+                            const DNumber& c) {
+  return a + b < c;
+}
+
+std::ostream& operator<<(std::ostream& out, const DNumber& d) {
+  if (d.is_tagged()) return out << (d.rational().sign() == 0 ? "-inf" : "inf");
+  out << d.rational();
+  const int sign = d.eps().sign();
+  if (sign == 0) return out;
+  const QNumber size = sign < 0 ? -d.eps() : d.eps();
+  out << (sign < 0 ? " - " : " + ");
+  if (!(size == QNumber(1))) out << size << "*";
+  return out << "eps";
+}
+
+std::string DNumber::to_str() const {
+  std::ostringstream out;
+  out << *this;
+  return out.str();
+}
+
+}  // namespace vorn::la

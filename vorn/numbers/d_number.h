@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_NUMBERS_D_NUMBER_H
+#define VORN_NUMBERS_D_NUMBER_H
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <utility>
+
+#include "vorn/numbers/q_number.h"
+
+namespace vorn::la {
+
+/// Delta-rational: r + k*eps, where eps is a positive infinitesimal.
+///
+/// A strict bound x - y < c is kept as the non-strict x - y <= c - eps, so one
+/// order serves both. One machine word refers to a shared, counted block with
+/// the two rationals: copies share the block, addition writes in place when
+/// nobody else has a share and makes a new block otherwise.
+///
+/// A word with its lowest bit set is a *tagged* value. It still points at a
+/// block, which the order reads, but has no share in it and absorbs under
+/// addition. A tagged value whose rational part is not zero lies above every
+/// untagged value, one whose rational part is zero lies below every untagged
+/// value. Nothing here makes tagged values by itself; see tagged().
+///
+/// Cost: copying is a word and a count. An addition to a shared value makes a
+/// block, one to a sole owner none while the parts stay small.
+/// Errors: none but exhausted memory (see QNumber), which leaves
+///  - the operands of a sum alone,
+///  - the target of += with its old value if it owned its block alone and the
+///    rational part's sum failed, with the rational part alone added if the
+///    eps part's sum failed, and with the shared zero if its block was shared
+///    (the share is given up before anything is allocated, so that a failure
+///    cannot release it twice).
+/// Threads: counts are plain integers. Values that share a block belong to one
+/// thread; only the shared zero, which is never counted, is common to all.
+class DNumber {
+ public:
+  /// The block behind the values that share it.
+  struct alignas(8) num_repr {
+    QNumber rational;
+    QNumber eps;
+    /// The number of untagged words that own a share.
+    std::int32_t refcount;
+
+    constexpr num_repr() noexcept : refcount(1) {}
+    constexpr num_repr(int r, int e, int refs) noexcept
+        : rational(r), eps(e), refcount(refs) {}
+    num_repr(QNumber&& r, QNumber&& e) noexcept
+        : rational(std::move(r)), eps(std::move(e)), refcount(1) {}
+
+    /// A new block r/1, e/1 with `refs` shares; the caller owns them.
+    template <class R, class E>
+    static num_repr* alloc(const R& r, const E& e, int refs) {
+      return new num_repr(r, e, refs);
+    }
+  };
+
+  /// The shared zero. Ready before any constructor of the program runs, never
+  /// counted, never written: its count stays above 1, and addition writes only
+  /// into blocks with a count of at most 1.
+  static num_repr zero;
+
+  /// The shared zero; no allocation.
+  DNumber() noexcept : repr_(word(&zero)) {}
+  /// r + e*eps in a block of its own, also for 0 and 0.
+  DNumber(int r, int e) : repr_(word(num_repr::alloc(r, e, 1))) {}
+  /// rational + eps*eps in a block of its own.
+  DNumber(const QNumber& rational, const QNumber& eps)
+      : repr_(word(new num_repr(QNumber(rational), QNumber(eps)))) {}
+  /// A share of the other's block.
+  DNumber(const DNumber& other) noexcept : repr_(other.repr_) { take_share(); }
+  /// Takes the other's share; `other` becomes the shared zero.
+  DNumber(DNumber&& other) noexcept
+      : repr_(std::exchange(other.repr_, word(&zero))) {}
+  ~DNumber() { release(); }
+
+  /// Gives up the target's share first, then takes one of the other's block.
+  /// Requires: not an assignment to itself by the only owner of a block, which
+  /// the release would free before it is read.
+  DNumber& operator=(const DNumber& other) noexcept;
+  DNumber& operator=(DNumber&& other) noexcept {
+    const std::uintptr_t taken = std::exchange(other.repr_, word(&zero));
+    release();
+    repr_ = taken;
+    return *this;
+  }
+
+  /// A tagged value over `block`, which is borrowed, not counted, and must
+  /// outlive every copy. For hosts that need values above or below all others.
+  static DNumber tagged(const num_repr& block) noexcept {
+    DNumber result;
+    result.repr_ = reinterpret_cast<std::uintptr_t>(&block) | kTag;
+    return result;
+  }
+
+  /// Adds. A tagged target stays as it is; a tagged `other` replaces the
+  /// target.
+  DNumber& operator+=(const DNumber& other);
+
+  /// A new block even when one operand is zero; a tagged operand (the left one
+  /// first) is the result itself.
+  friend DNumber operator+(const DNumber& a, const DNumber& b);
+
+  /// Lexicographic on (rational, eps); tagged values as said above. Two words
+  /// that are the same are not less.
+  friend bool operator<(const DNumber& a, const DNumber& b) {
+    if (a.repr_ == b.repr_) return false;
+    if (((a.repr_ ^ b.repr_) & kTag) != 0) return mixed_less(a, b);
+    const num_repr& x = *a.repr();
+    const num_repr& y = *b.repr();
+    if (y.rational < x.rational) return false;
+    if (!(x.rational == y.rational)) return true;
+    return x.eps < y.eps;
+  }
+
+  /// (a + b) < c without making the sum's block. Cost: no allocation while the
+  /// sums of the parts stay small.
+  static bool sum_less(const DNumber& a, const DNumber& b, const DNumber& c);
+
+  bool is_tagged() const { return (repr_ & kTag) != 0; }
+  const QNumber& rational() const { return repr()->rational; }
+  const QNumber& eps() const { return repr()->eps; }
+
+  /// The rational part; then, for a non-zero coefficient k, " + " or " - ",
+  /// |k| and "*" unless |k| is 1, and "eps": "4", "1/2 - eps", "0 + 3*eps". A
+  /// tagged value is "inf", or "-inf" when its rational part is zero.
+  std::string to_str() const;
+  friend std::ostream& operator<<(std::ostream& out, const DNumber& d);
+
+ private:
+  friend struct vorn::Inspector;
+
+  static constexpr std::uintptr_t kTag = 1;
+
+  static std::uintptr_t word(num_repr* block) {
+    return reinterpret_cast<std::uintptr_t>(block);
+  }
+  num_repr* repr() const { return reinterpret_cast<num_repr*>(repr_ & ~kTag); }
+  bool is_counted() const { return !is_tagged() && repr() != &zero; }
+  void take_share() noexcept {
+    if (is_counted()) ++repr()->refcount;
+  }
+  void release() noexcept {
+    if (is_counted() && --repr()->refcount == 0) delete repr();
+  }
+  static num_repr* sum_block(const num_repr& a, const num_repr& b);
+  static bool mixed_less(const DNumber& a, const DNumber& b);
+  static bool sum_less_slow(const DNumber& a, const DNumber& b,
+                            const DNumber& c);
+
+  /// Address of a num_repr; bit 0 is the tag.
+  std::uintptr_t repr_;
+};
+
+}  // namespace vorn::la
+
+#endif  // VORN_NUMBERS_D_NUMBER_H

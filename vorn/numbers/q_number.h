@@ -1,0 +1,213 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_NUMBERS_Q_NUMBER_H
+#define VORN_NUMBERS_Q_NUMBER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <string_view>
+
+namespace vorn {
+
+/// Never defined by the library: a friend through which tests read private
+/// members.
+struct Inspector;
+
+/// Exact rational number: two machine words while it fits, GMP integers beyond.
+///
+/// Two forms hold a value. The small form is a pair of signed 64-bit words and
+/// never touches the heap. The big form owns one heap block with two GMP
+/// integers; the first 64-bit step that would overflow moves a value there.
+/// The same value may stand in either form and every operation accepts any mix
+/// of forms. A value never goes back to the small form by itself: a program
+/// whose numbers have once outgrown a word keeps working on blocks that it
+/// already has, instead of freeing and making them in turn.
+///
+/// Invariants:
+///  (1) lowest terms, denominator > 0, the sign is the numerator's; zero is
+///      0/1. Equality by parts depends on it.
+///  (2) den_ == 0 marks the big form; num_ then holds the block's address.
+///  (3) small numerators lie in +-(2^63 - 1): each has a magnitude in a word.
+///  (4) a block is owned by one QNumber; both its integers always own at least
+///      one limb, so storing a 64-bit value into a block cannot fail.
+/// Cost: small form O(1) with one gcd for fractions and no allocation; the big
+/// form costs what GMP costs on operands of that size.
+/// Errors: none. Only memory can run out: as std::bad_alloc from the block, or
+/// as whatever GMP's allocation functions do (by default they end the process;
+/// a host changes that with mp_set_memory_functions). After a failure the
+/// target of an operation holds its old value, perhaps in the big form.
+/// Threads: distinct values may be used in distinct threads.
+class QNumber {
+ public:
+  /// Zero, small form.
+  constexpr QNumber() noexcept : num_(0), den_(1) {}
+  /// n/1, small form. Implicit: constants in formulas read as numbers.
+  constexpr QNumber(int n) noexcept  // NOLINT(google-explicit-constructor)
+      : num_(n), den_(1) {}
+  /// An independent copy in the same form. Cost: a block for a big one.
+  QNumber(const QNumber& other) : num_(other.num_), den_(other.den_) {
+    if (den_ == 0) num_ = clone_block(other);
+  }
+  /// Takes the block of a big `other`, which becomes 0.
+  QNumber(QNumber&& other) noexcept : num_(other.num_), den_(other.den_) {
+    if (den_ == 0) other.become_zero();
+  }
+  ~QNumber() {
+    if (den_ == 0) free_block();
+  }
+
+  /// Takes the value. A target in the big form stays in the big form, also for
+  /// a small value: its block is written, none is made or freed.
+  QNumber& operator=(const QNumber& other) {
+    if (den_ != 0 && other.den_ != 0) {
+      num_ = other.num_;
+      den_ = other.den_;
+      return *this;
+    }
+    return assign_slow(other);
+  }
+  /// As above; may take the other's block, and leaves `other` valid.
+  QNumber& operator=(QNumber&& other) noexcept {
+    if (den_ != 0) {
+      // Only a small target is overwritten, so no block is lost. A big
+      // `other` hands its block over.
+      num_ = other.num_;
+      den_ = other.den_;
+      if (den_ == 0 && this != &other) other.become_zero();
+      return *this;
+    }
+    return move_into_big(other);
+  }
+
+  /// Reads an optional "-", digits, then optionally "/digits" or ".digits".
+  /// The result is canonical, and small whenever numerator and denominator fit
+  /// in +-(2^63 - 1). Nothing for any other text, a zero denominator included.
+  static std::optional<QNumber> from_string(std::string_view text);
+
+  QNumber& operator+=(const QNumber& other) {
+    if (den_ == 1 && other.den_ == 1 && add_fits(num_, other.num_, &num_)) {
+      return *this;
+    }
+    return add_slow(other);
+  }
+  QNumber& operator-=(const QNumber& other);
+  QNumber& operator*=(const QNumber& other);
+  /// Requires: other is not zero.
+  QNumber& operator/=(const QNumber& other);
+  QNumber operator-() const;
+
+  /// -1, 0 or 1.
+  int sign() const {
+    if (den_ == 0) return big_sign();
+    return (num_ > 0 ? 1 : 0) - (num_ < 0 ? 1 : 0);
+  }
+  bool is_integer() const { return den_ == 1 || (den_ == 0 && big_integer()); }
+  /// The greatest integer not above the value; in the small form if it fits.
+  QNumber floor() const;
+  /// The least integer not below the value; in the small form if it fits.
+  QNumber ceil() const;
+  /// Numerator and denominator of the lowest terms, as integers.
+  QNumber numerator() const;
+  QNumber denominator() const;
+
+  /// Equal values have equal hashes, whatever their forms.
+  std::size_t hash() const;
+
+  /// "n" for an integer, otherwise "n/d", decimal. The same text as `<<`.
+  std::string to_str() const;
+
+  friend bool operator<(const QNumber& a, const QNumber& b) {
+    if (a.den_ == 1 && b.den_ == 1) return a.num_ < b.num_;
+    return less_slow(a, b);
+  }
+  friend bool operator==(const QNumber& a, const QNumber& b) {
+    if (a.den_ != 0 && b.den_ != 0) {
+      return a.num_ == b.num_ && a.den_ == b.den_;
+    }
+    return equal_slow(a, b);
+  }
+  friend std::ostream& operator<<(std::ostream& out, const QNumber& q);
+
+  /// The number layer's own 64-bit tests, for code that works on words.
+  ///
+  /// Both report false for a result outside +-(2^63 - 1) and leave *result
+  /// alone then. A sum of exactly -2^63 made of two negative words counts as
+  /// overflow on purpose: the magnitude of every small numerator that addition
+  /// makes can then be represented.
+  static bool add_fits(std::int64_t x, std::int64_t y, std::int64_t* result) {
+    std::int64_t sum = 0;
+    if (__builtin_add_overflow(x, y, &sum)) return false;
+    if (sum == kLowest && x < 0 && y < 0) return false;
+    *result = sum;
+    return true;
+  }
+  static bool mul_fits(std::int64_t x, std::int64_t y, std::int64_t* result) {
+    std::int64_t product = 0;
+    if (__builtin_mul_overflow(x, y, &product)) return false;
+    if (product == kLowest) return false;
+    *result = product;
+    return true;
+  }
+
+ private:
+  friend struct Inspector;
+  friend struct QNumberBig;
+  struct big_repr;
+
+  static constexpr std::int64_t kLowest =
+      std::numeric_limits<std::int64_t>::min();
+
+  bool is_big() const { return den_ == 0; }
+  big_repr* block() const;
+  void adopt(big_repr* block) noexcept;
+  void become_zero() noexcept {
+    num_ = 0;
+    den_ = 1;
+  }
+  static std::int64_t clone_block(const QNumber& other);
+  void free_block() noexcept;
+  void promote();
+  void shrink_if_it_fits();
+  QNumber& assign_slow(const QNumber& other);
+  QNumber& move_into_big(QNumber& other) noexcept;
+  QNumber& add_slow(const QNumber& other);
+  bool add_small_fractions(const QNumber& other);
+  void add_small_to_big(std::int64_t num, std::int64_t den);
+  void add_big_to_big(const QNumber& other);
+  void negate();
+  int big_sign() const;
+  bool big_integer() const;
+  static bool less_slow(const QNumber& a, const QNumber& b);
+  static bool equal_slow(const QNumber& a, const QNumber& b);
+
+  /// Small form: the numerator. Big form: the address of the owned block.
+  std::int64_t num_;
+  /// Small form: the denominator, at least 1. Big form: 0.
+  std::int64_t den_;
+};
+
+inline bool operator!=(const QNumber& a, const QNumber& b) {
+  return !(a == b);
+}
+inline bool operator>(const QNumber& a, const QNumber& b) {
+  return b < a;
+}
+inline bool operator<=(const QNumber& a, const QNumber& b) {
+  return !(b < a);
+}
+inline bool operator>=(const QNumber& a, const QNumber& b) {
+  return !(a < b);
+}
+
+}  // namespace vorn
+
+template <>
+struct std::hash<vorn::QNumber> {
+  std::size_t operator()(const vorn::QNumber& q) const { return q.hash(); }
+};
+
+#endif  // VORN_NUMBERS_Q_NUMBER_H

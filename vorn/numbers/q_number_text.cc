@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT
+#include <gmp.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <sstream>
+#include <string>
+#include <string_view>
+
+#include "vorn/numbers/big_repr.h"
+#include "vorn/numbers/q_number.h"
+
+// Decimal text of QNumber, in and out.
+
+namespace vorn {
+namespace {
+
+// The buffer comes from GMP's allocation function, which is malloc unless the
+// host has replaced it; GMP's own free function takes it back either way.
+struct FreeGmpText {
+  void operator()(char* text) const {
+    void (*free_function)(void*, std::size_t) = nullptr;
+    mp_get_memory_functions(nullptr, nullptr, &free_function);
+    free_function(text, std::char_traits<char>::length(text) + 1);
+  }
+};
+
+std::unique_ptr<char, FreeGmpText> decimal(mpz_srcptr value) {
+  return std::unique_ptr<char, FreeGmpText>(mpz_get_str(nullptr, 10, value));
+}
+
+// Length of the run of digits that `text` starts with.
+std::size_t count_digits(std::string_view text) {
+  std::size_t n = 0;
+  while (n < text.size() && text[n] >= '0' && text[n] <= '9') ++n;
+  return n;
+}
+
+}  // namespace
+
+std::ostream& operator<<(std::ostream& out, const QNumber& q) {
+  if (!q.is_big()) {
+    out << q.num_;
+    if (q.den_ != 1) out << "/" << q.den_;
+    return out;
+  }
+  out << decimal(q.block()->num).get();
+  if (!q.big_integer()) out << "/" << decimal(q.block()->den).get();
+  return out;
+}
+
+std::string QNumber::to_str() const {
+  std::ostringstream out;
+  out << *this;
+  return out.str();
+}
+
+std::optional<QNumber> QNumber::from_string(std::string_view text) {
+  const bool negative = !text.empty() && text.front() == '-';
+  if (negative) text.remove_prefix(1);
+  const std::size_t whole = count_digits(text);
+  if (whole == 0) return std::nullopt;
+  std::string num(text.substr(0, whole));
+  std::string den = "1";
+  text.remove_prefix(whole);
+  if (!text.empty()) {
+    const char mark = text.front();
+    text.remove_prefix(1);
+    const std::size_t rest = count_digits(text);
+    if ((mark != '/' && mark != '.') || rest == 0 || rest != text.size()) {
+      return std::nullopt;
+    }
+    if (mark == '/') {
+      den.assign(text);
+    } else {
+      num.append(text);
+      den.append(rest, '0');
+    }
+  }
+  QNumber result;
+  result.promote();
+  big_repr* block = result.block();
+  mpz_set_str(block->num, num.c_str(), 10);
+  mpz_set_str(block->den, den.c_str(), 10);
+  if (mpz_sgn(block->den) == 0) return std::nullopt;
+  if (negative) mpz_neg(block->num, block->num);
+  Integer g;
+  mpz_gcd(g.get(), block->num, block->den);
+  mpz_divexact(block->num, block->num, g.get());
+  mpz_divexact(block->den, block->den, g.get());
+  result.shrink_if_it_fits();
+  return result;
+}
+
+}  // namespace vorn
