@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+#include <cassert>
+
+#include "vorn/dl/graph.h"
+
+// Taking back: activations, registrations, everything.
+//
+// Potentials are never restored: they satisfied more edges than are left.
+
+namespace vorn::dl {
+
+bool Graph::pop_edge(int k) {
+  const int idx = 2 * k;
+  assert(edges_.contains(idx));
+  // The second edge of a pair was pushed last, so it goes first.
+  if (edges_.contains(idx + 1)) do_pop_edge(idx + 1);
+  do_pop_edge(idx);
+  return true;
+}
+
+void Graph::do_pop_edge(int idx) {
+  const auto first = std::remove(pending_.begin(), pending_.end(), idx);
+  if (first != pending_.end()) {
+    pending_.erase(first, pending_.end());
+    return;
+  }
+  const Edge& edge = edges_.at(idx);
+  Node& source = nodes_.at(edge.source);
+  assert(!source.pushed().empty() && source.pushed().back() == idx);
+  source.pop_edge(idx);
+  Node& target = nodes_.at(edge.target);
+  if (target.pred_edge() == idx) target.set_pred_edge(-1);
+}
+
+bool Graph::retract_edge(int k) {
+  const int idx = 2 * k;
+  assert(edges_.contains(idx));
+  do_retract_edge(idx);
+  if (edges_.contains(idx + 1)) do_retract_edge(idx + 1);
+  return true;
+}
+
+void Graph::do_retract_edge(int idx) {
+  const Edge& edge = edges_.at(idx);
+  nodes_.at(edge.source).retract_edge(idx);
+  Node& target = nodes_.at(edge.target);
+  if (target.pred_edge() == idx) target.set_pred_edge(-1);
+  edges_.key_erase(idx);
+}
+
+void Graph::reset(bool full) {
+  pending_.clear();
+  edges_.clear();
+  nodes_.clear();
+  reserved_list_.clear();
+  cur_conflict_.clear();
+  if (full) {
+    cur_beta_.clear();
+    saved_beta_.clear();
+  }
+  learnt_lemmas_.clear();
+}
+
+}  // namespace vorn::dl

@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+#include <cassert>
+#include <cstddef>
+#include <vector>
+
+#include "vorn/dl/graph.h"
+#include "vorn/dl/relaxation_queue.h"
+
+// Activation of constraints and the incremental search for negative cycles.
+//
+// Every node has a potential such that each active edge is satisfied. A new
+// edge that its potentials violate lowers its target; the edges leaving a
+// lowered node are tried in turn, first in, first out (Bellman and Ford's
+// relaxation, started from one edge as in Cotton and Maler, "Fast and Flexible
+// Difference Constraint Propagation for DPLL(T)", 2006). Without the new edge
+// the graph has no negative cycle, so any that there is runs through the new
+// edge, and exists exactly when its source is lowered in turn: the run stops
+// there. Otherwise no walk lowers without end, and the run ends at a fixpoint.
+//
+// Cost: only nodes whose potential falls are visited, and commit and roll back
+// touch only those. A candidate that lowers nothing is compared without being
+// made, so an edge that is already satisfied allocates nothing.
+
+namespace vorn::dl {
+namespace {
+
+/// What one run needs and the next can reuse. One per thread: a graph stays on
+/// its thread and runs do not nest, so graphs of one thread can share it.
+struct CheckBuffers {
+  RelaxationQueue queue;
+  /// Nodes lowered in this run, in order, with repeats.
+  std::vector<int> lowered;
+};
+
+CheckBuffers& check_buffers() {
+  thread_local CheckBuffers buffers;
+  return buffers;
+}
+
+// Storage that an unusually large run may leave behind, in entries.
+constexpr std::size_t kKeptEntries = std::size_t{1} << 20;
+
+/// Empties the buffers at the end of a run, however it ends.
+class BufferLease {
+ public:
+  BufferLease() : buffers_(check_buffers()) {}
+  BufferLease(const BufferLease&) = delete;
+  BufferLease& operator=(const BufferLease&) = delete;
+  ~BufferLease() {
+    buffers_.queue.clear();
+    buffers_.lowered.clear();
+    if (buffers_.queue.capacity() > kKeptEntries) buffers_.queue.release();
+    if (buffers_.lowered.capacity() > kKeptEntries) {
+      std::vector<int>().swap(buffers_.lowered);
+    }
+  }
+  CheckBuffers& operator*() { return buffers_; }
+
+ private:
+  CheckBuffers& buffers_;
+};
+
+}  // namespace
+
+bool Graph::push_edge(int k) {
+  const int idx = 2 * k;
+  assert(edges_.contains(idx));
+  pending_.push_back(idx);
+  if (!edges_.contains(idx + 1)) return true;
+  try {
+    pending_.push_back(idx + 1);
+  } catch (...) {
+    // Half a constraint must not stay: its pop would take an active edge.
+    pending_.pop_back();
+    throw;
+  }
+  return true;
+}
+
+bool Graph::check(bool /*flag*/) {
+  std::size_t done = 0;
+  bool consistent = true;
+  const auto drop_done = [this, &done] {
+    pending_.erase(pending_.begin(),
+                   pending_.begin() + static_cast<std::ptrdiff_t>(done));
+  };
+  try {
+    while (done < pending_.size()) {
+      consistent = do_check_edge(pending_[done]);
+      if (!consistent) break;
+      ++done;
+    }
+  } catch (...) {
+    drop_done();
+    throw;
+  }
+  drop_done();
+  return consistent;
+}
+
+bool Graph::do_check_edge(int e) {
+  const int source = edges_.at(e).source;
+  int closing_edge = -1;
+  {
+    BufferLease lease;
+    RelaxationQueue& queue = (*lease).queue;
+    std::vector<int>& lowered = (*lease).lowered;
+    const auto roll_back = [this, &lowered] {
+      for (const int n : lowered) cur_beta_.at(n) = saved_beta_.at(n);
+    };
+    try {
+      queue.push(e);
+      while (!queue.empty()) {
+        const int cur = queue.pop();
+        const Edge& edge = edges_.at(cur);
+        const la::DNumber& from = cur_beta_.at(edge.source);
+        la::DNumber& to = cur_beta_.at(edge.target);
+        if (!la::DNumber::sum_less(from, edge.weight, to)) continue;
+        // Listed before it is lowered, so that a failing allocation rolls back
+        // every node that was lowered.
+        lowered.push_back(edge.target);
+        to = from + edge.weight;
+        Node& node = nodes_.at(edge.target);
+        node.set_pred_edge(cur);
+        if (edge.target == source) {
+          closing_edge = cur;
+          break;
+        }
+        for (const int next : node.pushed()) queue.push(next);
+      }
+    } catch (...) {
+      roll_back();
+      throw;
+    }
+    if (closing_edge == -1) {
+      for (const int n : lowered) saved_beta_.at(n) = cur_beta_.at(n);
+    } else {
+      roll_back();
+    }
+  }
+  if (closing_edge == -1) return nodes_.at(source).push_edge(e);
+  record_conflict(source, closing_edge);
+  ++num_conflicts_;
+  do_search_lemmas();
+  return false;
+}
+
+// Makes the cycle that `closing_edge` closed at `start` the current conflict.
+//
+// The walk goes back over the edges that lowered each node in this run. It
+// needs no look for repeats and is linear in the cycle: an edge that occurred
+// twice would make the predecessor edges close a cycle that avoids `start`.
+// Such a cycle has negative weight (each of its nodes was lowered through the
+// one before it), so it would be a negative cycle without the new edge, of
+// which there is none.
+void Graph::record_conflict(int start, int closing_edge) {
+  prev_conflict_ = cur_conflict_;
+  cur_conflict_.clear();
+  cur_conflict_.push_back(closing_edge);
+  int node = edges_.at(closing_edge).source;
+  while (node != start) {
+    const int pred = nodes_.at(node).pred_edge();
+    cur_conflict_.push_back(pred);
+    node = edges_.at(pred).source;
+  }
+  std::reverse(cur_conflict_.begin(), cur_conflict_.end());
+}
+
+}  // namespace vorn::dl

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_DL_RELAXATION_QUEUE_H
+#define VORN_DL_RELAXATION_QUEUE_H
+
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+namespace vorn::dl {
+
+/// First-in, first-out queue of edge ids that keeps its storage from run to
+/// run. A ring of a power-of-two size, so that a step is an index and a mask.
+class RelaxationQueue {
+ public:
+  bool empty() const { return head_ == tail_; }
+  std::size_t capacity() const { return ring_.size(); }
+  void clear() { head_ = tail_ = 0; }
+  void release() {
+    clear();
+    std::vector<int>().swap(ring_);
+  }
+
+  void push(int edge) {
+    if (tail_ - head_ == ring_.size()) grow();
+    ring_[tail_++ & (ring_.size() - 1)] = edge;
+  }
+  /// Requires: not empty.
+  int pop() { return ring_[head_++ & (ring_.size() - 1)]; }
+
+ private:
+  void grow() {
+    std::vector<int> larger(ring_.empty() ? 64 : 2 * ring_.size());
+    const std::size_t count = tail_ - head_;
+    for (std::size_t k = 0; k < count; ++k) {
+      larger[k] = ring_[(head_ + k) & (ring_.size() - 1)];
+    }
+    ring_ = std::move(larger);
+    head_ = 0;
+    tail_ = count;
+  }
+
+  std::vector<int> ring_;
+  // Counts of pops and pushes; their difference is the queue's length.
+  std::size_t head_ = 0;
+  std::size_t tail_ = 0;
+};
+
+}  // namespace vorn::dl
+
+#endif  // VORN_DL_RELAXATION_QUEUE_H
