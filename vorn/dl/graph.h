@@ -106,6 +106,10 @@ class Graph {
   Edge get_edge(int idx) const;
   /// Whether the graph knows node n.
   bool var_is_known(int n);
+  /// The committed potential of node n; 0 for a node without one. Between calls
+  /// the potentials are a solution of the active constraints: read as the value
+  /// of each variable, less the potential of node 0.
+  la::DNumber get_potential(int n) const;
 
   // Activation (check.cc).
 

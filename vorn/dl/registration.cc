@@ -51,4 +51,8 @@ bool Graph::var_is_known(int n) {
   return cur_beta_.contains(n) && saved_beta_.contains(n) && nodes_.contains(n);
 }
 
+la::DNumber Graph::get_potential(int n) const {
+  return saved_beta_.contains(n) ? saved_beta_.at(n) : la::DNumber();
+}
+
 }  // namespace vorn::dl

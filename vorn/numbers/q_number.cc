@@ -41,39 +41,37 @@ void QNumber::promote() {
   adopt(new big_repr(num_, den_));
 }
 
-QNumber& QNumber::assign_slow(const QNumber& other) {
+void QNumber::assign_slow(const QNumber& other) {
   if (!is_big()) {
     adopt(new big_repr(*other.block()));
-    return *this;
+    return;
   }
   big_repr* mine = block();
   if (!other.is_big()) {
     mpz_set_si(mine->num, other.num_);
     mpz_set_si(mine->den, other.den_);
-    return *this;
+    return;
   }
   const big_repr* theirs = other.block();
-  if (mine == theirs) return *this;
+  if (mine == theirs) return;
   // Room for the denominator first: after that only the numerator's copy can
   // fail, and it fails before it changes anything.
   const std::size_t bits = mpz_sizeinbase(theirs->den, 2);
   if (mpz_sizeinbase(mine->den, 2) < bits) mpz_realloc2(mine->den, bits);
   mpz_set(mine->num, theirs->num);
   mpz_set(mine->den, theirs->den);
-  return *this;
 }
 
-QNumber& QNumber::move_into_big(QNumber& other) noexcept {
+void QNumber::move_into_big(QNumber& other) noexcept {
   if (other.is_big()) {
     std::int64_t mine = num_;
     num_ = other.num_;
     other.num_ = mine;
-    return *this;
+    return;
   }
   // Cannot allocate: each integer of a block owns a limb.
   mpz_set_si(block()->num, other.num_);
   mpz_set_si(block()->den, other.den_);
-  return *this;
 }
 
 QNumber& QNumber::add_slow(const QNumber& other) {

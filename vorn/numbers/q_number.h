@@ -68,7 +68,8 @@ class QNumber {
       den_ = other.den_;
       return *this;
     }
-    return assign_slow(other);
+    assign_slow(other);
+    return *this;
   }
   /// As above; may take the other's block, and leaves `other` valid.
   QNumber& operator=(QNumber&& other) noexcept {
@@ -80,7 +81,8 @@ class QNumber {
       if (den_ == 0 && this != &other) other.become_zero();
       return *this;
     }
-    return move_into_big(other);
+    move_into_big(other);
+    return *this;
   }
 
   /// Reads an optional "-", digits, then optionally "/digits" or ".digits".
@@ -172,8 +174,8 @@ class QNumber {
   void free_block() noexcept;
   void promote();
   void shrink_if_it_fits();
-  QNumber& assign_slow(const QNumber& other);
-  QNumber& move_into_big(QNumber& other) noexcept;
+  void assign_slow(const QNumber& other);
+  void move_into_big(QNumber& other) noexcept;
   QNumber& add_slow(const QNumber& other);
   bool add_small_fractions(const QNumber& other);
   void add_small_to_big(std::int64_t num, std::int64_t den);

@@ -1,0 +1,81 @@
+# SPDX-License-Identifier: MIT
+#
+# Sourced by the other scripts, not run: installs Debian packages, configures
+# and builds. Says nothing when there is nothing to do.
+
+set -euo pipefail
+vorn_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+vorn_jobs=$(nproc)
+
+vorn_packages_build="g++ make cmake pkg-config libgmp-dev libcli11-dev"
+vorn_packages_test="libgtest-dev libboost-dev libcadical-dev clang-format"
+
+# Runs a command with its output in a log, which is shown if it fails.
+vorn_quietly() {
+  local log=$1
+  shift
+  mkdir -p "$(dirname "$log")"
+  if ! "$@" >"$log" 2>&1 </dev/null; then
+    echo "This failed: $*" >&2
+    tail -n 60 "$log" >&2
+    echo "The whole output is in $log" >&2
+    return 1
+  fi
+}
+
+# Installs those of the named packages that are missing.
+vorn_install() {
+  local missing=() package status
+  for package in "$@"; do
+    status=$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null ||
+      true)
+    [ "$status" = installed ] || missing+=("$package")
+  done
+  [ ${#missing[@]} -gt 0 ] || return 0
+  if ! command -v apt-get >/dev/null; then
+    echo "Vorn needs these packages (by their Debian names):" >&2
+    echo "  ${missing[*]}" >&2
+    return 1
+  fi
+  local as_root=()
+  if [ "$(id -u)" -ne 0 ]; then
+    if command -v sudo >/dev/null && sudo -n true 2>/dev/null; then
+      as_root=(sudo -n)
+    elif command -v sudo >/dev/null && [ -t 0 ]; then
+      as_root=(sudo)
+    else
+      echo "Vorn needs some packages. Install them as root, then try again:" >&2
+      echo "  apt-get install ${missing[*]}" >&2
+      return 1
+    fi
+  fi
+  echo "Installing ${missing[*]} ..." >&2
+  local log="$vorn_root/build/apt.log"
+  vorn_quietly "$log" "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get update
+  vorn_quietly "$log" "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y --no-install-recommends "${missing[@]}"
+}
+
+# Configures a preset once and builds the named targets of it (all, if none).
+# A second argument list after "--" goes to the first configuration.
+vorn_build() {
+  local preset=$1
+  shift
+  local build="$vorn_root/build/$preset"
+  if [ ! -f "$build/Makefile" ]; then
+    vorn_quietly "$build.configure.log" \
+      cmake -S "$vorn_root" --preset "$preset"
+  fi
+  local targets=()
+  [ $# -eq 0 ] || targets=(--target "$@")
+  # A dry run of make tells whether there is anything to say.
+  if ! make -C "$build" --no-print-directory -q "$@" >/dev/null 2>&1; then
+    if [ ! -f "$build/.built" ]; then
+      echo "Building Vorn ($preset; the first time takes minutes) ..." >&2
+    fi
+  fi
+  vorn_quietly "$build.build.log" \
+    cmake --build "$build" -j "$vorn_jobs" "${targets[@]}"
+  touch "$build/.built"
+}

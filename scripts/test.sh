@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
+# Sets up and runs everything that must pass:
+#
+#   scripts/test.sh
+#
+# Formatting, then the tests in a debug build under the address and
+# undefined-behaviour sanitizers, then the tests in the release build.
+source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
+
+# shellcheck disable=SC2086 # lists of words
+vorn_install $vorn_packages_build $vorn_packages_test
+cd "$vorn_root"
+
+"$vorn_root/scripts/format.sh" --check
+
+for preset in asan release; do
+  vorn_build "$preset"
+  echo "Testing the $preset build ..."
+  ctest --preset "$preset" -j "$vorn_jobs" --progress
+done

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SOLVER_ENGINE_ATOM_NORMALISER_H
+#define VORN_SOLVER_ENGINE_ATOM_NORMALISER_H
+
+#include <unordered_map>
+#include <unordered_set>
+
+#include "solver/terms/difference_bound.h"
+#include "solver/terms/linear_sum.h"
+#include "solver/terms/term.h"
+#include "solver/terms/term_store.h"
+
+namespace vorn::solver {
+
+/// Rewrites arithmetic atoms into Boolean combinations of *bounds*: atoms
+/// kLeq or kLess that state one bound on a variable or on the difference of
+/// two. Says which atoms cannot be written so: those outside difference logic.
+///
+/// An arithmetic ite counts as a variable of its own where it can be given a
+/// name, which is when each branch is a constant or a variable plus a constant:
+/// then "name = branch" is itself a difference. Where that does not make the
+/// atom a bound, the ite is lifted: the atom becomes an ite of atoms.
+///
+/// Pure: makes terms, keeps a memo, and has no other state; popping assertions
+/// invalidates nothing.
+/// Cost: linear in the atom, except for lifting, which doubles with each ite
+/// that must be lifted out of one atom; atoms that would need more than
+/// kMaxLifts are counted as outside.
+/// Ownership: borrows the store. Threads: none.
+class AtomNormaliser {
+ public:
+  static constexpr int kMaxLifts = 10000;
+
+  explicit AtomNormaliser(TermStore& store) : store_(store) {}
+
+  /// The rewritten atom; `atom` itself if it is a bound; null if it is outside.
+  /// Requires: kLeq, kLess, or kEqual or kDistinct over arithmetic.
+  const Term* normalise(const Term* atom);
+
+  /// The first arithmetic atom outside difference logic in `term`, or null.
+  /// Cost: visits each subterm once in the life of the object.
+  const Term* first_outside(const Term* term);
+
+  /// Reads a bound. The outcome is never kOutside for what normalise returned.
+  BoundOutcome read_bound(const Term* bound, DifferenceBound& out,
+                          bool& integer);
+
+ private:
+  const Term* do_normalise(const Term* atom);
+  const Term* normalise_pairs(const Term* distinct);
+  const Term* normalise_sum(const LinearSum& sum, bool strict, int depth);
+  bool is_nameable(const Term* ite);
+  const Term* ite_to_lift(const LinearSum& sum);
+  const Term* term_of(const LinearSum& sum);
+
+  TermStore& store_;
+  Lineariser lineariser_;
+  std::unordered_map<const Term*, const Term*> normal_forms_;
+  std::unordered_map<const Term*, bool> nameable_;
+  std::unordered_set<const Term*> inside_;
+  int lifts_ = 0;
+};
+
+/// Whether `term` compares arithmetic terms.
+bool is_arithmetic_atom(const Term* term);
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SOLVER_ENGINE_ATOM_NORMALISER_H

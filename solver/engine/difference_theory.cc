@@ -1,0 +1,254 @@
+// SPDX-License-Identifier: MIT
+#include "solver/engine/difference_theory.h"
+
+#include <cassert>
+#include <cstddef>
+#include <iterator>
+#include <utility>
+
+namespace vorn::solver {
+namespace {
+
+std::size_t index(int id) {
+  return static_cast<std::size_t>(id);
+}
+
+}  // namespace
+
+DifferenceTheory::DifferenceTheory(
+    TermStore& store, AtomNormaliser& normaliser,
+    const Configuration::Theory::La& configuration)
+    : store_(store),
+      normaliser_(normaliser),
+      configuration_(configuration),
+      graph_(&configuration_, &mapper_, &store),
+      constraints_(1) {}
+
+int DifferenceTheory::node_of(const Term* term) {
+  return term == nullptr ? 0 : mapper_.add_variable(term);
+}
+
+Literal DifferenceTheory::literal_of(const DifferenceBound& bound,
+                                     bool integer) {
+  const int source = node_of(bound.source);
+  const int target = node_of(bound.target);
+  if (source > target) {
+    return ~literal_of(negate_bound(bound, integer), integer);
+  }
+  const NodePair pair =
+      (static_cast<NodePair>(source) << 32U) | static_cast<NodePair>(target);
+  std::map<la::DNumber, int>& bounds = bounds_[pair];
+  const auto found = bounds.find(bound.weight);
+  if (found != bounds.end()) {
+    return Literal(atoms_[index(found->second)].variable, false);
+  }
+
+  const int variable = search_->new_variable(true);
+  const Literal literal(variable, false);
+  const auto [term, negated] = bound_term(bound);
+  Atom atom{variable, {0, 0}, pair, bound.weight};
+  atom.constraints[0] = add_constraint(bound, term, negated, literal);
+  atom.constraints[1] =
+      add_constraint(negate_bound(bound, integer), term, !negated, ~literal);
+  if (index(variable) >= atom_of_variable_.size()) {
+    atom_of_variable_.resize(index(variable) + 1, -1);
+  }
+  atom_of_variable_[index(variable)] = static_cast<int>(atoms_.size());
+  bounds.emplace(bound.weight, static_cast<int>(atoms_.size()));
+  atoms_.push_back(atom);
+  link_neighbours(atom);
+  return literal;
+}
+
+int DifferenceTheory::add_constraint(const DifferenceBound& bound,
+                                     const Term* atom, bool negated,
+                                     Literal literal) {
+  const int id = mapper_.add_constraint(atom, negated);
+  const dl::Edge edge(node_of(bound.source), node_of(bound.target),
+                      bound.weight, id);
+  assert(index(id) == constraints_.size());
+  constraints_.push_back({literal, edge});
+  graph_.tell_edge(id, edge);
+  return id;
+}
+
+// The bound as the term that the graph's lemmas state it with, and whether the
+// bound is that term's negation.
+std::pair<const Term*, bool> DifferenceTheory::bound_term(
+    const DifferenceBound& bound) {
+  const Term* zero = store_.make_number(QNumber(0));
+  const Term* x = bound.source == nullptr ? zero : bound.source;
+  const Term* y = bound.target == nullptr ? zero : bound.target;
+  const Term* limit =
+      store_.make_plus(x, store_.make_number(bound.weight.rational()));
+  if (bound.weight.eps().sign() == 0) return {store_.make_leq(y, limit), false};
+  return {store_.make_leq(limit, y), true};
+}
+
+// The tighter bound implies the looser one. Links to the neighbours make a
+// chain, through which all others follow.
+void DifferenceTheory::link_neighbours(const Atom& atom) {
+  const std::map<la::DNumber, int>& bounds = bounds_[atom.pair];
+  const auto here = bounds.find(atom.weight);
+  const auto link = [this](int tighter, int looser) {
+    clauses_.push_back({Literal(atoms_[index(tighter)].variable, true),
+                        Literal(atoms_[index(looser)].variable, false)});
+  };
+  if (here != bounds.begin()) link(std::prev(here)->second, here->second);
+  const auto next = std::next(here);
+  if (next != bounds.end()) link(here->second, next->second);
+}
+
+bool DifferenceTheory::take_clause(std::vector<Literal>& clause) {
+  if (clauses_.empty()) return false;
+  clause = std::move(clauses_.front());
+  clauses_.pop_front();
+  return true;
+}
+
+void DifferenceTheory::shrink_atoms(std::size_t count) {
+  assert(pushed_.empty());
+  clauses_.clear();
+  while (graph_.has_lemmas()) graph_.get_next_lemma();
+  while (atoms_.size() > count) {
+    const Atom& atom = atoms_.back();
+    graph_.retract_edge(atom.constraints[1]);
+    graph_.retract_edge(atom.constraints[0]);
+    atom_of_variable_[index(atom.variable)] = -1;
+    bounds_[atom.pair].erase(atom.weight);
+    atoms_.pop_back();
+  }
+}
+
+void DifferenceTheory::assigned(Literal literal) {
+  const int position = atom_of_variable_[index(literal.variable())];
+  assert(position >= 0);
+  const int id =
+      atoms_[index(position)].constraints[literal.is_negated() ? 1 : 0];
+  pushed_.push_back(id);
+  graph_.push_edge(id);
+}
+
+void DifferenceTheory::backtrack(int level) {
+  std::size_t kept = 0;
+  if (level < 0) {
+    level_starts_.clear();
+  } else {
+    kept = level_starts_[index(level)];
+    level_starts_.resize(index(level));
+  }
+  while (pushed_.size() > kept) {
+    graph_.pop_edge(pushed_.back());
+    pushed_.pop_back();
+  }
+}
+
+bool DifferenceTheory::propagate(std::vector<Literal>& /*implied*/,
+                                 std::vector<Literal>& conflict) {
+  if (graph_.check(true)) return true;
+  graph_.get_conflict_set(&conflict_set_);
+  for (const int id : conflict_set_) {
+    conflict.push_back(~constraints_[index(id)].literal);
+  }
+  return false;
+}
+
+void DifferenceTheory::explain(Literal /*literal*/,
+                               std::vector<Literal>& /*reason*/) {
+  assert(false && "no literal is implied by the theory");
+}
+
+bool DifferenceTheory::final_check(std::vector<Literal>& /*conflict*/) {
+  const la::DNumber origin = graph_.get_potential(0);
+  const QNumber eps = choose_eps();
+  model_.assign(index(mapper_.num_variables()) + 1, QNumber(0));
+  for (int n = 1; n <= mapper_.num_variables(); ++n) {
+    const la::DNumber potential = graph_.get_potential(n);
+    QNumber part = potential.eps();
+    part -= origin.eps();
+    part *= eps;
+    QNumber& value = model_[index(n)];
+    value = potential.rational();
+    value -= origin.rational();
+    value += part;
+  }
+  return true;
+}
+
+// A number small enough to stand for eps in every active bound: each one holds
+// for a + b*eps <= c + d*eps, in lexicographic order, and keeps holding while
+// (b - d) * eps <= c - a.
+QNumber DifferenceTheory::choose_eps() const {
+  QNumber eps(1);
+  for (const int id : pushed_) {
+    const dl::Edge& edge = constraints_[index(id)].edge;
+    la::DNumber limit = graph_.get_potential(edge.source);
+    limit += edge.weight;
+    const la::DNumber value = graph_.get_potential(edge.target);
+    QNumber excess = value.eps();
+    excess -= limit.eps();
+    if (excess.sign() <= 0) continue;
+    QNumber largest = limit.rational();
+    largest -= value.rational();
+    largest /= excess;
+    if (largest < eps) eps = largest;
+  }
+  return eps;
+}
+
+std::optional<QNumber> DifferenceTheory::model_value(
+    const Term* variable) const {
+  const int node = mapper_.node_of(variable);
+  if (node == 0 || index(node) >= model_.size()) return std::nullopt;
+  return model_[index(node)];
+}
+
+bool DifferenceTheory::next_lemma(std::vector<Literal>& clause) {
+  while (clauses_.empty() && graph_.has_lemmas()) {
+    std::vector<Literal> lemma;
+    if (read_lemma(graph_.get_next_lemma(), lemma)) {
+      clauses_.push_back(std::move(lemma));
+    }
+  }
+  return take_clause(clause);
+}
+
+// False for a lemma that holds trivially.
+bool DifferenceTheory::read_lemma(const dl::Graph::Lemma& lemma,
+                                  std::vector<Literal>& clause) {
+  for (const Term_* disjunct : lemma.second) {
+    Literal literal;
+    bool constant = false;
+    if (literal_of_disjunct(static_cast<const Term*>(disjunct), literal,
+                            constant)) {
+      clause.push_back(literal);
+    } else if (constant) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// False if the disjunct is a constant, which goes to `constant`.
+bool DifferenceTheory::literal_of_disjunct(const Term* disjunct,
+                                           Literal& literal, bool& constant) {
+  const bool negated = disjunct->kind == Kind::kNot;
+  const Term* atom = negated ? disjunct->arg(0) : disjunct;
+  if (atom->kind == Kind::kTrue || atom->kind == Kind::kFalse) {
+    constant = (atom->kind == Kind::kTrue) != negated;
+    return false;
+  }
+  DifferenceBound bound;
+  bool integer = false;
+  const BoundOutcome outcome = normaliser_.read_bound(atom, bound, integer);
+  if (outcome != BoundOutcome::kBound) {
+    assert(outcome != BoundOutcome::kOutside);
+    constant = (outcome == BoundOutcome::kTrue) != negated;
+    return false;
+  }
+  literal = literal_of(bound, integer);
+  if (negated) literal = ~literal;
+  return true;
+}
+
+}  // namespace vorn::solver

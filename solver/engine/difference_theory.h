@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SOLVER_ENGINE_DIFFERENCE_THEORY_H
+#define VORN_SOLVER_ENGINE_DIFFERENCE_THEORY_H
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <optional>
+#include <unordered_map>
+#include <vector>
+
+#include "solver/engine/atom_normaliser.h"
+#include "solver/search/search.h"
+#include "solver/search/theory.h"
+#include "solver/terms/constraint_mapper.h"
+#include "solver/terms/difference_bound.h"
+#include "solver/terms/term_store.h"
+#include "vorn/dl/graph.h"
+#include "vorn/services/configuration.h"
+#include "vorn/services/logger.h"
+
+namespace vorn::solver {
+
+/// The difference graph as the theory of a search.
+///
+/// Each bound that occurs in the problem is an *atom*: one variable of the
+/// search and two constraints of the graph, one for each polarity. Over the
+/// integers the negation of a bound is the tightened opposite bound, over the
+/// reals the strict one. A literal that becomes true is pushed onto the graph
+/// at once, the graph is checked when clause propagation has come to rest, and
+/// backtracking pops in reverse.
+///
+/// Bounds between one pair of nodes imply each other; neighbours in that order
+/// are linked by two-literal clauses, so that the search propagates them by
+/// itself. Of x - y <= w and y - x <= v one is kept as the negation of the
+/// other kind, so both directions lie in one order.
+///
+/// Constraints are numbered from 1 and no number is used twice, not even after
+/// its atom was forgotten: the graph's lemma search reads the edges of past
+/// conflicts, and takes edge 0 for no edge.
+///
+/// Ownership: borrows store and normaliser. The search is attached after
+/// construction, as the two need each other.
+/// Threads: none.
+class DifferenceTheory final : public Theory {
+ public:
+  DifferenceTheory(TermStore& store, AtomNormaliser& normaliser,
+                   const Configuration::Theory::La& configuration);
+
+  /// Requires: called once, before any other operation.
+  void attach(Search* search) { search_ = search; }
+
+  /// A literal for a bound: an existing atom's if the same bound is known. New
+  /// atoms may queue clauses for take_clause.
+  Literal literal_of(const DifferenceBound& bound, bool integer);
+
+  /// The next clause, true in arithmetic, that a new atom brought along; false
+  /// when there is none.
+  bool take_clause(std::vector<Literal>& clause);
+
+  std::size_t num_atoms() const { return atoms_.size(); }
+  /// Forgets the atoms from `count` on, and lemmas not yet taken.
+  /// Requires: no literal is assigned.
+  void shrink_atoms(std::size_t count);
+
+  /// The value of a variable in the last model; nothing for a term that has
+  /// none. Strict bounds hold with the eps chosen for that model.
+  std::optional<QNumber> model_value(const Term* variable) const;
+
+  dl::Graph& graph() { return graph_; }
+  const dl::Graph& graph() const { return graph_; }
+
+  // The theory's side of the search.
+  void assigned(Literal literal) override;
+  void new_level() override { level_starts_.push_back(pushed_.size()); }
+  void backtrack(int level) override;
+  bool propagate(std::vector<Literal>& implied,
+                 std::vector<Literal>& conflict) override;
+  void explain(Literal literal, std::vector<Literal>& reason) override;
+  bool final_check(std::vector<Literal>& conflict) override;
+  bool next_lemma(std::vector<Literal>& clause) override;
+
+ private:
+  /// The two ends of a bound as nodes, the smaller one first.
+  using NodePair = std::uint64_t;
+
+  struct Atom {
+    int variable;
+    /// Constraint ids of the atom and of its negation.
+    int constraints[2];
+    NodePair pair;
+    la::DNumber weight;
+  };
+  /// What a constraint id stands for.
+  struct Constraint {
+    Literal literal;
+    dl::Edge edge;
+  };
+
+  int node_of(const Term* term);
+  int add_constraint(const DifferenceBound& bound, const Term* atom,
+                     bool negated, Literal literal);
+  std::pair<const Term*, bool> bound_term(const DifferenceBound& bound);
+  void link_neighbours(const Atom& atom);
+  bool literal_of_disjunct(const Term* disjunct, Literal& literal,
+                           bool& constant);
+  bool read_lemma(const dl::Graph::Lemma& lemma, std::vector<Literal>& clause);
+  QNumber choose_eps() const;
+
+  TermStore& store_;            // borrowed
+  AtomNormaliser& normaliser_;  // borrowed
+  Search* search_ = nullptr;    // borrowed
+  Configuration::Theory::La configuration_;
+  ConstraintMapper mapper_;
+  dl::Graph graph_;
+
+  std::vector<Atom> atoms_;
+  std::vector<int> atom_of_variable_;    // by search variable; -1 for none
+  std::vector<Constraint> constraints_;  // by constraint id; 0 is unused
+  /// Atoms on one pair of nodes, by weight.
+  std::unordered_map<NodePair, std::map<la::DNumber, int>> bounds_;
+  std::deque<std::vector<Literal>> clauses_;
+
+  /// Constraint ids on the graph, in order, and where each level begins.
+  std::vector<int> pushed_;
+  std::vector<std::size_t> level_starts_;
+  std::vector<int> conflict_set_;  // scratch
+
+  std::vector<QNumber> model_;  // by node
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SOLVER_ENGINE_DIFFERENCE_THEORY_H

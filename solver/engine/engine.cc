@@ -1,0 +1,252 @@
+// SPDX-License-Identifier: MIT
+#include "solver/engine/engine.h"
+
+#include <algorithm>
+#include <cassert>
+#include <new>
+#include <optional>
+#include <unordered_map>
+#include <utility>
+
+#include "solver/engine/difference_theory.h"
+#include "solver/engine/encoder.h"
+#include "solver/search/search.h"
+#include "solver/terms/evaluator.h"
+
+namespace vorn::solver {
+
+/// What solves: rebuilt from the assertions whenever it is missing.
+struct Engine::Machinery {
+  /// A synchronised assertion level, and what to go back to when it ends.
+  struct Level {
+    int num_variables;
+    std::size_t num_atoms;
+    std::size_t num_encoded;
+    std::size_t num_assertions;
+    /// True while the level's assertions are to hold.
+    Literal selector;
+  };
+
+  Machinery(TermStore& store, AtomNormaliser& normaliser,
+            const EngineOptions& options)
+      : theory(store, normaliser, options.lemmas),
+        search(attach(theory, search), options.search),
+        encoder(store, normaliser, theory, search) {}
+
+  // The search is told to the theory before it is built: a pointer to it is
+  // all that is kept until then.
+  static Theory* attach(DifferenceTheory& theory, Search& search) {
+    theory.attach(&search);
+    return &theory;
+  }
+
+  void open_level() {
+    Level level{search.num_variables(), theory.num_atoms(), encoder.size(),
+                num_assertions, Literal()};
+    level.selector = Literal(search.new_variable(), false);
+    levels.push_back(level);
+  }
+
+  void close_level() {
+    const Level& level = levels.back();
+    search.shrink_variables(level.num_variables);
+    theory.shrink_atoms(level.num_atoms);
+    encoder.shrink(level.num_encoded);
+    num_assertions = level.num_assertions;
+    levels.pop_back();
+  }
+
+  void assert_term(const Term* term) {
+    std::optional<Literal> guard;
+    if (!levels.empty()) guard = ~levels.back().selector;
+    encoder.assert_term(term, guard);
+    ++num_assertions;
+  }
+
+  DifferenceTheory theory;
+  Search search;
+  Encoder encoder;
+  std::vector<Level> levels;
+  std::size_t num_assertions = 0;
+};
+
+/// The symbols' values in the last model, and values of terms on top of them.
+class Engine::Model final : public Interpretation {
+ public:
+  explicit Model(const Machinery& machinery)
+      : machinery_(machinery), evaluator_(*this) {}
+
+  bool bool_value(const Term* symbol) override {
+    const std::optional<Literal> literal = machinery_.encoder.find(symbol);
+    return literal && machinery_.search.model_value(*literal);
+  }
+  QNumber number_value(const Term* symbol) override {
+    return machinery_.theory.model_value(symbol).value_or(QNumber(0));
+  }
+
+  Evaluator& evaluator() { return evaluator_; }
+
+ private:
+  const Machinery& machinery_;
+  Evaluator evaluator_;
+};
+
+Engine::Engine(TermStore& store, const EngineOptions& options)
+    : store_(store), options_(options), normaliser_(store) {}
+
+Engine::~Engine() = default;
+
+const Term* Engine::outside_fragment(const Term* term) {
+  return normaliser_.first_outside(term);
+}
+
+void Engine::assert_term(const Term* term) {
+  assert(term->is_bool() && outside_fragment(term) == nullptr);
+  model_.reset();
+  assertions_.push_back(term);
+}
+
+void Engine::push() {
+  model_.reset();
+  level_starts_.push_back(assertions_.size());
+}
+
+void Engine::pop() {
+  assert(!level_starts_.empty());
+  model_.reset();
+  assertions_.resize(level_starts_.back());
+  level_starts_.pop_back();
+  if (machinery_ && machinery_->levels.size() > level_starts_.size()) {
+    machinery_->close_level();
+  }
+}
+
+// Brings the machinery up to the stack of assertions.
+void Engine::synchronise() {
+  if (!machinery_) {
+    machinery_ = std::make_unique<Machinery>(store_, normaliser_, options_);
+  }
+  machinery_->search.set_stop(stop_);
+  machinery_->search.set_progress(progress_);
+  machinery_->theory.graph().set_logger(logger_);
+  while (machinery_->num_assertions < assertions_.size() ||
+         machinery_->levels.size() < level_starts_.size()) {
+    const std::size_t level = machinery_->levels.size();
+    const bool opens = level < level_starts_.size() &&
+                       machinery_->num_assertions == level_starts_[level];
+    if (opens) {
+      machinery_->open_level();
+    } else {
+      machinery_->assert_term(assertions_[machinery_->num_assertions]);
+    }
+  }
+}
+
+Answer Engine::check(const std::vector<const Term*>& assumptions) {
+  model_.reset();
+  failed_assumptions_.clear();
+  unknown_reason_ = UnknownReason::kNone;
+  try {
+    return do_check(assumptions);
+  } catch (const std::bad_alloc&) {
+    // The stack of assertions is whole; all else can be made again.
+    model_.reset();
+    machinery_.reset();
+    unknown_reason_ = UnknownReason::kMemout;
+    return Answer::kUnknown;
+  }
+}
+
+Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
+  synchronise();
+  std::vector<Literal> literals;
+  for (const Machinery::Level& level : machinery_->levels) {
+    literals.push_back(level.selector);
+  }
+  std::unordered_map<int, std::size_t> position_of;
+  for (std::size_t k = 0; k < assumptions.size(); ++k) {
+    literals.push_back(machinery_->encoder.literal_of(assumptions[k]));
+    position_of.emplace(literals.back().code(), k);
+  }
+  switch (machinery_->search.solve(literals)) {
+    case Search::Result::kSat:
+      break;
+    case Search::Result::kUnsat:
+      for (const Literal failed : machinery_->search.failed_assumptions()) {
+        const auto found = position_of.find(failed.code());
+        if (found != position_of.end()) {
+          failed_assumptions_.push_back(found->second);
+        }
+      }
+      std::sort(failed_assumptions_.begin(), failed_assumptions_.end());
+      return Answer::kUnsat;
+    case Search::Result::kUnknown:
+      unknown_reason_ = UnknownReason::kStopped;
+      return Answer::kUnknown;
+  }
+  model_ = std::make_unique<Model>(*machinery_);
+  if (options_.check_models && !model_holds(assumptions)) {
+    model_.reset();
+    unknown_reason_ = UnknownReason::kInternalError;
+    return Answer::kUnknown;
+  }
+  return Answer::kSat;
+}
+
+bool Engine::model_holds(const std::vector<const Term*>& assumptions) {
+  const auto holds = [this](const Term* term) {
+    return model_->evaluator().bool_value(term);
+  };
+  return std::all_of(assertions_.begin(), assertions_.end(), holds) &&
+         std::all_of(assumptions.begin(), assumptions.end(), holds);
+}
+
+bool Engine::bool_value(const Term* term) {
+  assert(model_ != nullptr);
+  return model_->evaluator().bool_value(term);
+}
+
+QNumber Engine::number_value(const Term* term) {
+  assert(model_ != nullptr);
+  return model_->evaluator().number_value(term);
+}
+
+void Engine::set_stop(const std::atomic<bool>* stop) {
+  stop_ = stop;
+}
+
+void Engine::set_logger(Logger* logger) {
+  logger_ = logger;
+}
+
+void Engine::set_progress(
+    std::function<void(const SearchStatistics&)> progress) {
+  progress_ = std::move(progress);
+}
+
+void Engine::set_options(const EngineOptions& options) {
+  options_ = options;
+  model_.reset();
+  machinery_.reset();
+}
+
+std::vector<std::pair<std::string, std::string>> Engine::statistics() const {
+  std::vector<std::pair<std::string, std::string>> rows;
+  const SearchStatistics counters =
+      machinery_ ? machinery_->search.statistics() : SearchStatistics();
+  const auto row = [&rows](const char* key, std::uint64_t value) {
+    rows.emplace_back(key, std::to_string(value));
+  };
+  row("decisions", counters.decisions);
+  row("conflicts", counters.conflicts);
+  row("propagations", counters.propagations);
+  row("restarts", counters.restarts);
+  row("learnt clauses", counters.learnt_clauses);
+  row("deleted clauses", counters.deleted_clauses);
+  row("theory conflicts", counters.theory_conflicts);
+  row("lemmas used", counters.lemmas);
+  if (machinery_) machinery_->theory.graph().get_stats(rows);
+  return rows;
+}
+
+}  // namespace vorn::solver

@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SOLVER_ENGINE_ENGINE_H
+#define VORN_SOLVER_ENGINE_ENGINE_H
+
+#include <atomic>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "solver/engine/atom_normaliser.h"
+#include "solver/search/options.h"
+#include "solver/search/statistics.h"
+#include "solver/terms/term.h"
+#include "solver/terms/term_store.h"
+#include "vorn/services/configuration.h"
+#include "vorn/services/logger.h"
+
+namespace vorn::solver {
+
+struct EngineOptions {
+  /// The graph's lemma settings.
+  Configuration::Theory::La lemmas;
+  SearchOptions search;
+  /// Check every model against the assertions before answering kSat.
+  bool check_models = true;
+};
+
+enum class Answer { kSat, kUnsat, kUnknown };
+
+enum class UnknownReason {
+  kNone,
+  /// The stop flag was set.
+  kStopped,
+  /// Memory ran out. Nothing asserted is lost; what was learnt is.
+  kMemout,
+  /// A model did not satisfy the assertions: a defect, and never called sat.
+  kInternalError,
+};
+
+/// Decides assertions of difference logic over integers and reals.
+///
+/// Holds a stack of assertions. The solving machinery behind it (search,
+/// encoding, graph) follows the stack when it is asked, keeps what it has
+/// learnt from check to check, and can be rebuilt from the stack at any time.
+///
+/// Ownership: borrows the store, the stop flag and the logger.
+/// Threads: none; the stop flag may be set from another thread.
+class Engine {
+ public:
+  explicit Engine(TermStore& store, const EngineOptions& options = {});
+  Engine(const Engine&) = delete;
+  Engine& operator=(const Engine&) = delete;
+  ~Engine();
+
+  /// The first arithmetic atom in `term` outside difference logic, or null.
+  /// Changes no assertion. Cost: each subterm is visited once in a lifetime.
+  const Term* outside_fragment(const Term* term);
+
+  /// Requires: Boolean and inside the fragment.
+  void assert_term(const Term* term);
+  void push();
+  /// Takes back the assertions since the matching push.
+  /// Requires: num_levels() > 0.
+  void pop();
+  std::size_t num_levels() const { return level_starts_.size(); }
+  const std::vector<const Term*>& assertions() const { return assertions_; }
+
+  /// Whether assertions and assumptions have a common model.
+  /// Requires: assumptions are Boolean and inside the fragment.
+  Answer check(const std::vector<const Term*>& assumptions = {});
+
+  /// After kUnsat: positions of assumptions that are inconsistent with the
+  /// assertions. Empty if the assertions are inconsistent by themselves.
+  const std::vector<std::size_t>& failed_assumptions() const {
+    return failed_assumptions_;
+  }
+  /// After kUnknown.
+  UnknownReason unknown_reason() const { return unknown_reason_; }
+
+  /// After kSat, until the next check: the value of a term. Symbols that no
+  /// assertion mentions are false and 0.
+  bool bool_value(const Term* term);
+  QNumber number_value(const Term* term);
+
+  /// Makes a running check end with kUnknown soon after the flag is set. It is
+  /// looked at between steps of the search, not inside a step of the graph.
+  void set_stop(const std::atomic<bool>* stop);
+  /// Where the graph logs; null for nowhere.
+  void set_logger(Logger* logger);
+  /// Called every few hundred conflicts of a check; must not call the engine.
+  void set_progress(std::function<void(const SearchStatistics&)> progress);
+
+  /// Settings, effective from the next check on; changing those of the search
+  /// rebuilds it.
+  const EngineOptions& options() const { return options_; }
+  void set_options(const EngineOptions& options);
+
+  /// Names and values of all counters: the search's, then the graph's.
+  std::vector<std::pair<std::string, std::string>> statistics() const;
+
+ private:
+  struct Machinery;
+  class Model;
+
+  void synchronise();
+  Answer do_check(const std::vector<const Term*>& assumptions);
+  bool model_holds(const std::vector<const Term*>& assumptions);
+
+  TermStore& store_;
+  EngineOptions options_;
+  AtomNormaliser normaliser_;
+  std::vector<const Term*> assertions_;
+  std::vector<std::size_t> level_starts_;
+
+  const std::atomic<bool>* stop_ = nullptr;
+  Logger* logger_ = nullptr;
+  std::function<void(const SearchStatistics&)> progress_;
+
+  std::unique_ptr<Machinery> machinery_;
+  std::unique_ptr<Model> model_;
+  std::vector<std::size_t> failed_assumptions_;
+  UnknownReason unknown_reason_ = UnknownReason::kNone;
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SOLVER_ENGINE_ENGINE_H

@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: MIT
+#include "solver/terms/evaluator.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cstddef>
+#include <utility>
+
+// A stack of terms to compute replaces recursion. A term stays on the stack
+// until all its arguments are known; it is then computed from the memo. All
+// arguments are computed, also those that could not change the outcome: that
+// keeps the order of work, and with it the cost, independent of the values.
+
+namespace vorn::solver {
+
+bool Evaluator::known(const Term* term) const {
+  return term->id < memo_.size() && memo_[term->id] != kUnknown;
+}
+
+bool Evaluator::known_bool(const Term* term) const {
+  assert(term->is_bool() && known(term));
+  return memo_[term->id] == kTrue;
+}
+
+const QNumber& Evaluator::known_number(const Term* term) const {
+  assert(term->is_arithmetic() && known(term));
+  return numbers_[memo_[term->id] - kFirstNumber];
+}
+
+std::uint64_t Evaluator::keep(QNumber value) {
+  numbers_.push_back(std::move(value));
+  return numbers_.size() - 1 + kFirstNumber;
+}
+
+TermValue Evaluator::evaluate(const Term* term) {
+  if (term->is_bool()) return bool_value(term);
+  return number_value(term);
+}
+
+bool Evaluator::bool_value(const Term* term) {
+  compute(term);
+  return known_bool(term);
+}
+
+const QNumber& Evaluator::number_value(const Term* term) {
+  compute(term);
+  return known_number(term);
+}
+
+void Evaluator::clear() {
+  memo_.clear();
+  numbers_.clear();
+}
+
+void Evaluator::compute(const Term* term) {
+  if (known(term)) return;
+  // Arguments have smaller ids than the terms that use them.
+  if (memo_.size() <= term->id) memo_.resize(term->id + 1, kUnknown);
+  stack_.assign(1, term);
+  while (!stack_.empty()) {
+    const Term* top = stack_.back();
+    const std::size_t height = stack_.size();
+    if (!known(top)) {
+      for (std::size_t i = 0; i < top->num_args; ++i) {
+        if (!known(top->arg(i))) stack_.push_back(top->arg(i));
+      }
+      if (stack_.size() > height) continue;
+      memo_[top->id] = compute_root(top);
+    }
+    stack_.pop_back();
+  }
+}
+
+// Computes a term whose arguments are known; gives its memo entry.
+std::uint64_t Evaluator::compute_root(const Term* term) {
+  const auto entry = [](bool value) { return value ? kTrue : kFalse; };
+  const auto first = term->args();
+  const auto last = first + term->num_args;
+  const auto holds = [this](const Term* arg) { return known_bool(arg); };
+  switch (term->kind) {
+    case Kind::kTrue:
+      return kTrue;
+    case Kind::kFalse:
+      return kFalse;
+    case Kind::kSymbol:
+      return term->is_bool() ? entry(symbols_.bool_value(term))
+                             : keep(symbols_.number_value(term));
+    case Kind::kNumber:
+      return keep(term->number());
+    case Kind::kNot:
+      return entry(!holds(first[0]));
+    case Kind::kAnd:
+      return entry(std::all_of(first, last, holds));
+    case Kind::kOr:
+      return entry(std::any_of(first, last, holds));
+    case Kind::kXor:
+      return entry(holds(first[0]) != holds(first[1]));
+    case Kind::kImplies:
+      return entry(!holds(first[0]) || holds(first[1]));
+    case Kind::kEqual:
+      return entry(are_equal(first[0], first[1]));
+    case Kind::kDistinct:
+      return entry(are_distinct(term));
+    case Kind::kIte: {
+      const Term* branch = first[holds(first[0]) ? 1 : 2];
+      return term->is_bool() ? entry(holds(branch))
+                             : keep(known_number(branch));
+    }
+    case Kind::kLeq:
+      return entry(known_number(first[0]) <= known_number(first[1]));
+    case Kind::kLess:
+      return entry(known_number(first[0]) < known_number(first[1]));
+    case Kind::kPlus: {
+      QNumber sum = known_number(first[0]);
+      for (auto arg = first + 1; arg != last; ++arg) sum += known_number(*arg);
+      return keep(std::move(sum));
+    }
+    case Kind::kTimes: {
+      QNumber product = known_number(first[0]);
+      product *= known_number(first[1]);
+      return keep(std::move(product));
+    }
+  }
+  assert(false && "no such kind");
+  return kUnknown;
+}
+
+bool Evaluator::are_equal(const Term* a, const Term* b) const {
+  if (a->is_bool()) return known_bool(a) == known_bool(b);
+  return known_number(a) == known_number(b);
+}
+
+bool Evaluator::are_distinct(const Term* term) const {
+  if (term->arg(0)->is_bool()) {
+    // There are but two truth values.
+    return term->num_args == 2 && !are_equal(term->arg(0), term->arg(1));
+  }
+  std::vector<const QNumber*> sorted;
+  sorted.reserve(term->num_args);
+  for (std::size_t i = 0; i < term->num_args; ++i) {
+    sorted.push_back(&known_number(term->arg(i)));
+  }
+  std::sort(sorted.begin(), sorted.end(),
+            [](const QNumber* a, const QNumber* b) { return *a < *b; });
+  return std::adjacent_find(sorted.begin(), sorted.end(),
+                            [](const QNumber* a, const QNumber* b) {
+                              return *a == *b;
+                            }) == sorted.end();
+}
+
+}  // namespace vorn::solver

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SOLVER_TERMS_EVALUATOR_H
+#define VORN_SOLVER_TERMS_EVALUATOR_H
+
+#include <cstdint>
+#include <deque>
+#include <variant>
+#include <vector>
+
+#include "solver/terms/term.h"
+#include "vorn/numbers/q_number.h"
+
+namespace vorn::solver {
+
+/// The value of a Boolean or of an arithmetic term.
+using TermValue = std::variant<bool, QNumber>;
+
+/// An interpretation: where an Evaluator gets the values of symbols from. It is
+/// asked at most once per symbol between two calls of Evaluator::clear.
+class Interpretation {
+ public:
+  Interpretation() = default;
+  Interpretation(const Interpretation&) = delete;
+  Interpretation& operator=(const Interpretation&) = delete;
+  virtual ~Interpretation() = default;
+
+  /// The value of a symbol of sort kBool.
+  virtual bool bool_value(const Term* symbol) = 0;
+  /// The value of a symbol of sort kInt or kReal.
+  virtual QNumber number_value(const Term* symbol) = 0;
+};
+
+/// Computes exact values of terms under an interpretation.
+///
+/// It is the judge of models: it follows the meaning of the term kinds and
+/// nothing else, and shares no code with the normalisation that the search
+/// works on, so that a mistake there cannot hide itself.
+///
+/// Cost: each distinct subterm is computed once and remembered until clear(),
+/// for any depth; one word per term id up to the greatest one seen, and a
+/// number per arithmetic subterm.
+/// Ownership: borrows the interpretation; terms must stay alive.
+/// Threads: none.
+class Evaluator {
+ public:
+  explicit Evaluator(Interpretation& symbols) : symbols_(symbols) {}
+
+  TermValue evaluate(const Term* term);
+
+  /// Requires: a Boolean term.
+  bool bool_value(const Term* term);
+  /// Requires: an arithmetic term.
+  const QNumber& number_value(const Term* term);
+
+  /// Forgets all values; to be called when the interpretation has changed.
+  /// Invalidates references that number_value returned.
+  void clear();
+
+ private:
+  // Entries of memo_. From kFirstNumber on, an entry is an index into numbers_
+  // with kFirstNumber added.
+  static constexpr std::uint64_t kUnknown = 0;
+  static constexpr std::uint64_t kFalse = 1;
+  static constexpr std::uint64_t kTrue = 2;
+  static constexpr std::uint64_t kFirstNumber = 3;
+
+  void compute(const Term* term);
+  std::uint64_t compute_root(const Term* term);
+  bool known(const Term* term) const;
+  bool known_bool(const Term* term) const;
+  const QNumber& known_number(const Term* term) const;
+  bool are_equal(const Term* a, const Term* b) const;
+  bool are_distinct(const Term* term) const;
+  std::uint64_t keep(QNumber value);
+
+  Interpretation& symbols_;
+  std::vector<std::uint64_t> memo_;  // by term id
+  std::deque<QNumber> numbers_;
+  std::vector<const Term*> stack_;
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SOLVER_TERMS_EVALUATOR_H

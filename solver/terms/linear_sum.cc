@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: MIT
+#include "solver/terms/linear_sum.h"
+
+#include <algorithm>
+#include <cassert>
+#include <utility>
+
+// Coefficients flow from the root down. A heap holds pairs (term, coefficient)
+// that are still to be added to the sum, greatest id first. Since arguments
+// have smaller ids than the terms that use them, all shares of a term are in
+// the heap by the time it comes out; they are added up and handed to its
+// arguments at once. So every distinct subterm is expanded once, even where
+// the tree is exponential, and no partial sum is ever stored: memoising a sum
+// per subterm would cost the square of a long chain's length. Leaves come out
+// by descending id, which leaves the sum sorted once it is turned around.
+//
+// A term whose shares cancel is still expanded, so that whether a term is
+// linear does not depend on the values of coefficients.
+
+namespace vorn::solver {
+
+bool Lineariser::linearise(const Term* term, LinearSum& sum) {
+  heap_.clear();
+  push(term, QNumber(1));
+  return run(sum);
+}
+
+bool Lineariser::linearise_difference(const Term* left, const Term* right,
+                                      LinearSum& sum) {
+  heap_.clear();
+  push(left, QNumber(1));
+  push(right, QNumber(-1));
+  return run(sum);
+}
+
+void Lineariser::push(const Term* term, const QNumber& coefficient) {
+  assert(term->is_arithmetic());
+  heap_.push_back({term, coefficient});
+  std::push_heap(heap_.begin(), heap_.end(), later);
+}
+
+Lineariser::Pending Lineariser::pop() {
+  std::pop_heap(heap_.begin(), heap_.end(), later);
+  Pending top = std::move(heap_.back());
+  heap_.pop_back();
+  return top;
+}
+
+bool Lineariser::run(LinearSum& sum) {
+  sum.monomials.clear();
+  sum.constant = QNumber(0);
+  while (!heap_.empty()) {
+    Pending next = pop();
+    while (!heap_.empty() && heap_.front().term == next.term) {
+      next.coefficient += pop().coefficient;
+    }
+    const Term* term = next.term;
+    switch (term->kind) {
+      case Kind::kNumber:
+        next.coefficient *= term->number();
+        sum.constant += next.coefficient;
+        break;
+      case Kind::kPlus:
+        for (std::size_t i = 0; i < term->num_args; ++i) {
+          push(term->arg(i), next.coefficient);
+        }
+        break;
+      case Kind::kTimes: {
+        // The store folds numbers, so a constant factor is a number.
+        const std::size_t factor = term->arg(0)->kind == Kind::kNumber ? 0 : 1;
+        if (term->arg(factor)->kind != Kind::kNumber) return false;
+        next.coefficient *= term->arg(factor)->number();
+        push(term->arg(1 - factor), next.coefficient);
+        break;
+      }
+      default:
+        assert(term->kind == Kind::kSymbol || term->kind == Kind::kIte);
+        if (next.coefficient.sign() != 0) {
+          sum.monomials.push_back({term, std::move(next.coefficient)});
+        }
+        break;
+    }
+  }
+  std::reverse(sum.monomials.begin(), sum.monomials.end());
+  return true;
+}
+
+bool linearise(const Term* term, LinearSum& sum) {
+  return Lineariser().linearise(term, sum);
+}
+
+}  // namespace vorn::solver
