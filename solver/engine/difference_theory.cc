@@ -22,7 +22,12 @@ DifferenceTheory::DifferenceTheory(
       normaliser_(normaliser),
       configuration_(configuration),
       graph_(&configuration_, &mapper_, &store),
-      constraints_(1) {}
+      constraints_(1) {
+  if (configuration.dl_tlemma_kinds == 0) return;
+  pilot_configuration_ = configuration;
+  pilot_configuration_.dl_tlemma_kinds = 0;
+  pilot_ = std::make_unique<dl::Graph>(&pilot_configuration_, &mapper_, &store);
+}
 
 int DifferenceTheory::node_of(const Term* term) {
   return term == nullptr ? 0 : mapper_.add_variable(term);
@@ -69,6 +74,7 @@ int DifferenceTheory::add_constraint(const DifferenceBound& bound,
   assert(index(id) == constraints_.size());
   constraints_.push_back({literal, edge});
   graph_.tell_edge(id, edge);
+  if (pilot_) pilot_->tell_edge(id, edge);
   return id;
 }
 
@@ -112,8 +118,10 @@ void DifferenceTheory::shrink_atoms(std::size_t count) {
   while (graph_.has_lemmas()) graph_.get_next_lemma();
   while (atoms_.size() > count) {
     const Atom& atom = atoms_.back();
-    graph_.retract_edge(atom.constraints[1]);
-    graph_.retract_edge(atom.constraints[0]);
+    for (const int id : {atom.constraints[1], atom.constraints[0]}) {
+      graph_.retract_edge(id);
+      if (pilot_) pilot_->retract_edge(id);
+    }
     atom_of_variable_[index(atom.variable)] = -1;
     bounds_[atom.pair].erase(atom.weight);
     atoms_.pop_back();
@@ -127,6 +135,7 @@ void DifferenceTheory::assigned(Literal literal) {
       atoms_[index(position)].constraints[literal.is_negated() ? 1 : 0];
   pushed_.push_back(id);
   graph_.push_edge(id);
+  if (pilot_) pilot_->push_edge(id);
 }
 
 void DifferenceTheory::backtrack(int level) {
@@ -139,18 +148,30 @@ void DifferenceTheory::backtrack(int level) {
   }
   while (pushed_.size() > kept) {
     graph_.pop_edge(pushed_.back());
+    if (pilot_) pilot_->pop_edge(pushed_.back());
     pushed_.pop_back();
   }
 }
 
 bool DifferenceTheory::propagate(std::vector<Literal>& /*implied*/,
                                  std::vector<Literal>& conflict) {
-  if (graph_.check(true)) return true;
+  if (check_graph()) return true;
   graph_.get_conflict_set(&conflict_set_);
   for (const int id : conflict_set_) {
     conflict.push_back(~constraints_[index(id)].literal);
   }
   return false;
+}
+
+bool DifferenceTheory::check_graph() {
+  if (!pilot_ || pilot_->check(true) || pilot_->lemma_walk_ends()) {
+    return graph_.check(true);
+  }
+  ++num_endless_walks_;
+  const int kinds = std::exchange(configuration_.dl_tlemma_kinds, 0);
+  const bool consistent = graph_.check(true);
+  configuration_.dl_tlemma_kinds = kinds;
+  return consistent;
 }
 
 void DifferenceTheory::explain(Literal /*literal*/,

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <memory>
 #include <optional>
 #include <unordered_map>
 #include <vector>
@@ -40,6 +41,12 @@ namespace vorn::solver {
 /// its atom was forgotten: the graph's lemma search reads the edges of past
 /// conflicts, and takes edge 0 for no edge.
 ///
+/// With lemmas on, a second graph without lemmas is given the same calls and
+/// checked first. From its conflict it can tell whether the lemma search that
+/// the same conflict starts in the first graph would ever end; if not, lemmas
+/// are off for that one check. So each check ends, at the price of doing the
+/// graph's work twice.
+///
 /// Ownership: borrows store and normaliser. The search is attached after
 /// construction, as the two need each other.
 /// Threads: none.
@@ -67,6 +74,9 @@ class DifferenceTheory final : public Theory {
   /// The value of a variable in the last model; nothing for a term that has
   /// none. Strict bounds hold with the eps chosen for that model.
   std::optional<QNumber> model_value(const Term* variable) const;
+
+  /// Conflicts whose lemma search was left out because it would not have ended.
+  std::uint64_t num_endless_walks() const { return num_endless_walks_; }
 
   dl::Graph& graph() { return graph_; }
   const dl::Graph& graph() const { return graph_; }
@@ -107,6 +117,7 @@ class DifferenceTheory final : public Theory {
                            bool& constant);
   bool read_lemma(const dl::Graph::Lemma& lemma, std::vector<Literal>& clause);
   QNumber choose_eps() const;
+  bool check_graph();
 
   TermStore& store_;            // borrowed
   AtomNormaliser& normaliser_;  // borrowed
@@ -114,6 +125,10 @@ class DifferenceTheory final : public Theory {
   Configuration::Theory::La configuration_;
   ConstraintMapper mapper_;
   dl::Graph graph_;
+  /// The second graph; only with lemmas on.
+  std::unique_ptr<dl::Graph> pilot_;
+  Configuration::Theory::La pilot_configuration_;
+  std::uint64_t num_endless_walks_ = 0;
 
   std::vector<Atom> atoms_;
   std::vector<int> atom_of_variable_;    // by search variable; -1 for none

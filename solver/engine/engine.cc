@@ -245,7 +245,9 @@ std::vector<std::pair<std::string, std::string>> Engine::statistics() const {
   row("deleted clauses", counters.deleted_clauses);
   row("theory conflicts", counters.theory_conflicts);
   row("lemmas used", counters.lemmas);
-  if (machinery_) machinery_->theory.graph().get_stats(rows);
+  if (!machinery_) return rows;
+  machinery_->theory.graph().get_stats(rows);
+  row("dl endless walks avoided", machinery_->theory.num_endless_walks());
   return rows;
 }
 

@@ -165,6 +165,14 @@ class Graph {
   bool has_lemmas() { return !lemmas_.empty(); }
   /// Takes the oldest lemma off the queue. Requires: has_lemmas().
   Lemma get_next_lemma();
+  /// Whether a lemma search over the last two conflicts ends, if they overlap
+  /// enough for one at all; see Configuration::Theory::La for the state in
+  /// which it does not. The search runs inside the check that finds a conflict,
+  /// so a host that must be sure asks a second graph beforehand, with no kind
+  /// of lemma switched on but the same least overlap, given the same calls, and
+  /// switches lemmas off for the one check that would not return.
+  /// Cost: linear in the two conflicts.
+  bool lemma_walk_ends();
 
   // Statistics (statistics.cc) and dumps (dumps.cc).
 
@@ -194,6 +202,7 @@ class Graph {
   void do_pop_edge(int idx);
   void do_retract_edge(int idx);
   void record_conflict(int start, int closing_edge);
+  bool conflicts_overlap() const;
   bool conflicts_are_registered() const;
   void do_synch_conflicts(std::size_t n_cur, std::size_t n_prev,
                           std::size_t& off_cur, std::size_t& off_prev,

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <iterator>
 #include <utility>
@@ -49,12 +50,102 @@ float similarity(const std::vector<int>& cur, const std::vector<int>& prev) {
 
 }  // namespace
 
+/// The two indices that move along the current and the previous conflict, and
+/// the flags that hold them back. Knows where the walk goes, not what it
+/// learns. Borrows what it is made of.
+class ConflictWalk {
+ public:
+  struct Step {
+    int cur_edge;
+    int prev_edge;
+    /// The sides run along one edge.
+    bool shared;
+    /// The sides' edges are not taken yet: a side that waits is at its last.
+    bool takes_cur;
+    bool takes_prev;
+    /// Different edges that enter one node.
+    bool meets;
+  };
+
+  ConflictWalk(const std::vector<int>& cur, const std::vector<int>& prev,
+               std::size_t off_cur, std::size_t off_prev,
+               const la::VarMap<Edge, true, true>& edges,
+               const la::VarMap<std::pair<int, int>, true, true>& node_map)
+      : cur_(cur),
+        prev_(prev),
+        off_cur_(off_cur),
+        off_prev_(off_prev),
+        edges_(edges),
+        node_map_(node_map) {}
+
+  bool at_end() const { return i_ >= cur_.size() || j_ >= prev_.size(); }
+  /// Both sides wait, at different nodes: no later step moves either.
+  bool is_stuck() const { return wait_a_ && wait_b_; }
+
+  /// The step at hand; moves on to the next one. Requires: not at_end().
+  Step next() {
+    Step step{cur_[(off_cur_ + i_) % cur_.size()],
+              prev_[(off_prev_ + j_) % prev_.size()],
+              false,
+              !wait_a_,
+              !wait_b_,
+              false};
+    step.shared = step.cur_edge == step.prev_edge;
+    if (step.shared) {
+      ++i_;
+      ++j_;
+      return step;
+    }
+    const int a = edges_.at(step.cur_edge).target;
+    const int b = edges_.at(step.prev_edge).target;
+    step.meets = a == b;
+    if (step.meets) {
+      wait_a_ = false;
+      wait_b_ = false;
+      ++i_;
+      ++j_;
+    } else if (!is_stuck()) {
+      // The side that has reached a node of both cycles stays; the other one
+      // moves, and so do both when neither has.
+      wait_a_ = wait_a_ || is_on_both(a);
+      wait_b_ = wait_b_ || is_on_both(b);
+      if (!wait_a_) ++i_;
+      if (!wait_b_) ++j_;
+    } else {
+      // A loop without end must do something that an optimiser respects, or
+      // the language lets it assume that there is none.
+      std::atomic_signal_fence(std::memory_order_seq_cst);
+    }
+    return step;
+  }
+
+ private:
+  bool is_on_both(int node) const {
+    if (!node_map_.contains(node)) return false;
+    const std::pair<int, int>& leaving = node_map_.at(node);
+    return leaving.first != 0 && leaving.second != 0;
+  }
+
+  const std::vector<int>& cur_;
+  const std::vector<int>& prev_;
+  const std::size_t off_cur_;
+  const std::size_t off_prev_;
+  const la::VarMap<Edge, true, true>& edges_;
+  const la::VarMap<std::pair<int, int>, true, true>& node_map_;
+  std::size_t i_ = 0;
+  std::size_t j_ = 0;
+  bool wait_a_ = false;
+  bool wait_b_ = false;
+};
+
+bool Graph::conflicts_overlap() const {
+  return !(config_->dl_tlemma_min_overlap >
+           similarity(cur_conflict_, prev_conflict_));
+}
+
 void Graph::do_search_lemmas() {
   if (prev_conflict_.empty() || config_->dl_tlemma_kinds == 0) return;
-  if (config_->dl_tlemma_min_overlap >
-      similarity(cur_conflict_, prev_conflict_)) {
-    return;
-  }
+  if (!conflicts_overlap()) return;
   ++num_tlemma_searches_;
   if (cur_conflict_.empty() || !conflicts_are_registered()) return;
   walk_conflicts();
@@ -68,20 +159,28 @@ bool Graph::conflicts_are_registered() const {
          std::all_of(prev_conflict_.begin(), prev_conflict_.end(), registered);
 }
 
-void Graph::walk_conflicts() {
-  const bool learn_short = (config_->dl_tlemma_kinds & kShortLemmas) != 0;
-  const bool learn_long = (config_->dl_tlemma_kinds & kLongLemmas) != 0;
-  const std::size_t n_cur = cur_conflict_.size();
-  const std::size_t n_prev = prev_conflict_.size();
+bool Graph::lemma_walk_ends() {
+  if (cur_conflict_.empty() || prev_conflict_.empty()) return true;
+  if (!conflicts_overlap() || !conflicts_are_registered()) return true;
   std::size_t off_cur = 0;
   std::size_t off_prev = 0;
   NodePairs node_map;
-  do_synch_conflicts(n_cur, n_prev, off_cur, off_prev, node_map);
-  const auto on_both = [&node_map](int node) {
-    if (!node_map.contains(node)) return false;
-    const std::pair<int, int>& leaving = node_map.at(node);
-    return leaving.first != 0 && leaving.second != 0;
-  };
+  do_synch_conflicts(cur_conflict_.size(), prev_conflict_.size(), off_cur,
+                     off_prev, node_map);
+  ConflictWalk walk(cur_conflict_, prev_conflict_, off_cur, off_prev, edges_,
+                    node_map);
+  while (!walk.at_end() && !walk.is_stuck()) walk.next();
+  return walk.at_end();
+}
+
+void Graph::walk_conflicts() {
+  const bool learn_short = (config_->dl_tlemma_kinds & kShortLemmas) != 0;
+  const bool learn_long = (config_->dl_tlemma_kinds & kLongLemmas) != 0;
+  std::size_t off_cur = 0;
+  std::size_t off_prev = 0;
+  NodePairs node_map;
+  do_synch_conflicts(cur_conflict_.size(), prev_conflict_.size(), off_cur,
+                     off_prev, node_map);
 
   // The shared stretch that ends at the last step, if in_common.
   bool in_common = false;
@@ -95,16 +194,18 @@ void Graph::walk_conflicts() {
   la::DNumber sum_b;
   std::vector<int> list_a;
   std::vector<int> list_b;
-  bool wait_a = false;
-  bool wait_b = false;
 
-  std::size_t i = 0;
-  std::size_t j = 0;
-  while (i < n_cur && j < n_prev) {
-    const int ec = cur_conflict_[(off_cur + i) % n_cur];
-    const int ep = prev_conflict_[(off_prev + j) % n_prev];
-    const Edge& a = edges_.at(ec);
-    if (ec == ep) {
+  const auto learn_stretch = [&] {
+    if (!in_common || !learn_long) return;
+    do_learn_long_interpolant_lemmas(common_start, common_end, sum_common,
+                                     list_common);
+  };
+  ConflictWalk walk(cur_conflict_, prev_conflict_, off_cur, off_prev, edges_,
+                    node_map);
+  while (!walk.at_end()) {
+    const ConflictWalk::Step step = walk.next();
+    const Edge& a = edges_.at(step.cur_edge);
+    if (step.shared) {
       if (!in_common) {
         common_start = a.source;
         sum_common = la::DNumber();
@@ -112,56 +213,33 @@ void Graph::walk_conflicts() {
       }
       common_end = a.target;
       sum_common += a.weight;
-      list_common.push_back(ec);
-      ++i;
-      ++j;
+      list_common.push_back(step.cur_edge);
       in_common = true;
       continue;
     }
-    if (in_common && learn_long) {
-      do_learn_long_interpolant_lemmas(common_start, common_end, sum_common,
-                                       list_common);
-    }
-    const Edge& b = edges_.at(ep);
-    if (start == -1) start = a.source;
-    // A side that waits has its last edge in its list already.
-    if (!wait_a) {
-      sum_a += a.weight;
-      list_a.push_back(ec);
-    }
-    if (!wait_b) {
-      sum_b += b.weight;
-      list_b.push_back(ep);
-    }
-    if (a.target == b.target) {
-      if (learn_short) {
-        do_learn_short_interpolant_lemmas(
-            start, a.target, sum_b < sum_a ? sum_a : sum_b, list_a, list_b);
-      }
-      sum_a = la::DNumber();
-      sum_b = la::DNumber();
-      list_a.clear();
-      list_b.clear();
-      start = -1;
-      wait_a = false;
-      wait_b = false;
-      ++i;
-      ++j;
-    } else if (!wait_a || !wait_b) {
-      // The side that has reached a node of both cycles stays; the other one
-      // moves, and so do both when neither has.
-      wait_a = wait_a || on_both(a.target);
-      wait_b = wait_b || on_both(b.target);
-      if (!wait_a) ++i;
-      if (!wait_b) ++j;
-    }
-    // Otherwise both wait, and nothing moves any more.
+    learn_stretch();
     in_common = false;
+    if (start == -1) start = a.source;
+    if (step.takes_cur) {
+      sum_a += a.weight;
+      list_a.push_back(step.cur_edge);
+    }
+    if (step.takes_prev) {
+      sum_b += edges_.at(step.prev_edge).weight;
+      list_b.push_back(step.prev_edge);
+    }
+    if (!step.meets) continue;
+    if (learn_short) {
+      do_learn_short_interpolant_lemmas(
+          start, a.target, sum_b < sum_a ? sum_a : sum_b, list_a, list_b);
+    }
+    sum_a = la::DNumber();
+    sum_b = la::DNumber();
+    list_a.clear();
+    list_b.clear();
+    start = -1;
   }
-  if (in_common && learn_long) {
-    do_learn_long_interpolant_lemmas(common_start, common_end, sum_common,
-                                     list_common);
-  }
+  learn_stretch();
 }
 
 }  // namespace vorn::dl

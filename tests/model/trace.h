@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_MODEL_TRACE_H
+#define VORN_MODEL_TRACE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <iosfwd>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "tests/model/graph_model.h"
+
+namespace vorn::model {
+
+/// What a call does; the fields of Call that it reads are in brackets.
+enum class CallKind {
+  kTell,           // [constraint, first]
+  kTellBi,         // [constraint, first, second]
+  kPush,           // [constraint]
+  kCheck,          // []
+  kPop,            // [constraint]
+  kRetract,        // [constraint]
+  kReset,          // [flag: also forget the potentials]
+  kConfigure,      // [settings]
+  kDrain,          // [count: take at most so many lemmas]
+  kDumpConflicts,  // []
+  kDumpList,       // [ids, flag: full texts]
+  kLogger,         // [count: verbosity, or -1 to take the logger away]
+};
+
+/// One call on the graph, as plain values.
+struct Call {
+  CallKind kind = CallKind::kCheck;
+  int constraint = 0;
+  EdgeRecord first;
+  EdgeRecord second;
+  bool flag = false;
+  int count = 0;
+  Settings settings;
+  std::vector<int> ids;
+};
+
+using Trace = std::vector<Call>;
+
+/// One line of text for one call, `tell_bi 3 1 2 6 -1/2 -1 2 1 7 4 0`: the
+/// constraint, then per edge source, target, own id, rational and eps part.
+std::string call_text(const Call& call);
+
+/// Reads what call_text() writes; false for anything else.
+bool call_from_text(const std::string& line, Call* call);
+
+/// Writes one call a line.
+void write_trace(std::ostream& out, const Trace& trace);
+
+/// Reads what write_trace() writes; blank lines and lines that begin with `#`
+/// are skipped. False at the first line that is no call.
+bool read_trace(std::istream& in, Trace* trace);
+
+/// Follows which constraints are registered and pushed, and so decides which
+/// calls keep to the contract of the graph. Results of calls play no part.
+class Contract {
+ public:
+  bool allows(const Call& call) const;
+
+  /// Requires: allows(call).
+  void apply(const Call& call);
+
+  bool is_registered(int constraint) const;
+  bool is_pushed(int constraint) const;
+  const std::set<int>& registered() const { return registered_; }
+  /// Pushed constraints, oldest first; only the last may be popped.
+  const std::vector<int>& stack() const { return stack_; }
+
+ private:
+  std::set<int> registered_;
+  std::vector<int> stack_;
+};
+
+/// True if every call of `trace`, in order, keeps to the contract.
+bool keeps_contract(const Trace& trace);
+
+/// `trace` without the calls that break the contract where they stand.
+Trace without_breaches(const Trace& trace);
+
+/// A random trace of at most `length` calls that keeps to the contract. The
+/// same seed and length give the same trace on every machine.
+Trace random_trace(std::uint64_t seed, std::size_t length);
+
+/// A shorter trace, within the contract, for which `fails` still holds;
+/// removing any one call of it (with the calls that then break the contract)
+/// makes `fails` false. Requires: fails(trace).
+Trace shrink(const Trace& trace,
+             const std::function<bool(const Trace&)>& fails);
+
+}  // namespace vorn::model
+
+#endif  // VORN_MODEL_TRACE_H
