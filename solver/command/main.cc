@@ -1,0 +1,254 @@
+// SPDX-License-Identifier: MIT
+#include <fcntl.h>
+#include <gmp.h>
+#include <malloc.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <iostream>
+#include <map>
+#include <new>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "solver/command/descriptor_source.h"
+#include "solver/command/process_host.h"
+#include "solver/command/watchdog.h"
+#include "solver/smtlib/interpreter.h"
+#include "solver/smtlib/options.h"
+
+// The vorn command: runs one SMT-LIB script. Exit status 0; 1 after an error
+// of any kind; 130 after Ctrl-C.
+
+namespace vorn::solver {
+namespace {
+
+constexpr int kFailure = 1;
+constexpr int kInterruptedStatus = 130;
+
+struct Arguments {
+  std::string file = "-";
+  double timeout = 0;
+  std::uint64_t memory_limit = 0;
+  bool stats = false;
+  ScriptOptions script;
+};
+
+// What GMP calls. Its own functions end the process when memory is out; an
+// exception leaves it the way all others are left.
+void* gmp_allocate(std::size_t size) {
+  void* block = std::malloc(size);
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
+}
+
+void* gmp_reallocate(void* block, std::size_t /*old_size*/, std::size_t size) {
+  void* moved = std::realloc(block, size);
+  if (moved == nullptr) throw std::bad_alloc();
+  return moved;
+}
+
+void gmp_free(void* block, std::size_t /*size*/) { std::free(block); }
+
+void complain(const std::string& message) {
+  std::cerr << "vorn: " << message << '\n';
+}
+
+// The status to end with, if the command line already settles it.
+std::optional<int> parse_arguments(int argc, char** argv,
+                                   Arguments& arguments) {
+  CLI::App app("Decides SMT-LIB 2.6 scripts of difference logic "
+               "(QF_IDL, QF_RDL, or both).",
+               "vorn");
+  app.set_version_flag("--version", "vorn " VORN_VERSION);
+  ScriptOptions& script = arguments.script;
+  const std::map<std::string, bool> on_off = {{"on", true}, {"off", false}};
+  const std::map<std::string, int> kinds = {
+      {"none", 0}, {"short", 1}, {"long", 2}, {"both", 3}};
+  std::string lemma_names = "none";
+  std::string dedup = script.engine.lemmas.dl_dedup_tlemmas ? "on" : "off";
+  std::string check_models = script.engine.check_models ? "on" : "off";
+
+  app.add_option("file", arguments.file,
+                 "The script; - stands for standard input")
+      ->type_name("FILE")
+      ->capture_default_str();
+  app.add_option("--timeout", arguments.timeout,
+                 "Answer unknown after this time; 0: never")
+      ->type_name("SECONDS")
+      ->check(CLI::NonNegativeNumber);
+  app.add_option("--memory-limit", arguments.memory_limit,
+                 "Answer unknown rather than use more address space; 0: no "
+                 "limit")
+      ->type_name("MIB");
+  app.add_flag("--stats", arguments.stats,
+               "Print counters at the end, as comment lines \"; key: value\"");
+  app.add_flag("-v,--verbose", script.verbosity,
+               "Log on standard error; -vv logs conflicts and lemmas");
+  const CLI::Option* lemmas =
+      app.add_option("--lemmas", lemma_names,
+                     "Lemmas to learn from successive conflicts")
+          ->type_name("none|short|long|both")
+          ->check(CLI::IsMember(kinds).description(""));
+  app.add_option("--lemma-overlap", script.engine.lemmas.dl_tlemma_min_overlap,
+                 "Least overlap of two conflicts to learn lemmas from")
+      ->type_name("SHARE")
+      ->check(CLI::Range(0.0, 1.0).description(""))
+      ->capture_default_str();
+  app.add_option("--lemma-dedup", dedup, "Drop lemmas learnt before")
+      ->type_name("on|off")
+      ->check(CLI::IsMember(on_off).description(""))
+      ->capture_default_str();
+  app.add_option("--check-models", check_models,
+                 "Check each model before answering sat")
+      ->type_name("on|off")
+      ->check(CLI::IsMember(on_off).description(""))
+      ->capture_default_str();
+  app.add_option("--seed", script.engine.search.seed, "Seed of random choices")
+      ->type_name("N")
+      ->capture_default_str();
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : kFailure;
+  }
+  if (lemmas->count() > 0) {
+    script.engine.lemmas.dl_tlemma_kinds = kinds.at(lemma_names);
+  }
+  script.engine.lemmas.dl_dedup_tlemmas = on_off.at(dedup);
+  script.engine.check_models = on_off.at(check_models);
+  return std::nullopt;
+}
+
+bool limit_memory(std::uint64_t mebibytes) {
+  const std::uint64_t largest = std::uint64_t{RLIM_INFINITY} >> 20U;
+  rlimit limit = {};
+  getrlimit(RLIMIT_AS, &limit);
+  limit.rlim_cur = std::min<rlim_t>(
+      limit.rlim_max, std::min(mebibytes, largest) << 20U);
+  return setrlimit(RLIMIT_AS, &limit) == 0;
+}
+
+// The script's file descriptor, or nothing after a complaint.
+std::optional<int> open_script(const std::string& file) {
+  if (file == "-") return STDIN_FILENO;
+  const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) {
+    complain("cannot open " + file + ": " + std::strerror(errno));
+    return std::nullopt;
+  }
+  struct stat status = {};
+  if (fstat(fd, &status) == 0 && S_ISDIR(status.st_mode)) {
+    complain("cannot read " + file + ": it is a directory");
+    close(fd);
+    return std::nullopt;
+  }
+  return fd;
+}
+
+std::string statistics_text(const Interpreter& interpreter,
+                            Watchdog::Clock::time_point start) {
+  std::string text;
+  for (const auto& [key, value] : interpreter.statistics()) {
+    text += "; " + key + ": " + value + '\n';
+  }
+  const std::chrono::duration<double> elapsed =
+      Watchdog::Clock::now() - start;
+  rusage usage = {};
+  getrusage(RUSAGE_SELF, &usage);
+  char line[96];
+  std::snprintf(line, sizeof line,
+                "; seconds: %.3f\n; peak memory MiB: %.1f\n", elapsed.count(),
+                static_cast<double>(usage.ru_maxrss) / 1024.0);
+  return text + line;
+}
+
+int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
+               Watchdog::Clock::time_point start) {
+  ProcessHost host(watchdog);
+  DescriptorSource source(fd, watchdog);
+  Interpreter interpreter(source, host, arguments.script);
+  try {
+    while (!watchdog.interrupted() && interpreter.run_command()) {
+    }
+  } catch (const Interrupted&) {
+    // Said by the watchdog, too.
+  } catch (const std::bad_alloc&) {
+    // Not even the reserve was enough for a reply.
+    host.write_output("unknown\n");
+  }
+  if (source.error() != 0) {
+    complain("cannot read " + arguments.file + ": " +
+             std::strerror(source.error()));
+  }
+  if (watchdog.owes_answer()) host.write_output("unknown\n");
+  if (arguments.stats && !interpreter.output_lost()) {
+    host.write_output(statistics_text(interpreter, start));
+  }
+  int status = 0;
+  if (interpreter.had_error() || interpreter.output_lost() ||
+      source.error() != 0) {
+    status = kFailure;
+  }
+  if (watchdog.interrupted()) status = kInterruptedStatus;
+  // After a limit or Ctrl-C the end is not put off to free what there is.
+  if (watchdog.stop() != Watchdog::Stop::kNone) _exit(status);
+  return status;
+}
+
+int run(int argc, char** argv) {
+  const Watchdog::Clock::time_point start = Watchdog::Clock::now();
+  Arguments arguments;
+  if (const auto status = parse_arguments(argc, argv, arguments)) {
+    return *status;
+  }
+  std::signal(SIGPIPE, SIG_IGN);
+  mp_set_memory_functions(gmp_allocate, gmp_reallocate, gmp_free);
+  // One arena: each further one would take a large share of a memory limit.
+  mallopt(M_ARENA_MAX, 1);
+  if (arguments.memory_limit > 0 && !limit_memory(arguments.memory_limit)) {
+    complain("cannot set the memory limit");
+    return kFailure;
+  }
+  const std::optional<int> fd = open_script(arguments.file);
+  if (!fd.has_value()) return kFailure;
+
+  std::optional<Watchdog::Clock::time_point> deadline;
+  if (arguments.timeout > 0) {
+    // A longer limit than a century is none, and would overflow the clock.
+    constexpr double kLongest = 100.0 * 365 * 24 * 3600;
+    deadline = start + std::chrono::duration_cast<Watchdog::Clock::duration>(
+                           std::chrono::duration<double>(
+                               std::min(arguments.timeout, kLongest)));
+  }
+  Watchdog watchdog(deadline);
+  return run_script(arguments, *fd, watchdog, start);
+}
+
+}  // namespace
+}  // namespace vorn::solver
+
+int main(int argc, char** argv) {
+  try {
+    return vorn::solver::run(argc, argv);
+  } catch (const std::bad_alloc&) {
+    std::fputs("unknown\n", stdout);
+    std::fputs("vorn: out of memory\n", stderr);
+    return 0;
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "vorn: %s\n", error.what());
+    return 1;
+  }
+}

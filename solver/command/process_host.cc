@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+#include "solver/command/process_host.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cinttypes>
+#include <cstdio>
+#include <iostream>
+#include <limits>
+#include <utility>
+
+namespace vorn::solver {
+namespace {
+
+// Large enough to be a mapping of its own, which goes back to the system.
+constexpr std::size_t kReserve = std::size_t{1} << 20;
+
+constexpr std::chrono::milliseconds kProgressPause{200};
+
+}  // namespace
+
+ProcessHost::ProcessHost(Watchdog& watchdog)
+    : watchdog_(watchdog),
+      start_(Watchdog::Clock::now()),
+      shows_progress_(isatty(STDERR_FILENO) == 1),
+      last_progress_(start_),
+      reserve_(new char[kReserve]) {}
+
+ProcessHost::~ProcessHost() = default;
+
+bool ProcessHost::write_output(std::string_view reply) {
+  return watchdog_.write(STDOUT_FILENO, reply);
+}
+
+bool ProcessHost::write_diagnostics(std::string_view reply) {
+  return watchdog_.write(STDERR_FILENO, reply);
+}
+
+bool ProcessHost::set_diagnostics(const std::string& channel,
+                                  std::uint64_t verbosity) {
+  std::unique_ptr<std::ofstream> file;
+  std::ostream* stream = channel == "stdout" ? &std::cout : &std::cerr;
+  if (channel != "stdout" && channel != "stderr") {
+    file = std::make_unique<std::ofstream>(channel, std::ios::app);
+    if (!file->is_open()) return false;
+    stream = file.get();
+  }
+  std::unique_ptr<Logger> logger;
+  if (verbosity > 0) {
+    constexpr std::uint64_t kMost = std::numeric_limits<int>::max();
+    logger = std::make_unique<Logger>(
+        *stream, static_cast<int>(std::min(verbosity, kMost)));
+  }
+  if (engine_ != nullptr) engine_->set_logger(logger.get());
+  logger_ = std::move(logger);
+  log_file_ = std::move(file);
+  return true;
+}
+
+void ProcessHost::engine_made(Engine& engine) {
+  engine_ = &engine;
+  engine.set_stop(watchdog_.stop_flag());
+  engine.set_logger(logger_.get());
+  if (shows_progress_) {
+    engine.set_progress([this](const SearchStatistics& statistics) {
+      show_progress(statistics);
+    });
+  }
+}
+
+void ProcessHost::engine_gone() { engine_ = nullptr; }
+
+void ProcessHost::reading() { watchdog_.enter(Watchdog::Phase::kReading); }
+
+void ProcessHost::reporting() { watchdog_.enter(Watchdog::Phase::kReporting); }
+
+void ProcessHost::check_started(std::uint64_t milliseconds) {
+  watchdog_.start_check(milliseconds);
+}
+
+void ProcessHost::check_finished() {
+  watchdog_.finish_check();
+  clear_progress();
+}
+
+SessionHost::Stop ProcessHost::stop() const { return watchdog_.stop(); }
+
+void ProcessHost::release_reserve() {
+  if (reserve_ == nullptr) return;
+  reserve_.reset();
+  write_diagnostics("vorn: out of memory\n");
+}
+
+void ProcessHost::show_progress(const SearchStatistics& statistics) {
+  const Watchdog::Clock::time_point now = Watchdog::Clock::now();
+  if (now - last_progress_ < kProgressPause) return;
+  last_progress_ = now;
+  progress_shown_ = true;
+  const std::chrono::duration<double> elapsed = now - start_;
+  std::fprintf(stderr,
+               "\r%" PRIu64 " conflicts, %" PRIu64
+               " learnt clauses, %.1f s\033[K",
+               statistics.conflicts, statistics.learnt_clauses,
+               elapsed.count());
+}
+
+void ProcessHost::clear_progress() {
+  if (progress_shown_) std::fputs("\r\033[K", stderr);
+  progress_shown_ = false;
+}
+
+}  // namespace vorn::solver

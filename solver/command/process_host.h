@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_COMMAND_PROCESS_HOST_H
+#define VORN_COMMAND_PROCESS_HOST_H
+
+#include <fstream>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "solver/command/watchdog.h"
+#include "solver/engine/engine.h"
+#include "solver/smtlib/session_host.h"
+#include "vorn/services/logger.h"
+
+namespace vorn::solver {
+
+/// The process around a script: standard streams, time limits, Ctrl-C, the
+/// engine's log and, on a terminal, a line of progress.
+class ProcessHost : public SessionHost {
+ public:
+  /// Borrows the watchdog.
+  explicit ProcessHost(Watchdog& watchdog);
+  ~ProcessHost() override;
+
+  bool write_output(std::string_view reply) override;
+  bool write_diagnostics(std::string_view reply) override;
+  bool set_diagnostics(const std::string& channel,
+                       std::uint64_t verbosity) override;
+  void engine_made(Engine& engine) override;
+  void engine_gone() override;
+  void reading() override;
+  void reporting() override;
+  void check_started(std::uint64_t milliseconds) override;
+  void check_finished() override;
+  Stop stop() const override;
+  void release_reserve() override;
+
+ private:
+  void show_progress(const SearchStatistics& statistics);
+  void clear_progress();
+
+  Watchdog& watchdog_;
+  Watchdog::Clock::time_point start_;
+  Engine* engine_ = nullptr;
+  std::unique_ptr<std::ofstream> log_file_;
+  std::unique_ptr<Logger> logger_;
+  bool shows_progress_;
+  bool progress_shown_ = false;
+  Watchdog::Clock::time_point last_progress_;
+  // Given back when memory has run out, so that there is some to say so.
+  std::unique_ptr<char[]> reserve_;
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_COMMAND_PROCESS_HOST_H

@@ -1,0 +1,279 @@
+// SPDX-License-Identifier: MIT
+#include "solver/command/watchdog.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <ctime>
+#include <system_error>
+
+// The thread sleeps in sigtimedwait until a signal or the next point in time
+// at which something is due. All signals it waits for are blocked in every
+// thread, so none interrupts the main thread and no handler ever runs. The
+// main thread wakes it by SIGUSR1 when a limit has changed.
+
+namespace vorn::solver {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds kAnswerGrace{50};
+constexpr milliseconds kReportGrace{1000};
+constexpr int kInterruptedStatus = 130;
+
+// A small stack: it counts against a memory limit.
+constexpr std::size_t kStackSize = std::size_t{256} * 1024;
+
+sigset_t watched_signals() {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGINT);
+  sigaddset(&set, SIGUSR1);
+  return set;
+}
+
+bool write_all(int fd, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = ::write(fd, text.data(), text.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0 && errno == EAGAIN) {
+      pollfd ready = {fd, POLLOUT, 0};
+      poll(&ready, 1, -1);
+      continue;
+    }
+    if (written <= 0) return false;
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+// A line is short enough for a pipe that takes anything at all; one that takes
+// nothing must not hold up the end of the process.
+void write_if_possible(int fd, std::string_view line) {
+  pollfd ready = {fd, POLLOUT, 0};
+  if (poll(&ready, 1, 0) == 1 && (ready.revents & POLLOUT) != 0) {
+    write_all(fd, line);
+  }
+}
+
+void ignore_signal(int /*signal*/) {}
+
+}  // namespace
+
+Watchdog::Watchdog(std::optional<Clock::time_point> deadline)
+    : run_deadline_(deadline), busy_since_(Clock::now()) {
+  interrupt_fd_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  if (interrupt_fd_ < 0) {
+    throw std::system_error(errno, std::generic_category(), "eventfd");
+  }
+  // A handler, never run, in the place of what was inherited: a signal that is
+  // ignored, as in a shell script's background job, would not be seen.
+  struct sigaction action = {};
+  action.sa_handler = ignore_signal;
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGUSR1, &action, nullptr);
+  const sigset_t signals = watched_signals();
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstacksize(&attributes, kStackSize);
+  const int error = pthread_create(&thread_, &attributes, run, this);
+  pthread_attr_destroy(&attributes);
+  if (error != 0) {
+    close(interrupt_fd_);
+    throw std::system_error(error, std::generic_category(), "pthread_create");
+  }
+}
+
+Watchdog::~Watchdog() {
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    quit_ = true;
+  }
+  wake();
+  pthread_join(thread_, nullptr);
+  close(interrupt_fd_);
+}
+
+void Watchdog::wake() const { pthread_kill(thread_, SIGUSR1); }
+
+// --- The main thread ---
+
+void Watchdog::set_phase(Phase phase) {
+  if (phase_ == Phase::kWaiting && phase != Phase::kWaiting) {
+    busy_since_ = Clock::now();
+    if (run_stop_ != Stop::kNone) wake();
+  }
+  phase_ = phase;
+}
+
+void Watchdog::enter(Phase phase) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  set_phase(phase);
+}
+
+void Watchdog::start_check(std::uint64_t limit) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  set_phase(Phase::kChecking);
+  check_timed_out_ = false;
+  stop_flag_ = run_stop_ != Stop::kNone;
+  if (limit == 0) return;
+  // Beyond this the sum with the present could overflow; it is a year.
+  constexpr std::uint64_t kLongest = std::uint64_t{1000} * 3600 * 24 * 365;
+  check_deadline_ =
+      Clock::now() +
+      milliseconds(static_cast<std::int64_t>(std::min(limit, kLongest)));
+  wake();
+}
+
+void Watchdog::finish_check() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  set_phase(Phase::kReporting);
+  check_deadline_.reset();
+  stop_flag_ = run_stop_ != Stop::kNone;
+  answered_ = run_stop_ != Stop::kNone;
+}
+
+Watchdog::Stop Watchdog::stop() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (run_stop_ != Stop::kNone) return run_stop_;
+  // The thread may be a little late, or not have come to it yet.
+  if (run_deadline_.has_value() && Clock::now() >= *run_deadline_) {
+    return Stop::kTimeout;
+  }
+  return check_timed_out_ ? Stop::kTimeout : Stop::kNone;
+}
+
+bool Watchdog::interrupted() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return run_stop_ == Stop::kInterrupt;
+}
+
+bool Watchdog::owes_answer() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return run_stop_ == Stop::kInterrupt && owed_ && !answered_;
+}
+
+bool Watchdog::write(int fd, std::string_view text) {
+  enter(Phase::kWriting);
+  const bool written = write_all(fd, text);
+  enter(Phase::kReading);
+  return written;
+}
+
+// --- The watchdog's thread ---
+
+void* Watchdog::run(void* self) {
+  static_cast<Watchdog*>(self)->loop();
+  return nullptr;
+}
+
+void Watchdog::loop() {
+  const sigset_t signals = watched_signals();
+  for (;;) {
+    std::optional<Clock::time_point> due;
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      if (quit_) return;
+      due = act(Clock::now());
+    }
+    int signal = -1;
+    if (due.has_value()) {
+      const auto left = std::max(std::chrono::nanoseconds{0},
+                                 std::chrono::ceil<std::chrono::nanoseconds>(
+                                     *due - Clock::now()));
+      const auto seconds = std::chrono::floor<std::chrono::seconds>(left);
+      timespec timeout = {};
+      timeout.tv_sec = static_cast<time_t>(seconds.count());
+      timeout.tv_nsec = static_cast<long>((left - seconds).count());
+      signal = sigtimedwait(&signals, nullptr, &timeout);
+    } else {
+      signal = sigwaitinfo(&signals, nullptr);
+    }
+    if (signal == SIGINT) note_interrupt();
+  }
+}
+
+void Watchdog::note_interrupt() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  // Pressed once more, Ctrl-C means now.
+  if (run_stop_ == Stop::kInterrupt) _exit(kInterruptedStatus);
+  run_stop_ = Stop::kInterrupt;
+  run_stopped_ = Clock::now();
+  answered_ = false;
+  owed_ = phase_ == Phase::kReading || phase_ == Phase::kChecking;
+  stop_flag_ = true;
+  const std::uint64_t one = 1;
+  [[maybe_unused]] const ssize_t written =
+      ::write(interrupt_fd_, &one, sizeof one);
+}
+
+// Does what is due, and says when the next thing will be.
+std::optional<Watchdog::Clock::time_point> Watchdog::act(
+    Clock::time_point now) {
+  if (run_stop_ == Stop::kNone && run_deadline_.has_value() &&
+      now >= *run_deadline_) {
+    run_stop_ = Stop::kTimeout;
+    run_stopped_ = now;
+    stop_flag_ = true;
+  }
+  if (phase_ == Phase::kChecking && check_deadline_.has_value() &&
+      !check_timed_out_ && now >= *check_deadline_) {
+    check_timed_out_ = true;
+    check_stopped_ = now;
+    stop_flag_ = true;
+  }
+
+  std::optional<Clock::time_point> next;
+  const auto consider = [&next](Clock::time_point time) {
+    next = next.has_value() ? std::min(*next, time) : time;
+  };
+  if (run_stop_ == Stop::kNone && run_deadline_.has_value()) {
+    consider(*run_deadline_);
+  }
+  if (check_deadline_.has_value() && !check_timed_out_) {
+    consider(*check_deadline_);
+  }
+  if (phase_ == Phase::kWaiting) return next;
+
+  const bool can_answer =
+      phase_ == Phase::kReading || phase_ == Phase::kChecking;
+  const milliseconds grace = can_answer ? kAnswerGrace : kReportGrace;
+  // After a time limit the script goes on once a check has been answered; all
+  // later checks are answered at once.
+  const bool run_presses =
+      run_stop_ == Stop::kInterrupt ||
+      (run_stop_ == Stop::kTimeout && !answered_);
+  if (run_presses) {
+    const Clock::time_point end = std::max(run_stopped_, busy_since_) + grace;
+    if (now >= end) end_process(can_answer);
+    consider(end);
+  }
+  if (check_timed_out_ && phase_ == Phase::kChecking) {
+    const Clock::time_point end = check_stopped_ + grace;
+    if (now >= end) end_process(can_answer);
+    consider(end);
+  }
+  return next;
+}
+
+// Called with the lock held, which is never given back: the main thread cannot
+// begin to write any more.
+void Watchdog::end_process(bool can_answer) {
+  if (can_answer && !answered_) write_if_possible(STDOUT_FILENO, "unknown\n");
+  if (run_stop_ == Stop::kInterrupt) _exit(kInterruptedStatus);
+  if (!can_answer && phase_ == Phase::kReporting) {
+    write_if_possible(STDOUT_FILENO,
+                      "(error \"the time limit ended a reply\")\n");
+  }
+  _exit(can_answer ? 0 : 1);
+}
+
+}  // namespace vorn::solver

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_COMMAND_WATCHDOG_H
+#define VORN_COMMAND_WATCHDOG_H
+
+#include <pthread.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <string_view>
+
+#include "solver/smtlib/session_host.h"
+
+namespace vorn::solver {
+
+/// Keeps the time limits and receives Ctrl-C, on a thread of its own.
+///
+/// At a limit it asks the main thread to stop, by a flag. If that has not
+/// answered a grace period later, because it is deep inside one step, the
+/// watchdog itself writes `unknown` and ends the process. Both write under one
+/// lock, so that exactly one of them answers.
+///
+/// The main thread says what it is doing by phases. The watchdog acts at once
+/// only where `unknown` is a right answer: in a check, or on the way to one.
+/// While a reply is being made or written it waits longer and then ends the
+/// process without an answer; while the script has nothing to read, time limits
+/// do nothing.
+///
+/// Threads: the public operations are for the main thread.
+class Watchdog {
+ public:
+  enum class Phase { kReading, kWaiting, kReporting, kChecking, kWriting };
+  using Stop = SessionHost::Stop;
+  using Clock = std::chrono::steady_clock;
+
+  /// Starts the thread and takes over SIGINT and SIGUSR1. To be made before
+  /// any other thread. `deadline`: of the whole run.
+  explicit Watchdog(std::optional<Clock::time_point> deadline);
+  Watchdog(const Watchdog&) = delete;
+  Watchdog& operator=(const Watchdog&) = delete;
+  ~Watchdog();
+
+  /// Set while the engine has to stop.
+  const std::atomic<bool>* stop_flag() const { return &stop_flag_; }
+  /// Becomes readable when Ctrl-C was pressed.
+  int interrupt_fd() const { return interrupt_fd_; }
+
+  void enter(Phase phase);
+  /// Enters kChecking, with a limit of its own if `milliseconds` is not 0.
+  void start_check(std::uint64_t milliseconds);
+  /// Enters kReporting.
+  void finish_check();
+
+  /// Why the check at hand, or the last one, was to stop.
+  Stop stop() const;
+  bool interrupted() const;
+  /// Whether Ctrl-C was pressed while an answer was owed that has not been
+  /// given since.
+  bool owes_answer() const;
+
+  /// Writes all of `text` to the file descriptor. False if that is not
+  /// possible. Enters kWriting, and kReading afterwards.
+  bool write(int fd, std::string_view text);
+
+ private:
+  static void* run(void* self);
+  void loop();
+  void note_interrupt();
+  std::optional<Clock::time_point> act(Clock::time_point now);
+  [[noreturn]] void end_process(bool can_answer);
+  void set_phase(Phase phase);
+  void wake() const;
+
+  mutable std::mutex mutex_;  // guards what follows, up to stop_flag_
+  Phase phase_ = Phase::kReading;
+  std::optional<Clock::time_point> run_deadline_;
+  std::optional<Clock::time_point> check_deadline_;
+  // Why the run is to stop, and since when it is.
+  Stop run_stop_ = Stop::kNone;
+  Clock::time_point run_stopped_;
+  bool check_timed_out_ = false;
+  Clock::time_point check_stopped_;
+  // When the main thread last had something to do after a wait.
+  Clock::time_point busy_since_;
+  // Whether a check has been answered since run_stopped_.
+  bool answered_ = false;
+  // Whether there was something to answer at run_stopped_.
+  bool owed_ = false;
+  bool quit_ = false;
+
+  std::atomic<bool> stop_flag_{false};
+  int interrupt_fd_ = -1;
+  pthread_t thread_{};
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_COMMAND_WATCHDOG_H

@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SOLVER_SEARCH_CLAUSE_DATABASE_H
+#define VORN_SOLVER_SEARCH_CLAUSE_DATABASE_H
+
+#include <cassert>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "solver/search/literal.h"
+
+namespace vorn::solver {
+
+/// Position of a clause in its ClauseDatabase, in words.
+using ClauseRef = std::uint32_t;
+
+/// View of a clause in a ClauseDatabase; as cheap to copy as a pointer. Any
+/// allocation in the database invalidates it.
+///
+/// Layout, in 32-bit words: size; flags, use counter and glue; activity; then
+/// one word for each literal. `Word` is std::uint32_t or the const of it.
+template <typename Word>
+class BasicClause {
+ public:
+  static constexpr int kHeaderWords = 3;
+  static constexpr int kMaxUse = 3;
+
+  static constexpr int kMaxGlue = (1 << 24) - 1;
+
+  explicit BasicClause(Word* words) : words_(words) {}
+
+  int size() const { return static_cast<int>(words_[0]); }
+  Literal operator[](int position) const {
+    assert(position >= 0 && position < size());
+    return Literal::from_code(
+        static_cast<int>(words_[kHeaderWords + position]));
+  }
+  void set(int position, Literal literal) const {
+    assert(position >= 0 && position < size());
+    words_[kHeaderWords + position] = static_cast<Word>(literal.code());
+  }
+  void swap(int a, int b) const {
+    const Literal moved = (*this)[a];
+    set(a, (*this)[b]);
+    set(b, moved);
+  }
+
+  /// May be deleted when the search finds it useless.
+  bool is_learnt() const { return (words_[1] & kLearntBit) != 0; }
+  /// Deleted: its words are waste, readable until the next garbage collection.
+  bool is_deleted() const { return (words_[1] & kDeletedBit) != 0; }
+  /// Moved by the garbage collection under way.
+  bool is_moved() const { return (words_[1] & kMovedBit) != 0; }
+
+  /// Number of levels among the literals, at the least seen so far.
+  int glue() const { return static_cast<int>(words_[1] >> kGlueShift); }
+  void set_glue(int glue) const {
+    const int bounded = glue < kMaxGlue ? glue : kMaxGlue;
+    words_[1] = (words_[1] & ((std::uint32_t{1} << kGlueShift) - 1)) |
+                static_cast<std::uint32_t>(bounded) << kGlueShift;
+  }
+
+  /// Reductions that the clause survives without being used, up to kMaxUse.
+  int use() const { return static_cast<int>(words_[1] >> kUseShift) & kMaxUse; }
+  void set_use(int use) const {
+    assert(use >= 0 && use <= kMaxUse);
+    words_[1] = (words_[1] & ~(std::uint32_t{kMaxUse} << kUseShift)) |
+                static_cast<std::uint32_t>(use) << kUseShift;
+  }
+
+  float activity() const {
+    float result;
+    std::memcpy(&result, words_ + 2, sizeof result);
+    return result;
+  }
+  void set_activity(float activity) const {
+    std::memcpy(words_ + 2, &activity, sizeof activity);
+  }
+
+ private:
+  friend class ClauseDatabase;
+
+  static constexpr std::uint32_t kLearntBit = 1;
+  static constexpr std::uint32_t kDeletedBit = 2;
+  static constexpr std::uint32_t kMovedBit = 4;
+  static constexpr int kUseShift = 3;
+  static constexpr int kGlueShift = 8;
+
+  Word* words_;
+};
+
+using Clause = BasicClause<std::uint32_t>;
+using ConstClause = BasicClause<const std::uint32_t>;
+
+/// All clauses of a search, in one array of words.
+///
+/// Deleting a clause only marks it. To win the space back, the caller drops
+/// its references to deleted clauses, then calls begin_collection, passes every
+/// remaining reference through `moved`, and calls end_collection.
+///
+/// Cost: add amortised linear in the clause; remove O(1); a collection linear
+/// in the clauses that stay, with both copies alive until its end.
+class ClauseDatabase {
+ public:
+  /// Requires: at least one literal; below 2^31 words in all, beyond which
+  /// std::bad_alloc is thrown. Invalidates views, not references.
+  ClauseRef add(const std::vector<Literal>& literals, bool learnt, int glue);
+
+  /// Requires: `ref` is not deleted yet.
+  void remove(ClauseRef ref);
+  /// Drops the literals from position `size` on.
+  /// Requires: `ref` is not deleted; 1 <= size <= the clause's.
+  void shrink(ClauseRef ref, int size);
+
+  Clause operator[](ClauseRef ref) {
+    assert(ref < words_.size());
+    return Clause(words_.data() + ref);
+  }
+  ConstClause operator[](ClauseRef ref) const {
+    assert(ref < words_.size());
+    return ConstClause(words_.data() + ref);
+  }
+
+  std::size_t num_words() const { return words_.size(); }
+  /// Words of deleted clauses.
+  std::size_t num_wasted_words() const { return wasted_; }
+  bool wants_collection() const { return wasted_ > words_.size() / 4; }
+
+  void begin_collection();
+  /// The reference after the collection of the clause at `ref`. Clauses are
+  /// laid out in the order of their first mention here.
+  /// Requires: a collection is under way; the clause is not deleted.
+  ClauseRef moved(ClauseRef ref);
+  /// Ensures: only the clauses passed to `moved` are left; nothing wasted.
+  void end_collection();
+
+ private:
+  std::vector<std::uint32_t> words_;
+  std::vector<std::uint32_t> target_;  // empty outside of collections
+  std::size_t wasted_ = 0;
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SOLVER_SEARCH_CLAUSE_DATABASE_H

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+#include "solver/search/decision_heap.h"
+
+#include <cassert>
+
+namespace vorn::solver {
+
+void DecisionHeap::new_variable(double activity) {
+  activities_.push_back(activity * increment_);
+  positions_.push_back(kAbsent);
+  heap_.reserve(activities_.capacity());
+}
+
+void DecisionHeap::shrink(int count) {
+  assert(count <= num_variables());
+  // What stays keeps its order, so that the result does not depend on where
+  // in the heap the forgotten variables were.
+  std::vector<int> kept;
+  kept.reserve(heap_.size());
+  for (const int variable : heap_) {
+    positions_[to_index(variable)] = kAbsent;
+    if (variable < count) kept.push_back(variable);
+  }
+  heap_.clear();
+  activities_.resize(to_index(count));
+  positions_.resize(to_index(count));
+  for (const int variable : kept) insert(variable);
+}
+
+void DecisionHeap::insert(int variable) {
+  if (contains(variable)) return;
+  heap_.push_back(variable);
+  positions_[to_index(variable)] = size() - 1;
+  do_move_up(size() - 1);
+}
+
+int DecisionHeap::pop() {
+  assert(!is_empty());
+  const int result = heap_.front();
+  positions_[to_index(result)] = kAbsent;
+  const int last = heap_.back();
+  heap_.pop_back();
+  if (!heap_.empty()) {
+    do_place(0, last);
+    do_move_down(0);
+  }
+  return result;
+}
+
+void DecisionHeap::bump(int variable) {
+  double& activity = activities_[to_index(variable)];
+  activity += increment_;
+  if (activity > kMaxActivity) do_rescale();
+  if (contains(variable)) do_move_up(positions_[to_index(variable)]);
+}
+
+void DecisionHeap::do_move_up(int position) {
+  const int variable = heap_[to_index(position)];
+  while (position > 0) {
+    const int parent = (position - 1) / 2;
+    const int above = heap_[to_index(parent)];
+    if (!is_before(variable, above)) break;
+    do_place(position, above);
+    position = parent;
+  }
+  do_place(position, variable);
+}
+
+void DecisionHeap::do_move_down(int position) {
+  const int variable = heap_[to_index(position)];
+  for (;;) {
+    int child = 2 * position + 1;
+    if (child >= size()) break;
+    if (child + 1 < size() && is_before(at(child + 1), at(child))) ++child;
+    const int below = at(child);
+    if (!is_before(below, variable)) break;
+    do_place(position, below);
+    position = child;
+  }
+  do_place(position, variable);
+}
+
+void DecisionHeap::do_rescale() {
+  for (double& activity : activities_) activity /= kMaxActivity;
+  increment_ /= kMaxActivity;
+  // Activities that became equal by underflow are ordered by index, which the
+  // heap may not respect yet.
+  for (int i = size() / 2; i-- > 0;) do_move_down(i);
+}
+
+void DecisionHeap::check_invariants() const {
+#ifndef NDEBUG
+  int present = 0;
+  for (int variable = 0; variable < num_variables(); ++variable) {
+    if (!contains(variable)) continue;
+    ++present;
+    assert(at(positions_[to_index(variable)]) == variable);
+  }
+  assert(present == size());
+  for (int i = 1; i < size(); ++i) assert(!is_before(at(i), at((i - 1) / 2)));
+#endif
+}
+
+}  // namespace vorn::solver

@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SOLVER_SEARCH_DECISION_HEAP_H
+#define VORN_SOLVER_SEARCH_DECISION_HEAP_H
+
+#include <cstddef>
+#include <vector>
+
+namespace vorn::solver {
+
+/// Activities of variables, and a heap of some of the variables with the most
+/// active one on top. Of equally active variables the lower comes first.
+///
+/// A bump adds to a variable's activity an amount that grows exponentially
+/// with the decays, so that bumps count the less the older they are.
+///
+/// Cost: insert, pop and bump O(log n); contains, decay and activity O(1),
+/// but a bump that overflows the activities rescales all, O(n).
+class DecisionHeap {
+ public:
+  /// Requires: 0 < decay < 1, the share of an activity that survives decay().
+  explicit DecisionHeap(double decay) : growth_(1.0 / decay) {}
+
+  /// Makes the next variable, with activity `activity` in units of a bump, not
+  /// in the heap.
+  void new_variable(double activity);
+  /// Forgets the variables from `count` on. Requires: count <= variables.
+  void shrink(int count);
+  int num_variables() const { return static_cast<int>(activities_.size()); }
+
+  bool is_empty() const { return heap_.empty(); }
+  int size() const { return static_cast<int>(heap_.size()); }
+  bool contains(int variable) const {
+    return positions_[to_index(variable)] != kAbsent;
+  }
+  /// Does nothing if the variable is in the heap.
+  void insert(int variable);
+  /// Requires: not empty.
+  int top() const { return heap_.front(); }
+  /// Removes and returns the top. Requires: not empty.
+  int pop();
+  /// Some variable in the heap. Requires: 0 <= position < size().
+  int at(int position) const { return heap_[to_index(position)]; }
+
+  double activity(int variable) const {
+    return activities_[to_index(variable)];
+  }
+  /// Whether `a` is to be decided before `b`.
+  bool is_before(int a, int b) const {
+    const double activity_a = activity(a);
+    const double activity_b = activity(b);
+    return activity_a > activity_b || (activity_a == activity_b && a < b);
+  }
+  void bump(int variable);
+  void decay() { increment_ *= growth_; }
+
+  /// Asserts that positions and heap agree and that no child is before its
+  /// parent.
+  void check_invariants() const;
+
+ private:
+  static constexpr int kAbsent = -1;
+  static constexpr double kMaxActivity = 1e100;
+
+  static std::size_t to_index(int i) { return static_cast<std::size_t>(i); }
+  void do_place(int position, int variable) {
+    heap_[to_index(position)] = variable;
+    positions_[to_index(variable)] = position;
+  }
+  void do_move_up(int position);
+  void do_move_down(int position);
+  void do_rescale();
+
+  double growth_;
+  double increment_ = 1.0;
+  std::vector<double> activities_;
+  std::vector<int> heap_;       // variables; children of i at 2i + 1, 2i + 2
+  std::vector<int> positions_;  // of variables in heap_, or kAbsent
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SOLVER_SEARCH_DECISION_HEAP_H

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: MIT
+// Clauses from outside: given ones at level 0, and lemmas at any level.
+//
+// A lemma is stored as if it had been there all the time: if it would have
+// implied a literal, or been a conflict, at a lower level than the current one,
+// the search goes back there. So the watches need no special case.
+#include <algorithm>
+#include <cassert>
+#include <limits>
+
+#include "solver/search/search.h"
+
+namespace vorn::solver {
+
+bool Search::add_clause(const std::vector<Literal>& clause) {
+  assert(level() == 0);
+  if (!consistent_) return false;
+  lemma_ = clause;
+  if (!do_normalise(lemma_)) return true;
+  if (lemma_.empty()) {
+    consistent_ = false;
+  } else if (lemma_.size() == 1) {
+    assign(lemma_[0], kNoReason);
+  } else {
+    do_attach(do_store(lemma_, false, 0));
+  }
+  if (propagate_clauses() != kNoReason) consistent_ = false;
+  return consistent_;
+}
+
+/// Sorts the clause and drops repeated literals and those false at level 0.
+/// Returns false if the clause is always true or true at level 0.
+bool Search::do_normalise(std::vector<Literal>& clause) {
+  std::sort(clause.begin(), clause.end());
+  std::size_t kept = 0;
+  Literal previous;
+  for (const Literal literal : clause) {
+    assert(literal.variable() < num_variables());
+    if (literal == previous || is_false_at_level_0(literal)) continue;
+    if (is_true_at_level_0(literal)) return false;
+    if (previous.is_defined() && literal == ~previous) return false;
+    previous = literal;
+    clause[kept++] = literal;
+  }
+  clause.resize(kept);
+  return true;
+}
+
+/// Takes in the lemma in lemma_.
+Search::LemmaOutcome Search::do_add_lemma() {
+  if (!do_normalise(lemma_)) return LemmaOutcome::kDone;
+  ++statistics_.lemmas;
+  if (lemma_.empty()) return LemmaOutcome::kUnsat;
+  if (lemma_.size() == 1) {
+    backtrack(0);
+    assign(lemma_[0], kNoReason);
+    return LemmaOutcome::kDone;
+  }
+
+  // Watch true literals before unassigned ones before false ones, and of these
+  // the ones assigned last.
+  const auto rank = [this](Literal literal) {
+    switch (value(literal)) {
+      case Value::kTrue:
+        return std::numeric_limits<int>::max();
+      case Value::kUnassigned:
+        return std::numeric_limits<int>::max() - 1;
+      default:
+        return level_of(literal.variable());
+    }
+  };
+  std::partial_sort(lemma_.begin(), lemma_.begin() + 2, lemma_.end(),
+                    [&](Literal a, Literal b) { return rank(a) > rank(b); });
+  const Literal first = lemma_[0];
+  const Literal second = lemma_[1];
+
+  // Literals without a level count one level each.
+  int glue = do_stamp_levels(lemma_);
+  for (const Literal literal : lemma_) {
+    if (value(literal) == Value::kUnassigned) ++glue;
+  }
+  const ClauseRef ref = do_store(lemma_, true, glue);
+  do_attach(ref);
+
+  if (value(second) != Value::kFalse) return LemmaOutcome::kDone;
+  // Only `first` can make the lemma true from this level on.
+  const int implied_at = level_of(second.variable());
+  if (value(first) != Value::kUnassigned &&
+      level_of(first.variable()) <= implied_at) {
+    if (value(first) == Value::kTrue) return LemmaOutcome::kDone;
+    conflict_ = lemma_;
+    conflict_ref_ = ref;
+    return LemmaOutcome::kConflict;
+  }
+  backtrack(implied_at);
+  assign(first, ref);
+  return LemmaOutcome::kDone;
+}
+
+}  // namespace vorn::solver

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SOLVER_SEARCH_RESTART_POLICY_H
+#define VORN_SOLVER_SEARCH_RESTART_POLICY_H
+
+#include <cstdint>
+
+#include "solver/search/options.h"
+
+namespace vorn::solver {
+
+/// The element of the Luby sequence 1, 1, 2, 1, 1, 2, 4, 1, ... at `index`,
+/// counted from 1. Requires: index >= 1. Cost: O(log index).
+std::uint64_t luby(std::uint64_t index);
+
+/// Exponential moving average. The first samples weigh as in a plain average,
+/// so that the start value does not bias it.
+class MovingAverage {
+ public:
+  /// `weight` of a new sample in the long run, in (0, 1].
+  explicit MovingAverage(double weight) : final_weight_(weight) {}
+
+  void add(double sample) {
+    average_ += weight_ * (sample - average_);
+    if (weight_ > final_weight_) {
+      ++count_;
+      weight_ = 1.0 / static_cast<double>(count_ + 1);
+      if (weight_ < final_weight_) weight_ = final_weight_;
+    }
+  }
+  double value() const { return average_; }
+
+ private:
+  double final_weight_;
+  double average_ = 0.0;
+  double weight_ = 1.0;  // of the next sample
+  std::uint64_t count_ = 0;
+};
+
+/// Decides when to restart, by the style in the options.
+///
+/// Stable means: few restarts, by the Luby sequence. Otherwise restarts are
+/// frequent and follow the glue: a search whose recent clauses span more levels
+/// than usual is likely in a bad place.
+class RestartPolicy {
+ public:
+  explicit RestartPolicy(const SearchOptions& options);
+
+  /// Notes a conflict whose learnt clause has this glue.
+  void record_conflict(int glue);
+  bool wants_restart() const;
+  /// Notes that the search restarted; may switch between stable and not.
+  void record_restart();
+  bool is_stable() const { return stable_; }
+
+ private:
+  RestartStyle style_;
+  std::uint64_t unit_;
+  std::uint64_t min_conflicts_;
+  double margin_;
+  std::uint64_t alternation_unit_;
+
+  bool stable_;
+  MovingAverage fast_glue_;
+  MovingAverage slow_glue_;
+  std::uint64_t conflicts_ = 0;   // since the last restart
+  std::uint64_t luby_index_ = 1;  // of the stable stretch under way
+  std::uint64_t luby_limit_;      // unit_ * luby(luby_index_)
+  std::uint64_t stretch_ = 1;     // number of the stretch, in pairs
+  std::uint64_t stretch_conflicts_ = 0;
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SOLVER_SEARCH_RESTART_POLICY_H

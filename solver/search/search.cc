@@ -1,0 +1,164 @@
+// SPDX-License-Identifier: MIT
+// The main loop: propagate; learn from a conflict; else restart, reduce or
+// decide; done when nothing is left to decide.
+//
+// Assumptions are the first decisions. A conflict may take them back; they are
+// then made again, and one that has become false ends the search.
+#include "solver/search/search.h"
+
+#include <algorithm>
+#include <cassert>
+
+namespace vorn::solver {
+
+Search::Search(Theory* theory, const SearchOptions& options)
+    : theory_(theory),
+      options_(options),
+      next_reduction_(
+          static_cast<std::uint64_t>(std::max(options.reduce_interval, 1))),
+      heap_(options.variable_decay),
+      restarts_(options),
+      random_(options.seed),
+      next_rephase_(
+          static_cast<std::uint64_t>(std::max(options.rephase_interval, 0))),
+      level_stamps_(1, 0) {}
+
+Search::Result Search::solve(const std::vector<Literal>& assumptions) {
+  assert(level() == 0);
+  model_.clear();
+  failed_.clear();
+  if (!consistent_) return Result::kUnsat;
+  assumptions_ = assumptions;
+  const Result result = do_solve();
+  if (result == Result::kSat) do_save_model();
+  backtrack(0);
+  // At level 0 nothing has a reason.
+  do_collect_explanations();
+  return result;
+}
+
+Search::Result Search::do_solve() {
+  for (;;) {
+    if (is_stopped()) return Result::kUnknown;
+    const Fixpoint fixpoint = propagate();
+    if (fixpoint != Fixpoint::kReached) {
+      if (!resolve_conflict(fixpoint == Fixpoint::kTheoryConflict)) {
+        return Result::kUnsat;
+      }
+      continue;
+    }
+    if (level() == 0 && wants_simplification()) do_simplify();
+    if (restarts_.wants_restart()) do_restart();
+    if (statistics_.conflicts >= next_reduction_) do_reduce();
+    if (explanations_.num_words() > explanations_limit_) {
+      do_collect_explanations();
+    }
+
+    bool failed = false;
+    Literal next = do_pick_assumption(failed);
+    if (failed) return Result::kUnsat;
+    if (!next.is_defined()) next = do_pick_decision();
+    if (next.is_defined()) {
+      ++statistics_.decisions;
+      open_level();
+      assign(next, kNoReason);
+      continue;
+    }
+    if (theory_ == nullptr) return Result::kSat;
+    ++statistics_.final_checks;
+    conflict_.clear();
+    conflict_ref_ = kNoReason;
+    if (theory_->final_check(conflict_)) return Result::kSat;
+    if (!resolve_conflict(true)) return Result::kUnsat;
+  }
+}
+
+/// The next assumption without a value, or undefined if all are true. Opens an
+/// empty level for each true one, so that level i + 1 is assumption i's. If
+/// there is a false one, fills failed_ and sets `failed`.
+Literal Search::do_pick_assumption(bool& failed) {
+  while (level() < static_cast<int>(assumptions_.size())) {
+    const Literal assumption = assumptions_[level_starts_.size()];
+    switch (value(assumption)) {
+      case Value::kUnassigned:
+        return assumption;
+      case Value::kTrue:
+        open_level();
+        break;
+      case Value::kFalse:
+        do_analyze_assumption(assumption);
+        failed = true;
+        return Literal();
+    }
+  }
+  return Literal();
+}
+
+/// The literal to decide on, or undefined if all is decided.
+Literal Search::do_pick_decision() {
+  int variable = -1;
+  const auto is_open = [this](int candidate) {
+    return value(Literal(candidate, false)) == Value::kUnassigned &&
+           variable_at(candidate).decidable;
+  };
+  if (options_.random_decisions > 0.0 && !heap_.is_empty() &&
+      random_.fraction() < options_.random_decisions) {
+    const int candidate = heap_.at(random_.below(heap_.size()));
+    if (is_open(candidate)) variable = candidate;
+  }
+  while (variable < 0) {
+    if (heap_.is_empty()) return Literal();
+    const int candidate = heap_.pop();
+    if (is_open(candidate)) variable = candidate;
+  }
+  const bool phase = options_.target_phases && restarts_.is_stable()
+                         ? phases_.target(variable)
+                         : phases_.saved(variable);
+  return Literal(variable, !phase);
+}
+
+void Search::do_restart() {
+  ++statistics_.restarts;
+  restarts_.record_restart();
+  if (options_.rephase_interval > 0 && options_.save_phases &&
+      statistics_.conflicts >= next_rephase_) {
+    ++num_rephases_;
+    next_rephase_ = statistics_.conflicts +
+                    static_cast<std::uint64_t>(options_.rephase_interval) *
+                        (num_rephases_ + 1);
+    backtrack(std::min(level(), static_cast<int>(assumptions_.size())));
+    phases_.rephase(random_);
+    return;
+  }
+  backtrack(do_reusable_level());
+}
+
+/// The level up to which a restart would make the same decisions again: those
+/// on assumptions and on variables that come before the most active free one.
+int Search::do_reusable_level() {
+  while (!heap_.is_empty() &&
+         (value(Literal(heap_.top(), false)) != Value::kUnassigned ||
+          !variable_at(heap_.top()).decidable)) {
+    heap_.pop();
+  }
+  int result = std::min(level(), static_cast<int>(assumptions_.size()));
+  if (heap_.is_empty()) return level();
+  const int next = heap_.top();
+  while (result < level()) {
+    const auto start = static_cast<std::size_t>(
+        level_starts_[static_cast<std::size_t>(result)]);
+    if (!heap_.is_before(trail_[start].variable(), next)) break;
+    ++result;
+  }
+  return result;
+}
+
+void Search::do_save_model() {
+  model_.resize(variables_.size());
+  for (int variable = 0; variable < num_variables(); ++variable) {
+    model_[static_cast<std::size_t>(variable)] =
+        value(Literal(variable, false));
+  }
+}
+
+}  // namespace vorn::solver

@@ -1,0 +1,355 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SOLVER_SEARCH_SEARCH_H
+#define VORN_SOLVER_SEARCH_SEARCH_H
+
+#include <atomic>
+#include <cassert>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <utility>
+#include <vector>
+
+#include "solver/search/clause_database.h"
+#include "solver/search/decision_heap.h"
+#include "solver/search/literal.h"
+#include "solver/search/options.h"
+#include "solver/search/phases.h"
+#include "solver/search/random.h"
+#include "solver/search/restart_policy.h"
+#include "solver/search/statistics.h"
+#include "solver/search/theory.h"
+#include "solver/search/watch.h"
+
+namespace vorn::solver {
+
+/// Decides sets of clauses, alone or together with a theory, by
+/// conflict-driven clause learning. Incremental: clauses and variables may be
+/// added between calls of solve, the newest variables may be forgotten again,
+/// and each solve may assume literals.
+///
+/// Levels: level 0 holds what follows from the clauses; each assumption and
+/// each decision opens a level. Between solves the search is at level 0.
+///
+/// Scopes: to retract clauses later, give each scope a selector variable, add
+/// the literal ~selector to each of its clauses, assume the selector in each
+/// solve, and forget the scope by shrink_variables with the number of
+/// variables before the scope. Clauses that only define variables of the scope
+/// (those that any assignment of the older variables can be extended to
+/// satisfy) need no selector. Then nothing that is learnt about the older
+/// variables alone depends on the scope.
+///
+/// Invariants (asserted by check_invariants()), between solves:
+///  (1) a literal is true exactly when it is on the trail, its opposite false;
+///  (2) the levels along the trail never fall;
+///  (3) a clause of two or more literals is watched by its first two;
+///  (4) every unassigned variable that may be decided is in the heap;
+///  (5) the blocker of a watch is another literal of its clause;
+///  (6) if consistent, a clause with a false watch has a true literal whose
+///      level is not above that watch's.
+///
+/// Ownership: the theory and the stop flag are borrowed and must outlive the
+/// search or be replaced.
+/// Errors: only std::bad_alloc leaves a call; after it the search may only be
+/// destroyed.
+/// Threads: none; only the stop flag may be set from another thread.
+class Search {
+ public:
+  enum class Result { kSat, kUnsat, kUnknown };
+
+  /// Ensures: no variables, no clauses. `theory` may be null; it must be at
+  /// level 0 with no literal told.
+  explicit Search(Theory* theory = nullptr, const SearchOptions& options = {});
+  Search(const Search&) = delete;
+  Search& operator=(const Search&) = delete;
+  ~Search() = default;
+
+  // --- Building ---------------------------------------------------------
+
+  /// Makes a variable and returns its index, the number of variables before
+  /// the call. A theory variable's literals are told to the theory. May be
+  /// called between solves and inside Theory::next_lemma.
+  int new_variable(bool theory_variable = false);
+  int num_variables() const { return static_cast<int>(variables_.size()); }
+
+  /// Adds a clause and propagates it at level 0 (through clauses; the theory
+  /// follows in the next solve). Literals may repeat, in any order; a
+  /// tautology is dropped. Returns is_consistent().
+  /// Requires: not inside solve; the variables exist.
+  bool add_clause(const std::vector<Literal>& clause);
+
+  /// Forgets every variable from index `count` on and every clause, given or
+  /// learnt, that mentions one. Level-0 literals of the other variables stay;
+  /// the theory forgets all literals at once and is told these again by the
+  /// next solve. An inconsistency stays: by the rule for scopes above it never
+  /// comes from a forgotten clause.
+  /// Requires: not inside solve; count >= 0. Nothing happens if there are no
+  /// such variables. Cost: linear in all clauses.
+  void shrink_variables(int count);
+
+  /// Says whether the search may decide `variable`; true for a new variable.
+  /// If not, it can remain unassigned in a model, and the caller answers for
+  /// clauses that are then not satisfied. Allowed where new_variable is, as are
+  /// the next two.
+  void set_decision(int variable, bool decidable);
+
+  /// Sets the value that the next decision on `variable` tries, until it has
+  /// been assigned another.
+  void set_phase(int variable, bool value);
+
+  /// Raises the activity of `variable` as one conflict would.
+  void bump(int variable);
+
+  // --- Solving ----------------------------------------------------------
+
+  /// Looks for an assignment that satisfies the clauses, the assumptions and
+  /// the theory. kUnknown only when stopped.
+  /// Ensures: level 0, and the theory is at level 0.
+  Result solve(const std::vector<Literal>& assumptions = {});
+
+  /// After kSat, until the next solve: whether `literal` is true in the model.
+  /// A literal of a variable without value is false.
+  bool model_value(Literal literal) const {
+    return model_state(literal.variable()) ==
+           (literal.is_negated() ? Value::kFalse : Value::kTrue);
+  }
+  /// After kSat, until the next solve: the value of `variable` in the model.
+  /// kUnassigned for variables that may not be decided and were not implied,
+  /// and for variables made since.
+  Value model_state(int variable) const {
+    const auto position = static_cast<std::size_t>(variable);
+    return position < model_.size() ? model_[position] : Value::kUnassigned;
+  }
+
+  /// After kUnsat, until the next solve: assumptions that together with the
+  /// clauses and the theory have no model. Empty if the clauses alone have
+  /// none. Not always minimal.
+  const std::vector<Literal>& failed_assumptions() const { return failed_; }
+
+  /// Makes solve return kUnknown soon after `*stop` becomes true. Null takes
+  /// the flag away. Polled at every conflict and every decision.
+  void set_stop(const std::atomic<bool>* stop) { stop_ = stop; }
+
+  /// Calls `progress` every SearchOptions::progress_interval conflicts. It must
+  /// not call the search, except for statistics().
+  void set_progress(std::function<void(const SearchStatistics&)> progress) {
+    progress_ = std::move(progress);
+  }
+
+  // --- State ------------------------------------------------------------
+
+  const SearchStatistics& statistics() const { return statistics_; }
+  /// False once the clauses are known to have no model, with no assumptions.
+  bool is_consistent() const { return consistent_; }
+  /// The current value; between solves, what is known at level 0.
+  Value value(Literal literal) const { return values_[literal.index()]; }
+  /// The current decision level.
+  int level() const { return static_cast<int>(level_starts_.size()); }
+  /// The level at which `variable` was assigned. Requires: it is assigned.
+  int level_of(int variable) const { return variable_at(variable).level; }
+  /// Clauses of two or more literals in store.
+  std::size_t num_given_clauses() const { return given_.size(); }
+  std::size_t num_learnt_clauses() const { return learnts_.size(); }
+
+  /// Asserts the invariants. Requires: level 0. Cost: linear in all clauses;
+  /// nothing without assertions.
+  void check_invariants() const;
+
+ private:
+  // Why a variable has its value: a clause of clauses_, or one of the
+  // explanations_ if the bit is set, or one of these.
+  static constexpr ClauseRef kExplanationBit = ClauseRef{1} << 31;
+  static constexpr ClauseRef kNoReason = 0xFFFFFFFF;      // decision, level 0
+  static constexpr ClauseRef kTheoryReason = 0xFFFFFFFE;  // not yet explained
+
+  struct Variable {
+    ClauseRef reason = kNoReason;  // meaningful while assigned
+    int level = 0;                 // meaningful while assigned
+    bool theory = false;
+    bool decidable = true;
+  };
+
+  /// Marks of the variables during conflict analysis.
+  enum class Mark : unsigned char {
+    kNone,
+    kSeen,       // in the clause being learnt, or resolved away
+    kRedundant,  // implied by other literals of the clause
+    kNeeded,     // not shown to be implied
+  };
+
+  /// A literal on the path of do_is_redundant: its reason is scanned from
+  /// position `next` on.
+  struct Frame {
+    Literal literal;
+    ClauseRef reason;
+    int next;
+  };
+
+  static constexpr std::size_t kMinExplanationsLimit = std::size_t{1} << 16;
+
+  enum class LemmaOutcome {
+    kDone,      // stored, or of no use
+    kConflict,  // all literals false: conflict_ holds it
+    kUnsat,     // false at level 0
+  };
+
+  static bool is_explanation(ClauseRef reason) {
+    return (reason & kExplanationBit) != 0;
+  }
+  /// Requires: `reason` is a clause. Invalidated as views of clauses are.
+  Clause clause_of(ClauseRef reason) {
+    return is_explanation(reason) ? explanations_[reason & ~kExplanationBit]
+                                  : clauses_[reason];
+  }
+
+  Variable& variable_at(int variable) {
+    return variables_[static_cast<std::size_t>(variable)];
+  }
+  const Variable& variable_at(int variable) const {
+    return variables_[static_cast<std::size_t>(variable)];
+  }
+  Mark& mark_of(int variable) {
+    return marks_[static_cast<std::size_t>(variable)];
+  }
+  std::vector<Watch>& watches_of(Literal literal) {
+    return watches_[literal.index()];
+  }
+  bool is_false_at_level_0(Literal literal) const {
+    return value(literal) == Value::kFalse &&
+           variable_at(literal.variable()).level == 0;
+  }
+  bool is_true_at_level_0(Literal literal) const {
+    return value(literal) == Value::kTrue &&
+           variable_at(literal.variable()).level == 0;
+  }
+
+  // search.cc: the main loop.
+  Result do_solve();
+  Literal do_pick_assumption(bool& failed);
+  Literal do_pick_decision();
+  void do_restart();
+  int do_reusable_level();
+  void do_save_model();
+  bool is_stopped() const {
+    return stop_ != nullptr && stop_->load(std::memory_order_relaxed);
+  }
+
+  // trail.cc: assigning and taking back.
+  void open_level();
+  /// Requires: `literal` is unassigned. In the header for the sake of the
+  /// propagation loop.
+  void assign(Literal literal, ClauseRef reason) {
+    assert(value(literal) == Value::kUnassigned);
+    values_[literal.index()] = Value::kTrue;
+    values_[(~literal).index()] = Value::kFalse;
+    Variable& variable = variable_at(literal.variable());
+    variable.level = level();
+    variable.reason = variable.level == 0 ? kNoReason : reason;
+    trail_.push_back(literal);
+  }
+  /// Takes back all levels above `level`; does nothing if there are none.
+  void backtrack(int level);
+
+  // propagation.cc: fixpoints. After a conflict, conflict_ is a false clause.
+  enum class Fixpoint { kReached, kClauseConflict, kTheoryConflict };
+  Fixpoint propagate();
+  ClauseRef propagate_clauses();
+  Fixpoint do_propagate_theory(bool& progress);
+
+  // analysis.cc: from conflicts to learnt clauses and cores.
+  bool resolve_conflict(bool from_theory);
+  void do_resolve_conflict(int level);
+  void do_analyze();
+  void do_mark(Literal literal, int& open);
+  ClauseRef do_reason(Literal literal);
+  void do_use_clause(ClauseRef ref);
+  void do_minimise();
+  bool do_is_redundant(Literal literal);
+  void do_shorten_by_binaries();
+  int do_stamp_levels(const std::vector<Literal>& clause);
+  void do_clear_marks();
+  void do_learn();
+  void do_analyze_assumption(Literal assumption);
+
+  // lemmas.cc: clauses that arrive at any level.
+  LemmaOutcome do_add_lemma();
+  bool do_normalise(std::vector<Literal>& clause);
+
+  // reduction.cc: storing and deleting clauses.
+  ClauseRef do_store(const std::vector<Literal>& literals, bool learnt,
+                     int glue);
+  void do_attach(ClauseRef ref);
+  bool is_reason(ClauseRef ref) const;
+  void do_bump_clause(Clause clause);
+  void do_decay_clauses();
+  void do_simplify();
+  void do_reduce();
+  void do_delete_useless();
+  bool wants_simplification() const;
+  void do_mark_satisfied();
+  void do_simplify_clause(ClauseRef ref);
+  void do_drop_deleted();
+  void do_collect_garbage();
+  void do_collect_explanations();
+
+  Theory* theory_;  // borrowed, may be null
+  const SearchOptions options_;
+  const std::atomic<bool>* stop_ = nullptr;  // borrowed, may be null
+  std::function<void(const SearchStatistics&)> progress_;
+  SearchStatistics statistics_;
+
+  bool consistent_ = true;
+
+  // Assignment. values_ and watches_ are indexed by literal.
+  std::vector<Value> values_;
+  std::vector<Variable> variables_;
+  std::vector<Literal> trail_;     // capacity for all variables
+  std::vector<int> level_starts_;  // trail size when level i + 1 was opened
+  std::size_t clause_head_ = 0;    // trail_ from here on is not propagated
+  std::size_t theory_head_ = 0;    // trail_ from here on is not told
+
+  // Clauses.
+  ClauseDatabase clauses_;
+  std::vector<std::vector<Watch>> watches_;
+  std::vector<ClauseRef> given_;
+  std::vector<ClauseRef> learnts_;  // lemmas included
+  float clause_increment_ = 1.0F;
+  std::uint64_t next_reduction_;           // in conflicts
+  std::size_t simplified_literals_ = 0;    // level-0 ones, when last simplified
+  std::uint64_t next_simplification_ = 0;  // in propagations
+
+  // Theory explanations asked for so far that may be reasons still. Unwatched,
+  // and apart from the clauses because most die within a conflict or two.
+  ClauseDatabase explanations_;
+  std::size_t explanations_limit_ = kMinExplanationsLimit;  // in words
+
+  // Decisions.
+  DecisionHeap heap_;
+  Phases phases_;
+  RestartPolicy restarts_;
+  Random random_;
+  std::uint64_t next_rephase_;  // in conflicts
+  std::uint64_t num_rephases_ = 0;
+
+  // One solve.
+  std::vector<Literal> assumptions_;
+  std::vector<Value> model_;
+  std::vector<Literal> failed_;
+
+  // Scratch space, empty or clear between uses.
+  std::vector<Literal> conflict_;
+  ClauseRef conflict_ref_ = kNoReason;  // conflict_'s clause, if stored
+  std::vector<Literal> learnt_;
+  std::vector<Literal> lemma_;
+  std::vector<Literal> implied_;
+  std::vector<Literal> reason_;
+  std::vector<Mark> marks_;
+  std::vector<int> marked_;  // variables whose mark is set
+  std::vector<Frame> frames_;
+  std::vector<std::uint64_t> level_stamps_;
+  std::uint64_t stamp_ = 0;
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SOLVER_SEARCH_SEARCH_H

@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: MIT
+#include "solver/smtlib/assertion_stack.h"
+
+#include <algorithm>
+#include <cassert>
+#include <iterator>
+#include <unordered_set>
+#include <utility>
+
+namespace vorn::solver {
+
+void AssertionStack::add(Assertion assertion) {
+  const bool assumed = assume_named_ && assertion.name.has_value();
+  assertions_.push_back(std::move(assertion));
+  if (!assumed) engine_.assert_term(assertions_.back().term);
+}
+
+void AssertionStack::push() {
+  levels_.push_back(assertions_.size());
+  engine_.push();
+}
+
+void AssertionStack::pop() {
+  assert(!levels_.empty());
+  engine_.pop();
+  assertions_.erase(
+      assertions_.begin() + static_cast<std::ptrdiff_t>(levels_.back()),
+      assertions_.end());
+  levels_.pop_back();
+}
+
+Answer AssertionStack::check(const std::vector<const Term*>& assumptions) {
+  assumptions_ = assumptions;
+  failed_assumptions_.clear();
+  core_.clear();
+  if (assume_named_) {
+    for (std::size_t i = 0; i < assertions_.size(); ++i) {
+      if (assertions_[i].name.has_value()) core_.push_back(i);
+    }
+  }
+  const std::vector<std::size_t> named = std::move(core_);
+  core_.clear();
+
+  // The engine sees each term once, under its first name.
+  std::vector<const Term*> terms;
+  std::vector<std::size_t> origins;  // into `named`, then into assumptions
+  std::unordered_set<const Term*> seen;
+  for (std::size_t i = 0; i < named.size() + assumptions.size(); ++i) {
+    const Term* term = i < named.size() ? assertions_[named[i]].term
+                                        : assumptions[i - named.size()];
+    if (!seen.insert(term).second) continue;
+    terms.push_back(term);
+    origins.push_back(i);
+  }
+  const Answer answer = engine_.check(terms);
+  if (answer != Answer::kUnsat) return answer;
+  for (const std::size_t failed : engine_.failed_assumptions()) {
+    const std::size_t origin = origins[failed];
+    if (origin < named.size()) {
+      core_.push_back(named[origin]);
+    } else {
+      failed_assumptions_.push_back(origin - named.size());
+    }
+  }
+  std::sort(core_.begin(), core_.end());
+  std::sort(failed_assumptions_.begin(), failed_assumptions_.end());
+  return answer;
+}
+
+Answer AssertionStack::check_core(const std::vector<std::size_t>& core) {
+  std::vector<const Term*> terms;
+  std::unordered_set<const Term*> seen;
+  for (const std::size_t i : core) {
+    seen.insert(assertions_[i].term);
+    terms.push_back(assertions_[i].term);
+  }
+  for (const Term* assumption : assumptions_) {
+    if (seen.insert(assumption).second) terms.push_back(assumption);
+  }
+  return engine_.check(terms);
+}
+
+AssertionStack::CoreState AssertionStack::settle_core(bool minimize) {
+  const Answer answer = check_core(core_);
+  if (answer == Answer::kSat) return CoreState::kRefuted;
+  if (answer == Answer::kUnknown) return CoreState::kReported;
+
+  // Everything before position `i` is known to be needed: without it what is
+  // left, and so each part of it, was satisfiable. A check that is stopped
+  // counts as if it were needed.
+  for (std::size_t i = 0; minimize && i < core_.size();) {
+    std::vector<std::size_t> smaller = core_;
+    smaller.erase(smaller.begin() + static_cast<std::ptrdiff_t>(i));
+    if (check_core(smaller) != Answer::kUnsat) {
+      ++i;
+      continue;
+    }
+    std::vector<std::size_t> kept;
+    for (const std::size_t failed : engine_.failed_assumptions()) {
+      if (failed < smaller.size()) kept.push_back(smaller[failed]);
+    }
+    std::sort(kept.begin(), kept.end());
+    core_ = std::move(kept);
+  }
+  return CoreState::kConfirmed;
+}
+
+}  // namespace vorn::solver

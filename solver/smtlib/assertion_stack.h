@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SMTLIB_ASSERTION_STACK_H
+#define VORN_SMTLIB_ASSERTION_STACK_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "solver/engine/engine.h"
+#include "solver/terms/term.h"
+#include "solver/terms/term_store.h"
+
+namespace vorn::solver {
+
+/// The assertions of a script, by levels, in front of an engine.
+///
+/// Named assertions can be kept out of the engine's own assertions and handed
+/// to it as assumptions in each check; the failed ones are then an
+/// unsatisfiable core.
+///
+/// Errors: only std::bad_alloc leaves a call; after it the stack may only be
+/// destroyed.
+class AssertionStack {
+ public:
+  struct Assertion {
+    const Term* term = nullptr;
+    std::string text;
+    std::optional<std::string> name;
+  };
+
+  /// How far core() can be trusted.
+  enum class CoreState {
+    /// A check of its own confirmed that it is unsatisfiable.
+    kConfirmed,
+    /// That check was stopped; the core is what the search reported.
+    kReported,
+    /// That check found a model: the engine contradicts itself.
+    kRefuted,
+  };
+
+  /// `store` is borrowed. `assume_named`: whether to keep named assertions
+  /// apart, for cores.
+  AssertionStack(TermStore& store, const EngineOptions& options,
+                 bool assume_named)
+      : engine_(store, options), assume_named_(assume_named) {}
+
+  Engine& engine() { return engine_; }
+  const std::vector<Assertion>& assertions() const { return assertions_; }
+
+  /// Requires: a Boolean term inside the engine's fragment.
+  void add(Assertion assertion);
+
+  std::size_t levels() const { return levels_.size(); }
+  void push();
+  /// Requires: levels() > 0.
+  void pop();
+
+  /// Whether the assertions and the assumptions are satisfiable together.
+  /// Requires: as for add.
+  Answer check(const std::vector<const Term*>& assumptions);
+
+  /// After a check that answered kUnsat, until the next change: indices of the
+  /// assumptions that contradict the assertions, ascending.
+  const std::vector<std::size_t>& failed_assumptions() const {
+    return failed_assumptions_;
+  }
+
+  /// Likewise: indices of the named assertions that contradict the unnamed ones
+  /// and the assumptions, ascending.
+  const std::vector<std::size_t>& core() const { return core_; }
+
+  /// Confirms core() by a check of its own and, if `minimize`, leaves out what
+  /// can be left out, one assertion after the other.
+  /// Cost: one check, or one per assertion in the core.
+  CoreState settle_core(bool minimize);
+
+ private:
+  Answer check_core(const std::vector<std::size_t>& core);
+
+  Engine engine_;
+  bool assume_named_;
+  std::vector<Assertion> assertions_;
+  std::vector<std::size_t> levels_;  // assertions_ sizes when pushed
+  std::vector<const Term*> assumptions_;
+  std::vector<std::size_t> failed_assumptions_;
+  std::vector<std::size_t> core_;
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SMTLIB_ASSERTION_STACK_H

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SMTLIB_COMMAND_TABLE_H
+#define VORN_SMTLIB_COMMAND_TABLE_H
+
+#include <string_view>
+
+#include "solver/smtlib/interpreter.h"
+
+namespace vorn::solver {
+
+/// One row of the command table, which is sorted by name.
+struct Interpreter::Command {
+  std::string_view name;
+  Handler handler;
+  Need need;
+  /// Whether it changes assertions or declarations and has no other effect.
+  bool edits;
+  /// Whether its reply is all it does.
+  bool reports;
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SMTLIB_COMMAND_TABLE_H

@@ -1,0 +1,395 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+#include <unordered_set>
+#include <utility>
+
+#include "solver/smtlib/command_table.h"
+#include "solver/smtlib/interpreter.h"
+#include "solver/terms/term_printer.h"
+
+// The commands that change the session. Each reads all of itself, checks it,
+// and only then changes anything; names that terms gave on the way are taken
+// back by the caller.
+
+namespace vorn::solver {
+namespace {
+
+// Each level costs the engine some memory and a selector; a script that wants
+// more has an error in its number.
+constexpr std::size_t kMostLevels = 1000000;
+
+}  // namespace
+
+const Interpreter::Command Interpreter::kCommands[] = {
+    // name, handler, need, edits, reports
+    {"assert", &Interpreter::do_assert, Need::kLogic, true, false},
+    {"check-sat", &Interpreter::do_check_sat, Need::kLogic, false, false},
+    {"check-sat-assuming", &Interpreter::do_check_sat_assuming, Need::kLogic,
+     false, false},
+    {"declare-const", &Interpreter::do_declare_const, Need::kLogic, true,
+     false},
+    {"declare-datatype", &Interpreter::do_unsupported, Need::kNothing, false,
+     false},
+    {"declare-datatypes", &Interpreter::do_unsupported, Need::kNothing, false,
+     false},
+    {"declare-fun", &Interpreter::do_declare_fun, Need::kLogic, true, false},
+    {"declare-sort", &Interpreter::do_unsupported, Need::kNothing, false,
+     false},
+    {"define-const", &Interpreter::do_define_const, Need::kLogic, true, false},
+    {"define-fun", &Interpreter::do_define_fun, Need::kLogic, true, false},
+    {"define-fun-rec", &Interpreter::do_unsupported, Need::kNothing, false,
+     false},
+    {"define-funs-rec", &Interpreter::do_unsupported, Need::kNothing, false,
+     false},
+    {"define-sort", &Interpreter::do_unsupported, Need::kNothing, false,
+     false},
+    {"echo", &Interpreter::do_echo, Need::kNothing, false, true},
+    {"exit", &Interpreter::do_exit, Need::kNothing, false, false},
+    {"get-assertions", &Interpreter::do_get_assertions, Need::kLogic, false,
+     true},
+    {"get-assignment", &Interpreter::do_get_assignment, Need::kModel, false,
+     true},
+    {"get-info", &Interpreter::do_get_info, Need::kNothing, false, true},
+    {"get-model", &Interpreter::do_get_model, Need::kModel, false, true},
+    {"get-option", &Interpreter::do_get_option, Need::kNothing, false, true},
+    {"get-proof", &Interpreter::do_unsupported, Need::kNothing, false, true},
+    {"get-unsat-assumptions", &Interpreter::do_get_unsat_assumptions,
+     Need::kUnsat, false, true},
+    {"get-unsat-core", &Interpreter::do_get_unsat_core, Need::kUnsat, false,
+     true},
+    {"get-value", &Interpreter::do_get_value, Need::kModel, false, true},
+    {"pop", &Interpreter::do_pop, Need::kLogic, true, false},
+    {"push", &Interpreter::do_push, Need::kLogic, true, false},
+    {"reset", &Interpreter::do_reset, Need::kNothing, false, false},
+    {"reset-assertions", &Interpreter::do_reset_assertions, Need::kLogic,
+     false, false},
+    {"set-info", &Interpreter::do_set_info, Need::kNothing, false, false},
+    {"set-logic", &Interpreter::do_set_logic, Need::kStart, false, false},
+    {"set-option", &Interpreter::do_set_option, Need::kNothing, false, false},
+};
+
+const Interpreter::Command* Interpreter::find_command(
+    const std::string& name) {
+  const auto* found = std::lower_bound(
+      std::begin(kCommands), std::end(kCommands), name,
+      [](const Command& command, const std::string& wanted) {
+        return command.name < wanted;
+      });
+  return found == std::end(kCommands) || found->name != name ? nullptr : found;
+}
+
+bool Interpreter::do_set_logic() {
+  std::string logic;
+  if (!read_symbol(logic)) return false;
+  const Position position = lexer_.token().position;
+  if (!read_close()) return false;
+  if (logic == "QF_IDL") {
+    arithmetic_ = {true, false, Sort::kInt};
+  } else if (logic == "QF_RDL") {
+    arithmetic_ = {false, true, Sort::kReal};
+  } else if (logic == "ALL") {
+    arithmetic_ = {true, true, Sort::kInt};
+  } else {
+    return fail(position, "logic " + print_symbol(logic) +
+                              " is not supported, only QF_IDL, QF_RDL and ALL");
+  }
+  mode_ = Mode::kAssert;
+  start_session();
+  return true;
+}
+
+// --- Declarations and definitions ---
+
+bool Interpreter::do_declare_fun() {
+  std::string name;
+  if (!read_new_symbol(name)) return false;
+  if (lexer_.next().kind != TokenKind::kOpen) return fail_at_token("'('");
+  if (lexer_.next().kind != TokenKind::kClose) {
+    return fail(lexer_.token().position,
+                "a function with arguments cannot be declared");
+  }
+  return declare(name);
+}
+
+bool Interpreter::do_declare_const() {
+  std::string name;
+  return read_new_symbol(name) && declare(name);
+}
+
+bool Interpreter::read_sort(Sort& sort) {
+  lexer_.next();
+  if (session_->parser->parse_sort(sort)) return true;
+  error_ = session_->parser->error();
+  return false;
+}
+
+bool Interpreter::declare(const std::string& name) {
+  Sort sort = Sort::kBool;
+  if (!read_sort(sort) || !read_close()) return false;
+  Meaning meaning;
+  meaning.term = session_->store.make_symbol(name, sort);
+  session_->declared.push_back(meaning.term);
+  session_->symbols.define(name, std::move(meaning));
+  mode_ = Mode::kAssert;
+  return true;
+}
+
+bool Interpreter::do_define_const() {
+  std::string name;
+  return read_new_symbol(name) && define(name, {});
+}
+
+bool Interpreter::do_define_fun() {
+  std::string name;
+  std::vector<const Term*> parameters;
+  return read_new_symbol(name) && read_parameters(parameters) &&
+         define(name, std::move(parameters));
+}
+
+bool Interpreter::read_parameters(std::vector<const Term*>& parameters) {
+  if (lexer_.next().kind != TokenKind::kOpen) return fail_at_token("'('");
+  std::vector<std::string> names;
+  std::unordered_set<std::string> seen;
+  while (lexer_.next().kind == TokenKind::kOpen) {
+    std::string name;
+    Sort sort = Sort::kBool;
+    if (!read_symbol(name)) return false;
+    if (!seen.insert(name).second) {
+      return fail(lexer_.token().position,
+                  "parameter " + print_symbol(name) + " occurs twice");
+    }
+    if (!read_sort(sort) || !read_close()) return false;
+    parameters.push_back(session_->store.make_fresh_symbol(name, sort));
+    names.push_back(name);
+  }
+  if (lexer_.token().kind != TokenKind::kClose) {
+    return fail_at_token("a parameter or ')'");
+  }
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    session_->symbols.bind(names[i], parameters[i]);
+  }
+  return true;
+}
+
+bool Interpreter::define(const std::string& name,
+                         std::vector<const Term*> parameters) {
+  Sort sort = Sort::kBool;
+  ParsedTerm body;
+  if (!read_sort(sort)) return false;
+  session_->parser->start_command(parameters.empty());
+  lexer_.next();
+  if (!read_term(body)) return false;
+  const Term* term = session_->parser->builder().as_sort(body.term, sort);
+  if (term == nullptr) {
+    return fail(body.position,
+                std::string("the definition is to be of sort ") +
+                    print_sort(sort) + ", but this is of sort " +
+                    print_sort(body.term->sort));
+  }
+  if (!read_close()) return false;
+  Meaning meaning;
+  if (parameters.empty()) {
+    // A definition with parameters is checked where it is used: only there is
+    // it known which factors are constant.
+    if (sort == Sort::kBool && !check_fragment(body)) return false;
+    meaning.term = term;
+  } else {
+    meaning.macro = std::make_shared<const Macro>(
+        Macro{std::move(parameters), term});
+  }
+  if (!session_->symbols.define(name, std::move(meaning))) {
+    return fail(command_,
+                "symbol " + print_symbol(name) + " is named in its own body");
+  }
+  keep_names();
+  mode_ = Mode::kAssert;
+  return true;
+}
+
+void Interpreter::keep_names() {
+  const std::vector<TermParser::Name>& names = session_->parser->names();
+  session_->named.insert(session_->named.end(), names.begin(), names.end());
+}
+
+// --- Assertions ---
+
+bool Interpreter::do_assert() {
+  ParsedTerm formula;
+  session_->parser->start_command(true);
+  lexer_.next();
+  if (!read_formula(formula) || !read_close() || !check_fragment(formula)) {
+    return false;
+  }
+  AssertionStack::Assertion assertion;
+  assertion.term = formula.term;
+  if (options_.produce_assertions) assertion.text = text_of(formula);
+  assertion.name = std::move(formula.name);
+  session_->stack->add(std::move(assertion));
+  keep_names();
+  mode_ = Mode::kAssert;
+  return true;
+}
+
+bool Interpreter::do_push() {
+  std::size_t count = 0;
+  Position position;
+  if (!read_count(count, position)) return false;
+  const std::size_t levels = session_->levels.size();
+  if (count > kMostLevels - levels) {
+    return fail(position, "there cannot be more than " +
+                              std::to_string(kMostLevels) + " levels");
+  }
+  for (; count > 0; --count) {
+    session_->levels.emplace_back(session_->declared.size(),
+                                  session_->named.size());
+    session_->symbols.push();
+    session_->stack->push();
+  }
+  mode_ = Mode::kAssert;
+  return true;
+}
+
+bool Interpreter::do_pop() {
+  std::size_t count = 0;
+  Position position;
+  if (!read_count(count, position)) return false;
+  const std::size_t levels = session_->levels.size();
+  if (count > levels) {
+    return fail(position, "there " +
+                              (levels == 1 ? "is 1 level"
+                                           : "are " + std::to_string(levels) +
+                                                 " levels") +
+                              std::string(" to pop"));
+  }
+  for (; count > 0; --count) {
+    session_->stack->pop();
+    session_->symbols.pop();
+    if (!options_.global_declarations) {
+      session_->declared.resize(session_->levels.back().first);
+      session_->named.resize(session_->levels.back().second);
+    }
+    session_->levels.pop_back();
+  }
+  mode_ = Mode::kAssert;
+  return true;
+}
+
+bool Interpreter::do_reset() {
+  if (!read_close()) return false;
+  drop_session();
+  if (options_.regular_output_channel !=
+          initial_options_.regular_output_channel ||
+      options_.diagnostic_output_channel !=
+          initial_options_.diagnostic_output_channel ||
+      options_.verbosity != initial_options_.verbosity) {
+    output_file_.reset();
+    host_.set_diagnostics(initial_options_.diagnostic_output_channel,
+                          initial_options_.verbosity);
+  }
+  options_ = initial_options_;
+  mode_ = Mode::kStart;
+  return true;
+}
+
+bool Interpreter::do_reset_assertions() {
+  if (!read_close()) return false;
+  mode_ = Mode::kAssert;
+  if (session_ == nullptr || !options_.global_declarations) {
+    drop_session();
+    start_session();
+    return true;
+  }
+  // The declarations stay, and with them the terms.
+  host_.engine_gone();
+  session_->stack.reset();
+  session_->levels.clear();
+  while (session_->symbols.levels() > 0) session_->symbols.pop();
+  make_stack();
+  return true;
+}
+
+bool Interpreter::do_exit() {
+  if (!read_close()) return false;
+  exited_ = true;
+  return true;
+}
+
+bool Interpreter::do_unsupported() {
+  lexer_.skip_command();
+  reply_ = "unsupported\n";
+  return true;
+}
+
+// --- Checks ---
+
+bool Interpreter::do_check_sat() {
+  if (!read_close()) return false;
+  assumption_texts_.clear();
+  assumed_ = false;
+  check({});
+  return true;
+}
+
+bool Interpreter::do_check_sat_assuming() {
+  if (session_ == nullptr) {
+    lexer_.skip_command();
+    check({});
+    return true;
+  }
+  if (lexer_.next().kind != TokenKind::kOpen) {
+    return fail_at_token("'(' before the assumptions");
+  }
+  session_->parser->start_command(false);
+  std::vector<const Term*> terms;
+  std::vector<std::string> texts;
+  while (lexer_.next().kind != TokenKind::kClose) {
+    ParsedTerm assumption;
+    if (!read_formula(assumption) || !check_fragment(assumption)) return false;
+    terms.push_back(assumption.term);
+    texts.push_back(text_of(assumption));
+  }
+  if (!read_close()) return false;
+  assumption_texts_ = std::move(texts);
+  assumed_ = true;
+  check(terms);
+  return true;
+}
+
+void Interpreter::check(const std::vector<const Term*>& assumptions) {
+  core_settled_ = false;
+  mode_ = Mode::kUnknown;
+  Answer answer = Answer::kUnknown;
+  reason_unknown_ = "memout";
+  if (session_ != nullptr) {
+    checking_ = true;
+    host_.check_started(options_.timeout);
+    if (host_.stop() == SessionHost::Stop::kNone) {
+      answer = session_->stack->check(assumptions);
+      reason_unknown_ = engine_reason();
+    }
+    host_.check_finished();
+    checking_ = false;
+    if (host_.stop() == SessionHost::Stop::kTimeout) {
+      reason_unknown_ = "timeout";
+    } else if (host_.stop() == SessionHost::Stop::kInterrupt) {
+      reason_unknown_ = "interrupted";
+    }
+  }
+  switch (answer) {
+    case Answer::kSat:
+      mode_ = Mode::kSat;
+      reply_ = "sat\n";
+      break;
+    case Answer::kUnsat:
+      mode_ = Mode::kUnsat;
+      reply_ = "unsat\n";
+      break;
+    case Answer::kUnknown:
+      reply_ = "unknown\n";
+      break;
+  }
+}
+
+}  // namespace vorn::solver

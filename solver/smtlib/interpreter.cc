@@ -1,0 +1,303 @@
+// SPDX-License-Identifier: MIT
+#include "solver/smtlib/interpreter.h"
+
+#include <cassert>
+#include <limits>
+#include <new>
+#include <stdexcept>
+#include <utility>
+
+#include "solver/smtlib/command_table.h"
+#include "solver/terms/term_printer.h"
+
+// This file runs commands and reads their common parts; commands.cc holds the
+// commands that change something, queries.cc those that only report.
+
+namespace vorn::solver {
+
+Interpreter::Interpreter(Source& source, SessionHost& host,
+                         const ScriptOptions& options)
+    : lexer_(source),
+      host_(host),
+      initial_options_(options),
+      options_(options) {
+  host_.set_diagnostics(options_.diagnostic_output_channel,
+                        options_.verbosity);
+}
+
+Interpreter::~Interpreter() { drop_session(); }
+
+// --- Running ---
+
+bool Interpreter::run_command() {
+  if (exited_ || output_lost_) return false;
+  host_.reading();
+  reply_.clear();
+  try {
+    const Token& first = lexer_.next();
+    if (first.kind == TokenKind::kEnd) return false;
+    run(first);
+  } catch (const std::bad_alloc&) {
+    handle_memory_out();
+  } catch (const std::length_error&) {
+    // What containers report before they try to allocate more than there is.
+    handle_memory_out();
+  }
+  return write_reply() && !exited_;
+}
+
+void Interpreter::run(const Token& first) {
+  if (first.kind != TokenKind::kOpen) {
+    // One report for all that lies between two commands.
+    if (!astray_) {
+      fail_at_token("a command");
+      report_error();
+    }
+    astray_ = true;
+    return;
+  }
+  astray_ = false;
+  command_ = first.position;
+  const std::size_t mark =
+      session_ == nullptr ? 0 : session_->symbols.mark();
+  const bool done = dispatch();
+  if (session_ != nullptr) session_->symbols.unbind_to(0);
+  if (done) {
+    if (reply_.empty() && options_.print_success) reply_ = "success\n";
+    return;
+  }
+  if (session_ != nullptr) session_->symbols.rollback(mark);
+  report_error();
+  lexer_.skip_command();
+}
+
+bool Interpreter::dispatch() {
+  const Token& token = lexer_.next();
+  if (token.kind != TokenKind::kSymbol) return fail_at_token("a command name");
+  const Command* command = find_command(token.text);
+  if (command == nullptr) {
+    return fail(token.position, "unknown command " + token.text);
+  }
+  if (!allowed(*command)) return false;
+  if (command->reports) host_.reporting();
+  if (session_ == nullptr && command->edits) {
+    // Out of memory. All checks answer unknown until a reset, so whatever the
+    // script adds or takes away makes no difference.
+    lexer_.skip_command();
+    return true;
+  }
+  return (this->*command->handler)();
+}
+
+bool Interpreter::allowed(const Command& command) {
+  const std::string name(command.name);
+  switch (command.need) {
+    case Need::kNothing:
+      return true;
+    case Need::kStart:
+      if (mode_ == Mode::kStart) return true;
+      return fail(command_, "the logic is already set");
+    case Need::kLogic:
+      if (mode_ != Mode::kStart) return true;
+      return fail(command_, name + " needs a logic; set-logic comes first");
+    case Need::kModel:
+      if (mode_ == Mode::kSat) return true;
+      return fail(command_, name + " is possible only while the last answer "
+                                   "is sat");
+    case Need::kUnsat:
+      if (mode_ == Mode::kUnsat) return true;
+      return fail(command_, name + " is possible only while the last answer "
+                                   "is unsat");
+  }
+  return false;
+}
+
+bool Interpreter::fail(Position position, std::string message) {
+  error_ = {position, std::move(message)};
+  return false;
+}
+
+bool Interpreter::fail_at_token(const char* expected) {
+  error_ = unexpected_token(lexer_, expected);
+  return false;
+}
+
+void Interpreter::report_error() {
+  had_error_ = true;
+  reply_ = "(error " +
+           quote_string("line " + std::to_string(error_.position.line) +
+                        " column " + std::to_string(error_.position.column) +
+                        ": " + error_.message) +
+           ")\n";
+}
+
+void Interpreter::handle_memory_out() {
+  host_.release_reserve();
+  drop_session();
+  reply_ = std::string();
+  lexer_.skip_command();
+  if (checking_) {
+    checking_ = false;
+    host_.check_finished();
+    reply_ = "unknown\n";
+  } else if (options_.print_success) {
+    reply_ = "success\n";
+  }
+  if (mode_ != Mode::kStart) mode_ = Mode::kUnknown;
+  reason_unknown_ = "memout";
+}
+
+bool Interpreter::write_reply() {
+  if (reply_.empty()) return true;
+  bool written = true;
+  if (output_file_ != nullptr) {
+    *output_file_ << reply_ << std::flush;
+    written = output_file_->good();
+  } else if (options_.regular_output_channel == "stderr") {
+    written = host_.write_diagnostics(reply_);
+  } else {
+    written = host_.write_output(reply_);
+  }
+  output_lost_ = !written;
+  return written;
+}
+
+void Interpreter::start_session() {
+  session_ = std::make_unique<Session>();
+  session_->parser = std::make_unique<TermParser>(lexer_, session_->store,
+                                                  session_->symbols);
+  session_->parser->set_arithmetic(arithmetic_);
+  session_->symbols.make_global(options_.global_declarations);
+  make_stack();
+}
+
+void Interpreter::make_stack() {
+  session_->stack = std::make_unique<AssertionStack>(
+      session_->store, options_.engine, options_.produce_unsat_cores);
+  host_.engine_made(session_->stack->engine());
+}
+
+void Interpreter::drop_session() {
+  if (session_ == nullptr) return;
+  if (session_->stack != nullptr) {
+    try {
+      last_statistics_ = session_->stack->engine().statistics();
+    } catch (const std::bad_alloc&) {
+      last_statistics_.clear();
+    }
+    host_.engine_gone();
+  }
+  session_.reset();
+}
+
+std::vector<std::pair<std::string, std::string>> Interpreter::statistics()
+    const {
+  if (session_ == nullptr || session_->stack == nullptr) {
+    return last_statistics_;
+  }
+  return session_->stack->engine().statistics();
+}
+
+// --- Reading the parts of commands ---
+
+bool Interpreter::read_close() {
+  if (lexer_.next().kind == TokenKind::kClose) return true;
+  return fail_at_token("')'");
+}
+
+bool Interpreter::read_symbol(std::string& name) {
+  const Token& token = lexer_.next();
+  const bool is_symbol =
+      token.kind == TokenKind::kQuotedSymbol ||
+      (token.kind == TokenKind::kSymbol && !is_reserved_word(token.text));
+  if (!is_symbol) return fail_at_token("a symbol");
+  name = token.text;
+  return true;
+}
+
+bool Interpreter::read_new_symbol(std::string& name) {
+  if (!read_symbol(name)) return false;
+  const Meaning* meaning = session_->symbols.find_global(name);
+  if (meaning == nullptr) return true;
+  return fail(lexer_.token().position,
+              "symbol " + print_symbol(name) +
+                  (meaning->op == Operator::kNone ? " is already in use"
+                                                  : " is predefined"));
+}
+
+bool Interpreter::read_keyword(std::string& keyword) {
+  const Token& token = lexer_.next();
+  if (token.kind != TokenKind::kKeyword) return fail_at_token("a keyword");
+  keyword = token.text;
+  return true;
+}
+
+bool Interpreter::read_count(std::size_t& count, Position& position) {
+  const Token& token = lexer_.next();
+  position = token.position;
+  count = 1;
+  if (token.kind == TokenKind::kClose) return true;
+  if (token.kind != TokenKind::kNumeral) return fail_at_token("a numeral");
+  count = 0;
+  for (const char digit : token.text) {
+    const auto value = static_cast<std::size_t>(digit - '0');
+    if (__builtin_mul_overflow(count, std::size_t{10}, &count) ||
+        __builtin_add_overflow(count, value, &count)) {
+      count = std::numeric_limits<std::size_t>::max();
+      break;
+    }
+  }
+  return read_close();
+}
+
+bool Interpreter::read_term(ParsedTerm& term) {
+  if (session_->parser->parse(term)) return true;
+  error_ = session_->parser->error();
+  return false;
+}
+
+bool Interpreter::read_formula(ParsedTerm& term) {
+  if (!read_term(term)) return false;
+  if (!term.term->is_bool()) {
+    return fail(term.position,
+                std::string("expected a Bool, not ") +
+                    (term.term->sort == Sort::kInt ? "an Int" : "a Real"));
+  }
+  return true;
+}
+
+bool Interpreter::check_fragment(const ParsedTerm& term) {
+  const Term* atom = session_->stack->engine().outside_fragment(term.term);
+  if (atom == nullptr) return true;
+  const ParsedTerm place = session_->parser->find_atom(atom, term);
+  // On one line, and not too much of it.
+  constexpr std::size_t kShown = 120;
+  std::string shown;
+  bool space = false;
+  for (const char c : lexer_.text(place.begin, place.end)) {
+    if (c == ' ' || c == '\n' || c == '\t' || c == '\r') {
+      space = true;
+      continue;
+    }
+    if (space) shown += ' ';
+    space = false;
+    if (shown.size() >= kShown) {
+      shown += "...";
+      break;
+    }
+    shown += c;
+  }
+  return fail(place.position, shown + " is outside difference logic");
+}
+
+std::string Interpreter::text_of(const ParsedTerm& term) {
+  return std::string(lexer_.text(term.begin, term.end));
+}
+
+bool Interpreter::need_option(bool value, const char* option) {
+  if (value) return true;
+  return fail(command_, std::string("option ") + option +
+                            " has to be true for this command");
+}
+
+}  // namespace vorn::solver

@@ -1,0 +1,177 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SMTLIB_INTERPRETER_H
+#define VORN_SMTLIB_INTERPRETER_H
+
+#include <cstddef>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "solver/smtlib/assertion_stack.h"
+#include "solver/smtlib/lexer.h"
+#include "solver/smtlib/options.h"
+#include "solver/smtlib/session_host.h"
+#include "solver/smtlib/source.h"
+#include "solver/smtlib/symbol_table.h"
+#include "solver/smtlib/term_parser.h"
+#include "solver/terms/term.h"
+#include "solver/terms/term_store.h"
+
+namespace vorn::solver {
+
+/// Runs an SMT-LIB 2.6 script of difference logic, command by command.
+///
+/// Each command is answered before the next one is read. A command that is in
+/// error is answered with `(error "line L column C: ...")`, has changed
+/// nothing, and the script goes on behind it.
+///
+/// When memory runs out, the check at hand answers `unknown`; assertions and
+/// declarations are gone then, and until reset or reset-assertions checks
+/// answer `unknown` and what needs the assertions is an error.
+///
+/// Ownership: source and host are borrowed.
+/// Errors: no exception leaves a call, but std::bad_alloc if there is not even
+/// memory for a one-line reply.
+class Interpreter {
+ public:
+  Interpreter(Source& source, SessionHost& host,
+              const ScriptOptions& options = {});
+  Interpreter(const Interpreter&) = delete;
+  Interpreter& operator=(const Interpreter&) = delete;
+  ~Interpreter();
+
+  /// Reads, runs and answers one command. False if there is none left: the
+  /// script has ended or exited, or its output can no longer be written.
+  bool run_command();
+
+  /// Whether any command was answered with an error.
+  bool had_error() const { return had_error_; }
+  /// Whether a reply could not be written.
+  bool output_lost() const { return output_lost_; }
+
+  /// The engine's counters; those of the last engine if there is none now.
+  std::vector<std::pair<std::string, std::string>> statistics() const;
+
+ private:
+  enum class Mode { kStart, kAssert, kSat, kUnsat, kUnknown };
+
+  // What a command needs before it may run.
+  enum class Need { kNothing, kStart, kLogic, kModel, kUnsat };
+
+  using Handler = bool (Interpreter::*)();
+  struct Command;
+  static const Command* find_command(const std::string& name);
+  static const Command kCommands[];
+
+  // All that reset takes back, apart from the options. There is none before
+  // set-logic and after memory has run out.
+  struct Session {
+    TermStore store;
+    SymbolTable symbols;
+    std::unique_ptr<TermParser> parser;
+    std::unique_ptr<AssertionStack> stack;
+    std::vector<const Term*> declared;
+    std::vector<TermParser::Name> named;
+    // Sizes of both lists when a level was pushed.
+    std::vector<std::pair<std::size_t, std::size_t>> levels;
+  };
+
+  // Running.
+  void run(const Token& first);
+  bool dispatch();
+  bool allowed(const Command& command);
+  bool fail(Position position, std::string message);
+  bool fail_at_token(const char* expected);
+  void report_error();
+  void handle_memory_out();
+  bool write_reply();
+  void start_session();
+  void make_stack();
+  void drop_session();
+
+  // Reading the parts of commands.
+  bool read_close();
+  bool read_symbol(std::string& name);
+  bool read_new_symbol(std::string& name);
+  bool read_keyword(std::string& keyword);
+  // Reads the rest of push or pop.
+  bool read_count(std::size_t& count, Position& position);
+  bool read_sort(Sort& sort);
+  // Both with the term's first token as current token.
+  bool read_term(ParsedTerm& term);
+  bool read_formula(ParsedTerm& term);
+  bool check_fragment(const ParsedTerm& term);
+  std::string text_of(const ParsedTerm& term);
+  bool need_option(bool value, const char* option);
+
+  // Commands, each to be entered with the command's name as current token and
+  // left with its closing bracket. Nothing is changed before that is read.
+  bool do_set_logic();
+  bool do_set_option();
+  bool do_get_option();
+  bool do_set_info();
+  bool do_get_info();
+  bool do_declare_fun();
+  bool do_declare_const();
+  bool do_define_fun();
+  bool do_define_const();
+  bool do_assert();
+  bool do_push();
+  bool do_pop();
+  bool do_check_sat();
+  bool do_check_sat_assuming();
+  bool do_get_model();
+  bool do_get_value();
+  bool do_get_assignment();
+  bool do_get_assertions();
+  bool do_get_unsat_core();
+  bool do_get_unsat_assumptions();
+  bool do_echo();
+  bool do_reset();
+  bool do_reset_assertions();
+  bool do_exit();
+  bool do_unsupported();
+
+  // Their parts. The first three read the rest of the command.
+  bool declare(const std::string& name);
+  bool read_parameters(std::vector<const Term*>& parameters);
+  bool define(const std::string& name, std::vector<const Term*> parameters);
+  void keep_names();
+  void check(const std::vector<const Term*>& assumptions);
+  std::string engine_reason();
+  std::string value_text(const Term* term);
+  bool apply_options(ScriptOptions changed, Position position);
+
+  Lexer lexer_;
+  SessionHost& host_;
+  const ScriptOptions initial_options_;
+  ScriptOptions options_;
+  Mode mode_ = Mode::kStart;
+  Arithmetic arithmetic_;
+  std::unique_ptr<Session> session_;
+  bool checking_ = false;
+  std::string reason_unknown_;
+  // Texts of the assumptions of the last check, and whether it was one that
+  // takes assumptions.
+  std::vector<std::string> assumption_texts_;
+  bool assumed_ = false;
+  bool core_settled_ = false;
+  std::vector<std::pair<std::string, std::string>> last_statistics_;
+
+  // Where the command at hand starts.
+  Position command_;
+  // Whether something was read that is no command, and no command since.
+  bool astray_ = false;
+  std::string reply_;
+  ScriptError error_;
+  std::unique_ptr<std::ofstream> output_file_;
+  bool exited_ = false;
+  bool had_error_ = false;
+  bool output_lost_ = false;
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SMTLIB_INTERPRETER_H

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SMTLIB_LEXER_H
+#define VORN_SMTLIB_LEXER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "solver/smtlib/source.h"
+
+namespace vorn::solver {
+
+/// A place in a script. Both counts start at 1; a column is one character,
+/// where a multi-byte UTF-8 character counts once and a tab counts once.
+struct Position {
+  std::uint32_t line = 1;
+  std::uint32_t column = 1;
+};
+
+/// What is wrong with a script, and where.
+struct ScriptError {
+  Position position;
+  std::string message;
+};
+
+enum class TokenKind : std::uint8_t {
+  kOpen,
+  kClose,
+  kNumeral,
+  kDecimal,
+  kHexadecimal,
+  kBinary,
+  kString,
+  kSymbol,
+  kQuotedSymbol,
+  kKeyword,
+  kInvalid,
+  kEnd,
+};
+
+struct Token {
+  TokenKind kind = TokenKind::kEnd;
+  Position position;
+  /// Where the token starts in the text of its command, in bytes.
+  std::size_t begin = 0;
+  /// A string without its quotes and with "" undone; a quoted symbol without
+  /// its bars; a keyword with its colon; for kInvalid what is wrong.
+  std::string text;
+};
+
+/// Cuts a script into the tokens of SMT-LIB 2.6.
+///
+/// Reads no byte beyond the token it hands out, except where the token's end
+/// shows only in the next byte (symbols and numbers; never brackets). Each
+/// command can therefore be answered before the next one has arrived.
+///
+/// A malformed token is handed out as kInvalid and reading goes on behind it,
+/// so that brackets stay balanced and the commands after it can be read.
+///
+/// The text of the command at hand, from its opening bracket on, is kept so
+/// that terms can be quoted as they were written.
+class Lexer {
+ public:
+  /// `source` is borrowed.
+  explicit Lexer(Source& source);
+  Lexer(const Lexer&) = delete;
+  Lexer& operator=(const Lexer&) = delete;
+
+  /// Reads the next token and returns it; it stays valid until the next call.
+  const Token& next();
+
+  /// The token read last.
+  const Token& token() const { return token_; }
+
+  /// How many brackets are open behind the token read last.
+  std::size_t depth() const { return depth_; }
+
+  /// Where the command at hand starts.
+  Position command_position() const { return command_position_; }
+
+  /// Where the token read last ends, counted like Token::begin.
+  std::size_t end() const { return captured_.size() + (pos_ - unsaved_); }
+
+  /// The text of the command at hand from `first` to `last`, counted like
+  /// Token::begin. Requires: first <= last <= end(). Ensures: valid until the
+  /// next call to next().
+  std::string_view text(std::size_t first, std::size_t last);
+
+  /// Reads up to the end of the command at hand: until no bracket is open or
+  /// the script ends. The texts of the command and its tokens are lost. May
+  /// follow on any exception out of next(). Cost: allocates nothing to speak of.
+  void skip_command();
+
+ private:
+  bool fill();
+  bool at_end() { return pos_ == limit_ && !fill(); }
+  char peek() const { return buffer_[pos_]; }
+  void advance();
+  void invalid(Position position, std::string message);
+  void skip_space();
+  void read_quoted(char quote);
+  void read_number();
+  void read_hash();
+  void read_symbol_characters();
+
+  Source& source_;
+  std::vector<char> buffer_;
+  std::size_t pos_ = 0;
+  std::size_t limit_ = 0;
+  bool exhausted_ = false;
+  std::size_t depth_ = 0;
+  Position here_;
+  Position command_position_;
+  Token token_;
+  // The command's text is captured_ followed by buffer_[unsaved_, pos_).
+  // Outside a command nothing is saved.
+  std::string captured_;
+  std::size_t unsaved_ = 0;
+  // Whether texts are being thrown away.
+  bool skipping_ = false;
+  // The quote that ends the token being read; 0 if it is not a quoted one.
+  char open_quote_ = 0;
+};
+
+/// Whether an unquoted `name` belongs to the syntax of terms and can name
+/// nothing.
+bool is_reserved_word(std::string_view name);
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SMTLIB_LEXER_H

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SMTLIB_OPERATORS_H
+#define VORN_SMTLIB_OPERATORS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "solver/smtlib/lexer.h"
+#include "solver/terms/term.h"
+#include "solver/terms/term_store.h"
+
+namespace vorn::solver {
+
+/// The predefined functions.
+enum class Operator : std::uint8_t {
+  kNone,
+  kTrue,
+  kFalse,
+  kNot,
+  kAnd,
+  kOr,
+  kXor,
+  kImplies,
+  kEqual,
+  kDistinct,
+  kIte,
+  kLeq,
+  kLess,
+  kGeq,
+  kGreater,
+  kPlus,
+  kMinus,
+  kTimes,
+  kDivide,
+};
+
+inline constexpr std::pair<std::string_view, Operator> kOperatorNames[] = {
+    {"true", Operator::kTrue},     {"false", Operator::kFalse},
+    {"not", Operator::kNot},       {"and", Operator::kAnd},
+    {"or", Operator::kOr},         {"xor", Operator::kXor},
+    {"=>", Operator::kImplies},    {"=", Operator::kEqual},
+    {"distinct", Operator::kDistinct}, {"ite", Operator::kIte},
+    {"<=", Operator::kLeq},        {"<", Operator::kLess},
+    {">=", Operator::kGeq},        {">", Operator::kGreater},
+    {"+", Operator::kPlus},        {"-", Operator::kMinus},
+    {"*", Operator::kTimes},       {"/", Operator::kDivide},
+};
+
+/// The name of a predefined function other than kNone.
+std::string_view operator_name(Operator op);
+
+/// A term together with where it was written.
+struct PlacedTerm {
+  const Term* term = nullptr;
+  Position position;
+};
+
+/// Applies predefined functions with the rules of SMT-LIB for their numbers
+/// and sorts of arguments: chains of comparisons, left and right
+/// associativity, numerals that become reals beside reals.
+///
+/// Cost: O(arguments) new terms for one application; `distinct` is one term.
+class OperatorBuilder {
+ public:
+  /// `store` is borrowed.
+  explicit OperatorBuilder(TermStore& store) : store_(store) {}
+
+  /// The application of `op`, written at `position`, or null with `error` set.
+  /// May turn numbers of sort kInt in `arguments` into reals.
+  /// Requires: op is not kNone.
+  const Term* apply(Operator op, Position position, PlacedTerm* arguments,
+                    std::size_t count, ScriptError& error);
+
+  /// The term as one of this sort, or null if it has another one and is no
+  /// number that can be read as it.
+  const Term* as_sort(const Term* term, Sort sort);
+
+ private:
+  bool check_count(Operator op, Position position, std::size_t count,
+                   ScriptError& error) const;
+  bool check_bool(Operator op, const PlacedTerm& argument,
+                  ScriptError& error) const;
+  bool unify(Operator op, PlacedTerm* arguments, std::size_t count,
+             bool bool_allowed, ScriptError& error);
+  const Term* apply_bool(Operator op, const PlacedTerm* arguments,
+                         std::size_t count);
+  const Term* apply_arithmetic(Operator op, const PlacedTerm* arguments,
+                               std::size_t count);
+  const Term* chain(Operator op, const PlacedTerm* arguments,
+                    std::size_t count);
+  const Term* divide(PlacedTerm* arguments, std::size_t count,
+                     ScriptError& error);
+  std::vector<const Term*> terms(const PlacedTerm* arguments,
+                                 std::size_t count) const;
+
+  TermStore& store_;
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SMTLIB_OPERATORS_H

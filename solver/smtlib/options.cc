@@ -1,0 +1,177 @@
+// SPDX-License-Identifier: MIT
+#include "solver/smtlib/options.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <sstream>
+#include <string_view>
+#include <variant>
+
+namespace vorn::solver {
+namespace {
+
+using Place = std::variant<bool*, std::uint64_t*, std::string*, int*, float*>;
+
+struct Entry {
+  std::string_view keyword;
+  /// Whether the option is fixed once the logic is set.
+  bool start_only;
+  Place (*place)(ScriptOptions&);
+};
+
+constexpr Entry kEntries[] = {
+    {":print-success", false,
+     [](ScriptOptions& o) -> Place { return &o.print_success; }},
+    {":produce-assertions", true,
+     [](ScriptOptions& o) -> Place { return &o.produce_assertions; }},
+    // The name that :produce-assertions had in older scripts.
+    {":interactive-mode", true,
+     [](ScriptOptions& o) -> Place { return &o.produce_assertions; }},
+    {":produce-assignments", true,
+     [](ScriptOptions& o) -> Place { return &o.produce_assignments; }},
+    {":produce-models", true,
+     [](ScriptOptions& o) -> Place { return &o.produce_models; }},
+    {":produce-unsat-assumptions", true,
+     [](ScriptOptions& o) -> Place { return &o.produce_unsat_assumptions; }},
+    {":produce-unsat-cores", true,
+     [](ScriptOptions& o) -> Place { return &o.produce_unsat_cores; }},
+    {":global-declarations", true,
+     [](ScriptOptions& o) -> Place { return &o.global_declarations; }},
+    {":regular-output-channel", false,
+     [](ScriptOptions& o) -> Place { return &o.regular_output_channel; }},
+    {":diagnostic-output-channel", false,
+     [](ScriptOptions& o) -> Place { return &o.diagnostic_output_channel; }},
+    {":verbosity", false,
+     [](ScriptOptions& o) -> Place { return &o.verbosity; }},
+    {":random-seed", true,
+     [](ScriptOptions& o) -> Place { return &o.engine.search.seed; }},
+    {":minimize-unsat-cores", false,
+     [](ScriptOptions& o) -> Place { return &o.minimize_unsat_cores; }},
+    {":timeout", false, [](ScriptOptions& o) -> Place { return &o.timeout; }},
+    {":dl-tlemma-kinds", false,
+     [](ScriptOptions& o) -> Place {
+       return &o.engine.lemmas.dl_tlemma_kinds;
+     }},
+    {":dl-tlemma-min-overlap", false,
+     [](ScriptOptions& o) -> Place {
+       return &o.engine.lemmas.dl_tlemma_min_overlap;
+     }},
+    {":dl-dedup-tlemmas", false,
+     [](ScriptOptions& o) -> Place {
+       return &o.engine.lemmas.dl_dedup_tlemmas;
+     }},
+};
+
+const Entry* find_entry(const std::string& keyword) {
+  for (const Entry& entry : kEntries) {
+    if (entry.keyword == keyword) return &entry;
+  }
+  return nullptr;
+}
+
+std::optional<std::uint64_t> read_numeral(const Token& token) {
+  if (token.kind != TokenKind::kNumeral) return std::nullopt;
+  errno = 0;
+  const std::uint64_t value = std::strtoull(token.text.c_str(), nullptr, 10);
+  if (errno == ERANGE) return std::nullopt;
+  return value;
+}
+
+// Each of these writes a value of its type, or says what it expects.
+struct Setter {
+  const Token& token;
+
+  const char* operator()(bool* place) const {
+    if (token.kind != TokenKind::kSymbol ||
+        (token.text != "true" && token.text != "false")) {
+      return "true or false";
+    }
+    *place = token.text == "true";
+    return nullptr;
+  }
+  const char* operator()(std::uint64_t* place) const {
+    const auto value = read_numeral(token);
+    if (!value.has_value()) return "a numeral below 2^64";
+    *place = *value;
+    return nullptr;
+  }
+  const char* operator()(std::string* place) const {
+    if (token.kind != TokenKind::kString) return "a string";
+    *place = token.text;
+    return nullptr;
+  }
+  // The one option of this type is the set of lemma kinds.
+  const char* operator()(int* place) const {
+    const auto value = read_numeral(token);
+    if (!value.has_value() || *value > 3) return "0, 1, 2 or 3";
+    *place = static_cast<int>(*value);
+    return nullptr;
+  }
+  // The one option of this type is a share.
+  const char* operator()(float* place) const {
+    constexpr const char* kExpected = "a number from 0 to 1";
+    if (token.kind != TokenKind::kNumeral &&
+        token.kind != TokenKind::kDecimal) {
+      return kExpected;
+    }
+    const float value = std::strtof(token.text.c_str(), nullptr);
+    if (!(value <= 1.0F)) return kExpected;
+    *place = value;
+    return nullptr;
+  }
+};
+
+struct Getter {
+  std::string operator()(const bool* place) const {
+    return *place ? "true" : "false";
+  }
+  std::string operator()(const std::uint64_t* place) const {
+    return std::to_string(*place);
+  }
+  std::string operator()(const std::string* place) const {
+    return quote_string(*place);
+  }
+  std::string operator()(const int* place) const {
+    return std::to_string(*place);
+  }
+  std::string operator()(const float* place) const {
+    std::ostringstream out;
+    out << *place;
+    std::string text = out.str();
+    if (text.find('.') == std::string::npos) text += ".0";
+    return text;
+  }
+};
+
+}  // namespace
+
+SetResult set_option(ScriptOptions& options, const std::string& keyword,
+                     const Token& token, bool started, std::string& expected) {
+  const Entry* entry = find_entry(keyword);
+  if (entry == nullptr) return SetResult::kUnsupported;
+  if (entry->start_only && started) return SetResult::kTooLate;
+  const char* wrong = std::visit(Setter{token}, entry->place(options));
+  if (wrong == nullptr) return SetResult::kSet;
+  expected = wrong;
+  return SetResult::kBadValue;
+}
+
+std::optional<std::string> get_option(const ScriptOptions& options,
+                                      const std::string& keyword) {
+  const Entry* entry = find_entry(keyword);
+  if (entry == nullptr) return std::nullopt;
+  // The table's places are writable; here they are only read.
+  ScriptOptions copy = options;
+  return std::visit(Getter{}, entry->place(copy));
+}
+
+std::string quote_string(const std::string& text) {
+  std::string quoted = "\"";
+  for (const char c : text) {
+    if (c == '"') quoted += '"';
+    quoted += c;
+  }
+  return quoted + '"';
+}
+
+}  // namespace vorn::solver

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SMTLIB_OPTIONS_H
+#define VORN_SMTLIB_OPTIONS_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "solver/engine/engine.h"
+#include "solver/smtlib/lexer.h"
+
+namespace vorn::solver {
+
+/// The options of a script, as set-option and get-option know them, with the
+/// values that they have at the start.
+///
+/// Two differ from the standard's on purpose: :print-success starts out false,
+/// since an answer per line is what a reader of the output wants, and
+/// :produce-assertions true, since keeping the texts is cheap.
+struct ScriptOptions {
+  bool print_success = false;
+  bool produce_assertions = true;
+  bool produce_assignments = false;
+  bool produce_models = false;
+  bool produce_unsat_assumptions = false;
+  bool produce_unsat_cores = false;
+  bool global_declarations = false;
+  std::string regular_output_channel = "stdout";
+  std::string diagnostic_output_channel = "stderr";
+  std::uint64_t verbosity = 0;
+
+  /// Deletes from each core what it does not need.
+  bool minimize_unsat_cores = false;
+  /// Milliseconds for one check; 0: no limit.
+  std::uint64_t timeout = 0;
+  /// Carries :random-seed and the :dl- options, too.
+  EngineOptions engine;
+};
+
+enum class SetResult {
+  kSet,
+  kUnsupported,
+  /// Only before set-logic.
+  kTooLate,
+  kBadValue,
+};
+
+/// Sets the option `keyword` (with its colon) to the value in `token`.
+/// `started`: whether the logic is set. On kBadValue `expected` says what
+/// values there are.
+SetResult set_option(ScriptOptions& options, const std::string& keyword,
+                     const Token& token, bool started, std::string& expected);
+
+/// The value of the option as SMT-LIB text; nothing if there is no such option.
+std::optional<std::string> get_option(const ScriptOptions& options,
+                                      const std::string& keyword);
+
+/// The text as a string literal, with quotes.
+std::string quote_string(const std::string& text);
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SMTLIB_OPTIONS_H

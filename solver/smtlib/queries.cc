@@ -1,0 +1,299 @@
+// SPDX-License-Identifier: MIT
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "solver/smtlib/interpreter.h"
+#include "solver/terms/term_printer.h"
+
+// Options, information, and the commands that report on the last answer.
+
+namespace vorn::solver {
+namespace {
+
+// "dl conflicts" becomes ":dl-conflicts".
+std::string keyword_of(const std::string& key) {
+  std::string keyword = ":";
+  for (const char c : key) {
+    const bool kept = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+                      (c >= '0' && c <= '9') || c == '_' || c == '.';
+    keyword += kept ? c : '-';
+  }
+  return keyword;
+}
+
+// A number as it is, anything else as a string.
+std::string statistic_value(const std::string& value) {
+  const bool is_number =
+      !value.empty() && value.front() != '.' && value.back() != '.' &&
+      value.find_first_not_of("0123456789.") == std::string::npos;
+  return is_number ? value : quote_string(value);
+}
+
+std::string in_brackets(const std::vector<std::string>& parts,
+                        const char* separator) {
+  std::string text = "(";
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    if (i > 0) text += separator;
+    text += parts[i];
+  }
+  return text + ")\n";
+}
+
+}  // namespace
+
+// --- Options and information ---
+
+bool Interpreter::do_set_option() {
+  std::string keyword;
+  if (!read_keyword(keyword)) return false;
+  if (!get_option(options_, keyword).has_value()) return do_unsupported();
+  lexer_.next();
+  const Token value = lexer_.token();
+  if (value.kind == TokenKind::kClose || !skip_expression(lexer_)) {
+    return fail_at_token("a value");
+  }
+  if (!read_close()) return false;
+  ScriptOptions changed = options_;
+  std::string expected;
+  switch (set_option(changed, keyword, value, mode_ != Mode::kStart,
+                     expected)) {
+    case SetResult::kSet:
+      return apply_options(std::move(changed), value.position);
+    case SetResult::kUnsupported:
+      return do_unsupported();
+    case SetResult::kTooLate:
+      return fail(command_,
+                  "option " + keyword + " can be set only before set-logic");
+    case SetResult::kBadValue:
+      return fail(value.position,
+                  "option " + keyword + " expects " + expected);
+  }
+  return false;
+}
+
+bool Interpreter::apply_options(ScriptOptions changed, Position position) {
+  const std::string& output = changed.regular_output_channel;
+  if (output != options_.regular_output_channel) {
+    std::unique_ptr<std::ofstream> file;
+    if (output != "stdout" && output != "stderr") {
+      file = std::make_unique<std::ofstream>(output, std::ios::app);
+      if (!file->is_open()) {
+        return fail(position, "cannot write to file " + output);
+      }
+    }
+    output_file_ = std::move(file);
+  }
+  if ((changed.diagnostic_output_channel !=
+           options_.diagnostic_output_channel ||
+       changed.verbosity != options_.verbosity) &&
+      !host_.set_diagnostics(changed.diagnostic_output_channel,
+                             changed.verbosity)) {
+    return fail(position,
+                "cannot write to file " + changed.diagnostic_output_channel);
+  }
+  const Configuration::Theory::La& before = options_.engine.lemmas;
+  const Configuration::Theory::La& after = changed.engine.lemmas;
+  if (session_ != nullptr &&
+      (before.dl_tlemma_kinds != after.dl_tlemma_kinds ||
+       before.dl_tlemma_min_overlap != after.dl_tlemma_min_overlap ||
+       before.dl_dedup_tlemmas != after.dl_dedup_tlemmas)) {
+    // The engine forgets its last answer over this.
+    session_->stack->engine().set_options(changed.engine);
+    mode_ = Mode::kAssert;
+  }
+  options_ = std::move(changed);
+  return true;
+}
+
+bool Interpreter::do_get_option() {
+  std::string keyword;
+  if (!read_keyword(keyword) || !read_close()) return false;
+  const std::optional<std::string> value = get_option(options_, keyword);
+  reply_ = value.value_or("unsupported") + '\n';
+  return true;
+}
+
+bool Interpreter::do_set_info() {
+  std::string keyword;
+  if (!read_keyword(keyword)) return false;
+  if (lexer_.next().kind == TokenKind::kClose) return true;
+  if (!skip_expression(lexer_)) return fail_at_token("a value");
+  return read_close();
+}
+
+bool Interpreter::do_get_info() {
+  std::string keyword;
+  if (!read_keyword(keyword) || !read_close()) return false;
+  if (keyword == ":name") {
+    reply_ = "(:name \"vorn\")\n";
+  } else if (keyword == ":version") {
+    reply_ = "(:version \"" VORN_VERSION "\")\n";
+  } else if (keyword == ":authors") {
+    reply_ = "(:authors \"the Vorn authors\")\n";
+  } else if (keyword == ":error-behavior") {
+    reply_ = "(:error-behavior continued-execution)\n";
+  } else if (keyword == ":reason-unknown") {
+    if (mode_ != Mode::kUnknown) {
+      return fail(command_, "the last answer is not unknown");
+    }
+    reply_ = "(:reason-unknown " + reason_unknown_ + ")\n";
+  } else if (keyword == ":assertion-stack-levels") {
+    const std::size_t levels =
+        session_ == nullptr ? 0 : session_->levels.size();
+    reply_ = "(:assertion-stack-levels " + std::to_string(levels) + ")\n";
+  } else if (keyword == ":all-statistics") {
+    std::vector<std::string> parts;
+    for (const auto& [key, value] : statistics()) {
+      parts.push_back(keyword_of(key) + ' ' + statistic_value(value));
+    }
+    reply_ = in_brackets(parts, "\n ");
+  } else {
+    reply_ = "unsupported\n";
+  }
+  return true;
+}
+
+bool Interpreter::do_echo() {
+  if (lexer_.next().kind != TokenKind::kString) {
+    return fail_at_token("a string");
+  }
+  const std::string text = lexer_.token().text;
+  if (!read_close()) return false;
+  reply_ = quote_string(text) + '\n';
+  return true;
+}
+
+std::string Interpreter::engine_reason() {
+  switch (session_->stack->engine().unknown_reason()) {
+    case UnknownReason::kMemout:
+      return "memout";
+    case UnknownReason::kInternalError:
+      return "internal-error";
+    case UnknownReason::kStopped:
+    case UnknownReason::kNone:
+      break;
+  }
+  return "incomplete";
+}
+
+// --- After sat ---
+
+std::string Interpreter::value_text(const Term* term) {
+  Engine& engine = session_->stack->engine();
+  if (term->is_bool()) return engine.bool_value(term) ? "true" : "false";
+  return print_value(engine.number_value(term), term->sort);
+}
+
+bool Interpreter::do_get_model() {
+  if (!read_close() ||
+      !need_option(options_.produce_models, ":produce-models")) {
+    return false;
+  }
+  reply_ = "(\n";
+  for (const Term* symbol : session_->declared) {
+    reply_ += "  (define-fun " + print_symbol(symbol->name()) + " () " +
+              print_sort(symbol->sort) + ' ' + value_text(symbol) + ")\n";
+  }
+  reply_ += ")\n";
+  return true;
+}
+
+bool Interpreter::do_get_value() {
+  if (lexer_.next().kind != TokenKind::kOpen) {
+    return fail_at_token("'(' before the terms");
+  }
+  session_->parser->start_command(false);
+  std::vector<ParsedTerm> terms;
+  if (lexer_.next().kind == TokenKind::kClose) return fail_at_token("a term");
+  while (lexer_.token().kind != TokenKind::kClose) {
+    if (!read_term(terms.emplace_back())) return false;
+    lexer_.next();
+  }
+  if (!read_close() ||
+      !need_option(options_.produce_models, ":produce-models")) {
+    return false;
+  }
+  std::vector<std::string> parts;
+  for (const ParsedTerm& term : terms) {
+    parts.push_back('(' + text_of(term) + ' ' + value_text(term.term) + ')');
+  }
+  reply_ = in_brackets(parts, "\n ");
+  return true;
+}
+
+bool Interpreter::do_get_assignment() {
+  if (!read_close() ||
+      !need_option(options_.produce_assignments, ":produce-assignments")) {
+    return false;
+  }
+  std::vector<std::string> parts;
+  for (const TermParser::Name& named : session_->named) {
+    if (!named.term->is_bool()) continue;
+    parts.push_back('(' + print_symbol(named.name) + ' ' +
+                    value_text(named.term) + ')');
+  }
+  reply_ = in_brackets(parts, " ");
+  return true;
+}
+
+// --- Assertions and cores ---
+
+bool Interpreter::do_get_assertions() {
+  if (!read_close() ||
+      !need_option(options_.produce_assertions, ":produce-assertions")) {
+    return false;
+  }
+  if (session_ == nullptr) return fail(command_, "out of memory");
+  std::vector<std::string> parts;
+  for (const AssertionStack::Assertion& assertion :
+       session_->stack->assertions()) {
+    parts.push_back(assertion.text);
+  }
+  reply_ = in_brackets(parts, "\n ");
+  return true;
+}
+
+bool Interpreter::do_get_unsat_core() {
+  if (!read_close() ||
+      !need_option(options_.produce_unsat_cores, ":produce-unsat-cores")) {
+    return false;
+  }
+  AssertionStack& stack = *session_->stack;
+  if (!core_settled_) {
+    const AssertionStack::CoreState state =
+        stack.settle_core(options_.minimize_unsat_cores);
+    if (state == AssertionStack::CoreState::kRefuted) {
+      return fail(command_,
+                  "internal error: the unsatisfiable core has a model");
+    }
+    core_settled_ = state == AssertionStack::CoreState::kConfirmed;
+  }
+  std::vector<std::string> parts;
+  for (const std::size_t i : stack.core()) {
+    parts.push_back(print_symbol(*stack.assertions()[i].name));
+  }
+  reply_ = in_brackets(parts, " ");
+  return true;
+}
+
+bool Interpreter::do_get_unsat_assumptions() {
+  if (!read_close() || !need_option(options_.produce_unsat_assumptions,
+                                    ":produce-unsat-assumptions")) {
+    return false;
+  }
+  if (!assumed_) {
+    return fail(command_, "the last check had no assumptions");
+  }
+  std::vector<std::string> parts;
+  for (const std::size_t i : session_->stack->failed_assumptions()) {
+    parts.push_back(assumption_texts_[i]);
+  }
+  reply_ = in_brackets(parts, " ");
+  return true;
+}
+
+}  // namespace vorn::solver

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SMTLIB_SESSION_HOST_H
+#define VORN_SMTLIB_SESSION_HOST_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace vorn::solver {
+
+class Engine;
+
+/// What an Interpreter needs from the program around it: a place for replies,
+/// a clock, and word of what it is doing.
+class SessionHost {
+ public:
+  /// Who wanted a check to stop.
+  enum class Stop { kNone, kTimeout, kInterrupt };
+
+  SessionHost() = default;
+  SessionHost(const SessionHost&) = delete;
+  SessionHost& operator=(const SessionHost&) = delete;
+  virtual ~SessionHost() = default;
+
+  /// Writes the whole reply to one command and flushes. False if nobody can
+  /// read it any more.
+  virtual bool write_output(std::string_view reply) = 0;
+  /// The same for the diagnostic stream.
+  virtual bool write_diagnostics(std::string_view reply) = 0;
+
+  /// Where the engine's log goes: "stdout", "stderr" or a file to append to,
+  /// and up to which level. False if the file cannot be opened; then all stays
+  /// as it was.
+  virtual bool set_diagnostics(const std::string& channel,
+                               std::uint64_t verbosity) = 0;
+
+  /// A new engine is about to be used; the one before is gone.
+  virtual void engine_made(Engine& engine) = 0;
+  /// The engine is about to be destroyed.
+  virtual void engine_gone() = 0;
+
+  /// The interpreter is going to read a command.
+  virtual void reading() {}
+  /// It has read one that only reports, and is going to reply.
+  virtual void reporting() {}
+  /// A check begins, which may take this long; 0: no limit of its own.
+  virtual void check_started(std::uint64_t /*milliseconds*/) {}
+  /// It has an answer, not yet written.
+  virtual void check_finished() {}
+
+  /// Whether checks have to answer unknown at once, or had to since
+  /// check_started.
+  virtual Stop stop() const { return Stop::kNone; }
+
+  /// Memory has run out; whatever was kept in reserve is needed now.
+  virtual void release_reserve() {}
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SMTLIB_SESSION_HOST_H

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+#include "solver/smtlib/symbol_table.h"
+
+#include <cassert>
+#include <utility>
+
+namespace vorn::solver {
+namespace {
+
+// Beyond this many names the table of bound variables is thrown away when it
+// is not in use: clearing it would cost its greatest size each time.
+constexpr std::size_t kKeptLocals = 4096;
+
+}  // namespace
+
+SymbolTable::SymbolTable() {
+  for (const auto& [name, op] : kOperatorNames) {
+    globals_[std::string(name)].op = op;
+  }
+}
+
+const Meaning* SymbolTable::find(const std::string& name) const {
+  if (!bound_.empty()) {
+    const auto local = locals_.find(name);
+    if (local != locals_.end() && !local->second.empty()) {
+      return &local->second.back();
+    }
+  }
+  return find_global(name);
+}
+
+const Meaning* SymbolTable::find_global(const std::string& name) const {
+  const auto global = globals_.find(name);
+  return global == globals_.end() ? nullptr : &global->second;
+}
+
+bool SymbolTable::define(const std::string& name, Meaning meaning) {
+  // The trail first: should the table then run out of memory, a rollback
+  // erases a name that is not there.
+  if (globals_.count(name) != 0) return false;
+  trail_.push_back(name);
+  globals_.emplace(name, std::move(meaning));
+  return true;
+}
+
+void SymbolTable::pop() {
+  assert(!levels_.empty());
+  if (!global_) rollback(levels_.back());
+  levels_.pop_back();
+}
+
+void SymbolTable::rollback(std::size_t mark) {
+  while (trail_.size() > mark) {
+    globals_.erase(trail_.back());
+    trail_.pop_back();
+  }
+}
+
+void SymbolTable::bind(const std::string& name, const Term* term) {
+  Locals::value_type& local = *locals_.try_emplace(name).first;
+  bound_.push_back(&local);
+  local.second.emplace_back().term = term;
+}
+
+void SymbolTable::unbind_to(std::size_t count) {
+  while (bound_.size() > count) {
+    bound_.back()->second.pop_back();
+    bound_.pop_back();
+  }
+  if (count == 0 && locals_.size() > kKeptLocals) locals_ = Locals();
+}
+
+}  // namespace vorn::solver

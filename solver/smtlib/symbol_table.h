@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SMTLIB_SYMBOL_TABLE_H
+#define VORN_SMTLIB_SYMBOL_TABLE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "solver/smtlib/operators.h"
+#include "solver/terms/term.h"
+
+namespace vorn::solver {
+
+/// A function defined with parameters. The parameters are symbols that occur
+/// nowhere else; a use replaces them in the body.
+struct Macro {
+  std::vector<const Term*> parameters;
+  const Term* body = nullptr;
+};
+
+/// What a name stands for: exactly one member is set.
+struct Meaning {
+  /// A predefined function; kNone if it is none.
+  Operator op = Operator::kNone;
+  /// A constant, a definition without parameters, a named or a bound term.
+  const Term* term = nullptr;
+  std::shared_ptr<const Macro> macro;
+};
+
+/// The names of a script: the predefined ones, the declared and defined ones,
+/// and on top of those the variables that are bound where the parser stands.
+///
+/// Cost: every operation O(1) expected, except pop, O(names that go).
+class SymbolTable {
+ public:
+  /// A table with the predefined names at level 0.
+  SymbolTable();
+
+  /// What `name` stands for now, or null. A bound variable hides all else.
+  /// Ensures: valid until the next change.
+  const Meaning* find(const std::string& name) const;
+
+  /// What `name` stands for outside all binders, or null.
+  const Meaning* find_global(const std::string& name) const;
+
+  /// Gives `name` a meaning until its level is popped. False, without effect,
+  /// if the name has one already.
+  bool define(const std::string& name, Meaning meaning);
+
+  /// Definitions from now on survive pop.
+  void make_global(bool global) { global_ = global; }
+
+  std::size_t levels() const { return levels_.size(); }
+  void push() { levels_.push_back(trail_.size()); }
+  /// Takes back the latest level's names. Requires: levels() > 0.
+  void pop();
+
+  /// The state of the definitions, for rollback. Requires for its use: no push
+  /// or pop in between.
+  std::size_t mark() const { return trail_.size(); }
+  /// Takes back the definitions made since the mark, global or not.
+  void rollback(std::size_t mark);
+
+  /// Lets `name` stand for `term` until unbound.
+  void bind(const std::string& name, const Term* term);
+  std::size_t num_bound() const { return bound_.size(); }
+  /// Takes back the latest bindings until only `count` are left.
+  void unbind_to(std::size_t count);
+
+ private:
+  using Locals = std::unordered_map<std::string, std::vector<Meaning>>;
+
+  std::unordered_map<std::string, Meaning> globals_;
+  std::vector<std::string> trail_;    // defined names, in order
+  std::vector<std::size_t> levels_;   // trail_ sizes when pushed
+  bool global_ = false;
+  // The bindings of a name, innermost last. An emptied list stays until no
+  // variable is bound at all, since a `let` in a loop reuses its names.
+  Locals locals_;
+  std::vector<Locals::value_type*> bound_;  // in order of binding
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SMTLIB_SYMBOL_TABLE_H
