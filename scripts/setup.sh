@@ -57,25 +57,28 @@ vorn_install() {
     apt-get install -y --no-install-recommends "${missing[@]}"
 }
 
-# Configures a preset once and builds the named targets of it (all, if none).
-# A second argument list after "--" goes to the first configuration.
+# Configures a preset, with tests (ON) or without (OFF), and builds targets of
+# it (all, if none is named):
+#   vorn_build PRESET TESTS [TARGET ...]
+# A preset that has tests keeps them, so that the two uses of one build folder
+# do not configure it in turn.
 vorn_build() {
-  local preset=$1
-  shift
+  local preset=$1 tests=$2
+  shift 2
   local build="$vorn_root/build/$preset"
-  if [ ! -f "$build/Makefile" ]; then
-    vorn_quietly "$build.configure.log" \
-      cmake -S "$vorn_root" --preset "$preset"
+  if [ ! -f "$build/Makefile" ] ||
+    { [ "$tests" = ON ] &&
+      ! grep -q '^VORN_BUILD_TESTS:BOOL=ON' "$build/CMakeCache.txt"; }; then
+    vorn_quietly "$build.configure.log" cmake -S "$vorn_root" \
+      --preset "$preset" -DVORN_BUILD_TESTS="$tests"
+  fi
+  local stamp="$build/.built-$tests"
+  if [ ! -f "$stamp" ]; then
+    echo "Building Vorn ($preset), which takes a few minutes once ..." >&2
   fi
   local targets=()
   [ $# -eq 0 ] || targets=(--target "$@")
-  # A dry run of make tells whether there is anything to say.
-  if ! make -C "$build" --no-print-directory -q "$@" >/dev/null 2>&1; then
-    if [ ! -f "$build/.built" ]; then
-      echo "Building Vorn ($preset; the first time takes minutes) ..." >&2
-    fi
-  fi
   vorn_quietly "$build.build.log" \
     cmake --build "$build" -j "$vorn_jobs" "${targets[@]}"
-  touch "$build/.built"
+  touch "$stamp"
 }

@@ -16,7 +16,7 @@ cd "$vorn_root"
 "$vorn_root/scripts/format.sh" --check
 
 for preset in asan release; do
-  vorn_build "$preset"
+  vorn_build "$preset" ON
   echo "Testing the $preset build ..."
   ctest --preset "$preset" -j "$vorn_jobs" --progress
 done
