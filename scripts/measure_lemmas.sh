@@ -13,7 +13,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 # shellcheck disable=SC2086 # a list of words
 vorn_install $vorn_packages_build
 vorn_build release OFF vorn_command
-vorn=$vorn_root/build/release/vorn
+vorn=$vorn_root/build/release/bin/vorn
 jobshop=$vorn_root/examples/jobshop
 [ $# -gt 0 ] || set -- la01 la02 la03 la04 la05
 limit=120
