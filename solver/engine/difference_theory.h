@@ -66,6 +66,11 @@ class DifferenceTheory final : public Theory {
   /// when there is none.
   bool take_clause(std::vector<Literal>& clause);
 
+  /// Ties bounds between integer variables that level 0 confines to a few
+  /// values above a common node to atoms for those values (small_domains.cc).
+  /// New clauses wait for take_clause. Requires: the search is at level 0.
+  void split_small_domains();
+
   std::size_t num_atoms() const { return atoms_.size(); }
   /// Forgets the atoms from `count` on, and lemmas not yet taken.
   /// Requires: no literal is assigned.
@@ -108,6 +113,17 @@ class DifferenceTheory final : public Theory {
     dl::Edge edge;
   };
 
+  /// The values low, low + 1, ..., high.
+  struct Domain {
+    QNumber low;
+    QNumber high;
+  };
+
+  std::optional<Domain> domain_of(NodePair pair) const;
+  std::optional<Literal> value_literal(int base, int node, const Domain& domain,
+                                       const QNumber& value, bool& settled);
+  void tie(std::size_t atom_index, int base, const Domain& source_domain,
+           const Domain& target_domain);
   int node_of(const Term* term);
   int add_constraint(const DifferenceBound& bound, const Term* atom,
                      bool negated, Literal literal);

@@ -28,7 +28,10 @@ void Encoder::assert_term(const Term* term, std::optional<Literal> guard) {
     const Term* top = pending.back();
     pending.pop_back();
     if (top->kind == Kind::kAnd) {
-      pending.insert(pending.end(), top->args(), top->args() + top->num_args);
+      // Last first: conjuncts come off the stack in the order they stand in.
+      for (std::size_t k = top->num_args; k > 0; --k) {
+        pending.push_back(top->arg(k - 1));
+      }
       continue;
     }
     if (is_arithmetic_atom(top)) {

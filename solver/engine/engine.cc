@@ -140,6 +140,11 @@ void Engine::synchronise() {
       machinery_->assert_term(assertions_[machinery_->num_assertions]);
     }
   }
+  machinery_->theory.split_small_domains();
+  std::vector<Literal> clause;
+  while (machinery_->theory.take_clause(clause)) {
+    machinery_->search.add_clause(clause);
+  }
 }
 
 Answer Engine::check(const std::vector<const Term*>& assumptions) {

@@ -26,6 +26,10 @@ DNumber& DNumber::operator=(const DNumber& other) noexcept {
   return *this;
 }
 
+void DNumber::free_block(num_repr* block) noexcept {
+  delete block;
+}
+
 DNumber::num_repr* DNumber::sum_block(const num_repr& a, const num_repr& b) {
   QNumber e(a.eps);
   e += b.eps;

@@ -143,8 +143,11 @@ class DNumber {
     if (is_counted()) ++repr()->refcount;
   }
   void release() noexcept {
-    if (is_counted() && --repr()->refcount == 0) delete repr();
+    if (is_counted() && --repr()->refcount == 0) free_block(repr());
   }
+  // Out of line: inlined, it makes compilers warn of uses after it that the
+  // count rules out.
+  static void free_block(num_repr* block) noexcept;
   static num_repr* sum_block(const num_repr& a, const num_repr& b);
   static bool mixed_less(const DNumber& a, const DNumber& b);
   static bool sum_less_slow(const DNumber& a, const DNumber& b,

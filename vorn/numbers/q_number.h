@@ -136,10 +136,10 @@ class QNumber {
 
   /// The number layer's own 64-bit tests, for code that works on words.
   ///
-  /// Both report false for a result outside +-(2^63 - 1) and leave *result
-  /// alone then. A sum of exactly -2^63 made of two negative words counts as
-  /// overflow on purpose: the magnitude of every small numerator that addition
-  /// makes can then be represented.
+  /// On words within +-(2^63 - 1) both report false for a result outside that
+  /// range, and leave *result alone then. A sum of exactly -2^63 made of two
+  /// negative words counts as overflow on purpose: the magnitude of every small
+  /// numerator that addition makes can then be represented.
   static bool add_fits(std::int64_t x, std::int64_t y, std::int64_t* result) {
     std::int64_t sum = 0;
     if (__builtin_add_overflow(x, y, &sum)) return false;
