@@ -60,7 +60,9 @@ void* gmp_reallocate(void* block, std::size_t /*old_size*/, std::size_t size) {
   return moved;
 }
 
-void gmp_free(void* block, std::size_t /*size*/) { std::free(block); }
+void gmp_free(void* block, std::size_t /*size*/) {
+  std::free(block);
+}
 
 void complain(const std::string& message) {
   std::cerr << "vorn: " << message << '\n';
@@ -69,9 +71,10 @@ void complain(const std::string& message) {
 // The status to end with, if the command line already settles it.
 std::optional<int> parse_arguments(int argc, char** argv,
                                    Arguments& arguments) {
-  CLI::App app("Decides SMT-LIB 2.6 scripts of difference logic "
-               "(QF_IDL, QF_RDL, or both).",
-               "vorn");
+  CLI::App app(
+      "Decides SMT-LIB 2.6 scripts of difference logic "
+      "(QF_IDL, QF_RDL, or both).",
+      "vorn");
   app.set_version_flag("--version", "vorn " VORN_VERSION);
   ScriptOptions& script = arguments.script;
   const std::map<std::string, bool> on_off = {{"on", true}, {"off", false}};
@@ -96,7 +99,7 @@ std::optional<int> parse_arguments(int argc, char** argv,
   app.add_flag("--stats", arguments.stats,
                "Print counters at the end, as comment lines \"; key: value\"");
   app.add_flag("-v,--verbose", script.verbosity,
-               "Log on standard error; -vv logs conflicts and lemmas");
+               "Log on standard error; -vv logs the graph's lemmas");
   const CLI::Option* lemmas =
       app.add_option("--lemmas", lemma_names,
                      "Lemmas to learn from successive conflicts")
@@ -136,8 +139,8 @@ bool limit_memory(std::uint64_t mebibytes) {
   const std::uint64_t largest = std::uint64_t{RLIM_INFINITY} >> 20U;
   rlimit limit = {};
   getrlimit(RLIMIT_AS, &limit);
-  limit.rlim_cur = std::min<rlim_t>(
-      limit.rlim_max, std::min(mebibytes, largest) << 20U);
+  limit.rlim_cur =
+      std::min<rlim_t>(limit.rlim_max, std::min(mebibytes, largest) << 20U);
   return setrlimit(RLIMIT_AS, &limit) == 0;
 }
 
@@ -164,14 +167,12 @@ std::string statistics_text(const Interpreter& interpreter,
   for (const auto& [key, value] : interpreter.statistics()) {
     text += "; " + key + ": " + value + '\n';
   }
-  const std::chrono::duration<double> elapsed =
-      Watchdog::Clock::now() - start;
+  const std::chrono::duration<double> elapsed = Watchdog::Clock::now() - start;
   rusage usage = {};
   getrusage(RUSAGE_SELF, &usage);
   char line[96];
-  std::snprintf(line, sizeof line,
-                "; seconds: %.3f\n; peak memory MiB: %.1f\n", elapsed.count(),
-                static_cast<double>(usage.ru_maxrss) / 1024.0);
+  std::snprintf(line, sizeof line, "; seconds: %.3f\n; peak memory MiB: %.1f\n",
+                elapsed.count(), static_cast<double>(usage.ru_maxrss) / 1024.0);
   return text + line;
 }
 
@@ -193,7 +194,9 @@ int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
     complain("cannot read " + arguments.file + ": " +
              std::strerror(source.error()));
   }
-  if (watchdog.owes_answer()) host.write_output("unknown\n");
+  const bool owes_answer = watchdog.owes_answer();
+  watchdog.finish_script();
+  if (owes_answer) host.write_output("unknown\n");
   if (arguments.stats && !interpreter.output_lost()) {
     host.write_output(statistics_text(interpreter, start));
   }

@@ -70,11 +70,17 @@ void ProcessHost::engine_made(Engine& engine) {
   }
 }
 
-void ProcessHost::engine_gone() { engine_ = nullptr; }
+void ProcessHost::engine_gone() {
+  engine_ = nullptr;
+}
 
-void ProcessHost::reading() { watchdog_.enter(Watchdog::Phase::kReading); }
+void ProcessHost::reading() {
+  watchdog_.enter(Watchdog::Phase::kReading);
+}
 
-void ProcessHost::reporting() { watchdog_.enter(Watchdog::Phase::kReporting); }
+void ProcessHost::reporting() {
+  watchdog_.enter(Watchdog::Phase::kReporting);
+}
 
 void ProcessHost::check_started(std::uint64_t milliseconds) {
   watchdog_.start_check(milliseconds);
@@ -85,7 +91,9 @@ void ProcessHost::check_finished() {
   clear_progress();
 }
 
-SessionHost::Stop ProcessHost::stop() const { return watchdog_.stop(); }
+SessionHost::Stop ProcessHost::stop() const {
+  return watchdog_.stop();
+}
 
 void ProcessHost::release_reserve() {
   if (reserve_ == nullptr) return;
@@ -99,11 +107,10 @@ void ProcessHost::show_progress(const SearchStatistics& statistics) {
   last_progress_ = now;
   progress_shown_ = true;
   const std::chrono::duration<double> elapsed = now - start_;
-  std::fprintf(stderr,
-               "\r%" PRIu64 " conflicts, %" PRIu64
-               " learnt clauses, %.1f s\033[K",
-               statistics.conflicts, statistics.learnt_clauses,
-               elapsed.count());
+  std::fprintf(
+      stderr,
+      "\r%" PRIu64 " conflicts, %" PRIu64 " learnt clauses, %.1f s\033[K",
+      statistics.conflicts, statistics.learnt_clauses, elapsed.count());
 }
 
 void ProcessHost::clear_progress() {

@@ -102,16 +102,20 @@ Watchdog::~Watchdog() {
   close(interrupt_fd_);
 }
 
-void Watchdog::wake() const { pthread_kill(thread_, SIGUSR1); }
+void Watchdog::wake() const {
+  pthread_kill(thread_, SIGUSR1);
+}
 
 // --- The main thread ---
 
 void Watchdog::set_phase(Phase phase) {
-  if (phase_ == Phase::kWaiting && phase != Phase::kWaiting) {
-    busy_since_ = Clock::now();
-    if (run_stop_ != Stop::kNone) wake();
-  }
+  if (phase == phase_) return;
+  const bool was_busy =
+      phase_ != Phase::kWaiting && phase_ != Phase::kReporting;
+  if (!was_busy) busy_since_ = Clock::now();
   phase_ = phase;
+  // What is due now may be due earlier than in the phase before.
+  if (run_stop_ != Stop::kNone && !answered_) wake();
 }
 
 void Watchdog::enter(Phase phase) {
@@ -138,7 +142,16 @@ void Watchdog::finish_check() {
   set_phase(Phase::kReporting);
   check_deadline_.reset();
   stop_flag_ = run_stop_ != Stop::kNone;
-  answered_ = run_stop_ != Stop::kNone;
+  // The thread may not have come to the limit yet, while stop() tells of it.
+  answered_ = run_stop_ != Stop::kNone ||
+              (run_deadline_.has_value() && Clock::now() >= *run_deadline_);
+}
+
+void Watchdog::finish_script() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  set_phase(Phase::kReporting);
+  run_deadline_.reset();
+  answered_ = true;
 }
 
 Watchdog::Stop Watchdog::stop() const {
@@ -162,9 +175,14 @@ bool Watchdog::owes_answer() const {
 }
 
 bool Watchdog::write(int fd, std::string_view text) {
-  enter(Phase::kWriting);
+  Phase before = Phase::kReading;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    before = phase_;
+    set_phase(Phase::kWriting);
+  }
   const bool written = write_all(fd, text);
-  enter(Phase::kReading);
+  enter(before);
   return written;
 }
 
@@ -186,9 +204,9 @@ void Watchdog::loop() {
     }
     int signal = -1;
     if (due.has_value()) {
-      const auto left = std::max(std::chrono::nanoseconds{0},
-                                 std::chrono::ceil<std::chrono::nanoseconds>(
-                                     *due - Clock::now()));
+      const auto left = std::max(
+          std::chrono::nanoseconds{0},
+          std::chrono::ceil<std::chrono::nanoseconds>(*due - Clock::now()));
       const auto seconds = std::chrono::floor<std::chrono::seconds>(left);
       timespec timeout = {};
       timeout.tv_sec = static_cast<time_t>(seconds.count());
@@ -243,22 +261,22 @@ std::optional<Watchdog::Clock::time_point> Watchdog::act(
   }
   if (phase_ == Phase::kWaiting) return next;
 
+  const bool is_owed = !answered_ && (run_stop_ != Stop::kInterrupt || owed_);
   const bool can_answer =
-      phase_ == Phase::kReading || phase_ == Phase::kChecking;
+      is_owed && (phase_ == Phase::kReading || phase_ == Phase::kChecking);
   const milliseconds grace = can_answer ? kAnswerGrace : kReportGrace;
   // After a time limit the script goes on once a check has been answered; all
   // later checks are answered at once.
-  const bool run_presses =
-      run_stop_ == Stop::kInterrupt ||
-      (run_stop_ == Stop::kTimeout && !answered_);
+  const bool run_presses = run_stop_ == Stop::kInterrupt ||
+                           (run_stop_ == Stop::kTimeout && !answered_);
   if (run_presses) {
     const Clock::time_point end = std::max(run_stopped_, busy_since_) + grace;
     if (now >= end) end_process(can_answer);
     consider(end);
   }
   if (check_timed_out_ && phase_ == Phase::kChecking) {
-    const Clock::time_point end = check_stopped_ + grace;
-    if (now >= end) end_process(can_answer);
+    const Clock::time_point end = check_stopped_ + kAnswerGrace;
+    if (now >= end) end_process(true);
     consider(end);
   }
   return next;
@@ -267,7 +285,7 @@ std::optional<Watchdog::Clock::time_point> Watchdog::act(
 // Called with the lock held, which is never given back: the main thread cannot
 // begin to write any more.
 void Watchdog::end_process(bool can_answer) {
-  if (can_answer && !answered_) write_if_possible(STDOUT_FILENO, "unknown\n");
+  if (can_answer) write_if_possible(STDOUT_FILENO, "unknown\n");
   if (run_stop_ == Stop::kInterrupt) _exit(kInterruptedStatus);
   if (!can_answer && phase_ == Phase::kReporting) {
     write_if_possible(STDOUT_FILENO,

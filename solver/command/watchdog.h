@@ -52,6 +52,8 @@ class Watchdog {
   void start_check(std::uint64_t milliseconds);
   /// Enters kReporting.
   void finish_check();
+  /// Enters kReporting for good: no answer is owed and no limit holds any more.
+  void finish_script();
 
   /// Why the check at hand, or the last one, was to stop.
   Stop stop() const;
@@ -61,7 +63,7 @@ class Watchdog {
   bool owes_answer() const;
 
   /// Writes all of `text` to the file descriptor. False if that is not
-  /// possible. Enters kWriting, and kReading afterwards.
+  /// possible. Enters kWriting, and afterwards the phase before.
   bool write(int fd, std::string_view text);
 
  private:
@@ -82,7 +84,7 @@ class Watchdog {
   Clock::time_point run_stopped_;
   bool check_timed_out_ = false;
   Clock::time_point check_stopped_;
-  // When the main thread last had something to do after a wait.
+  // When the main thread last began to read or check after a wait or a report.
   Clock::time_point busy_since_;
   // Whether a check has been answered since run_stopped_.
   bool answered_ = false;

@@ -40,9 +40,8 @@ Literal DifferenceTheory::literal_of(const DifferenceBound& bound,
   if (source > target) {
     return ~literal_of(negate_bound(bound, integer), integer);
   }
-  const NodePair pair =
-      (static_cast<NodePair>(source) << 32U) | static_cast<NodePair>(target);
-  std::map<la::DNumber, int>& bounds = bounds_[pair];
+  const int pair = pair_of(source, target);
+  const std::map<la::DNumber, int>& bounds = pairs_[index(pair)].bounds;
   const auto found = bounds.find(bound.weight);
   if (found != bounds.end()) {
     return Literal(atoms_[index(found->second)].variable, false);
@@ -52,27 +51,37 @@ Literal DifferenceTheory::literal_of(const DifferenceBound& bound,
   const Literal literal(variable, false);
   const auto [term, negated] = bound_term(bound);
   Atom atom{variable, {0, 0}, pair, bound.weight};
-  atom.constraints[0] = add_constraint(bound, term, negated, literal);
-  atom.constraints[1] =
-      add_constraint(negate_bound(bound, integer), term, !negated, ~literal);
+  atom.constraints[0] = add_constraint(bound, term, negated, literal, pair);
+  atom.constraints[1] = add_constraint(negate_bound(bound, integer), term,
+                                       !negated, ~literal, pair);
   if (index(variable) >= atom_of_variable_.size()) {
     atom_of_variable_.resize(index(variable) + 1, -1);
   }
   atom_of_variable_[index(variable)] = static_cast<int>(atoms_.size());
-  bounds.emplace(bound.weight, static_cast<int>(atoms_.size()));
+  pairs_[index(pair)].bounds.emplace(bound.weight,
+                                     static_cast<int>(atoms_.size()));
   atoms_.push_back(atom);
   link_neighbours(atom);
   return literal;
 }
 
+int DifferenceTheory::pair_of(int source, int target) {
+  const std::uint64_t key = (static_cast<std::uint64_t>(source) << 32U) |
+                            static_cast<std::uint64_t>(target);
+  const auto [position, is_new] =
+      pair_positions_.emplace(key, static_cast<int>(pairs_.size()));
+  if (is_new) pairs_.push_back({source, target, {}, {0, 0}});
+  return position->second;
+}
+
 int DifferenceTheory::add_constraint(const DifferenceBound& bound,
                                      const Term* atom, bool negated,
-                                     Literal literal) {
+                                     Literal literal, int pair) {
   const int id = mapper_.add_constraint(atom, negated);
   const dl::Edge edge(node_of(bound.source), node_of(bound.target),
                       bound.weight, id);
   assert(index(id) == constraints_.size());
-  constraints_.push_back({literal, edge});
+  constraints_.push_back({literal, edge, pair, literal.is_negated() ? 1 : 0});
   graph_.tell_edge(id, edge);
   if (pilot_) pilot_->tell_edge(id, edge);
   return id;
@@ -94,7 +103,7 @@ std::pair<const Term*, bool> DifferenceTheory::bound_term(
 // The tighter bound implies the looser one. Links to the neighbours make a
 // chain, through which all others follow.
 void DifferenceTheory::link_neighbours(const Atom& atom) {
-  const std::map<la::DNumber, int>& bounds = bounds_[atom.pair];
+  const std::map<la::DNumber, int>& bounds = pairs_[index(atom.pair)].bounds;
   const auto here = bounds.find(atom.weight);
   const auto link = [this](int tighter, int looser) {
     clauses_.push_back({Literal(atoms_[index(tighter)].variable, true),
@@ -113,7 +122,7 @@ bool DifferenceTheory::take_clause(std::vector<Literal>& clause) {
 }
 
 void DifferenceTheory::shrink_atoms(std::size_t count) {
-  assert(pushed_.empty());
+  assert(active_.empty());
   clauses_.clear();
   while (graph_.has_lemmas()) graph_.get_next_lemma();
   while (atoms_.size() > count) {
@@ -123,7 +132,7 @@ void DifferenceTheory::shrink_atoms(std::size_t count) {
       if (pilot_) pilot_->retract_edge(id);
     }
     atom_of_variable_[index(atom.variable)] = -1;
-    bounds_[atom.pair].erase(atom.weight);
+    pairs_[index(atom.pair)].bounds.erase(atom.weight);
     atoms_.pop_back();
   }
 }
@@ -133,7 +142,14 @@ void DifferenceTheory::assigned(Literal literal) {
   assert(position >= 0);
   const int id =
       atoms_[index(position)].constraints[literal.is_negated() ? 1 : 0];
-  pushed_.push_back(id);
+  const Constraint& constraint = constraints_[index(id)];
+  int& tightest = pairs_[index(constraint.pair)].tightest[constraint.direction];
+  const bool implied =
+      tightest != 0 &&
+      !(constraint.edge.weight < constraints_[index(tightest)].edge.weight);
+  active_.push_back({id, implied, tightest});
+  if (implied) return;
+  tightest = id;
   graph_.push_edge(id);
   if (pilot_) pilot_->push_edge(id);
 }
@@ -146,10 +162,16 @@ void DifferenceTheory::backtrack(int level) {
     kept = level_starts_[index(level)];
     level_starts_.resize(index(level));
   }
-  while (pushed_.size() > kept) {
-    graph_.pop_edge(pushed_.back());
-    if (pilot_) pilot_->pop_edge(pushed_.back());
-    pushed_.pop_back();
+  while (active_.size() > kept) {
+    const Active& last = active_.back();
+    if (!last.implied) {
+      const Constraint& constraint = constraints_[index(last.id)];
+      pairs_[index(constraint.pair)].tightest[constraint.direction] =
+          last.previous;
+      graph_.pop_edge(last.id);
+      if (pilot_) pilot_->pop_edge(last.id);
+    }
+    active_.pop_back();
   }
 }
 
@@ -201,8 +223,9 @@ bool DifferenceTheory::final_check(std::vector<Literal>& /*conflict*/) {
 // (b - d) * eps <= c - a.
 QNumber DifferenceTheory::choose_eps() const {
   QNumber eps(1);
-  for (const int id : pushed_) {
-    const dl::Edge& edge = constraints_[index(id)].edge;
+  // Implied ones too: a looser bound may have the larger multiple of eps.
+  for (const Active& active : active_) {
+    const dl::Edge& edge = constraints_[index(active.id)].edge;
     la::DNumber limit = graph_.get_potential(edge.source);
     limit += edge.weight;
     const la::DNumber value = graph_.get_potential(edge.target);

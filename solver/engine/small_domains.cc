@@ -34,10 +34,10 @@ constexpr std::size_t kMaxBoundsOnPair = 8;
 
 // The interval to which the level-0 literals confine a pair's difference.
 std::optional<DifferenceTheory::Domain> DifferenceTheory::domain_of(
-    NodePair pair) const {
+    const NodePair& pair) const {
   std::optional<QNumber> low;
   std::optional<QNumber> high;
-  for (const auto& [weight, position] : bounds_.at(pair)) {
+  for (const auto& [weight, position] : pair.bounds) {
     const Literal literal(atoms_[static_cast<std::size_t>(position)].variable,
                           false);
     switch (search_->value(literal)) {
@@ -82,27 +82,21 @@ void DifferenceTheory::split_small_domains() {
     Domain domain;
   };
   std::unordered_map<int, std::vector<Confined>> by_node;
-  std::vector<NodePair> pairs;
-  for (const auto& [pair, bounds] : bounds_) pairs.push_back(pair);
-  for (const NodePair pair : pairs) {
-    const auto base = static_cast<int>(pair >> 32U);
-    const auto node = static_cast<int>(pair & 0xFFFFFFFFU);
-    if (static_cast<const Term*>(mapper_.term(node))->sort != Sort::kInt) {
-      continue;
-    }
-    if (bounds_.at(pair).empty()) continue;
+  for (const NodePair& pair : pairs_) {
+    const auto* target = static_cast<const Term*>(mapper_.term(pair.target));
+    if (target->sort != Sort::kInt) continue;
     const std::optional<Domain> domain = domain_of(pair);
     if (!domain) continue;
-    by_node[node].push_back({base, *domain});
-    by_node[base].push_back({node, {-domain->high, -domain->low}});
+    by_node[pair.target].push_back({pair.source, *domain});
+    by_node[pair.source].push_back(
+        {pair.target, {-domain->high, -domain->low}});
   }
   const std::size_t num_atoms = atoms_.size();
   for (std::size_t k = 0; k < num_atoms; ++k) {
-    const auto source = static_cast<int>(atoms_[k].pair >> 32U);
-    const auto target = static_cast<int>(atoms_[k].pair & 0xFFFFFFFFU);
-    if (bounds_.at(atoms_[k].pair).size() > kMaxBoundsOnPair) continue;
-    const auto sources = by_node.find(source);
-    const auto targets = by_node.find(target);
+    const NodePair& pair = pairs_[static_cast<std::size_t>(atoms_[k].pair)];
+    if (pair.bounds.size() > kMaxBoundsOnPair) continue;
+    const auto sources = by_node.find(pair.source);
+    const auto targets = by_node.find(pair.target);
     if (sources == by_node.end() || targets == by_node.end()) continue;
     for (const Confined& s : sources->second) {
       for (const Confined& t : targets->second) {
@@ -116,8 +110,9 @@ void DifferenceTheory::split_small_domains() {
 void DifferenceTheory::tie(std::size_t atom_index, int base,
                            const Domain& source_domain,
                            const Domain& target_domain) {
-  const auto source = static_cast<int>(atoms_[atom_index].pair >> 32U);
-  const auto target = static_cast<int>(atoms_[atom_index].pair & 0xFFFFFFFFU);
+  const auto pair = static_cast<std::size_t>(atoms_[atom_index].pair);
+  const int source = pairs_[pair].source;
+  const int target = pairs_[pair].target;
   const QNumber limit = atoms_[atom_index].weight.rational();
   const Literal difference(atoms_[atom_index].variable, false);
   const auto add = [this](std::optional<Literal> a, bool a_settled,

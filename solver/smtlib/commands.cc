@@ -43,8 +43,7 @@ const Interpreter::Command Interpreter::kCommands[] = {
      false},
     {"define-funs-rec", &Interpreter::do_unsupported, Need::kNothing, false,
      false},
-    {"define-sort", &Interpreter::do_unsupported, Need::kNothing, false,
-     false},
+    {"define-sort", &Interpreter::do_unsupported, Need::kNothing, false, false},
     {"echo", &Interpreter::do_echo, Need::kNothing, false, true},
     {"exit", &Interpreter::do_exit, Need::kNothing, false, false},
     {"get-assertions", &Interpreter::do_get_assertions, Need::kLogic, false,
@@ -63,20 +62,19 @@ const Interpreter::Command Interpreter::kCommands[] = {
     {"pop", &Interpreter::do_pop, Need::kLogic, true, false},
     {"push", &Interpreter::do_push, Need::kLogic, true, false},
     {"reset", &Interpreter::do_reset, Need::kNothing, false, false},
-    {"reset-assertions", &Interpreter::do_reset_assertions, Need::kLogic,
-     false, false},
+    {"reset-assertions", &Interpreter::do_reset_assertions, Need::kLogic, false,
+     false},
     {"set-info", &Interpreter::do_set_info, Need::kNothing, false, false},
     {"set-logic", &Interpreter::do_set_logic, Need::kStart, false, false},
     {"set-option", &Interpreter::do_set_option, Need::kNothing, false, false},
 };
 
-const Interpreter::Command* Interpreter::find_command(
-    const std::string& name) {
-  const auto* found = std::lower_bound(
-      std::begin(kCommands), std::end(kCommands), name,
-      [](const Command& command, const std::string& wanted) {
-        return command.name < wanted;
-      });
+const Interpreter::Command* Interpreter::find_command(const std::string& name) {
+  const auto* found =
+      std::lower_bound(std::begin(kCommands), std::end(kCommands), name,
+                       [](const Command& command, const std::string& wanted) {
+                         return command.name < wanted;
+                       });
   return found == std::end(kCommands) || found->name != name ? nullptr : found;
 }
 
@@ -183,10 +181,9 @@ bool Interpreter::define(const std::string& name,
   if (!read_term(body)) return false;
   const Term* term = session_->parser->builder().as_sort(body.term, sort);
   if (term == nullptr) {
-    return fail(body.position,
-                std::string("the definition is to be of sort ") +
-                    print_sort(sort) + ", but this is of sort " +
-                    print_sort(body.term->sort));
+    return fail(body.position, std::string("the definition is to be of sort ") +
+                                   print_sort(sort) + ", but this is of sort " +
+                                   print_sort(body.term->sort));
   }
   if (!read_close()) return false;
   Meaning meaning;
@@ -196,8 +193,8 @@ bool Interpreter::define(const std::string& name,
     if (sort == Sort::kBool && !check_fragment(body)) return false;
     meaning.term = term;
   } else {
-    meaning.macro = std::make_shared<const Macro>(
-        Macro{std::move(parameters), term});
+    meaning.macro =
+        std::make_shared<const Macro>(Macro{std::move(parameters), term});
   }
   if (!session_->symbols.define(name, std::move(meaning))) {
     return fail(command_,

@@ -21,11 +21,12 @@ Interpreter::Interpreter(Source& source, SessionHost& host,
       host_(host),
       initial_options_(options),
       options_(options) {
-  host_.set_diagnostics(options_.diagnostic_output_channel,
-                        options_.verbosity);
+  host_.set_diagnostics(options_.diagnostic_output_channel, options_.verbosity);
 }
 
-Interpreter::~Interpreter() { drop_session(); }
+Interpreter::~Interpreter() {
+  drop_session();
+}
 
 // --- Running ---
 
@@ -58,8 +59,7 @@ void Interpreter::run(const Token& first) {
   }
   astray_ = false;
   command_ = first.position;
-  const std::size_t mark =
-      session_ == nullptr ? 0 : session_->symbols.mark();
+  const std::size_t mark = session_ == nullptr ? 0 : session_->symbols.mark();
   const bool done = dispatch();
   if (session_ != nullptr) session_->symbols.unbind_to(0);
   if (done) {
@@ -102,12 +102,14 @@ bool Interpreter::allowed(const Command& command) {
       return fail(command_, name + " needs a logic; set-logic comes first");
     case Need::kModel:
       if (mode_ == Mode::kSat) return true;
-      return fail(command_, name + " is possible only while the last answer "
-                                   "is sat");
+      return fail(command_, name +
+                                " is possible only while the last answer "
+                                "is sat");
     case Need::kUnsat:
       if (mode_ == Mode::kUnsat) return true;
-      return fail(command_, name + " is possible only while the last answer "
-                                   "is unsat");
+      return fail(command_, name +
+                                " is possible only while the last answer "
+                                "is unsat");
   }
   return false;
 }
@@ -164,8 +166,8 @@ bool Interpreter::write_reply() {
 
 void Interpreter::start_session() {
   session_ = std::make_unique<Session>();
-  session_->parser = std::make_unique<TermParser>(lexer_, session_->store,
-                                                  session_->symbols);
+  session_->parser =
+      std::make_unique<TermParser>(lexer_, session_->store, session_->symbols);
   session_->parser->set_arithmetic(arithmetic_);
   session_->symbols.make_global(options_.global_declarations);
   make_stack();

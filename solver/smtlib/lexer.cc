@@ -38,7 +38,9 @@ constexpr std::array<unsigned char, 256> make_classes() {
 
 constexpr std::array<unsigned char, 256> kClasses = make_classes();
 
-unsigned class_of(char c) { return kClasses[static_cast<unsigned char>(c)]; }
+unsigned class_of(char c) {
+  return kClasses[static_cast<unsigned char>(c)];
+}
 
 // Printable in strings and quoted symbols: everything but control characters
 // that are no white space.
@@ -272,8 +274,7 @@ void Lexer::read_quoted(char quote) {
       advance();
     } else if ((!is_text_character(c) || (c == '\\' && !is_string)) &&
                error.message.empty()) {
-      error = {position,
-               describe_byte(c) + " is not allowed in a " + noun};
+      error = {position, describe_byte(c) + " is not allowed in a " + noun};
     }
     if (!skipping_) token_.text += c;
   }

@@ -90,7 +90,8 @@ class Lexer {
 
   /// Reads up to the end of the command at hand: until no bracket is open or
   /// the script ends. The texts of the command and its tokens are lost. May
-  /// follow on any exception out of next(). Cost: allocates nothing to speak of.
+  /// follow on any exception out of next(). Cost: allocates nothing to speak
+  /// of.
   void skip_command();
 
  private:

@@ -48,8 +48,7 @@ std::string_view operator_name(Operator op) {
 }
 
 bool OperatorBuilder::check_count(Operator op, Position position,
-                                  std::size_t count,
-                                  ScriptError& error) const {
+                                  std::size_t count, ScriptError& error) const {
   const Arity arity = arity_of(op);
   if (count >= arity.least && (arity.most == 0 || count <= arity.most)) {
     return true;
@@ -90,7 +89,8 @@ bool OperatorBuilder::unify(Operator op, PlacedTerm* arguments,
     return a.term->sort == Sort::kReal;
   };
   Sort sort = arguments[0].term->sort;
-  if (sort == Sort::kInt && std::any_of(arguments, arguments + count, is_real)) {
+  if (sort == Sort::kInt &&
+      std::any_of(arguments, arguments + count, is_real)) {
     sort = Sort::kReal;
   }
   for (std::size_t i = 0; i < count; ++i) {
@@ -123,8 +123,7 @@ const Term* OperatorBuilder::apply(Operator op, Position position,
                                    PlacedTerm* arguments, std::size_t count,
                                    ScriptError& error) {
   if (op == Operator::kTrue || op == Operator::kFalse) {
-    error = {position,
-             std::string(operator_name(op)) + " takes no arguments"};
+    error = {position, std::string(operator_name(op)) + " takes no arguments"};
     return nullptr;
   }
   if (!check_count(op, position, count, error)) return nullptr;
@@ -267,8 +266,8 @@ const Term* OperatorBuilder::divide(PlacedTerm* arguments, std::size_t count,
   for (std::size_t i = 1; i < count; ++i) {
     QNumber inverse = 1;
     inverse /= arguments[i].term->number();
-    result = store_.make_times(store_.make_number(inverse, Sort::kReal),
-                               result);
+    result =
+        store_.make_times(store_.make_number(inverse, Sort::kReal), result);
   }
   return result;
 }

@@ -39,15 +39,24 @@ enum class Operator : std::uint8_t {
 };
 
 inline constexpr std::pair<std::string_view, Operator> kOperatorNames[] = {
-    {"true", Operator::kTrue},     {"false", Operator::kFalse},
-    {"not", Operator::kNot},       {"and", Operator::kAnd},
-    {"or", Operator::kOr},         {"xor", Operator::kXor},
-    {"=>", Operator::kImplies},    {"=", Operator::kEqual},
-    {"distinct", Operator::kDistinct}, {"ite", Operator::kIte},
-    {"<=", Operator::kLeq},        {"<", Operator::kLess},
-    {">=", Operator::kGeq},        {">", Operator::kGreater},
-    {"+", Operator::kPlus},        {"-", Operator::kMinus},
-    {"*", Operator::kTimes},       {"/", Operator::kDivide},
+    {"true", Operator::kTrue},
+    {"false", Operator::kFalse},
+    {"not", Operator::kNot},
+    {"and", Operator::kAnd},
+    {"or", Operator::kOr},
+    {"xor", Operator::kXor},
+    {"=>", Operator::kImplies},
+    {"=", Operator::kEqual},
+    {"distinct", Operator::kDistinct},
+    {"ite", Operator::kIte},
+    {"<=", Operator::kLeq},
+    {"<", Operator::kLess},
+    {">=", Operator::kGeq},
+    {">", Operator::kGreater},
+    {"+", Operator::kPlus},
+    {"-", Operator::kMinus},
+    {"*", Operator::kTimes},
+    {"/", Operator::kDivide},
 };
 
 /// The name of a predefined function other than kNone.

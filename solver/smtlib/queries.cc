@@ -59,8 +59,8 @@ bool Interpreter::do_set_option() {
   if (!read_close()) return false;
   ScriptOptions changed = options_;
   std::string expected;
-  switch (set_option(changed, keyword, value, mode_ != Mode::kStart,
-                     expected)) {
+  switch (
+      set_option(changed, keyword, value, mode_ != Mode::kStart, expected)) {
     case SetResult::kSet:
       return apply_options(std::move(changed), value.position);
     case SetResult::kUnsupported:
@@ -69,8 +69,7 @@ bool Interpreter::do_set_option() {
       return fail(command_,
                   "option " + keyword + " can be set only before set-logic");
     case SetResult::kBadValue:
-      return fail(value.position,
-                  "option " + keyword + " expects " + expected);
+      return fail(value.position, "option " + keyword + " expects " + expected);
   }
   return false;
 }

@@ -74,8 +74,8 @@ class SymbolTable {
   using Locals = std::unordered_map<std::string, std::vector<Meaning>>;
 
   std::unordered_map<std::string, Meaning> globals_;
-  std::vector<std::string> trail_;    // defined names, in order
-  std::vector<std::size_t> levels_;   // trail_ sizes when pushed
+  std::vector<std::string> trail_;   // defined names, in order
+  std::vector<std::size_t> levels_;  // trail_ sizes when pushed
   bool global_ = false;
   // The bindings of a name, innermost last. An emptied list stays until no
   // variable is bound at all, since a `let` in a loop reuses its names.

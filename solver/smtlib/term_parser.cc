@@ -255,8 +255,8 @@ bool TermParser::open_application(Position open, std::size_t begin,
 bool TermParser::open_binding() {
   const Token& token = lexer_.next();
   if (!is_symbol(token)) return fail_at_token("a variable");
-  const auto first = variables_.begin() +
-                     static_cast<std::ptrdiff_t>(frames_.back().mark);
+  const auto first =
+      variables_.begin() + static_cast<std::ptrdiff_t>(frames_.back().mark);
   // A wide let is searched once, when it is complete.
   constexpr std::ptrdiff_t kFew = 16;
   if (variables_.end() - first < kFew &&
@@ -309,8 +309,8 @@ bool TermParser::next_binding(PlacedTerm& value) {
   for (std::size_t i = 0; i < count; ++i) {
     const std::string& name = variables_[frame.mark + i];
     if (!seen.insert(name).second) {
-      return fail(frame.open, "variable " + print_symbol(name) +
-                                  " is bound twice");
+      return fail(frame.open,
+                  "variable " + print_symbol(name) + " is bound twice");
     }
     symbols_.bind(name, arguments_[frame.first + i].term);
   }
@@ -373,9 +373,8 @@ bool TermParser::finish_application(PlacedTerm& value) {
   if (frame.op == Operator::kNone) {
     if (!expand_macro(frame, value)) return false;
   } else {
-    value.term =
-        builder_.apply(frame.op, frame.head, arguments_.data() + frame.first,
-                       count, error_);
+    value.term = builder_.apply(frame.op, frame.head,
+                                arguments_.data() + frame.first, count, error_);
     if (value.term == nullptr) return false;
     note_atoms(frame, value.term);
   }
@@ -387,21 +386,21 @@ bool TermParser::expand_macro(const Frame& frame, PlacedTerm& value) {
   const std::vector<const Term*>& parameters = frame.macro->parameters;
   const std::size_t count = arguments_.size() - frame.first;
   if (count != parameters.size()) {
-    return fail(frame.head, "this function takes " +
-                                std::to_string(parameters.size()) +
-                                (parameters.size() == 1 ? " argument, not "
-                                                        : " arguments, not ") +
-                                std::to_string(count));
+    return fail(
+        frame.head,
+        "this function takes " + std::to_string(parameters.size()) +
+            (parameters.size() == 1 ? " argument, not " : " arguments, not ") +
+            std::to_string(count));
   }
   Replacements replacements;
   for (std::size_t i = 0; i < count; ++i) {
     const PlacedTerm& argument = arguments_[frame.first + i];
     const Term* term = builder_.as_sort(argument.term, parameters[i]->sort);
     if (term == nullptr) {
-      return fail(argument.position,
-                  std::string("the function expects sort ") +
-                      print_sort(parameters[i]->sort) + " here, not " +
-                      print_sort(argument.term->sort));
+      return fail(argument.position, std::string("the function expects sort ") +
+                                         print_sort(parameters[i]->sort) +
+                                         " here, not " +
+                                         print_sort(argument.term->sort));
     }
     replacements[parameters[i]] = term;
   }
@@ -479,8 +478,8 @@ bool TermParser::parse_sort(Sort& sort) {
   const Position open = token.position;
   const std::size_t begin = token.begin;
   if (!skip_expression(lexer_)) return fail_at_token("a sort");
-  return fail(open, "unknown sort " + shorten(std::string(lexer_.text(
-                                          begin, lexer_.end()))));
+  return fail(open, "unknown sort " +
+                        shorten(std::string(lexer_.text(begin, lexer_.end()))));
 }
 
 }  // namespace vorn::solver

@@ -1,0 +1,339 @@
+// SPDX-License-Identifier: MIT
+#include "solver/smtlib/interpreter.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <limits>
+#include <new>
+#include <sstream>
+#include <string>
+
+#include "tests/smtlib/text_session.h"
+
+namespace vorn::solver {
+namespace {
+
+struct Session {
+  const char* name;
+  const char* script;
+  const char* output;
+};
+
+// Sessions without any error.
+const Session kSessions[] = {
+    {"integers",
+     "(set-logic QF_IDL)(declare-fun x () Int)(declare-const y Int)"
+     "(assert (< x y))(check-sat)(assert (< y x))(check-sat)",
+     "sat\nunsat\n"},
+    {"reals are dense",
+     "(set-logic QF_RDL)(declare-fun x () Real)(declare-const y Real)"
+     "(assert (< x y))(assert (< y (+ x (/ 1 3))))(check-sat)",
+     "sat\n"},
+    {"integers are not",
+     "(set-logic QF_IDL)(declare-fun x () Int)(declare-const y Int)"
+     "(assert (< x y))(assert (< y (+ x 1)))(check-sat)",
+     "unsat\n"},
+    {"both sorts in one script",
+     "(set-logic ALL)(declare-const i Int)(declare-const r Real)"
+     "(assert (and (< 0 i) (< i 2) (< 0 r) (< r 1)))(check-sat)"
+     "(assert (distinct i 1))(check-sat)",
+     "sat\nunsat\n"},
+    {"push and pop",
+     "(set-logic QF_IDL)(declare-const p Bool)(assert p)(push)(assert (not p))"
+     "(check-sat)(pop)(check-sat)(push 2)(assert (not p))(check-sat)(pop 1)"
+     "(check-sat)(get-info :assertion-stack-levels)(push 0)(pop 0)(pop)"
+     "(get-info :assertion-stack-levels)",
+     "unsat\nsat\nunsat\nsat\n(:assertion-stack-levels 1)\n"
+     "(:assertion-stack-levels 0)\n"},
+    {"a popped name is free again",
+     "(set-logic ALL)(push)(declare-const x Int)(assert (< x 0))(pop)"
+     "(declare-const x Real)(assert (< 0 x 1))(check-sat)",
+     "sat\n"},
+    {"check-sat-assuming",
+     "(set-logic QF_IDL)(declare-const x Int)(declare-const p Bool)"
+     "(assert (=> p (< x 0)))(check-sat-assuming (p (< 0 x)))"
+     "(check-sat-assuming (p))(check-sat-assuming ())(check-sat)",
+     "unsat\nsat\nsat\nsat\n"},
+    {"models",
+     "(set-option :produce-models true)(set-logic ALL)"
+     "(declare-const x Int)(declare-fun |a b| () Real)(declare-const p Bool)"
+     "(declare-const unused Int)(declare-const r Real)"
+     "(assert (= x (- 3)))(assert (= |a b| (/ (- 1) 3)))(assert p)"
+     "(assert (= r 2))"
+     "(check-sat)(get-model)(get-value (x (- x 1)   (+ |a b| 1)))"
+     "(get-value ((let ((y x)) (<  y\n0))))",
+     "sat\n(\n"
+     "  (define-fun x () Int (- 3))\n"
+     "  (define-fun |a b| () Real (- (/ 1.0 3.0)))\n"
+     "  (define-fun p () Bool true)\n"
+     "  (define-fun unused () Int 0)\n"
+     "  (define-fun r () Real 2.0)\n"
+     ")\n"
+     "((x (- 3))\n ((- x 1) (- 4))\n ((+ |a b| 1) (/ 2.0 3.0)))\n"
+     "(((let ((y x)) (<  y\n0)) true))\n"},
+    {"definitions",
+     "(set-logic QF_IDL)(declare-const x Int)(declare-const y Int)"
+     "(define-fun before ((a Int) (b Int) (gap Int)) Bool (<= (+ a gap) b))"
+     "(define-fun low () Int 5)(define-const same Bool (= x y))"
+     "(define-fun twice ((a Bool) (b Bool)) Bool (and a b))"
+     "(assert (twice (before x y 3) (before y low 0)))(check-sat)"
+     "(push)(assert (< 2 x))(check-sat)(pop)(assert same)(check-sat)",
+     "sat\nunsat\nunsat\n"},
+    {"a parameter hides a constant, and may be a factor",
+     "(set-logic QF_IDL)(declare-const x Int)(declare-const y Int)"
+     "(define-fun f ((x Int) (c Int)) Bool (< (* c x) (* c y)))"
+     "(assert (f y 1))(check-sat)",
+     "unsat\n"},
+    {"unsat cores",
+     "(set-option :produce-unsat-cores true)(set-logic QF_IDL)"
+     "(declare-const x Int)(declare-const y Int)(declare-const z Int)"
+     "(assert (! (< x y) :named |first one|))(assert (! (< z 5) :named b))"
+     "(assert (! (< y x) :named c))(check-sat)(get-unsat-core)",
+     "unsat\n(|first one| c)\n"},
+    {"an unsat core may be empty",
+     "(set-option :produce-unsat-cores true)(set-logic QF_IDL)"
+     "(declare-const p Bool)(assert (! p :named a))(assert false)"
+     "(check-sat)(get-unsat-core)",
+     "unsat\n()\n"},
+    {"minimal cores",
+     "(set-option :produce-unsat-cores true)"
+     "(set-option :minimize-unsat-cores true)(set-logic QF_IDL)"
+     "(declare-const x Int)(declare-const p Bool)(declare-const q Bool)"
+     "(assert (! p :named a))(assert (! (=> p q) :named b))"
+     "(assert (! (not q) :named c))(assert (! (or p q) :named d))"
+     "(assert (! (< x 0) :named e))"
+     "(check-sat)(get-unsat-core)(get-unsat-core)",
+     "unsat\n(a b c)\n(a b c)\n"},
+    {"a core beside assumptions",
+     "(set-option :produce-unsat-cores true)"
+     "(set-option :produce-unsat-assumptions true)(set-logic QF_IDL)"
+     "(declare-const p Bool)(declare-const q Bool)(declare-const s Bool)"
+     "(assert (! (=> p (not q)) :named a))(assert (! s :named b))"
+     "(check-sat-assuming (s p (! q :note 1)))(get-unsat-core)"
+     "(get-unsat-assumptions)(get-unsat-core)",
+     "unsat\n(a)\n(p (! q :note 1))\n(a)\n"},
+    {"names as terms",
+     "(set-option :produce-assignments true)(set-logic QF_IDL)"
+     "(declare-const x Int)(assert (or (! (< x 0) :named neg)"
+     " (! (< 5 x) :named big)))(assert (! (not neg) :named top))(check-sat)"
+     "(get-assignment)(push)(assert (! true :named t))(pop)(check-sat)"
+     "(get-assignment)",
+     "sat\n((neg false) (big true) (top true))\nsat\n"
+     "((neg false) (big true) (top true))\n"},
+    {"named assertions without cores hold as usual",
+     "(set-logic QF_IDL)(declare-const p Bool)(assert (! p :named a))"
+     "(assert (not p))(check-sat)",
+     "unsat\n"},
+    {"assertions as written",
+     "(set-logic QF_IDL)(declare-const x Int)(get-assertions)"
+     "(assert (<   x ; less\n 3))(push)(assert (! (> x 0) :named n))"
+     "(get-assertions)(pop)(get-assertions)",
+     "()\n((<   x ; less\n 3)\n (! (> x 0) :named n))\n"
+     "((<   x ; less\n 3))\n"},
+    {"print-success",
+     "(set-option :print-success true)(set-logic QF_IDL)"
+     "(declare-const x Int)(assert (< x 0))(push)(set-info :status sat)"
+     "(check-sat)(echo \"x\")(set-option :print-success false)(pop)(exit)",
+     "success\nsuccess\nsuccess\nsuccess\nsuccess\nsuccess\nsat\n\"x\"\n"},
+    {"options and information",
+     "(get-option :print-success)(get-option :verbosity)"
+     "(get-option :regular-output-channel)(get-option :foo)"
+     "(set-option :foo (a b))(set-option :produce-proofs true)"
+     "(get-info :name)(get-info :authors)(get-info :error-behavior)"
+     "(get-info :foo)(set-info :x)(set-info :y (a (b) \"c\"))",
+     "false\n0\n\"stdout\"\nunsupported\nunsupported\nunsupported\n"
+     "(:name \"vorn\")\n(:authors \"the Vorn authors\")\n"
+     "(:error-behavior continued-execution)\nunsupported\n"},
+    {"commands of other logics",
+     "(set-logic QF_IDL)(declare-sort S 0)(define-sort T () Int)(get-proof)"
+     "(define-fun-rec f ((x Int)) Int (f x))(check-sat)",
+     "unsupported\nunsupported\nunsupported\nunsupported\nsat\n"},
+    {"echo keeps quotes", "(echo \"a \"\"b\"\"\")", "\"a \"\"b\"\"\"\n"},
+    {"exit ends the script", "(echo \"a\")(exit)(echo \"b\")", "\"a\"\n"},
+    {"reset forgets everything",
+     "(set-option :produce-models true)(set-logic QF_IDL)"
+     "(declare-const x Int)(assert (< x x))(check-sat)(reset)"
+     "(get-option :produce-models)(set-logic QF_RDL)(declare-const x Real)"
+     "(check-sat)",
+     "unsat\nfalse\nsat\n"},
+    {"reset-assertions forgets assertions and declarations",
+     "(set-logic QF_IDL)(push)(declare-const x Int)(assert (< x x))"
+     "(reset-assertions)(get-info :assertion-stack-levels)"
+     "(declare-const x Int)(assert (< x 0))(check-sat)",
+     "(:assertion-stack-levels 0)\nsat\n"},
+    {"global declarations survive",
+     "(set-option :global-declarations true)"
+     "(set-option :produce-models true)(set-logic QF_IDL)(push)"
+     "(declare-const x Int)(define-fun big () Bool (< 5 x))(assert (< x 0))"
+     "(pop)(assert big)(check-sat)(reset-assertions)(assert (= x 2))"
+     "(check-sat)(get-model)",
+     "sat\nsat\n(\n  (define-fun x () Int 2)\n)\n"},
+    {"an option of the graph between checks",
+     "(set-logic QF_IDL)(declare-const x Int)(assert (< x 0))(check-sat)"
+     "(set-option :dl-tlemma-kinds 3)(set-option :dl-dedup-tlemmas true)"
+     "(set-option :dl-tlemma-min-overlap 0.75)(check-sat)"
+     "(get-option :dl-tlemma-min-overlap)",
+     "sat\nsat\n0.75\n"},
+    {"huge numbers",
+     "(set-option :produce-models true)(set-logic QF_IDL)"
+     "(declare-const x Int)(declare-const y Int)"
+     "(assert (= x 123456789012345678901234567890))"
+     "(assert (= (- y x) 9223372036854775807))"
+     "(check-sat)(get-value (x y))",
+     "sat\n((x 123456789012345678901234567890)\n"
+     " (y 123456789021569050938089343697))\n"},
+};
+
+// Each session is answered word for word.
+TEST(InterpreterTest, RunOfSoundSessionsGivesTheirAnswers) {
+  for (const Session& session : kSessions) {
+    SCOPED_TRACE(session.name);
+    bool had_error = true;
+    EXPECT_EQ(run_text(session.script, &had_error), session.output);
+    EXPECT_FALSE(had_error);
+  }
+}
+
+// Cores that were merely reported could be satisfiable: each is checked by
+// itself here, through a session of its own.
+TEST(InterpreterTest, CoreOfManyNamesIsUnsatisfiableAlone) {
+  std::string script =
+      "(set-option :produce-unsat-cores true)(set-logic QF_IDL)";
+  for (int i = 0; i < 20; ++i) {
+    script += "(declare-const x" + std::to_string(i) + " Int)";
+  }
+  for (int i = 0; i < 20; ++i) {
+    script += "(assert (! (< x" + std::to_string(i) + " x" +
+              std::to_string((i * 7 + 1) % 20) + ") :named n" +
+              std::to_string(i) + "))";
+  }
+  const std::string output = run_text(script + "(check-sat)(get-unsat-core)");
+  ASSERT_EQ(output.rfind("unsat\n(", 0), 0U) << output;
+  std::istringstream names(output.substr(7, output.size() - 9));
+  std::string alone;
+  for (std::string name; names >> name;) {
+    const int i = std::stoi(name.substr(1));
+    alone += "(assert (< x" + std::to_string(i) + " x" +
+             std::to_string((i * 7 + 1) % 20) + "))";
+  }
+  const std::string declarations = script.substr(0, script.find("(assert"));
+  EXPECT_EQ(run_text(declarations + alone + "(check-sat)"), "unsat\n");
+}
+
+// The statistics are one list of keywords and values.
+TEST(InterpreterTest, AllStatisticsIsAListOfKeywordsAndValues) {
+  const std::string output = run_text(
+      "(set-logic QF_IDL)(declare-const x Int)(assert (< x x))(check-sat)"
+      "(get-info :all-statistics)");
+  EXPECT_EQ(output.rfind("unsat\n(:decisions ", 0), 0U) << output;
+  EXPECT_NE(output.find("\n :dl-conflicts "), std::string::npos);
+  EXPECT_EQ(output.substr(output.size() - 2), ")\n");
+}
+
+// Replies go where the script sends them.
+TEST(InterpreterTest, OutputChannelToFileMovesReplies) {
+  const std::string file = ::testing::TempDir() + "vorn_interpreter_test.txt";
+  std::remove(file.c_str());
+  EXPECT_EQ(
+      run_text("(echo \"a\")(set-option :regular-output-channel \"" + file +
+               "\")(echo \"b\")"
+               "(set-option :regular-output-channel \"stdout\")"
+               "(echo \"c\")"),
+      "\"a\"\n\"c\"\n");
+  std::ifstream stream(file);
+  std::string line;
+  std::getline(stream, line);
+  EXPECT_EQ(line, "\"b\"");
+  std::remove(file.c_str());
+}
+
+// The diagnostic stream can be the regular one, too.
+TEST(InterpreterTest, OutputChannelToStderrMovesReplies) {
+  TextHost host;
+  StringSource source(
+      "(set-option :regular-output-channel \"stderr\")(echo \"b\")"
+      "(set-option :verbosity 2)");
+  Interpreter interpreter(source, host);
+  while (interpreter.run_command()) {
+  }
+  EXPECT_EQ(host.output, "");
+  EXPECT_EQ(host.diagnostics, "\"b\"\n");
+  EXPECT_EQ(host.verbosity, 2U);
+}
+
+// A reader that is gone ends the script, and nothing more is computed.
+TEST(InterpreterTest, RunAfterOutputIsLostEnds) {
+  TextHost host;
+  host.writes_left = 1;
+  StringSource source("(echo \"a\")(echo \"b\")(echo \"c\")");
+  Interpreter interpreter(source, host);
+  int commands = 0;
+  while (interpreter.run_command()) ++commands;
+  EXPECT_EQ(commands, 1);
+  EXPECT_TRUE(interpreter.output_lost());
+}
+
+// A check that has to stop is answered, with its reason, and no model is to be
+// had from it.
+TEST(InterpreterTest, CheckWhenStoppedAnswersUnknown) {
+  TextHost host;
+  StringSource source(
+      "(set-option :produce-models true)(set-option :timeout 250)"
+      "(set-logic QF_IDL)(declare-const x Int)(assert (< x 0))(check-sat)"
+      "(get-info :reason-unknown)(get-model)(check-sat)(get-model)");
+  Interpreter interpreter(source, host);
+  for (int i = 0; i < 5; ++i) interpreter.run_command();
+  host.stop_now = SessionHost::Stop::kTimeout;
+  for (int i = 0; i < 3; ++i) interpreter.run_command();
+  host.stop_now = SessionHost::Stop::kNone;
+  while (interpreter.run_command()) {
+  }
+  EXPECT_EQ(host.limit, 250U);
+  EXPECT_EQ(host.output,
+            "unknown\n(:reason-unknown timeout)\n"
+            "(error \"line 1 column 151: get-model is possible only while the "
+            "last answer is sat\")\n"
+            "sat\n(\n  (define-fun x () Int (- 1))\n)\n");
+}
+
+// Whatever runs out of memory: the check says unknown, and a reset helps.
+TEST(InterpreterTest, RunOutOfMemoryAnswersUnknownUntilReset) {
+  // Fails where memory would: in the middle of reading a command.
+  class FailingSource : public Source {
+   public:
+    std::size_t read(char* data, std::size_t capacity) override {
+      if (next == 1 && !failed) {
+        failed = true;
+        throw std::bad_alloc();
+      }
+      if (next == 3) return 0;
+      const std::string& piece = pieces[next++];
+      EXPECT_LE(piece.size(), capacity);
+      piece.copy(data, piece.size());
+      return piece.size();
+    }
+    std::string pieces[3] = {
+        "(set-option :produce-models true)(set-logic QF_IDL)"
+        "(declare-const x Int)(assert (and (< x 0) |q(",
+        "(|))(assert (< x 1))(check-sat)(get-info :reason-unknown)(get-model)",
+        "(push)(pop 7)(check-sat-assuming (x))(get-assertions)(reset)"
+        "(set-logic QF_IDL)(declare-const x Int)(assert (< x x))(check-sat)"};
+    std::size_t next = 0;
+    bool failed = false;
+  };
+  TextHost host;
+  FailingSource source;
+  Interpreter interpreter(source, host);
+  while (interpreter.run_command()) {
+  }
+  EXPECT_EQ(host.output,
+            "unknown\n(:reason-unknown memout)\n"
+            "(error \"line 1 column 154: get-model is possible only while the "
+            "last answer is sat\")\nunknown\n"
+            "(error \"line 1 column 202: out of memory\")\nunsat\n");
+}
+
+}  // namespace
+}  // namespace vorn::solver

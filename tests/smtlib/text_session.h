@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_TESTS_SMTLIB_TEXT_SESSION_H
+#define VORN_TESTS_SMTLIB_TEXT_SESSION_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "solver/smtlib/interpreter.h"
+#include "solver/smtlib/session_host.h"
+#include "solver/smtlib/source.h"
+
+namespace vorn::solver {
+
+/// A host that keeps what is written and stops when it is told to.
+class TextHost : public SessionHost {
+ public:
+  bool write_output(std::string_view reply) override {
+    if (writes_left == 0) return false;
+    --writes_left;
+    output += reply;
+    return true;
+  }
+  bool write_diagnostics(std::string_view reply) override {
+    diagnostics += reply;
+    return true;
+  }
+  bool set_diagnostics(const std::string& channel,
+                       std::uint64_t verbosity_now) override {
+    if (channel == "refused") return false;
+    verbosity = verbosity_now;
+    return true;
+  }
+  void engine_made(Engine& made) override { engine = &made; }
+  void engine_gone() override { engine = nullptr; }
+  void check_started(std::uint64_t milliseconds) override {
+    limit = milliseconds;
+  }
+  Stop stop() const override { return stop_now; }
+
+  std::string output;
+  std::string diagnostics;
+  std::size_t writes_left = ~std::size_t{0};
+  std::uint64_t verbosity = 0;
+  std::uint64_t limit = 0;
+  Engine* engine = nullptr;
+  Stop stop_now = Stop::kNone;
+};
+
+/// What a script prints. `had_error`: whether it was in error anywhere.
+inline std::string run_text(std::string script, bool* had_error = nullptr,
+                            const ScriptOptions& options = {}) {
+  TextHost host;
+  StringSource source(std::move(script));
+  Interpreter interpreter(source, host, options);
+  while (interpreter.run_command()) {
+  }
+  if (had_error != nullptr) *had_error = interpreter.had_error();
+  return host.output;
+}
+
+}  // namespace vorn::solver
+
+#endif  // VORN_TESTS_SMTLIB_TEXT_SESSION_H
