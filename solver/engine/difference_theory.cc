@@ -20,13 +20,10 @@ DifferenceTheory::DifferenceTheory(
     const Configuration::Theory::La& configuration)
     : store_(store),
       normaliser_(normaliser),
-      configuration_(configuration),
-      graph_(&configuration_, &mapper_, &store),
+      graph_(&no_lemmas_, &mapper_, &store),
       constraints_(1) {
   if (configuration.dl_tlemma_kinds == 0) return;
-  pilot_configuration_ = configuration;
-  pilot_configuration_.dl_tlemma_kinds = 0;
-  pilot_ = std::make_unique<dl::Graph>(&pilot_configuration_, &mapper_, &store);
+  lemma_finder_ = std::make_unique<LemmaFinder>(configuration, mapper_, store);
 }
 
 int DifferenceTheory::node_of(const Term* term) {
@@ -83,7 +80,6 @@ int DifferenceTheory::add_constraint(const DifferenceBound& bound,
   assert(index(id) == constraints_.size());
   constraints_.push_back({literal, edge, pair, literal.is_negated() ? 1 : 0});
   graph_.tell_edge(id, edge);
-  if (pilot_) pilot_->tell_edge(id, edge);
   return id;
 }
 
@@ -124,12 +120,15 @@ bool DifferenceTheory::take_clause(std::vector<Literal>& clause) {
 void DifferenceTheory::shrink_atoms(std::size_t count) {
   assert(active_.empty());
   clauses_.clear();
-  while (graph_.has_lemmas()) graph_.get_next_lemma();
+  if (lemma_finder_) {
+    dl::Graph& lessons = lemma_finder_->graph();
+    while (lessons.has_lemmas()) lessons.get_next_lemma();
+  }
   while (atoms_.size() > count) {
     const Atom& atom = atoms_.back();
     for (const int id : {atom.constraints[1], atom.constraints[0]}) {
       graph_.retract_edge(id);
-      if (pilot_) pilot_->retract_edge(id);
+      if (lemma_finder_) lemma_finder_->forget(id);
     }
     atom_of_variable_[index(atom.variable)] = -1;
     pairs_[index(atom.pair)].bounds.erase(atom.weight);
@@ -151,7 +150,6 @@ void DifferenceTheory::assigned(Literal literal) {
   if (implied) return;
   tightest = id;
   graph_.push_edge(id);
-  if (pilot_) pilot_->push_edge(id);
 }
 
 void DifferenceTheory::backtrack(int level) {
@@ -169,7 +167,6 @@ void DifferenceTheory::backtrack(int level) {
       pairs_[index(constraint.pair)].tightest[constraint.direction] =
           last.previous;
       graph_.pop_edge(last.id);
-      if (pilot_) pilot_->pop_edge(last.id);
     }
     active_.pop_back();
   }
@@ -177,23 +174,19 @@ void DifferenceTheory::backtrack(int level) {
 
 bool DifferenceTheory::propagate(std::vector<Literal>& /*implied*/,
                                  std::vector<Literal>& conflict) {
-  if (check_graph()) return true;
+  if (graph_.check(true)) return true;
   graph_.get_conflict_set(&conflict_set_);
   for (const int id : conflict_set_) {
     conflict.push_back(~constraints_[index(id)].literal);
   }
-  return false;
-}
-
-bool DifferenceTheory::check_graph() {
-  if (!pilot_ || pilot_->check(true) || pilot_->lemma_walk_ends()) {
-    return graph_.check(true);
+  if (lemma_finder_) {
+    cycle_.clear();
+    for (const int id : conflict_set_) {
+      cycle_.push_back(&constraints_[index(id)].edge);
+    }
+    lemma_finder_->learn_from(cycle_);
   }
-  ++num_endless_walks_;
-  const int kinds = std::exchange(configuration_.dl_tlemma_kinds, 0);
-  const bool consistent = graph_.check(true);
-  configuration_.dl_tlemma_kinds = kinds;
-  return consistent;
+  return false;
 }
 
 void DifferenceTheory::explain(Literal /*literal*/,
@@ -248,9 +241,10 @@ std::optional<QNumber> DifferenceTheory::model_value(
 }
 
 bool DifferenceTheory::next_lemma(std::vector<Literal>& clause) {
-  while (clauses_.empty() && graph_.has_lemmas()) {
+  while (lemma_finder_ && clauses_.empty() &&
+         lemma_finder_->graph().has_lemmas()) {
     std::vector<Literal> lemma;
-    if (read_lemma(graph_.get_next_lemma(), lemma)) {
+    if (read_lemma(lemma_finder_->graph().get_next_lemma(), lemma)) {
       clauses_.push_back(std::move(lemma));
     }
   }

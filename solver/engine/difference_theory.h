@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "solver/engine/atom_normaliser.h"
+#include "solver/engine/lemma_finder.h"
 #include "solver/search/search.h"
 #include "solver/search/theory.h"
 #include "solver/terms/constraint_mapper.h"
@@ -43,11 +44,7 @@ namespace vorn::solver {
 /// its atom was forgotten: the graph's lemma search reads the edges of past
 /// conflicts, and takes edge 0 for no edge.
 ///
-/// With lemmas on, a second graph without lemmas is given the same calls and
-/// checked first. From its conflict it can tell whether the lemma search that
-/// the same conflict starts in the first graph would ever end; if not, lemmas
-/// are off for that one check. So each check ends, at the price of doing the
-/// graph's work twice.
+/// Lemmas come from a LemmaFinder, which is shown every conflict.
 ///
 /// Ownership: borrows store and normaliser. The search is attached after
 /// construction, as the two need each other.
@@ -82,11 +79,11 @@ class DifferenceTheory final : public Theory {
   /// none. Strict bounds hold with the eps chosen for that model.
   std::optional<QNumber> model_value(const Term* variable) const;
 
-  /// Conflicts whose lemma search was left out because it would not have ended.
-  std::uint64_t num_endless_walks() const { return num_endless_walks_; }
-
+  /// The graph that the search works on; it has lemmas switched off.
   dl::Graph& graph() { return graph_; }
-  const dl::Graph& graph() const { return graph_; }
+  /// Null with lemmas off.
+  LemmaFinder* lemma_finder() { return lemma_finder_.get(); }
+  const LemmaFinder* lemma_finder() const { return lemma_finder_.get(); }
 
   // The theory's side of the search.
   void assigned(Literal literal) override;
@@ -156,18 +153,14 @@ class DifferenceTheory final : public Theory {
                            bool& constant);
   bool read_lemma(const dl::Graph::Lemma& lemma, std::vector<Literal>& clause);
   QNumber choose_eps() const;
-  bool check_graph();
 
   TermStore& store_;            // borrowed
   AtomNormaliser& normaliser_;  // borrowed
   Search* search_ = nullptr;    // borrowed
-  Configuration::Theory::La configuration_;
+  Configuration::Theory::La no_lemmas_;
   ConstraintMapper mapper_;
   dl::Graph graph_;
-  /// The second graph; only with lemmas on.
-  std::unique_ptr<dl::Graph> pilot_;
-  Configuration::Theory::La pilot_configuration_;
-  std::uint64_t num_endless_walks_ = 0;
+  std::unique_ptr<LemmaFinder> lemma_finder_;
 
   std::vector<Atom> atoms_;
   std::vector<int> atom_of_variable_;    // by search variable; -1 for none
@@ -181,7 +174,9 @@ class DifferenceTheory final : public Theory {
   /// begins.
   std::vector<Active> active_;
   std::vector<std::size_t> level_starts_;
-  std::vector<int> conflict_set_;  // scratch
+  // Scratch space.
+  std::vector<int> conflict_set_;
+  std::vector<const dl::Edge*> cycle_;
 
   std::vector<QNumber> model_;  // by node
 };

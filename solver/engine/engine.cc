@@ -129,6 +129,9 @@ void Engine::synchronise() {
   machinery_->search.set_stop(stop_);
   machinery_->search.set_progress(progress_);
   machinery_->theory.graph().set_logger(logger_);
+  if (LemmaFinder* finder = machinery_->theory.lemma_finder()) {
+    finder->graph().set_logger(logger_);
+  }
   while (machinery_->num_assertions < assertions_.size() ||
          machinery_->levels.size() < level_starts_.size()) {
     const std::size_t level = machinery_->levels.size();
@@ -251,8 +254,14 @@ std::vector<std::pair<std::string, std::string>> Engine::statistics() const {
   row("theory conflicts", counters.theory_conflicts);
   row("lemmas used", counters.lemmas);
   if (!machinery_) return rows;
-  machinery_->theory.graph().get_stats(rows);
-  row("dl endless walks avoided", machinery_->theory.num_endless_walks());
+  const LemmaFinder* finder = machinery_->theory.lemma_finder();
+  if (finder == nullptr) {
+    machinery_->theory.graph().get_stats(rows);
+  } else {
+    // It has seen every conflict, so its counters include the graph's.
+    finder->graph().get_stats(rows);
+    row("dl endless walks avoided", finder->num_endless_walks());
+  }
   return rows;
 }
 

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SOLVER_ENGINE_LEMMA_FINDER_H
+#define VORN_SOLVER_ENGINE_LEMMA_FINDER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "solver/terms/constraint_mapper.h"
+#include "solver/terms/term_store.h"
+#include "vorn/dl/graph.h"
+#include "vorn/services/configuration.h"
+
+namespace vorn::solver {
+
+/// Learns lemmas from the conflicts of a graph, away from that graph.
+///
+/// A lemma search looks at the last two conflicts and nothing else. So the
+/// graph that the search works on has lemmas switched off, and each of its
+/// conflicts is replayed on a graph of its own that has them on: all edges of
+/// the cycle but the one that closed it are activated, then that one, which
+/// must close the same cycle again, since no other edges are active; then all
+/// are taken back.
+///
+/// That also bounds each search. The same conflict is first replayed on a third
+/// graph, without lemmas, which says whether the search over it and the one
+/// before would end; if not, lemmas are off for that one replay.
+///
+/// Cost: linear in the cycle for each conflict; nothing for other checks.
+/// Ownership: borrows mapper and store. Threads: none.
+class LemmaFinder {
+ public:
+  LemmaFinder(const Configuration::Theory::La& configuration,
+              ConstraintMapper& mapper, TermStore& store)
+      : configuration_(configuration),
+        pilot_configuration_(without_lemmas(configuration)),
+        graph_(&configuration_, &mapper, &store),
+        pilot_(&pilot_configuration_, &mapper, &store) {}
+
+  /// Looks for lemmas in this conflict and the one before it: the edges of a
+  /// cycle in its direction, the one that closed it first, each with its
+  /// constraint's id as edge id.
+  void learn_from(const std::vector<const dl::Edge*>& cycle);
+
+  /// Forgets a constraint, which may not come back.
+  void forget(int constraint);
+
+  /// Its queue holds the lemmas, its statistics count conflicts and lemmas.
+  dl::Graph& graph() { return graph_; }
+  const dl::Graph& graph() const { return graph_; }
+
+  /// Conflicts whose search was left out because it would not have ended.
+  std::uint64_t num_endless_walks() const { return num_endless_walks_; }
+
+ private:
+  static Configuration::Theory::La without_lemmas(
+      Configuration::Theory::La configuration) {
+    configuration.dl_tlemma_kinds = 0;
+    return configuration;
+  }
+  void activate(dl::Graph& graph, const std::vector<const dl::Edge*>& cycle);
+  static void take_back(dl::Graph& graph,
+                        const std::vector<const dl::Edge*>& cycle);
+
+  Configuration::Theory::La configuration_;
+  Configuration::Theory::La pilot_configuration_;
+  dl::Graph graph_;
+  dl::Graph pilot_;
+  std::vector<char> told_;  // by constraint id
+  std::uint64_t num_endless_walks_ = 0;
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SOLVER_ENGINE_LEMMA_FINDER_H
