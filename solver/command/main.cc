@@ -102,7 +102,8 @@ std::optional<int> parse_arguments(int argc, char** argv,
                "Log on standard error; -vv logs the graph's lemmas");
   const CLI::Option* lemmas =
       app.add_option("--lemmas", lemma_names,
-                     "Lemmas to learn from successive conflicts")
+                     "Lemmas to learn from successive conflicts; if not given, "
+                     "none at first and short ones in long checks")
           ->type_name("none|short|long|both")
           ->check(CLI::IsMember(kinds).description(""));
   app.add_option("--lemma-overlap", script.engine.lemmas.dl_tlemma_min_overlap,
@@ -129,6 +130,7 @@ std::optional<int> parse_arguments(int argc, char** argv,
   }
   if (lemmas->count() > 0) {
     script.engine.lemmas.dl_tlemma_kinds = kinds.at(lemma_names);
+    script.engine.late_lemmas = 0;
   }
   script.engine.lemmas.dl_dedup_tlemmas = on_off.at(dedup);
   script.engine.check_models = on_off.at(check_models);

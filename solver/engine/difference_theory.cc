@@ -15,15 +15,27 @@ std::size_t index(int id) {
 
 }  // namespace
 
-DifferenceTheory::DifferenceTheory(
-    TermStore& store, AtomNormaliser& normaliser,
-    const Configuration::Theory::La& configuration)
+DifferenceTheory::DifferenceTheory(TermStore& store, AtomNormaliser& normaliser,
+                                   const Configuration::Theory::La& lemmas,
+                                   std::uint64_t late_lemmas)
     : store_(store),
       normaliser_(normaliser),
       graph_(&no_lemmas_, &mapper_, &store),
+      lemmas_(lemmas),
+      late_lemmas_(late_lemmas),
       constraints_(1) {
-  if (configuration.dl_tlemma_kinds == 0) return;
-  lemma_finder_ = std::make_unique<LemmaFinder>(configuration, mapper_, store);
+  if (lemmas_.dl_tlemma_kinds != 0) start_lemmas();
+}
+
+void DifferenceTheory::start_lemmas() {
+  lemma_finder_ = std::make_unique<LemmaFinder>(lemmas_, mapper_, store_);
+  lemma_finder_->graph().set_logger(logger_);
+}
+
+void DifferenceTheory::set_logger(Logger* logger) {
+  logger_ = logger;
+  graph_.set_logger(logger);
+  if (lemma_finder_) lemma_finder_->graph().set_logger(logger);
 }
 
 int DifferenceTheory::node_of(const Term* term) {
@@ -179,14 +191,23 @@ bool DifferenceTheory::propagate(std::vector<Literal>& /*implied*/,
   for (const int id : conflict_set_) {
     conflict.push_back(~constraints_[index(id)].literal);
   }
-  if (lemma_finder_) {
-    cycle_.clear();
-    for (const int id : conflict_set_) {
-      cycle_.push_back(&constraints_[index(id)].edge);
-    }
-    lemma_finder_->learn_from(cycle_);
-  }
+  learn_from_conflict();
   return false;
+}
+
+void DifferenceTheory::learn_from_conflict() {
+  ++conflicts_of_check_;
+  if (!lemma_finder_) {
+    if (late_lemmas_ == 0 || conflicts_of_check_ < late_lemmas_) return;
+    constexpr int kShort = 1;
+    lemmas_.dl_tlemma_kinds = kShort;
+    start_lemmas();
+  }
+  cycle_.clear();
+  for (const int id : conflict_set_) {
+    cycle_.push_back(&constraints_[index(id)].edge);
+  }
+  lemma_finder_->learn_from(cycle_);
 }
 
 void DifferenceTheory::explain(Literal /*literal*/,

@@ -51,8 +51,10 @@ namespace vorn::solver {
 /// Threads: none.
 class DifferenceTheory final : public Theory {
  public:
+  /// `late_lemmas`: see EngineOptions.
   DifferenceTheory(TermStore& store, AtomNormaliser& normaliser,
-                   const Configuration::Theory::La& configuration);
+                   const Configuration::Theory::La& lemmas,
+                   std::uint64_t late_lemmas = 0);
 
   /// Requires: called once, before any other operation.
   void attach(Search* search) { search_ = search; }
@@ -80,9 +82,14 @@ class DifferenceTheory final : public Theory {
   std::optional<QNumber> model_value(const Term* variable) const;
 
   /// The graph that the search works on; it has lemmas switched off.
-  dl::Graph& graph() { return graph_; }
-  /// Null with lemmas off.
-  LemmaFinder* lemma_finder() { return lemma_finder_.get(); }
+  const dl::Graph& graph() const { return graph_; }
+  /// Where the graphs log; null for nowhere.
+  void set_logger(Logger* logger);
+
+  /// A check begins. Requires: the search is at level 0.
+  void start_check() { conflicts_of_check_ = 0; }
+
+  /// Null while lemmas are off.
   const LemmaFinder* lemma_finder() const { return lemma_finder_.get(); }
 
   // The theory's side of the search.
@@ -153,6 +160,8 @@ class DifferenceTheory final : public Theory {
                            bool& constant);
   bool read_lemma(const dl::Graph::Lemma& lemma, std::vector<Literal>& clause);
   QNumber choose_eps() const;
+  void start_lemmas();
+  void learn_from_conflict();
 
   TermStore& store_;            // borrowed
   AtomNormaliser& normaliser_;  // borrowed
@@ -160,7 +169,11 @@ class DifferenceTheory final : public Theory {
   Configuration::Theory::La no_lemmas_;
   ConstraintMapper mapper_;
   dl::Graph graph_;
+  Configuration::Theory::La lemmas_;
+  std::uint64_t late_lemmas_;
+  std::uint64_t conflicts_of_check_ = 0;
   std::unique_ptr<LemmaFinder> lemma_finder_;
+  Logger* logger_ = nullptr;  // borrowed
 
   std::vector<Atom> atoms_;
   std::vector<int> atom_of_variable_;    // by search variable; -1 for none

@@ -29,7 +29,7 @@ struct Engine::Machinery {
 
   Machinery(TermStore& store, AtomNormaliser& normaliser,
             const EngineOptions& options)
-      : theory(store, normaliser, options.lemmas),
+      : theory(store, normaliser, options.lemmas, options.late_lemmas),
         search(attach(theory, search), options.search),
         encoder(store, normaliser, theory, search) {}
 
@@ -128,10 +128,7 @@ void Engine::synchronise() {
   }
   machinery_->search.set_stop(stop_);
   machinery_->search.set_progress(progress_);
-  machinery_->theory.graph().set_logger(logger_);
-  if (LemmaFinder* finder = machinery_->theory.lemma_finder()) {
-    finder->graph().set_logger(logger_);
-  }
+  machinery_->theory.set_logger(logger_);
   while (machinery_->num_assertions < assertions_.size() ||
          machinery_->levels.size() < level_starts_.size()) {
     const std::size_t level = machinery_->levels.size();
@@ -143,6 +140,7 @@ void Engine::synchronise() {
       machinery_->assert_term(assertions_[machinery_->num_assertions]);
     }
   }
+  machinery_->theory.start_check();
   machinery_->theory.split_small_domains();
   std::vector<Literal> clause;
   while (machinery_->theory.take_clause(clause)) {
@@ -255,13 +253,18 @@ std::vector<std::pair<std::string, std::string>> Engine::statistics() const {
   row("lemmas used", counters.lemmas);
   if (!machinery_) return rows;
   const LemmaFinder* finder = machinery_->theory.lemma_finder();
+  const dl::Graph& graph = machinery_->theory.graph();
   if (finder == nullptr) {
-    machinery_->theory.graph().get_stats(rows);
-  } else {
-    // It has seen every conflict, so its counters include the graph's.
-    finder->graph().get_stats(rows);
-    row("dl endless walks avoided", finder->num_endless_walks());
+    graph.get_stats(rows);
+    return rows;
   }
+  // The finder has seen the same conflicts, unless it was called in late.
+  std::vector<std::pair<std::string, std::string>> conflicts;
+  graph.get_stats(conflicts);
+  const std::size_t first = rows.size();
+  finder->graph().get_stats(rows);
+  rows[first] = conflicts.front();
+  row("dl endless walks avoided", finder->num_endless_walks());
   return rows;
 }
 

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -23,6 +24,11 @@ namespace vorn::solver {
 struct EngineOptions {
   /// The graph's lemma settings.
   Configuration::Theory::La lemmas;
+  /// With no kind of lemma switched on, a check that has met this many
+  /// conflicts of the graph goes on with short lemmas at the overlap set in
+  /// `lemmas`. They cost more than they bring in short runs, and less in long
+  /// ones. 0: never.
+  std::uint64_t late_lemmas = 50000;
   SearchOptions search;
   /// Check every model against the assertions before answering kSat.
   bool check_models = true;

@@ -151,7 +151,11 @@ SetResult set_option(ScriptOptions& options, const std::string& keyword,
   if (entry == nullptr) return SetResult::kUnsupported;
   if (entry->start_only && started) return SetResult::kTooLate;
   const char* wrong = std::visit(Setter{token}, entry->place(options));
-  if (wrong == nullptr) return SetResult::kSet;
+  if (wrong == nullptr) {
+    // Who chooses the kinds chooses them for the whole of each check.
+    if (keyword == ":dl-tlemma-kinds") options.engine.late_lemmas = 0;
+    return SetResult::kSet;
+  }
   expected = wrong;
   return SetResult::kBadValue;
 }

@@ -15,14 +15,15 @@ namespace vorn::solver {
 /// The options of a script, as set-option and get-option know them, with the
 /// values that they have at the start.
 ///
-/// Two differ from the standard's on purpose: :print-success starts out false,
-/// since an answer per line is what a reader of the output wants, and
-/// :produce-assertions true, since keeping the texts is cheap.
+/// Three differ from the standard's on purpose: :print-success starts out
+/// false, since an answer per line is what a reader of the output wants, and
+/// :produce-assertions and :produce-models true, since texts and models are
+/// kept in any case.
 struct ScriptOptions {
   bool print_success = false;
   bool produce_assertions = true;
   bool produce_assignments = false;
-  bool produce_models = false;
+  bool produce_models = true;
   bool produce_unsat_assumptions = false;
   bool produce_unsat_cores = false;
   bool global_declarations = false;

@@ -36,17 +36,20 @@ void Graph::do_pop_edge(int idx) {
 bool Graph::retract_edge(int k) {
   const int idx = 2 * k;
   assert(edges_.contains(idx));
-  do_retract_edge(idx);
+  // The second edge first: if memory runs out between the two, what is left is
+  // a constraint with one edge, which the same call can retract.
   if (edges_.contains(idx + 1)) do_retract_edge(idx + 1);
+  do_retract_edge(idx);
   return true;
 }
 
 void Graph::do_retract_edge(int idx) {
-  const Edge& edge = edges_.at(idx);
-  nodes_.at(edge.source).retract_edge(idx);
-  Node& target = nodes_.at(edge.target);
-  if (target.pred_edge() == idx) target.set_pred_edge(-1);
+  Node& source = nodes_.at(edges_.at(idx).source);
+  Node& target = nodes_.at(edges_.at(idx).target);
+  // First what can fail: the slot gets a default edge, whose weight allocates.
   edges_.key_erase(idx);
+  source.retract_edge(idx);
+  if (target.pred_edge() == idx) target.set_pred_edge(-1);
 }
 
 void Graph::reset(bool full) {

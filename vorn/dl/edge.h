@@ -5,6 +5,7 @@
 #include <ostream>
 #include <string>
 
+#include "vorn/export.h"
 #include "vorn/numbers/d_number.h"
 
 namespace vorn::dl {
@@ -13,7 +14,7 @@ namespace vorn::dl {
 ///
 /// A plain value. Copies share the weight's block. The weight of a default edge
 /// is a zero in a block of its own, so making one allocates.
-struct Edge {
+struct VORN_EXPORT Edge {
   Edge() : source(-1), target(-1), weight(0, 0), id(-1) {}
   Edge(int from, int to, const la::DNumber& bound, int edge_id)
       : source(from), target(to), weight(bound), id(edge_id) {}
@@ -37,7 +38,7 @@ struct Edge {
 };
 
 /// "x3 -[-1/2 - eps]-> x5 [id: 7]". Of the eps part only the sign shows.
-std::ostream& operator<<(std::ostream& out, const Edge& e);
+VORN_EXPORT std::ostream& operator<<(std::ostream& out, const Edge& e);
 
 }  // namespace vorn::dl
 

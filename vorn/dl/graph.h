@@ -15,6 +15,7 @@
 #include "vorn/containers/var_map.h"
 #include "vorn/dl/edge.h"
 #include "vorn/dl/node.h"
+#include "vorn/export.h"
 #include "vorn/numbers/d_number.h"
 #include "vorn/services/configuration.h"
 #include "vorn/services/linear_term_mapper.h"
@@ -73,7 +74,7 @@ class Proof;
 /// exception passes through, and each operation says what state it leaves.
 /// Threads: none. Distinct graphs may live in distinct threads; numbers made in
 /// one thread must not be handed to another.
-class Graph {
+class VORN_EXPORT Graph {
  public:
   /// A lemma: the clause as one term, and its disjuncts, the implied bound
   /// last.
@@ -130,13 +131,15 @@ class Graph {
   bool check(bool flag);
 
   // Backtracking (backtracking.cc). Pops come in the reverse order of pushes.
-  // Nothing here allocates, so backtracking cannot fail.
+  // Taking back activations and reset allocate nothing, so they cannot fail.
 
   /// Takes back the activation of constraint k, pending or active. Potentials
   /// stay: they satisfy fewer edges all the more. Returns true.
   /// Requires: k is the latest pushed constraint not yet popped.
   bool pop_edge(int k);
   /// Forgets constraint k. Returns true. Requires: registered, not pushed.
+  /// On failing memory it may have lost its second edge, and is otherwise
+  /// whole; calling again ends the job.
   bool retract_edge(int k);
   /// Forgets all nodes, edges and the current conflict; with `full` the
   /// potentials too. The previous conflict, queued lemmas and counters stay.

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "vorn/export.h"
+
 namespace vorn {
 struct Inspector;
 }
@@ -17,7 +19,7 @@ namespace vorn::dl {
 ///
 /// Cost: push and retract scan the notified edges of the node, pop is O(1) and
 /// does not allocate.
-class Node {
+class VORN_EXPORT Node {
  public:
   Node() : pred_edge_(-1) {}
   Node(const Node&) = default;

@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "vorn/export.h"
 #include "vorn/numbers/q_number.h"
 
 namespace vorn::la {
@@ -35,7 +36,7 @@ namespace vorn::la {
 ///    cannot release it twice).
 /// Threads: counts are plain integers. Values that share a block belong to one
 /// thread; only the shared zero, which is never counted, is common to all.
-class DNumber {
+class VORN_EXPORT DNumber {
  public:
   /// The block behind the values that share it.
   struct alignas(8) num_repr {
@@ -101,7 +102,7 @@ class DNumber {
 
   /// A new block even when one operand is zero; a tagged operand (the left one
   /// first) is the result itself.
-  friend DNumber operator+(const DNumber& a, const DNumber& b);
+  friend VORN_EXPORT DNumber operator+(const DNumber& a, const DNumber& b);
 
   /// Lexicographic on (rational, eps); tagged values as said above. Two words
   /// that are the same are not less.
@@ -127,7 +128,8 @@ class DNumber {
   /// |k| and "*" unless |k| is 1, and "eps": "4", "1/2 - eps", "0 + 3*eps". A
   /// tagged value is "inf", or "-inf" when its rational part is zero.
   std::string to_str() const;
-  friend std::ostream& operator<<(std::ostream& out, const DNumber& d);
+  friend VORN_EXPORT std::ostream& operator<<(std::ostream& out,
+                                              const DNumber& d);
 
  private:
   friend struct vorn::Inspector;

@@ -11,6 +11,8 @@
 #include <string>
 #include <string_view>
 
+#include "vorn/export.h"
+
 namespace vorn {
 
 /// Never defined by the library: a friend through which tests read private
@@ -41,7 +43,7 @@ struct Inspector;
 /// a host changes that with mp_set_memory_functions). After a failure the
 /// target of an operation holds its old value, perhaps in the big form.
 /// Threads: distinct values may be used in distinct threads.
-class QNumber {
+class VORN_EXPORT QNumber {
  public:
   /// Zero, small form.
   constexpr QNumber() noexcept : num_(0), den_(1) {}
@@ -132,7 +134,8 @@ class QNumber {
     }
     return equal_slow(a, b);
   }
-  friend std::ostream& operator<<(std::ostream& out, const QNumber& q);
+  friend VORN_EXPORT std::ostream& operator<<(std::ostream& out,
+                                              const QNumber& q);
 
   /// The number layer's own 64-bit tests, for code that works on words.
   ///

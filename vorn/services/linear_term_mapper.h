@@ -2,12 +2,13 @@
 #ifndef VORN_SERVICES_LINEAR_TERM_MAPPER_H
 #define VORN_SERVICES_LINEAR_TERM_MAPPER_H
 
+#include "vorn/export.h"
 #include "vorn/services/term.h"
 
 namespace vorn::la {
 
 /// What a host lends to the core to turn variables and constraints into terms.
-class LinearTermMapper {
+class VORN_EXPORT LinearTermMapper {
  public:
   virtual ~LinearTermMapper() = default;
 

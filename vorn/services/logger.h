@@ -6,6 +6,8 @@
 #include <set>
 #include <string>
 
+#include "vorn/export.h"
+
 namespace vorn {
 
 struct Inspector;
@@ -21,7 +23,7 @@ inline constexpr EndLog endlog{};
 
 /// Whether `stream` writes to a terminal. Knows the three standard output
 /// streams; any other stream is none.
-bool is_terminal(const std::ostream& stream);
+VORN_EXPORT bool is_terminal(const std::ostream& stream);
 
 /// Writes leveled, tagged messages to a stream.
 ///
@@ -33,7 +35,7 @@ bool is_terminal(const std::ostream& stream);
 /// return, so that it overwrites a progress line.
 ///
 /// Ownership: the stream is borrowed and must outlive the logger.
-class Logger {
+class VORN_EXPORT Logger {
  public:
   Logger(std::ostream& out, int verbosity);
 

@@ -2,6 +2,7 @@
 #ifndef VORN_SERVICES_TERM_MANAGER_H
 #define VORN_SERVICES_TERM_MANAGER_H
 
+#include "vorn/export.h"
 #include "vorn/numbers/q_number.h"
 #include "vorn/services/term.h"
 
@@ -13,7 +14,7 @@ namespace vorn {
 /// Requires: terms are shared, so that equal arguments give the same pointer,
 /// and live as long as the graph may hold them. Exceptions pass through the
 /// graph; see Graph::check for the state they leave.
-class TermManager {
+class VORN_EXPORT TermManager {
  public:
   virtual ~TermManager() = default;
 
