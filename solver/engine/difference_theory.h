@@ -90,6 +90,7 @@ class DifferenceTheory final : public Theory {
   void start_check() { conflicts_of_check_ = 0; }
 
   /// Null while lemmas are off.
+  LemmaFinder* lemma_finder() { return lemma_finder_.get(); }
   const LemmaFinder* lemma_finder() const { return lemma_finder_.get(); }
 
   // The theory's side of the search.

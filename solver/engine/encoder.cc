@@ -71,7 +71,7 @@ void Encoder::assert_one(const Term* term, std::optional<Literal> guard) {
       clause.push_back(negated ? ~literal : literal);
     }
   }
-  add(std::move(clause));
+  add(clause);
 }
 
 // Post-order over the subterms without a literal, on a stack of our own.
@@ -160,7 +160,7 @@ bool Encoder::encode_atom(const Term* atom) {
   define_ite_variable(bound.target);
   set(atom, theory_.literal_of(bound, integer));
   std::vector<Literal> clause;
-  while (theory_.take_clause(clause)) add(std::move(clause));
+  while (theory_.take_clause(clause)) add(clause);
   return true;
 }
 
@@ -178,7 +178,7 @@ void Encoder::encode_junction(const Term* term) {
     add({disjunction, ~disjunct});
     all.push_back(disjunct);
   }
-  add(std::move(all));
+  add(all);
   set(term, name);
 }
 
@@ -232,7 +232,7 @@ void Encoder::finish_definitions() {
   }
 }
 
-void Encoder::add(std::vector<Literal> clause) {
+void Encoder::add(const std::vector<Literal>& clause) {
   search_.add_clause(clause);
 }
 

@@ -62,7 +62,7 @@ class Encoder {
   void set(const Term* term, Literal literal);
   void define_ite_variable(const Term* leaf);
   void finish_definitions();
-  void add(std::vector<Literal> clause);
+  void add(const std::vector<Literal>& clause);
   void assert_one(const Term* term, std::optional<Literal> guard);
 
   TermStore& store_;

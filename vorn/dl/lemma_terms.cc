@@ -43,6 +43,7 @@ const Term_* Graph::negated_literal(int edge) {
   constexpr std::uintptr_t kNegated = 1;
   const auto literal =
       reinterpret_cast<std::uintptr_t>(mapper_->constraint_to_lit(edge / 2));
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the sign lives in the pointer.
   const auto* term = reinterpret_cast<const Term_*>(literal & ~kNegated);
   if ((literal & kNegated) != 0) term = mgr_->make_not(term);
   return mgr_->make_not(term);

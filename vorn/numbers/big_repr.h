@@ -62,6 +62,7 @@ struct QNumber::big_repr {
 };
 
 inline QNumber::big_repr* QNumber::block() const {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the word is the pointer.
   return reinterpret_cast<big_repr*>(static_cast<std::uintptr_t>(num_));
 }
 

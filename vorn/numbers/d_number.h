@@ -139,7 +139,10 @@ class VORN_EXPORT DNumber {
   static std::uintptr_t word(num_repr* block) {
     return reinterpret_cast<std::uintptr_t>(block);
   }
-  num_repr* repr() const { return reinterpret_cast<num_repr*>(repr_ & ~kTag); }
+  num_repr* repr() const {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the tag lives in the pointer.
+    return reinterpret_cast<num_repr*>(repr_ & ~kTag);
+  }
   bool is_counted() const { return !is_tagged() && repr() != &zero; }
   void take_share() noexcept {
     if (is_counted()) ++repr()->refcount;

@@ -1,0 +1,440 @@
+// SPDX-License-Identifier: MIT
+#include "tests/bruteforce/decision.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <optional>
+#include <unordered_map>
+#include <utility>
+
+// A state is a set of decisions: values of Boolean variables, and bounds
+// target - source <= weight with all their consequences, kept as the matrix of
+// shortest paths. In a state a formula is true, false or open; an open one
+// names a decision that it waits for, and both ways are tried. A bound that
+// follows from the state, or contradicts it, needs no decision; so every state
+// that is reached has a model, and if all formulas are true in it, that model
+// satisfies them.
+//
+// A weight is a pair of exact rationals: the second one counts an infinitesimal
+// that strict bounds of real variables subtract. Bounds of integer variables
+// are rounded to integers; shortest paths with integer weights have integer
+// solutions.
+
+namespace vorn::bruteforce {
+namespace {
+
+// By value, then by the infinitesimal.
+struct Weight {
+  mpq_class value;
+  int eps = 0;
+};
+
+bool operator<(const Weight& a, const Weight& b) {
+  const int order = cmp(a.value, b.value);
+  return order != 0 ? order < 0 : a.eps < b.eps;
+}
+
+Weight operator+(const Weight& a, const Weight& b) {
+  return {a.value + b.value, a.eps + b.eps};
+}
+
+// target - source <= weight between variables of one sort; position 0 is the
+// constant 0.
+struct Bound {
+  Sort sort = Sort::kInt;
+  std::size_t source = 0;
+  std::size_t target = 0;
+  Weight weight;
+};
+
+Bound negation(const Bound& bound) {
+  // not (t - s <= w) is s - t < -w.
+  Bound result{bound.sort, bound.target, bound.source, {}};
+  result.weight.value = -bound.weight.value;
+  if (bound.sort == Sort::kInt) {
+    result.weight.value -= 1;
+  } else {
+    result.weight.eps = bound.weight.eps < 0 ? 0 : -1;
+  }
+  return result;
+}
+
+mpq_class floor(const mpq_class& value) {
+  mpz_class result;
+  mpz_fdiv_q(result.get_mpz_t(), value.get_num_mpz_t(), value.get_den_mpz_t());
+  return mpq_class(result);
+}
+
+// Shortest paths between all pairs of positions.
+class Paths {
+ public:
+  explicit Paths(std::size_t size)
+      : size_(size), shortest_(size * size, std::nullopt) {
+    for (std::size_t i = 0; i < size; ++i) at(i, i) = Weight{0, 0};
+  }
+
+  bool implies(const Bound& bound) const {
+    const auto& path = at(bound.source, bound.target);
+    return path && !(bound.weight < *path);
+  }
+  bool contradicts(const Bound& bound) const {
+    const auto& back = at(bound.target, bound.source);
+    return back && *back + bound.weight < Weight{0, 0};
+  }
+  // Requires: does not contradict the bound.
+  void add(const Bound& bound) {
+    for (std::size_t i = 0; i < size_; ++i) {
+      const auto to_source = at(i, bound.source);
+      if (!to_source) continue;
+      for (std::size_t j = 0; j < size_; ++j) {
+        const auto& from_target = at(bound.target, j);
+        if (!from_target) continue;
+        const Weight length = *to_source + bound.weight + *from_target;
+        auto& best = at(i, j);
+        if (!best || length < *best) best = length;
+      }
+    }
+  }
+
+ private:
+  std::optional<Weight>& at(std::size_t i, std::size_t j) {
+    return shortest_[i * size_ + j];
+  }
+  const std::optional<Weight>& at(std::size_t i, std::size_t j) const {
+    return shortest_[i * size_ + j];
+  }
+
+  std::size_t size_;
+  std::vector<std::optional<Weight>> shortest_;
+};
+
+enum class Truth { kFalse, kTrue, kOpen };
+
+Truth opposite(Truth a) {
+  if (a == Truth::kOpen) return a;
+  return a == Truth::kTrue ? Truth::kFalse : Truth::kTrue;
+}
+
+struct State {
+  std::vector<Truth> bools;
+  Paths ints;
+  Paths reals;
+
+  Paths& paths(Sort sort) { return sort == Sort::kInt ? ints : reals; }
+  const Paths& paths(Sort sort) const {
+    return sort == Sort::kInt ? ints : reals;
+  }
+};
+
+// What to choose next: a bound, or a Boolean variable.
+struct Decision {
+  std::optional<Bound> bound;
+  std::size_t variable = 0;
+};
+
+// A sum of multiples of variables of one sort, and a number.
+struct Sum {
+  std::map<std::size_t, mpq_class> factors;  // by variable index
+  mpq_class constant;
+
+  void add(const Sum& other, const mpq_class& factor) {
+    for (const auto& [variable, amount] : other.factors) {
+      factors[variable] += factor * amount;
+    }
+    constant += factor * other.constant;
+  }
+};
+
+// "sum <= 0" or "sum < 0" as a bound, or as the constant that it is.
+struct Reading {
+  std::optional<Bound> bound;
+  bool constant = false;
+};
+
+[[noreturn]] void die(const char* message) {
+  std::cerr << "brute force: " << message << '\n';
+  std::abort();
+}
+
+Reading read(const Sum& sum, Sort sort, bool strict) {
+  std::vector<std::pair<std::size_t, mpq_class>> terms;
+  for (const auto& [variable, factor] : sum.factors) {
+    if (factor != 0) terms.emplace_back(variable + 1, factor);
+  }
+  if (terms.empty()) {
+    return {std::nullopt, strict ? sum.constant < 0 : sum.constant <= 0};
+  }
+  if (terms.size() == 1) terms.emplace_back(0, -terms[0].second);
+  if (terms.size() > 2 || terms[0].second + terms[1].second != 0) {
+    die("a comparison is no difference");
+  }
+  if (terms[0].second < 0) std::swap(terms[0], terms[1]);
+  // factor * (target - source) + constant against 0.
+  Bound bound{sort, terms[1].first, terms[0].first, {}};
+  const mpq_class limit = -sum.constant / terms[0].second;
+  if (sort == Sort::kReal) {
+    bound.weight = {limit, strict ? -1 : 0};
+  } else if (strict && floor(limit) == limit) {
+    bound.weight = {limit - 1, 0};
+  } else {
+    bound.weight = {floor(limit), 0};
+  }
+  return {bound, false};
+}
+
+class Enumeration {
+ public:
+  explicit Enumeration(const std::vector<Formula>& formulas)
+      : formulas_(formulas) {}
+
+  bool run() {
+    std::size_t counts[3] = {0, 0, 0};
+    for (const Formula& formula : formulas_) count_variables(*formula, counts);
+    State state{std::vector<Truth>(counts[0], Truth::kOpen),
+                Paths(counts[1] + 1), Paths(counts[2] + 1)};
+    return has_model(state);
+  }
+
+ private:
+  static void count_variables(const Node& node, std::size_t* counts) {
+    if (node.op == Op::kVariable) {
+      std::size_t& count = counts[static_cast<std::size_t>(node.sort)];
+      count = std::max(count, static_cast<std::size_t>(node.index) + 1);
+    }
+    for (const Formula& arg : node.args) count_variables(*arg, counts);
+  }
+
+  bool has_model(const State& state) {
+    decision_.reset();
+    Truth all = Truth::kTrue;
+    for (const Formula& formula : formulas_) {
+      const Truth one = evaluate(*formula, state);
+      if (one == Truth::kFalse) return false;
+      if (one == Truth::kOpen) all = one;
+    }
+    if (all == Truth::kTrue) return true;
+    const Decision decision = *decision_;
+    for (const bool choice : {true, false}) {
+      State next = state;
+      if (decision.bound) {
+        const Bound bound =
+            choice ? *decision.bound : negation(*decision.bound);
+        next.paths(bound.sort).add(bound);
+      } else {
+        next.bools[decision.variable] = choice ? Truth::kTrue : Truth::kFalse;
+      }
+      if (has_model(next)) return true;
+    }
+    return false;
+  }
+
+  Truth open(Decision decision) {
+    if (!decision_) decision_ = std::move(decision);
+    return Truth::kOpen;
+  }
+
+  Truth evaluate(const Node& node, const State& state) {
+    const std::size_t count = node.args.size();
+    const auto arg = [&](std::size_t i) {
+      return evaluate(*node.args[i], state);
+    };
+    switch (node.op) {
+      case Op::kTrue:
+        return Truth::kTrue;
+      case Op::kFalse:
+        return Truth::kFalse;
+      case Op::kVariable: {
+        const auto index = static_cast<std::size_t>(node.index);
+        const Truth value = state.bools[index];
+        return value == Truth::kOpen ? open({std::nullopt, index}) : value;
+      }
+      case Op::kNot:
+        return opposite(arg(0));
+      case Op::kAnd:
+        return all_of(count, Truth::kTrue, arg);
+      case Op::kOr:
+        return all_of(count, Truth::kFalse, arg);
+      case Op::kXor: {
+        Truth result = arg(0);
+        for (std::size_t i = 1; i < count && result != Truth::kOpen; ++i) {
+          result = differ(result, arg(i));
+        }
+        return result;
+      }
+      case Op::kImplies:
+        return all_of(count, Truth::kFalse, [&](std::size_t i) {
+          return i + 1 == count ? arg(i) : opposite(arg(i));
+        });
+      case Op::kIte:
+        return ite(arg(0), [&](std::size_t i) { return arg(i); });
+      case Op::kEqual:
+        return all_of(count - 1, Truth::kTrue, [&](std::size_t i) {
+          return equal(*node.args[i], *node.args[i + 1], state);
+        });
+      case Op::kDistinct:
+        return all_of(count * count, Truth::kTrue, [&](std::size_t i) {
+          if (i / count >= i % count) return Truth::kTrue;
+          return opposite(
+              equal(*node.args[i / count], *node.args[i % count], state));
+        });
+      case Op::kLeq:
+      case Op::kLess:
+      case Op::kGeq:
+      case Op::kGreater:
+        return all_of(count - 1, Truth::kTrue, [&](std::size_t i) {
+          const bool swapped = node.op == Op::kGeq || node.op == Op::kGreater;
+          const bool strict = node.op == Op::kLess || node.op == Op::kGreater;
+          return compare(*node.args[swapped ? i + 1 : i],
+                         *node.args[swapped ? i : i + 1], strict, state);
+        });
+      default:
+        die("no Boolean operation");
+    }
+  }
+
+  // The conjunction of part(0), ..., part(count - 1) for unit kTrue, their
+  // disjunction for kFalse.
+  template <class Part>
+  static Truth all_of(std::size_t count, Truth unit, Part part) {
+    Truth result = unit;
+    for (std::size_t i = 0; i < count; ++i) {
+      const Truth one = part(i);
+      if (one == opposite(unit)) return one;
+      if (one == Truth::kOpen) result = one;
+    }
+    return result;
+  }
+
+  static Truth differ(Truth a, Truth b) {
+    if (a == Truth::kOpen || b == Truth::kOpen) return Truth::kOpen;
+    return a != b ? Truth::kTrue : Truth::kFalse;
+  }
+
+  template <class Branch>
+  static Truth ite(Truth condition, Branch branch) {
+    if (condition == Truth::kOpen) return condition;
+    return branch(condition == Truth::kTrue ? 1 : 2);
+  }
+
+  Truth equal(const Node& a, const Node& b, const State& state) {
+    if (a.sort == Sort::kBool) {
+      const Truth first = evaluate(a, state);
+      const Truth second = evaluate(b, state);
+      return opposite(differ(first, second));
+    }
+    return all_of(2, Truth::kTrue, [&](std::size_t i) {
+      return i == 0 ? compare(a, b, false, state) : compare(b, a, false, state);
+    });
+  }
+
+  // a <= b, or a < b.
+  Truth compare(const Node& a, const Node& b, bool strict, const State& state) {
+    const auto key = std::make_pair(&a, &b);
+    auto& readings = readings_[strict ? 1 : 0];
+    auto found = readings.find(key);
+    Reading reading;
+    if (found != readings.end()) {
+      reading = found->second;
+    } else {
+      Sum sum;
+      bool conditional = false;
+      if (!add(a, 1, state, sum, conditional) ||
+          !add(b, -1, state, sum, conditional)) {
+        return Truth::kOpen;
+      }
+      reading = read(sum, a.sort, strict);
+      // The same in all states unless a conditional term was in it.
+      if (!conditional) readings.emplace(key, reading);
+    }
+    if (!reading.bound) {
+      return reading.constant ? Truth::kTrue : Truth::kFalse;
+    }
+    const Paths& paths = state.paths(a.sort);
+    if (paths.implies(*reading.bound)) return Truth::kTrue;
+    if (paths.contradicts(*reading.bound)) return Truth::kFalse;
+    return open({reading.bound, 0});
+  }
+
+  // Adds a multiple of the term. False if a condition in it is open.
+  bool add(const Node& node, const mpq_class& factor, const State& state,
+           Sum& sum, bool& conditional) {
+    switch (node.op) {
+      case Op::kNumber:
+        sum.constant += factor * node.value;
+        return true;
+      case Op::kVariable:
+        sum.factors[static_cast<std::size_t>(node.index)] += factor;
+        return true;
+      case Op::kIte: {
+        conditional = true;
+        const Truth condition = evaluate(*node.args[0], state);
+        if (condition == Truth::kOpen) return false;
+        return add(*node.args[condition == Truth::kTrue ? 1 : 2], factor, state,
+                   sum, conditional);
+      }
+      case Op::kPlus:
+      case Op::kMinus:
+        for (std::size_t i = 0; i < node.args.size(); ++i) {
+          const bool minus =
+              node.op == Op::kMinus && (i > 0 || node.args.size() == 1);
+          const mpq_class one = minus ? mpq_class(-factor) : factor;
+          if (!add(*node.args[i], one, state, sum, conditional)) return false;
+        }
+        return true;
+      case Op::kTimes:
+      case Op::kDivide:
+        return add_product(node, factor, state, sum, conditional);
+      default:
+        die("no arithmetic operation");
+    }
+  }
+
+  // At most one factor has variables, and no divisor.
+  bool add_product(const Node& node, const mpq_class& factor,
+                   const State& state, Sum& sum, bool& conditional) {
+    Sum product;
+    product.constant = factor;
+    for (std::size_t i = 0; i < node.args.size(); ++i) {
+      Sum part;
+      if (!add(*node.args[i], 1, state, part, conditional)) return false;
+      Sum next;
+      if (node.op == Op::kDivide && i > 0) {
+        if (!part.factors.empty()) die("a divisor is no number");
+        next.add(product, 1 / part.constant);
+      } else if (part.factors.empty()) {
+        next.add(product, part.constant);
+      } else {
+        if (!product.factors.empty()) die("a product is not linear");
+        next.add(part, product.constant);
+      }
+      product = next;
+    }
+    sum.add(product, 1);
+    return true;
+  }
+
+  struct HashPair {
+    std::size_t operator()(
+        const std::pair<const Node*, const Node*>& pair) const {
+      const std::hash<const Node*> hash;
+      return hash(pair.first) * 31 + hash(pair.second);
+    }
+  };
+
+  const std::vector<Formula>& formulas_;
+  std::optional<Decision> decision_;
+  std::unordered_map<std::pair<const Node*, const Node*>, Reading, HashPair>
+      readings_[2];
+};
+
+}  // namespace
+
+bool is_satisfiable(const std::vector<Formula>& formulas) {
+  return Enumeration(formulas).run();
+}
+
+}  // namespace vorn::bruteforce

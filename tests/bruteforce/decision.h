@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_TESTS_BRUTEFORCE_DECISION_H
+#define VORN_TESTS_BRUTEFORCE_DECISION_H
+
+#include <vector>
+
+#include "tests/bruteforce/formula.h"
+
+namespace vorn::bruteforce {
+
+/// Whether the formulas have a common model: by enumeration of the truth values
+/// of Boolean variables and of the bounds that the formulas speak of, each
+/// choice of bounds tested by shortest paths between all pairs of variables.
+///
+/// Requires: every comparison, whatever its conditional terms choose, says
+/// k * (x - y) against a number, k * x against a number, or nothing about
+/// variables, over variables of one sort.
+/// Cost: exponential in the number of bounds.
+bool is_satisfiable(const std::vector<Formula>& formulas);
+
+}  // namespace vorn::bruteforce
+
+#endif  // VORN_TESTS_BRUTEFORCE_DECISION_H
