@@ -7,6 +7,6 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 mode=(-i)
 [ "${1-}" != --check ] || mode=(--dry-run --Werror)
-find vorn solver tests bench fuzz examples \
+find . \( -path ./build -o -path ./.git \) -prune -o \
   \( -name '*.h' -o -name '*.cc' \) -print0 |
   xargs -0 clang-format "${mode[@]}"

@@ -167,7 +167,7 @@ std::string statistics_text(const Interpreter& interpreter,
                             Watchdog::Clock::time_point start) {
   std::string text;
   for (const auto& [key, value] : interpreter.statistics()) {
-    text += "; " + key + ": " + value + '\n';
+    text.append("; ").append(key).append(": ").append(value).append("\n");
   }
   const std::chrono::duration<double> elapsed = Watchdog::Clock::now() - start;
   rusage usage = {};

@@ -217,6 +217,7 @@ bool Interpreter::do_get_value() {
     return false;
   }
   std::vector<std::string> parts;
+  parts.reserve(terms.size());
   for (const ParsedTerm& term : terms) {
     parts.push_back('(' + text_of(term) + ' ' + value_text(term.term) + ')');
   }
