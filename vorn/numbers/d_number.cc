@@ -68,23 +68,8 @@ bool DNumber::mixed_less(const DNumber& a, const DNumber& b) {
   return b.is_tagged() ? b.rational().sign() != 0 : a.rational().sign() == 0;
 }
 
-bool DNumber::sum_less(const DNumber& a, const DNumber& b, const DNumber& c) {
-  if (((a.repr_ | b.repr_ | c.repr_) & kTag) != 0)
-    return sum_less_slow(a, b, c);
-  const num_repr& x = *a.repr();
-  const num_repr& y = *b.repr();
-  const num_repr& z = *c.repr();
-  QNumber r(x.rational);
-  r += y.rational;
-  if (z.rational < r) return false;
-  if (!(r == z.rational)) return true;
-  QNumber e(x.eps);
-  e += y.eps;
-  return e < z.eps;
-}
-
-bool DNumber::sum_less_slow(const DNumber& a, const DNumber& b,
-                            const DNumber& c) {
+bool DNumber::sum_less_tagged(const DNumber& a, const DNumber& b,
+                              const DNumber& c) {
   return a + b < c;
 }
 

@@ -40,14 +40,19 @@ class VORN_EXPORT DNumber {
  public:
   /// The block behind the values that share it.
   struct alignas(8) num_repr {
+    /// The part without eps.
     QNumber rational;
+    /// The coefficient of eps.
     QNumber eps;
     /// The number of untagged words that own a share.
     std::int32_t refcount;
 
+    /// Zero with one share.
     constexpr num_repr() noexcept : refcount(1) {}
+    /// r + e*eps with `refs` shares.
     constexpr num_repr(int r, int e, int refs) noexcept
         : rational(r), eps(e), refcount(refs) {}
+    /// r + e*eps with one share.
     num_repr(QNumber&& r, QNumber&& e) noexcept
         : rational(std::move(r)), eps(std::move(e)), refcount(1) {}
 
@@ -81,6 +86,7 @@ class VORN_EXPORT DNumber {
   /// Requires: not an assignment to itself by the only owner of a block, which
   /// the release would free before it is read.
   DNumber& operator=(const DNumber& other) noexcept;
+  /// Takes the other's share; `other` becomes the shared zero.
   DNumber& operator=(DNumber&& other) noexcept {
     const std::uintptr_t taken = std::exchange(other.repr_, word(&zero));
     release();
@@ -118,16 +124,30 @@ class VORN_EXPORT DNumber {
 
   /// (a + b) < c without making the sum's block. Cost: no allocation while the
   /// sums of the parts stay small.
-  static bool sum_less(const DNumber& a, const DNumber& b, const DNumber& c);
+  static bool sum_less(const DNumber& a, const DNumber& b, const DNumber& c) {
+    if (((a.repr_ | b.repr_ | c.repr_) & kTag) != 0) {
+      return sum_less_tagged(a, b, c);
+    }
+    const num_repr& x = *a.repr();
+    const num_repr& y = *b.repr();
+    const num_repr& z = *c.repr();
+    const int order = QNumber::compare_sum(x.rational, y.rational, z.rational);
+    if (order != 0) return order < 0;
+    return QNumber::compare_sum(x.eps, y.eps, z.eps) < 0;
+  }
 
+  /// Whether the value lies above or below all untagged ones.
   bool is_tagged() const { return (repr_ & kTag) != 0; }
+  /// The part without eps. Requires: the value outlives the reference.
   const QNumber& rational() const { return repr()->rational; }
+  /// The coefficient of eps. Requires: as above.
   const QNumber& eps() const { return repr()->eps; }
 
   /// The rational part; then, for a non-zero coefficient k, " + " or " - ",
   /// |k| and "*" unless |k| is 1, and "eps": "4", "1/2 - eps", "0 + 3*eps". A
   /// tagged value is "inf", or "-inf" when its rational part is zero.
   std::string to_str() const;
+  /// Writes the text of to_str.
   friend VORN_EXPORT std::ostream& operator<<(std::ostream& out,
                                               const DNumber& d);
 
@@ -155,8 +175,8 @@ class VORN_EXPORT DNumber {
   static void free_block(num_repr* block) noexcept;
   static num_repr* sum_block(const num_repr& a, const num_repr& b);
   static bool mixed_less(const DNumber& a, const DNumber& b);
-  static bool sum_less_slow(const DNumber& a, const DNumber& b,
-                            const DNumber& c);
+  static bool sum_less_tagged(const DNumber& a, const DNumber& b,
+                              const DNumber& c);
 
   /// Address of a num_repr; bit 0 is the tag.
   std::uintptr_t repr_;

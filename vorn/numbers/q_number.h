@@ -92,16 +92,20 @@ class VORN_EXPORT QNumber {
   /// in +-(2^63 - 1). Nothing for any other text, a zero denominator included.
   static std::optional<QNumber> from_string(std::string_view text);
 
+  /// Adds.
   QNumber& operator+=(const QNumber& other) {
     if (den_ == 1 && other.den_ == 1 && add_fits(num_, other.num_, &num_)) {
       return *this;
     }
     return add_slow(other);
   }
+  /// Subtracts.
   QNumber& operator-=(const QNumber& other);
+  /// Multiplies.
   QNumber& operator*=(const QNumber& other);
   /// Requires: other is not zero.
   QNumber& operator/=(const QNumber& other);
+  /// The negative.
   QNumber operator-() const;
 
   /// -1, 0 or 1.
@@ -109,6 +113,7 @@ class VORN_EXPORT QNumber {
     if (den_ == 0) return big_sign();
     return (num_ > 0 ? 1 : 0) - (num_ < 0 ? 1 : 0);
   }
+  /// Whether the denominator of the lowest terms is 1.
   bool is_integer() const { return den_ == 1 || (den_ == 0 && big_integer()); }
   /// The greatest integer not above the value; in the small form if it fits.
   QNumber floor() const;
@@ -116,6 +121,7 @@ class VORN_EXPORT QNumber {
   QNumber ceil() const;
   /// Numerator and denominator of the lowest terms, as integers.
   QNumber numerator() const;
+  /// As above; at least 1.
   QNumber denominator() const;
 
   /// Equal values have equal hashes, whatever their forms.
@@ -124,16 +130,30 @@ class VORN_EXPORT QNumber {
   /// "n" for an integer, otherwise "n/d", decimal. The same text as `<<`.
   std::string to_str() const;
 
+  /// The order of rationals, exact for any mix of forms.
   friend bool operator<(const QNumber& a, const QNumber& b) {
     if (a.den_ == 1 && b.den_ == 1) return a.num_ < b.num_;
     return less_slow(a, b);
   }
+  /// Negative, zero or positive as a + b is below, equal to or above c. Makes
+  /// no sum while all three are small integers; otherwise costs an addition and
+  /// a comparison.
+  static int compare_sum(const QNumber& a, const QNumber& b, const QNumber& c) {
+    std::int64_t sum = 0;
+    if (a.den_ == 1 && b.den_ == 1 && c.den_ == 1 &&
+        !__builtin_add_overflow(a.num_, b.num_, &sum)) {
+      return (sum > c.num_ ? 1 : 0) - (sum < c.num_ ? 1 : 0);
+    }
+    return compare_sum_slow(a, b, c);
+  }
+  /// Equality of values, whatever their forms.
   friend bool operator==(const QNumber& a, const QNumber& b) {
     if (a.den_ != 0 && b.den_ != 0) {
       return a.num_ == b.num_ && a.den_ == b.den_;
     }
     return equal_slow(a, b);
   }
+  /// Writes the text of to_str.
   friend VORN_EXPORT std::ostream& operator<<(std::ostream& out,
                                               const QNumber& q);
 
@@ -150,6 +170,7 @@ class VORN_EXPORT QNumber {
     *result = sum;
     return true;
   }
+  /// The same for a product, whose result -2^63 counts as overflow too.
   static bool mul_fits(std::int64_t x, std::int64_t y, std::int64_t* result) {
     std::int64_t product = 0;
     if (__builtin_mul_overflow(x, y, &product)) return false;
@@ -186,6 +207,8 @@ class VORN_EXPORT QNumber {
   void negate();
   int big_sign() const;
   bool big_integer() const;
+  static int compare_sum_slow(const QNumber& a, const QNumber& b,
+                              const QNumber& c);
   static bool less_slow(const QNumber& a, const QNumber& b);
   static bool equal_slow(const QNumber& a, const QNumber& b);
 
@@ -210,8 +233,10 @@ inline bool operator>=(const QNumber& a, const QNumber& b) {
 
 }  // namespace vorn
 
+/// Lets a QNumber be a key of the standard containers.
 template <>
 struct std::hash<vorn::QNumber> {
+  /// QNumber::hash.
   std::size_t operator()(const vorn::QNumber& q) const { return q.hash(); }
 };
 

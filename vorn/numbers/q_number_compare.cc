@@ -85,6 +85,14 @@ struct QNumberBig {
   }
 };
 
+int QNumber::compare_sum_slow(const QNumber& a, const QNumber& b,
+                              const QNumber& c) {
+  QNumber sum(a);
+  sum += b;
+  if (sum == c) return 0;
+  return sum < c ? -1 : 1;
+}
+
 bool QNumber::less_slow(const QNumber& a, const QNumber& b) {
   const int sign_a = a.sign();
   const int sign_b = b.sign();
