@@ -42,6 +42,10 @@ int DifferenceTheory::node_of(const Term* term) {
   return term == nullptr ? 0 : mapper_.add_variable(term);
 }
 
+const Term* DifferenceTheory::term_of(int node) const {
+  return node == 0 ? nullptr : static_cast<const Term*>(mapper_.term(node));
+}
+
 Literal DifferenceTheory::literal_of(const DifferenceBound& bound,
                                      bool integer) {
   const int source = node_of(bound.source);
@@ -136,6 +140,9 @@ void DifferenceTheory::shrink_atoms(std::size_t count) {
     dl::Graph& lessons = lemma_finder_->graph();
     while (lessons.has_lemmas()) lessons.get_next_lemma();
   }
+  for (auto tie = tied_.begin(); tie != tied_.end();) {
+    tie = tie->second >= count ? tied_.erase(tie) : std::next(tie);
+  }
   while (atoms_.size() > count) {
     const Atom& atom = atoms_.back();
     for (const int id : {atom.constraints[1], atom.constraints[0]}) {
@@ -228,6 +235,10 @@ bool DifferenceTheory::final_check(std::vector<Literal>& /*conflict*/) {
     value = potential.rational();
     value -= origin.rational();
     value += part;
+    // Real bounds can move the origin, and with it the integers, off the whole
+    // numbers. Rounding all integers down keeps every bound between them, whose
+    // weights are integers, and every bound of one alone.
+    if (term_of(n)->sort == Sort::kInt) value = value.floor();
   }
   return true;
 }

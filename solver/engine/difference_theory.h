@@ -149,9 +149,11 @@ class DifferenceTheory final : public Theory {
   std::optional<Domain> domain_of(const NodePair& pair) const;
   std::optional<Literal> value_literal(int base, int node, const Domain& domain,
                                        const QNumber& value, bool& settled);
-  void tie(std::size_t atom_index, int base, const Domain& source_domain,
-           const Domain& target_domain);
+  std::size_t tie(std::size_t atom_index, int base, const Domain& source_domain,
+                  const Domain& target_domain);
   int node_of(const Term* term);
+  /// The term of a node; null for node 0.
+  const Term* term_of(int node) const;
   int pair_of(int source, int target);
   int add_constraint(const DifferenceBound& bound, const Term* atom,
                      bool negated, Literal literal, int pair);
@@ -183,6 +185,9 @@ class DifferenceTheory final : public Theory {
   /// Positions in pairs_, by both nodes packed into a word.
   std::unordered_map<std::uint64_t, int> pair_positions_;
   std::deque<std::vector<Literal>> clauses_;
+  /// By atom and base: the newest atom in the clauses that tie the atom to the
+  /// values above the base.
+  std::map<std::pair<std::size_t, int>, std::size_t> tied_;
 
   /// Constraints of the assigned literals, in order, and where each level
   /// begins.

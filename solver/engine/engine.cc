@@ -81,14 +81,20 @@ class Engine::Model final : public Interpretation {
     return literal && machinery_.search.model_value(*literal);
   }
   QNumber number_value(const Term* symbol) override {
-    return machinery_.theory.model_value(symbol).value_or(QNumber(0));
+    QNumber value = machinery_.theory.model_value(symbol).value_or(QNumber(0));
+    if (symbol->sort == Sort::kInt && !value.is_integer()) integral_ = false;
+    return value;
   }
+
+  /// Whether every integer looked at so far has an integral value.
+  bool is_integral() const { return integral_; }
 
   Evaluator& evaluator() { return evaluator_; }
 
  private:
   const Machinery& machinery_;
   Evaluator evaluator_;
+  bool integral_ = true;
 };
 
 Engine::Engine(TermStore& store, const EngineOptions& options)
@@ -204,7 +210,8 @@ bool Engine::model_holds(const std::vector<const Term*>& assumptions) {
     return model_->evaluator().bool_value(term);
   };
   return std::all_of(assertions_.begin(), assertions_.end(), holds) &&
-         std::all_of(assumptions.begin(), assumptions.end(), holds);
+         std::all_of(assumptions.begin(), assumptions.end(), holds) &&
+         model_->is_integral();
 }
 
 bool Engine::bool_value(const Term* term) {

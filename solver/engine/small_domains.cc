@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -67,10 +68,7 @@ std::optional<Literal> DifferenceTheory::value_literal(int base, int node,
                                                        bool& settled) {
   settled = !(value < domain.high);
   if (settled || value < domain.low) return std::nullopt;
-  const Term* base_term =
-      base == 0 ? nullptr : static_cast<const Term*>(mapper_.term(base));
-  const DifferenceBound bound{base_term,
-                              static_cast<const Term*>(mapper_.term(node)),
+  const DifferenceBound bound{term_of(base), term_of(node),
                               la::DNumber(value, QNumber(0))};
   return literal_of(bound, true);
 }
@@ -83,11 +81,12 @@ void DifferenceTheory::split_small_domains() {
   };
   std::unordered_map<int, std::vector<Confined>> by_node;
   for (const NodePair& pair : pairs_) {
-    const auto* target = static_cast<const Term*>(mapper_.term(pair.target));
-    if (target->sort != Sort::kInt) continue;
+    if (term_of(pair.target)->sort != Sort::kInt) continue;
     const std::optional<Domain> domain = domain_of(pair);
     if (!domain) continue;
     by_node[pair.target].push_back({pair.source, *domain});
+    // The constant 0 is no variable to split.
+    if (pair.source == 0) continue;
     by_node[pair.source].push_back(
         {pair.target, {-domain->high, -domain->low}});
   }
@@ -100,27 +99,36 @@ void DifferenceTheory::split_small_domains() {
     if (sources == by_node.end() || targets == by_node.end()) continue;
     for (const Confined& s : sources->second) {
       for (const Confined& t : targets->second) {
-        if (s.base == t.base) tie(k, s.base, s.domain, t.domain);
+        if (s.base != t.base || tied_.count({k, s.base}) != 0) continue;
+        tied_[{k, s.base}] = tie(k, s.base, s.domain, t.domain);
       }
     }
   }
 }
 
-// Both kinds of clauses for one atom between two confined variables.
-void DifferenceTheory::tie(std::size_t atom_index, int base,
-                           const Domain& source_domain,
-                           const Domain& target_domain) {
+// Both kinds of clauses for one atom between two confined variables. Returns
+// the position of the newest atom in them.
+std::size_t DifferenceTheory::tie(std::size_t atom_index, int base,
+                                  const Domain& source_domain,
+                                  const Domain& target_domain) {
   const auto pair = static_cast<std::size_t>(atoms_[atom_index].pair);
   const int source = pairs_[pair].source;
   const int target = pairs_[pair].target;
   const QNumber limit = atoms_[atom_index].weight.rational();
   const Literal difference(atoms_[atom_index].variable, false);
-  const auto add = [this](std::optional<Literal> a, bool a_settled,
-                          std::optional<Literal> b, bool b_settled, Literal c) {
+  std::size_t newest = atom_index;
+  const auto add = [this, &newest](std::optional<Literal> a, bool a_settled,
+                                   std::optional<Literal> b, bool b_settled,
+                                   Literal c) {
     if ((!a && a_settled) || (!b && b_settled)) return;
     std::vector<Literal> clause{c};
     if (a) clause.push_back(*a);
     if (b) clause.push_back(*b);
+    for (const Literal literal : clause) {
+      const auto variable = static_cast<std::size_t>(literal.variable());
+      newest = std::max(newest,
+                        static_cast<std::size_t>(atom_of_variable_[variable]));
+    }
     clauses_.push_back(std::move(clause));
   };
   const auto negate = [](std::optional<Literal> literal) {
@@ -148,6 +156,7 @@ void DifferenceTheory::tie(std::size_t atom_index, int base,
     const auto t = value_literal(base, target, target_domain, sum, implied);
     add(negate(s), !at_most, t, implied, ~difference);
   }
+  return newest;
 }
 
 }  // namespace vorn::solver
