@@ -34,12 +34,14 @@ struct hash;
 /// ids are dense and the same in every run.
 template <class T>
 struct hash<const T*> {
+  /// The id.
   std::uint64_t operator()(const T* pointer) const { return pointer->id; }
 };
 
 /// The key of a pair is its first half.
 template <class K, class V>
 struct GetKey_pair {
+  /// The first half.
   const K& operator()(const std::pair<K, V>& value) const {
     return value.first;
   }
@@ -67,18 +69,23 @@ class Hashtable {
                 "nodes are released without running destructors");
 
  public:
+  /// A node of a chain.
   struct Bucket {
+    /// The rest of the chain, or of the free list.
     Bucket* next;
+    /// What was inserted.
     Value value;
   };
 
   /// What find() returns; at the end exactly when `node` is null.
   struct iterator {
+    /// The buckets of the table that was searched.
     const std::vector<Bucket*>* table;
     /// Bucket count at the time of the call.
     std::size_t nbuckets;
     /// Bucket of the node; `nbuckets` at the end.
     std::size_t index;
+    /// The node that holds the key.
     Bucket* node;
   };
 
@@ -101,6 +108,7 @@ class Hashtable {
     }
   }
 
+  /// The number of values.
   std::size_t size() const { return size_; }
 
   /// The position of `key`. In an empty table the key is not even hashed.

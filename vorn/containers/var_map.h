@@ -44,6 +44,7 @@ class VarMap {
   /// contains().
   class VarMapIterator {
    public:
+    /// Stands at slot `pos`. Requires: `map` outlives the iterator.
     VarMapIterator(const VarMap* map, std::size_t pos)
         : map_(map),
           flags_(&map->present_),
@@ -51,6 +52,7 @@ class VarMap {
           cur_(),
           cur_valid_(false) {}
 
+    /// The key and a copy of its value.
     std::pair<int, T>& operator*() {
       if (!cur_valid_) {
         cur_.first = static_cast<int>(pos_);
@@ -59,8 +61,10 @@ class VarMap {
       }
       return cur_;
     }
+    /// The same, by member.
     std::pair<int, T>* operator->() { return &**this; }
 
+    /// Moves to the next present key.
     VarMapIterator& operator++() {
       ++pos_;
       cur_valid_ = false;
@@ -74,6 +78,7 @@ class VarMap {
       b.skip_absent();
       return a.pos_ == b.pos_;
     }
+    /// The opposite; moves forward like ==.
     friend bool operator!=(const VarMapIterator& a, const VarMapIterator& b) {
       return !(a == b);
     }
@@ -120,6 +125,7 @@ class VarMap {
 
   /// The value of a present key. Requires: contains(key).
   T& at(int key) { return values_[static_cast<std::size_t>(key)]; }
+  /// The same for reading.
   const T& at(int key) const { return values_[static_cast<std::size_t>(key)]; }
 
   /// Number of slots; every present key is below it.
@@ -144,12 +150,14 @@ class VarMap {
     return true;
   }
 
+  /// The first present key, or end().
   VarMapIterator begin() const {
     if (num_keys_ == 0) return end();
     std::size_t pos = 0;
     while (pos < present_.size() && present_[pos] == 0) ++pos;
     return VarMapIterator(this, pos);
   }
+  /// Behind the last slot.
   VarMapIterator end() const { return VarMapIterator(this, values_.size()); }
 
   /// Destroys all slots. The count of keys deliberately stays: it only tells

@@ -16,6 +16,7 @@ namespace vorn::dl {
 /// is a zero in a block of its own, so making one allocates.
 struct VORN_EXPORT Edge {
   Edge() : source(-1), target(-1), weight(0, 0), id(-1) {}
+  /// The constraint to - from <= bound.
   Edge(int from, int to, const la::DNumber& bound, int edge_id)
       : source(from), target(to), weight(bound), id(edge_id) {}
   Edge(const Edge&) = default;
@@ -31,6 +32,7 @@ struct VORN_EXPORT Edge {
   int source;
   /// The node the edge enters; -1 in a default edge.
   int target;
+  /// The most by which the target may exceed the source.
   la::DNumber weight;
   /// The caller's own id for the edge, which the graph keeps and prints but
   /// does not use; -1 in a default edge.

@@ -79,6 +79,7 @@ class VORN_EXPORT Graph {
   /// A lemma: the clause as one term, and its disjuncts, the implied bound
   /// last.
   using Lemma = std::pair<const Term_*, std::vector<const Term_*>>;
+  /// A value for each node.
   using Potentials = la::VarMap<la::DNumber, true, true>;
 
   /// Reads nothing from the three.
@@ -165,6 +166,7 @@ class VORN_EXPORT Graph {
 
   // Lemmas (lemma_search.cc, lemma_terms.cc).
 
+  /// Whether a lemma waits to be taken.
   bool has_lemmas() { return !lemmas_.empty(); }
   /// Takes the oldest lemma off the queue. Requires: has_lemmas().
   Lemma get_next_lemma();

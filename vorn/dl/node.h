@@ -70,6 +70,7 @@ class VORN_EXPORT Node {
   const std::vector<int>& notified() const { return notified_; }
   /// The edge that last lowered this node's potential; -1 for none.
   int pred_edge() const { return pred_edge_; }
+  /// Notes which edge lowered the potential; -1 for none.
   void set_pred_edge(int id) { pred_edge_ = id; }
 
  private:

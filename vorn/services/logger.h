@@ -14,6 +14,7 @@ struct Inspector;
 
 /// Level of the message being written, streamed right after its tag.
 struct loglevel {
+  /// 0 is the most important.
   int level;
 };
 
@@ -37,14 +38,17 @@ VORN_EXPORT bool is_terminal(const std::ostream& stream);
 /// Ownership: the stream is borrowed and must outlive the logger.
 class VORN_EXPORT Logger {
  public:
+  /// Writes messages up to level `verbosity` to `out`.
   Logger(std::ostream& out, int verbosity);
 
   /// Messages under this tag are suppressed, or written again.
   void switch_off(const std::string& tag) { switched_off_.insert(tag); }
+  /// Undoes switch_off.
   void switch_on(const std::string& tag) { switched_off_.erase(tag); }
 
   /// Opens a message, at level 0 until a loglevel is streamed.
   Logger& operator()(const char* tag);
+  /// Sets the level of the message at hand.
   Logger& operator<<(const loglevel& l) {
     msg_level_ = l.level;
     return *this;

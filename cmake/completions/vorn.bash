@@ -1,0 +1,30 @@
+# SPDX-License-Identifier: MIT
+# Completion of vorn(1) for bash.
+_vorn() {
+  local word=$2 previous=$3 words=
+  COMPREPLY=()
+  case $previous in
+    --lemmas) words='none short long both' ;;
+    --lemma-dedup | --check-models) words='on off' ;;
+    --timeout | --memory-limit | --lemma-overlap | --seed) return ;;
+    *)
+      if [[ $word == -* ]]; then
+        words='-h --help --version --timeout --memory-limit --stats
+          -v --verbose --lemmas --lemma-overlap --lemma-dedup --check-models
+          --seed'
+      else
+        local name
+        while IFS= read -r name; do
+          if [[ -d $name ]]; then
+            COMPREPLY+=("$name/")
+          elif [[ $name == *.smt2 ]]; then
+            COMPREPLY+=("$name")
+          fi
+        done < <(compgen -f -- "$word")
+        return
+      fi
+      ;;
+  esac
+  mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
+}
+complete -o filenames -F _vorn vorn

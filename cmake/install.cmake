@@ -1,0 +1,51 @@
+# SPDX-License-Identifier: MIT
+#
+# What lets other projects find an installed Vorn: a CMake package and a
+# pkg-config file. Both find the rest by their own place, so that an installed
+# tree may be moved.
+include(CMakePackageConfigHelpers)
+
+set(vorn_config_dir ${CMAKE_INSTALL_LIBDIR}/cmake/vorn)
+set(vorn_pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+configure_package_config_file(
+  ${CMAKE_CURRENT_LIST_DIR}/vornConfig.cmake.in vornConfig.cmake
+  INSTALL_DESTINATION ${vorn_config_dir}
+  NO_SET_AND_CHECK_MACRO)
+# Before 1.0 a minor version may change the interface.
+write_basic_package_version_file(vornConfigVersion.cmake
+                                 COMPATIBILITY SameMinorVersion)
+install(
+  FILES ${CMAKE_CURRENT_BINARY_DIR}/vornConfig.cmake
+        ${CMAKE_CURRENT_BINARY_DIR}/vornConfigVersion.cmake
+  DESTINATION ${vorn_config_dir}
+  COMPONENT dev)
+install(
+  EXPORT vornTargets
+  NAMESPACE vorn::
+  DESTINATION ${vorn_config_dir}
+  COMPONENT dev)
+
+# A program that links the static library links GMP too.
+if(BUILD_SHARED_LIBS)
+  set(vorn_gmp_requirement Requires.private)
+else()
+  set(vorn_gmp_requirement Requires)
+endif()
+file(RELATIVE_PATH vorn_way_to_prefix "/${vorn_pkgconfig_dir}" "/")
+configure_file(${CMAKE_CURRENT_LIST_DIR}/vorn.pc.in vorn.pc @ONLY)
+install(
+  FILES ${CMAKE_CURRENT_BINARY_DIR}/vorn.pc
+  DESTINATION ${vorn_pkgconfig_dir}
+  COMPONENT dev)
+
+install(
+  FILES ${PROJECT_SOURCE_DIR}/LICENSE
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libvorn-dev
+  COMPONENT dev)
+if(VORN_BUILD_SOLVER)
+  install(
+    FILES ${PROJECT_SOURCE_DIR}/LICENSE
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/vorn
+    COMPONENT command)
+endif()
