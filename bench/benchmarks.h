@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_BENCH_BENCHMARKS_H
+#define VORN_BENCH_BENCHMARKS_H
+
+#include <string>
+
+#include "bench/trace.h"
+
+// Each registers the benchmarks of one source file, in the order of the table.
+
+namespace vorn::bench {
+
+/// With a file name, also a benchmark that replays the trace in that file.
+void add_graph_benchmarks(const std::string& trace_file);
+void add_growth_benchmarks();
+void add_memory_benchmarks();
+void add_lemma_benchmarks();
+void add_number_benchmarks();
+void add_container_benchmarks();
+
+/// What the search does on the job-shop problem ft10.
+Trace ft10_trace();
+
+/// The process that measures memory: builds the graph `which` ("vorn" or
+/// "floor") with as many edges as nodes, prints the bytes that it took per
+/// pair, and returns the exit code.
+int measure_memory(const std::string& which, int pairs);
+
+}  // namespace vorn::bench
+
+#endif  // VORN_BENCH_BENCHMARKS_H
