@@ -224,6 +224,11 @@ void GraphModel::reset(bool full) {
 }
 
 bool GraphModel::next_check_would_not_end() const {
+  // A walk needs a conflict before the one that the check may find.
+  if (settings_.tlemma_kinds == 0 || pending_.empty() ||
+      cur_conflict_.empty()) {
+    return false;
+  }
   GraphModel copy = *this;
   copy.check();
   return copy.walk_did_not_end_;

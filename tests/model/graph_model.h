@@ -113,6 +113,7 @@ class GraphModel {
   bool edge_is_registered(int id) const { return edges_.count(id) != 0; }
   /// The default edge for an id that is not registered.
   EdgeRecord get_edge(int id) const;
+  std::size_t num_edges() const { return edges_.size(); }
   /// Ascending ids of all registered edges.
   std::vector<int> registered_edges() const;
 

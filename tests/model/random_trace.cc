@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <random>
 #include <set>
@@ -9,7 +10,8 @@
 #include "tests/model/trace.h"
 
 // Random traces. Each one first draws its own character: how many nodes and
-// constraints, what weights look like, how deep it backtracks. A model runs
+// constraints (fewer in a short trace, which has to come to conflicts soon),
+// what weights look like, how deep it backtracks. A model runs
 // along, because the caller has to take back a constraint after a failed check
 // and because a lemma walk that would not end has to be seen beforehand.
 //
@@ -74,6 +76,7 @@ class Generator {
 
   int random_node();
   EdgeRecord random_edge(int id);
+  EdgeRecord opposite_edge(int id);
   mpz_class random_bits(int bits);
   mpq_class fraction(int low, int high, int max_denominator);
   mpq_class pool_value(WeightClass weights);
@@ -96,6 +99,7 @@ class Generator {
   int first_constraint_ = 0;
   int pair_percent_ = 0;
   int ring_percent_ = 0;
+  int opposite_percent_ = 0;
   int loop_percent_ = 0;
   int positive_percent_ = 0;
   int retract_percent_ = 0;
@@ -108,13 +112,16 @@ class Generator {
 };
 
 void Generator::draw_character() {
-  num_nodes_ = between(2, 10);
+  const bool is_short = length_ < 60;
+  const bool is_large = length_ > 150 && chance(20);
+  num_nodes_ = between(2, is_short ? 5 : is_large ? 30 : 10);
   first_node_ = chance(60) ? 0 : 1;
-  node_stride_ = chance(80) ? 1 : 3;
-  num_constraints_ = between(3, 30);
+  node_stride_ = chance(80) ? 1 : chance(80) ? 3 : 40;
+  num_constraints_ = between(3, is_short ? 12 : is_large ? 90 : 30);
   first_constraint_ = chance(40) ? 0 : between(1, 3);
   pair_percent_ = chance(50) ? 0 : between(5, 60);
   ring_percent_ = between(0, 90);
+  opposite_percent_ = chance(60) ? 0 : between(10, 80);
   loop_percent_ = chance(50) ? 0 : between(2, 12);
   positive_percent_ = between(45, 85);
   retract_percent_ = chance(50) ? 10 : 100;
@@ -231,6 +238,25 @@ EdgeRecord Generator::random_edge(int id) {
   return edge;
 }
 
+/// The negation of a bound that is registered: of the bound over reals, or of
+/// one over integers. Requires: something is registered.
+EdgeRecord Generator::opposite_edge(int id) {
+  const std::set<int>& registered = contract_.registered();
+  auto place = registered.begin();
+  std::advance(place, between(0, static_cast<int>(registered.size()) - 1));
+  EdgeRecord edge = told_[*place].first;
+  std::swap(edge.source, edge.target);
+  edge.weight.rational = -edge.weight.rational;
+  edge.weight.eps = -edge.weight.eps;
+  if (weights_ == WeightClass::kStrict || chance(20)) {
+    edge.weight.eps -= 1;
+  } else {
+    edge.weight.rational -= 1;
+  }
+  edge.id = id;
+  return edge;
+}
+
 void Generator::emit(const Call& call) {
   if (full() || halted_) {
     return;
@@ -284,7 +310,10 @@ void Generator::tell() {
   Call call;
   call.constraint = constraint;
   call.kind = chance(pair_percent_) ? CallKind::kTellBi : CallKind::kTell;
-  call.first = random_edge(2 * constraint);
+  const bool is_opposite =
+      !contract_.registered().empty() && chance(opposite_percent_);
+  call.first =
+      is_opposite ? opposite_edge(2 * constraint) : random_edge(2 * constraint);
   if (call.kind == CallKind::kTellBi) {
     call.second = random_edge(2 * constraint + 1);
     if (chance(70)) {

@@ -18,6 +18,7 @@ struct RunResult {
   /// Calls made and compared; at a difference, the index of the call that
   /// brought it out.
   std::size_t calls = 0;
+  std::size_t checks = 0;
   std::size_t conflicts = 0;
   std::size_t lemmas = 0;
   /// For people: the call, and what either side said.
@@ -27,7 +28,10 @@ struct RunResult {
 /// Drives a graph and the model through `trace` and compares everything that
 /// can be observed after every call: results, conflict set, potentials and
 /// edge lists, lemmas, log, statistics, and answers to probes of potentials.
-/// Requires: keeps_contract(trace).
+/// While some hundreds of constraints are registered, as in the recording of a
+/// solver, only results and conflict sets are compared after every call and the
+/// rest every so many calls, so that the cost does not grow with the square of
+/// the length. Requires: keeps_contract(trace).
 RunResult run_trace(const Trace& trace);
 
 /// The same with one trace for each side, which shows that a difference is

@@ -206,28 +206,23 @@ void write_trace(std::ostream& out, const Trace& trace) {
   }
 }
 
-bool read_trace(std::istream& in, Trace* trace) {
+bool read_trace(std::istream& in, Trace* trace, std::size_t* bad_line) {
   trace->clear();
   std::string line;
-  while (std::getline(in, line)) {
+  for (std::size_t number = 1; std::getline(in, line); ++number) {
     if (line.empty() || line[0] == '#') {
       continue;
     }
     Call call;
     if (!call_from_text(line, &call)) {
+      if (bad_line != nullptr) {
+        *bad_line = number;
+      }
       return false;
     }
     trace->push_back(std::move(call));
   }
   return true;
-}
-
-bool Contract::is_registered(int constraint) const {
-  return registered_.count(constraint) != 0;
-}
-
-bool Contract::is_pushed(int constraint) const {
-  return std::find(stack_.begin(), stack_.end(), constraint) != stack_.end();
 }
 
 bool Contract::allows(const Call& call) const {
@@ -267,9 +262,11 @@ void Contract::apply(const Call& call) {
       break;
     case CallKind::kPush:
       stack_.push_back(call.constraint);
+      pushed_.insert(call.constraint);
       break;
     case CallKind::kPop:
       stack_.pop_back();
+      pushed_.erase(call.constraint);
       break;
     case CallKind::kRetract:
       registered_.erase(call.constraint);
@@ -277,6 +274,7 @@ void Contract::apply(const Call& call) {
     case CallKind::kReset:
       registered_.clear();
       stack_.clear();
+      pushed_.clear();
       break;
     default:
       break;
@@ -297,36 +295,6 @@ Trace without_breaches(const Trace& trace) {
     }
   }
   return kept;
-}
-
-Trace shrink(const Trace& trace,
-             const std::function<bool(const Trace&)>& fails) {
-  Trace best = trace;
-  std::size_t width = std::max<std::size_t>(best.size() / 2, 1);
-  while (true) {
-    bool shorter = false;
-    for (std::size_t at = 0; at < best.size();) {
-      const std::size_t end = std::min(at + width, best.size());
-      Trace candidate(best.begin(),
-                      best.begin() + static_cast<std::ptrdiff_t>(at));
-      candidate.insert(candidate.end(),
-                       best.begin() + static_cast<std::ptrdiff_t>(end),
-                       best.end());
-      candidate = without_breaches(candidate);
-      if (fails(candidate)) {
-        best = std::move(candidate);
-        shorter = true;
-      } else {
-        at = end;
-      }
-    }
-    if (width == 1 && !shorter) {
-      return best;
-    }
-    if (!shorter) {
-      width = std::max<std::size_t>(width / 2, 1);
-    }
-  }
 }
 
 }  // namespace vorn::model

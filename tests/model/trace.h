@@ -55,8 +55,10 @@ bool call_from_text(const std::string& line, Call* call);
 void write_trace(std::ostream& out, const Trace& trace);
 
 /// Reads what write_trace() writes; blank lines and lines that begin with `#`
-/// are skipped. False at the first line that is no call.
-bool read_trace(std::istream& in, Trace* trace);
+/// are skipped. False at the first line that is no call; its number, from 1,
+/// goes to `bad_line`, if there is one.
+bool read_trace(std::istream& in, Trace* trace,
+                std::size_t* bad_line = nullptr);
 
 /// Follows which constraints are registered and pushed, and so decides which
 /// calls keep to the contract of the graph. Results of calls play no part.
@@ -67,8 +69,12 @@ class Contract {
   /// Requires: allows(call).
   void apply(const Call& call);
 
-  bool is_registered(int constraint) const;
-  bool is_pushed(int constraint) const;
+  bool is_registered(int constraint) const {
+    return registered_.count(constraint) != 0;
+  }
+  bool is_pushed(int constraint) const {
+    return pushed_.count(constraint) != 0;
+  }
   const std::set<int>& registered() const { return registered_; }
   /// Pushed constraints, oldest first; only the last may be popped.
   const std::vector<int>& stack() const { return stack_; }
@@ -76,6 +82,8 @@ class Contract {
  private:
   std::set<int> registered_;
   std::vector<int> stack_;
+  /// The same constraints as stack_.
+  std::set<int> pushed_;
 };
 
 /// True if every call of `trace`, in order, keeps to the contract.
@@ -84,13 +92,16 @@ bool keeps_contract(const Trace& trace);
 /// `trace` without the calls that break the contract where they stand.
 Trace without_breaches(const Trace& trace);
 
-/// A random trace of at most `length` calls that keeps to the contract. The
-/// same seed and length give the same trace on every machine.
+/// A random trace of at most `length` calls that keeps to the contract; the
+/// longer, the more nodes and constraints. The same seed and length give the
+/// same trace on every machine.
 Trace random_trace(std::uint64_t seed, std::size_t length);
 
-/// A shorter trace, within the contract, for which `fails` still holds;
-/// removing any one call of it (with the calls that then break the contract)
-/// makes `fails` false. Requires: fails(trace).
+/// A shorter and plainer trace, within the contract, for which `fails` still
+/// holds. Removing any one call or constraint of it (with the calls that then
+/// break the contract) makes `fails` false, and so does each of the ways to put
+/// simpler values in its place. Requires: fails(trace).
+/// Cost: some hundred calls of `fails` for a trace of a hundred calls.
 Trace shrink(const Trace& trace,
              const std::function<bool(const Trace&)>& fails);
 

@@ -164,7 +164,41 @@ TEST(TraceTest, ShrinkLeavesOnlyCallsThatMatter) {
   };
   ASSERT_TRUE(fails(trace));
 
-  EXPECT_EQ(text_of(shrink(trace, fails)), "tell 900 1 2 6 4 0\npush 900\n");
+  EXPECT_EQ(text_of(shrink(trace, fails)), "tell 900 1 2 0 0 0\npush 900\n");
+}
+
+// Digits that play no part hide those that do; weights that have to change
+// together must not stop the rest from becoming simple.
+TEST(TraceTest, ShrinkMakesWeightsSimple) {
+  const Trace trace = trace_from_text(
+      "tell_bi 1 1 2 2 1267650600228229401496703205376/7 5/3 2 1 3 4 0\n"
+      "tell 2 2 1 4 -1267650600228229401496703205376/7 -7\n"
+      "tell 3 2 3 6 99 1\n"
+      "push 1\n"
+      "push 3\n");
+  // Needs constraint 1 pushed, its weight 3 or more, and 2 its exact opposite.
+  const auto fails = [](const Trace& part) {
+    return part.size() >= 3 && part[0].constraint == 1 &&
+           part[1].constraint == 2 && part[0].first.weight.rational >= 3 &&
+           part[0].first.weight.rational == -part[1].first.weight.rational &&
+           std::any_of(part.begin(), part.end(), [](const Call& call) {
+             return call.kind == CallKind::kPush && call.constraint == 1;
+           });
+  };
+  ASSERT_TRUE(fails(trace));
+
+  EXPECT_EQ(text_of(shrink(trace, fails)),
+            "tell 1 1 2 0 3 0\ntell 2 2 1 0 -3 0\npush 1\n");
+}
+
+// Whoever mends a damaged file has to find the line.
+TEST(TraceTest, ReadTraceNamesTheFirstBadLine) {
+  std::istringstream in("# a remark\ncheck\n\ntell 3\nfrobnicate\n");
+  Trace trace;
+  std::size_t bad_line = 0;
+
+  EXPECT_FALSE(read_trace(in, &trace, &bad_line));
+  EXPECT_EQ(bad_line, 4U);
 }
 
 }  // namespace
