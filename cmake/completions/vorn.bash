@@ -6,12 +6,16 @@ _vorn() {
   case $previous in
     --lemmas) words='none short long both' ;;
     --lemma-dedup | --check-models) words='on off' ;;
+    --record-graph)
+      mapfile -t COMPREPLY < <(compgen -f -- "$word")
+      return
+      ;;
     --timeout | --memory-limit | --lemma-overlap | --seed) return ;;
     *)
       if [[ $word == -* ]]; then
         words='-h --help --version --timeout --memory-limit --stats
-          -v --verbose --lemmas --lemma-overlap --lemma-dedup --check-models
-          --seed'
+          --record-graph -v --verbose --lemmas --lemma-overlap --lemma-dedup
+          --check-models --seed'
       else
         local name
         while IFS= read -r name; do

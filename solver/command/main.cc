@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <fstream>
 #include <iostream>
 #include <map>
 #include <new>
@@ -26,6 +27,7 @@
 #include "solver/command/descriptor_source.h"
 #include "solver/command/process_host.h"
 #include "solver/command/watchdog.h"
+#include "solver/engine/graph_recorder.h"
 #include "solver/smtlib/interpreter.h"
 #include "solver/smtlib/options.h"
 
@@ -43,6 +45,7 @@ struct Arguments {
   double timeout = 0;
   std::uint64_t memory_limit = 0;
   bool stats = false;
+  std::string recording;
   ScriptOptions script;
 };
 
@@ -98,6 +101,10 @@ std::optional<int> parse_arguments(int argc, char** argv,
       ->type_name("MIB");
   app.add_flag("--stats", arguments.stats,
                "Print counters at the end, as comment lines \"; key: value\"");
+  app.add_option("--record-graph", arguments.recording,
+                 "Write the calls on the constraint graph to this file, one a "
+                 "line")
+      ->type_name("FILE");
   app.add_flag("-v,--verbose", script.verbosity,
                "Log on standard error; -vv logs the graph's lemmas");
   const CLI::Option* lemmas =
@@ -178,9 +185,42 @@ std::string statistics_text(const Interpreter& interpreter,
   return text + line;
 }
 
+/// The file of --record-graph, and what writes to it.
+class Recording {
+ public:
+  /// False after a complaint if the file cannot be opened.
+  bool open(const std::string& path) {
+    path_ = path;
+    // The recorder hands over many lines at a time.
+    file_.rdbuf()->pubsetbuf(nullptr, 0);
+    file_.open(path, std::ios::binary);
+    if (!file_.is_open()) {
+      complain("cannot open " + path + ": " + std::strerror(errno));
+      return false;
+    }
+    recorder_.emplace(file_);
+    return true;
+  }
+  /// Null if there is no such file.
+  GraphRecorder* recorder() { return recorder_ ? &*recorder_ : nullptr; }
+  /// False after a complaint if not all could be written.
+  bool finish() {
+    if (!recorder_ || recorder_->finish()) return true;
+    complain("cannot write " + path_ + ": " +
+             std::strerror(recorder_->error()));
+    return false;
+  }
+
+ private:
+  std::string path_;
+  std::ofstream file_;
+  std::optional<GraphRecorder> recorder_;
+};
+
 int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
-               Watchdog::Clock::time_point start) {
+               Recording& recording, Watchdog::Clock::time_point start) {
   ProcessHost host(watchdog);
+  host.set_graph_recorder(recording.recorder());
   DescriptorSource source(fd, watchdog);
   Interpreter interpreter(source, host, arguments.script);
   try {
@@ -202,8 +242,9 @@ int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
   if (arguments.stats && !interpreter.output_lost()) {
     host.write_output(statistics_text(interpreter, start));
   }
+  const bool recorded = recording.finish();
   int status = 0;
-  if (interpreter.had_error() || interpreter.output_lost() ||
+  if (!recorded || interpreter.had_error() || interpreter.output_lost() ||
       source.error() != 0) {
     status = kFailure;
   }
@@ -229,6 +270,10 @@ int run(int argc, char** argv) {
   }
   const std::optional<int> fd = open_script(arguments.file);
   if (!fd.has_value()) return kFailure;
+  Recording recording;
+  if (!arguments.recording.empty() && !recording.open(arguments.recording)) {
+    return kFailure;
+  }
 
   std::optional<Watchdog::Clock::time_point> deadline;
   if (arguments.timeout > 0) {
@@ -239,7 +284,7 @@ int run(int argc, char** argv) {
                                std::min(arguments.timeout, kLongest)));
   }
   Watchdog watchdog(deadline);
-  return run_script(arguments, *fd, watchdog, start);
+  return run_script(arguments, *fd, watchdog, recording, start);
 }
 
 }  // namespace

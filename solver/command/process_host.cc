@@ -63,6 +63,7 @@ void ProcessHost::engine_made(Engine& engine) {
   engine_ = &engine;
   engine.set_stop(watchdog_.stop_flag());
   engine.set_logger(logger_.get());
+  engine.set_graph_recorder(graph_recorder_);
   if (shows_progress_) {
     engine.set_progress([this](const SearchStatistics& statistics) {
       show_progress(statistics);

@@ -9,6 +9,7 @@
 
 #include "solver/command/watchdog.h"
 #include "solver/engine/engine.h"
+#include "solver/engine/graph_recorder.h"
 #include "solver/smtlib/session_host.h"
 #include "vorn/services/logger.h"
 
@@ -26,6 +27,11 @@ class ProcessHost : public SessionHost {
   bool write_diagnostics(std::string_view reply) override;
   bool set_diagnostics(const std::string& channel,
                        std::uint64_t verbosity) override;
+  /// What notes the calls on the graph of each engine made from now on.
+  /// Borrowed.
+  void set_graph_recorder(GraphRecorder* recorder) {
+    graph_recorder_ = recorder;
+  }
   void engine_made(Engine& engine) override;
   void engine_gone() override;
   void reading() override;
@@ -44,6 +50,7 @@ class ProcessHost : public SessionHost {
   Engine* engine_ = nullptr;
   std::unique_ptr<std::ofstream> log_file_;
   std::unique_ptr<Logger> logger_;
+  GraphRecorder* graph_recorder_ = nullptr;
   bool shows_progress_;
   bool progress_shown_ = false;
   Watchdog::Clock::time_point last_progress_;

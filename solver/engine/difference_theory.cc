@@ -38,6 +38,12 @@ void DifferenceTheory::set_logger(Logger* logger) {
   if (lemma_finder_) lemma_finder_->graph().set_logger(logger);
 }
 
+void DifferenceTheory::set_recorder(GraphRecorder* recorder) {
+  assert(atoms_.empty());
+  recorder_ = recorder;
+  if (recorder_ != nullptr) recorder_->new_graph();
+}
+
 int DifferenceTheory::node_of(const Term* term) {
   return term == nullptr ? 0 : mapper_.add_variable(term);
 }
@@ -95,6 +101,7 @@ int DifferenceTheory::add_constraint(const DifferenceBound& bound,
                       bound.weight, id);
   assert(index(id) == constraints_.size());
   constraints_.push_back({literal, edge, pair, literal.is_negated() ? 1 : 0});
+  if (recorder_ != nullptr) recorder_->tell(id, edge);
   graph_.tell_edge(id, edge);
   return id;
 }
@@ -146,6 +153,7 @@ void DifferenceTheory::shrink_atoms(std::size_t count) {
   while (atoms_.size() > count) {
     const Atom& atom = atoms_.back();
     for (const int id : {atom.constraints[1], atom.constraints[0]}) {
+      if (recorder_ != nullptr) recorder_->retract(id);
       graph_.retract_edge(id);
       if (lemma_finder_) lemma_finder_->forget(id);
     }
@@ -168,6 +176,7 @@ void DifferenceTheory::assigned(Literal literal) {
   active_.push_back({id, implied, tightest});
   if (implied) return;
   tightest = id;
+  if (recorder_ != nullptr) recorder_->push(id);
   graph_.push_edge(id);
 }
 
@@ -185,6 +194,7 @@ void DifferenceTheory::backtrack(int level) {
       const Constraint& constraint = constraints_[index(last.id)];
       pairs_[index(constraint.pair)].tightest[constraint.direction] =
           last.previous;
+      if (recorder_ != nullptr) recorder_->pop(last.id);
       graph_.pop_edge(last.id);
     }
     active_.pop_back();
@@ -193,6 +203,7 @@ void DifferenceTheory::backtrack(int level) {
 
 bool DifferenceTheory::propagate(std::vector<Literal>& /*implied*/,
                                  std::vector<Literal>& conflict) {
+  if (recorder_ != nullptr) recorder_->check();
   if (graph_.check(true)) return true;
   graph_.get_conflict_set(&conflict_set_);
   for (const int id : conflict_set_) {

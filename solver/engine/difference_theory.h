@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "solver/engine/atom_normaliser.h"
+#include "solver/engine/graph_recorder.h"
 #include "solver/engine/lemma_finder.h"
 #include "solver/search/search.h"
 #include "solver/search/theory.h"
@@ -85,6 +86,9 @@ class DifferenceTheory final : public Theory {
   const dl::Graph& graph() const { return graph_; }
   /// Where the graphs log; null for nowhere.
   void set_logger(Logger* logger);
+  /// What notes the calls on graph(), from the first on; null for nothing.
+  /// Requires: there is no atom yet.
+  void set_recorder(GraphRecorder* recorder);
 
   /// A check begins. Requires: the search is at level 0.
   void start_check() { conflicts_of_check_ = 0; }
@@ -176,7 +180,8 @@ class DifferenceTheory final : public Theory {
   std::uint64_t late_lemmas_;
   std::uint64_t conflicts_of_check_ = 0;
   std::unique_ptr<LemmaFinder> lemma_finder_;
-  Logger* logger_ = nullptr;  // borrowed
+  Logger* logger_ = nullptr;           // borrowed
+  GraphRecorder* recorder_ = nullptr;  // borrowed
 
   std::vector<Atom> atoms_;
   std::vector<int> atom_of_variable_;    // by search variable; -1 for none

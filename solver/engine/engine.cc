@@ -131,6 +131,7 @@ void Engine::pop() {
 void Engine::synchronise() {
   if (!machinery_) {
     machinery_ = std::make_unique<Machinery>(store_, normaliser_, options_);
+    machinery_->theory.set_recorder(graph_recorder_);
   }
   machinery_->search.set_stop(stop_);
   machinery_->search.set_progress(progress_);
@@ -230,6 +231,11 @@ void Engine::set_stop(const std::atomic<bool>* stop) {
 
 void Engine::set_logger(Logger* logger) {
   logger_ = logger;
+}
+
+void Engine::set_graph_recorder(GraphRecorder* recorder) {
+  assert(machinery_ == nullptr);
+  graph_recorder_ = recorder;
 }
 
 void Engine::set_progress(

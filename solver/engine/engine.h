@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "solver/engine/atom_normaliser.h"
+#include "solver/engine/graph_recorder.h"
 #include "solver/search/options.h"
 #include "solver/search/statistics.h"
 #include "solver/terms/term.h"
@@ -52,7 +53,7 @@ enum class UnknownReason {
 /// encoding, graph) follows the stack when it is asked, keeps what it has
 /// learnt from check to check, and can be rebuilt from the stack at any time.
 ///
-/// Ownership: borrows the store, the stop flag and the logger.
+/// Ownership: borrows the store, the stop flag, the logger and the recorder.
 /// Threads: none; the stop flag may be set from another thread.
 class Engine {
  public:
@@ -96,6 +97,10 @@ class Engine {
   void set_stop(const std::atomic<bool>* stop);
   /// Where the graph logs; null for nowhere.
   void set_logger(Logger* logger);
+  /// What notes the calls on the graph, and on each one that takes its place;
+  /// null for nothing. Not the calls on the graph that lemmas are learnt on.
+  /// Requires: no check was made yet.
+  void set_graph_recorder(GraphRecorder* recorder);
   /// Called every few hundred conflicts of a check; must not call the engine.
   void set_progress(std::function<void(const SearchStatistics&)> progress);
 
@@ -123,6 +128,7 @@ class Engine {
 
   const std::atomic<bool>* stop_ = nullptr;
   Logger* logger_ = nullptr;
+  GraphRecorder* graph_recorder_ = nullptr;
   std::function<void(const SearchStatistics&)> progress_;
 
   std::unique_ptr<Machinery> machinery_;
