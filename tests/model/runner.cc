@@ -323,10 +323,10 @@ void SideBySide::observe_state() {
   probe_potentials();
 }
 
-/// 1 for up to 255 edges; then it grows faster than the cost of a look at the
+/// 1 for up to 191 edges; then it grows faster than the cost of a look at the
 /// whole state.
 std::size_t SideBySide::observation_interval() const {
-  const std::size_t share = model_.num_edges() / 256;
+  const std::size_t share = model_.num_edges() / 192;
   return 1 + share * share;
 }
 

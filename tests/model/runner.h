@@ -28,7 +28,7 @@ struct RunResult {
 /// Drives a graph and the model through `trace` and compares everything that
 /// can be observed after every call: results, conflict set, potentials and
 /// edge lists, lemmas, log, statistics, and answers to probes of potentials.
-/// While some hundreds of constraints are registered, as in the recording of a
+/// While more than 191 edges are registered, as in the recording of a
 /// solver, only results and conflict sets are compared after every call and the
 /// rest every so many calls, so that the cost does not grow with the square of
 /// the length. Requires: keeps_contract(trace).

@@ -3,6 +3,7 @@
 #define VORN_TRACE_GUARDED_RUN_H
 
 #include <functional>
+#include <string>
 
 #include "tests/model/runner.h"
 #include "tests/model/trace.h"

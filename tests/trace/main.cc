@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <CLI/CLI.hpp>
+#include <cstdint>
 #include <exception>
 #include <iostream>
 #include <string>

@@ -11,7 +11,6 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdio>
-#include <exception>
 #include <new>
 #include <system_error>
 
