@@ -4,6 +4,7 @@
 
 #include <gmpxx.h>
 
+#include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -33,6 +34,13 @@ inline mpq_class to_mpq(const TraceWeight& weight) {
 }
 
 inline la::DNumber to_d_number(const TraceWeight& weight) {
+  // Without a detour through GMP, whose temporaries would come to lie between
+  // the graph's blocks.
+  if (weight.shift == 0 && weight.num >= INT_MIN && weight.num <= INT_MAX) {
+    QNumber q(static_cast<int>(weight.num));
+    if (weight.den != 1) q /= QNumber(weight.den);
+    return la::DNumber(q, QNumber(weight.eps));
+  }
   const auto q = QNumber::from_string(to_mpq(weight).get_str());
   return la::DNumber(*q, QNumber(weight.eps));
 }

@@ -57,6 +57,10 @@ struct Inspector {
   static std::int32_t refcount(const la::DNumber& d) {
     return block(d)->refcount;
   }
+  /// Free blocks that the calling thread keeps for reuse.
+  static std::size_t num_kept_blocks() {
+    return la::DNumber::num_kept_blocks();
+  }
 
   // la::VarMap and its iterator.
 

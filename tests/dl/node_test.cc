@@ -142,5 +142,72 @@ TEST(NodeTest, CopyTakesListsAndPredEdgeAndIsIndependent) {
   EXPECT_EQ(copy.pred_edge(), 6);
 }
 
+// Long lists are searched in strides; each place in and between them counts.
+TEST(NodeTest, RetractFromLongListsRemovesEveryEntryInEveryPlace) {
+  for (int size = 0; size < 70; ++size) {
+    EdgeIds ids;
+    for (int k = 0; k < size; ++k) ids.push_back(100 + k);
+    for (int first = 0; first < size; ++first) {
+      for (const int second : {first, first + 1, first + 17, size - 1}) {
+        if (second >= size) continue;
+        EdgeIds notified = ids;
+        notified[static_cast<std::size_t>(first)] = 6;
+        notified[static_cast<std::size_t>(second)] = 6;
+        Node node = node_with({3}, notified);
+        EdgeIds rest;
+        for (const int id : notified) {
+          if (id != 6) rest.push_back(id);
+        }
+
+        EXPECT_TRUE(node.retract_edge(6));
+
+        ASSERT_EQ(node.notified(), rest) << size << " " << first;
+        EXPECT_TRUE(node.retract_edge(6));
+        ASSERT_EQ(node.notified(), rest) << size << " " << first;
+      }
+    }
+  }
+}
+
+// The one edge of a node takes the memory of its list along, which a million
+// nodes feel; everything else must be as with two lists.
+TEST(NodeTest, OneEdgeKeepsOneListInMemory) {
+  Node node;
+  node.tell_edge(4);
+  node.set_pred_edge(8);
+  for (int round = 0; round < 3; ++round) {
+    EXPECT_TRUE(node.push_edge(4));
+    EXPECT_EQ(node.pushed(), EdgeIds{4});
+    EXPECT_EQ(node.notified(), EdgeIds());
+    EXPECT_EQ(node.notified().capacity(), 0U);
+
+    EXPECT_TRUE(node.pop_edge(4));
+    EXPECT_EQ(node.pushed(), EdgeIds());
+    EXPECT_EQ(node.notified(), EdgeIds{4});
+    EXPECT_EQ(node.pushed().capacity(), 0U);
+  }
+  node.push_edge(4);
+
+  node.tell_edge(6);
+  EXPECT_TRUE(node.push_edge(6));
+
+  EXPECT_EQ(node.pushed(), (EdgeIds{4, 6}));
+  EXPECT_TRUE(node.pop_edge(6));
+  EXPECT_TRUE(node.pop_edge(4));
+  EXPECT_EQ(node.notified(), (EdgeIds{6, 4}));
+  EXPECT_EQ(node.pred_edge(), 8);
+}
+
+// A push of an edge that is not listed must not take the list of another.
+TEST(NodeTest, PushOfAnUnlistedEdgeLeavesTheListedOne) {
+  Node node;
+  node.tell_edge(4);
+
+  EXPECT_TRUE(node.push_edge(6));
+
+  EXPECT_EQ(node.pushed(), EdgeIds{6});
+  EXPECT_EQ(node.notified(), EdgeIds{4});
+}
+
 }  // namespace
 }  // namespace vorn::dl

@@ -5,7 +5,9 @@
 
 #include <cstddef>
 #include <deque>
+#include <numeric>
 #include <random>
+#include <vector>
 
 namespace vorn::dl {
 namespace {
@@ -18,9 +20,14 @@ TEST(RelaxationQueueTest, IsFirstInFirstOutAcrossGrowth) {
     std::mt19937 random(seed);
     RelaxationQueue queue;
     std::deque<int> model;
-    for (int step = 0; step < 3000; ++step) {
+    for (int step = 0; step < 1000; ++step) {
       ASSERT_EQ(queue.empty(), model.empty());
-      if (random() % 5 < 3 || model.empty()) {
+      if (random() % 8 == 0) {
+        std::vector<int> several(random() % 100);
+        std::iota(several.begin(), several.end(), 1000 * step);
+        queue.push_all(several);
+        model.insert(model.end(), several.begin(), several.end());
+      } else if (random() % 5 < 2 || model.empty()) {
         queue.push(step);
         model.push_back(step);
       } else {

@@ -22,6 +22,11 @@ using test::small;
 
 using Block = DNumber::num_repr;
 
+// Neither is less than the other.
+bool equivalent(const DNumber& a, const DNumber& b) {
+  return !(a < b) && !(b < a);
+}
+
 // A strict bound would count as its weak one without the eps part.
 TEST(DNumberOrderTest, LessIsLexicographicOnRationalThenEps) {
   EXPECT_TRUE(DNumber(1, 0) < DNumber(1, 1));
@@ -132,9 +137,6 @@ std::vector<DNumber> samples() {
 // Sorting and shortest paths need a strict weak order.
 TEST(DNumberOrderTest, OrderIsStrictWeak) {
   const std::vector<DNumber> values = samples();
-  const auto equivalent = [](const DNumber& a, const DNumber& b) {
-    return !(a < b) && !(b < a);
-  };
   for (const DNumber& a : values) {
     EXPECT_FALSE(a < a);
     for (const DNumber& b : values) {
@@ -165,6 +167,57 @@ TEST(DNumberOrderTest, SumLessAgreesWithSumThenLess) {
       EXPECT_FALSE(DNumber::sum_less(a, b, sum));
     }
   }
+}
+
+// The relaxation lowers in one step: it must lower exactly when the comparison
+// says so, to exactly the sum, also in a block that the target has for itself,
+// and never in a block that others share.
+TEST(DNumberOrderTest, LowerMakesTheTargetTheSumExactlyIfThatIsLess) {
+  const std::vector<DNumber> values = samples();
+  for (const DNumber& a : values) {
+    for (const DNumber& b : values) {
+      const DNumber sum = a + b;
+      for (const DNumber& c : values) {
+        SCOPED_TRACE(::testing::Message() << a << " + " << b << ", " << c);
+        const bool less = sum < c;
+        const std::string old_text = c.to_str();
+        DNumber shared = c;
+        EXPECT_EQ(DNumber::lower(shared, a, b), less);
+        EXPECT_TRUE(equivalent(shared, less ? sum : c));
+        EXPECT_EQ(c.to_str(), old_text);
+        if (c.is_tagged()) continue;
+        DNumber sole(c.rational(), c.eps());
+        EXPECT_EQ(DNumber::lower(sole, a, b), less);
+        EXPECT_TRUE(equivalent(sole, less ? sum : c));
+      }
+    }
+  }
+}
+
+// A self loop lowers a node by its own potential.
+TEST(DNumberOrderTest, LowerByItsOwnValue) {
+  DNumber sole(-3, 1);
+  EXPECT_TRUE(DNumber::lower(sole, sole, sole));
+  EXPECT_TRUE(equivalent(sole, DNumber(-6, 2)));
+
+  DNumber third(small(-1, 3), 0);
+  EXPECT_TRUE(DNumber::lower(third, third, third));
+  EXPECT_TRUE(equivalent(third, DNumber(small(-2, 3), 0)));
+}
+
+// A node is lowered many times in a run: once it has a block of its own it
+// needs no other.
+TEST(DNumberOrderTest, LowerOfASoleOwnerAllocatesNothing) {
+  DNumber target(10, 0);
+  const DNumber by(-1, -1);
+  const std::uintptr_t word = Inspector::repr(target);
+  const std::size_t news = test::num_new();
+
+  for (int k = 0; k < 5; ++k) EXPECT_TRUE(DNumber::lower(target, target, by));
+
+  EXPECT_EQ(Inspector::repr(target), word);
+  EXPECT_EQ(test::num_new(), news);
+  EXPECT_TRUE(equivalent(target, DNumber(5, -5)));
 }
 
 // Any single tagged operand leaves the fused path.

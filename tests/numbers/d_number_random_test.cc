@@ -73,7 +73,7 @@ class Crowd {
   void step() {
     const std::size_t i = draw_.below(kSize);
     const std::size_t j = draw_.below(kSize);
-    switch (draw_.below(12)) {
+    switch (draw_.below(13)) {
       case 0:
         values_[i].emplace();
         model_[i] = {zero_, false};
@@ -120,6 +120,14 @@ class Crowd {
         *values_[i] += DNumber(*values_[j]);
         model_add(i, copy_held_by_temporary(j));
         break;
+      case 9: {
+        const std::size_t k = draw_.below(kSize);
+        const ModelValue sum = model_sum(model_[j], model_[k]);
+        const bool less = model_less(sum, model_[i]);
+        EXPECT_EQ(DNumber::lower(*values_[i], *values_[j], *values_[k]), less);
+        if (less) model_[i] = sum;
+        break;
+      }
       default:
         *values_[i] += *values_[j];
         model_add(i, model_[j]);

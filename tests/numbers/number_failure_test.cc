@@ -246,5 +246,28 @@ TEST(DNumberFailureTest, FailedSumLessLeaksNothing) {
   EXPECT_EQ(test::num_live(), live);
 }
 
+// A relaxation whose number runs out of memory is rolled back, for which the
+// shared value must be as it was.
+TEST(DNumberFailureTest, FailedLowerLeavesASharedTargetAlone) {
+  const DNumber a = wide_d(-1);
+  const DNumber b = wide_d(-2);
+  const DNumber keeper(5, 7);
+  const std::ptrdiff_t live = test::num_live();
+  {
+    DNumber target = keeper;
+    std::size_t failures = 0;
+    while (fails_at(failures, [&] { DNumber::lower(target, a, b); })) {
+      ++failures;
+      EXPECT_EQ(Inspector::repr(target), Inspector::repr(keeper));
+      ASSERT_LT(failures, kEnough);
+    }
+    EXPECT_GT(failures, 0U);
+    EXPECT_TRUE(target < keeper);
+  }
+  EXPECT_EQ(test::num_live() -
+                static_cast<std::ptrdiff_t>(Inspector::num_kept_blocks()),
+            live);
+}
+
 }  // namespace
 }  // namespace vorn

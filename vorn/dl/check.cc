@@ -82,6 +82,10 @@ bool Graph::check(bool /*flag*/) {
   std::size_t done = 0;
   bool consistent = true;
   const auto drop_done = [this, &done] {
+    if (done == pending_.size()) {
+      pending_.clear();
+      return;
+    }
     pending_.erase(pending_.begin(),
                    pending_.begin() + static_cast<std::ptrdiff_t>(done));
   };
@@ -100,50 +104,61 @@ bool Graph::check(bool /*flag*/) {
 }
 
 bool Graph::do_check_edge(int e) {
-  const int source = edges_.at(e).source;
-  int closing_edge = -1;
-  {
-    BufferLease lease;
-    RelaxationQueue& queue = (*lease).queue;
-    std::vector<int>& lowered = (*lease).lowered;
-    const auto roll_back = [this, &lowered] {
-      for (const int n : lowered) cur_beta_.at(n) = saved_beta_.at(n);
-    };
-    try {
-      queue.push(e);
-      while (!queue.empty()) {
-        const int cur = queue.pop();
-        const Edge& edge = edges_.at(cur);
-        const la::DNumber& from = cur_beta_.at(edge.source);
-        la::DNumber& to = cur_beta_.at(edge.target);
-        if (!la::DNumber::sum_less(from, edge.weight, to)) continue;
-        // Listed before it is lowered, so that a failing allocation rolls back
-        // every node that was lowered.
-        lowered.push_back(edge.target);
-        to = from + edge.weight;
-        Node& node = nodes_.at(edge.target);
-        node.set_pred_edge(cur);
-        if (edge.target == source) {
-          closing_edge = cur;
-          break;
-        }
-        for (const int next : node.pushed()) queue.push(next);
-      }
-    } catch (...) {
-      roll_back();
-      throw;
-    }
-    if (closing_edge == -1) {
-      for (const int n : lowered) saved_beta_.at(n) = cur_beta_.at(n);
-    } else {
-      roll_back();
+  const Edge& edge = edges_.at(e);
+  // Most edges of a search are satisfied as they come: nothing to run.
+  if (la::DNumber::sum_less(cur_beta_.at(edge.source), edge.weight,
+                            cur_beta_.at(edge.target))) {
+    const int closing_edge = relax_from(e);
+    if (closing_edge != -1) {
+      record_conflict(edge.source, closing_edge);
+      ++num_conflicts_;
+      do_search_lemmas();
+      return false;
     }
   }
-  if (closing_edge == -1) return nodes_.at(source).push_edge(e);
-  record_conflict(source, closing_edge);
-  ++num_conflicts_;
-  do_search_lemmas();
-  return false;
+  return nodes_.at(edge.source).push_edge(e);
+}
+
+// Lowers the target of the violated edge `e`, then whatever follows from that.
+// Returns -1 with the new potentials committed, or, with the potentials rolled
+// back, the edge that closed a negative cycle at the source of `e`.
+int Graph::relax_from(int e) {
+  const int source = edges_.at(e).source;
+  BufferLease lease;
+  RelaxationQueue& queue = (*lease).queue;
+  std::vector<int>& lowered = (*lease).lowered;
+  const auto roll_back = [this, &lowered] {
+    for (const int n : lowered) cur_beta_.at(n) = saved_beta_.at(n);
+  };
+  try {
+    queue.push(e);
+    while (!queue.empty()) {
+      const int cur = queue.pop();
+      const Edge& edge = edges_.at(cur);
+      // Room in the list before the lowering, so that a failing allocation
+      // rolls back every node that was lowered.
+      if (lowered.size() == lowered.capacity()) {
+        lowered.reserve(std::max<std::size_t>(64, 2 * lowered.size()));
+      }
+      if (!la::DNumber::lower(cur_beta_.at(edge.target),
+                              cur_beta_.at(edge.source), edge.weight)) {
+        continue;
+      }
+      lowered.push_back(edge.target);
+      Node& node = nodes_.at(edge.target);
+      node.set_pred_edge(cur);
+      if (edge.target == source) {
+        roll_back();
+        return cur;
+      }
+      queue.push_all(node.pushed());
+    }
+  } catch (...) {
+    roll_back();
+    throw;
+  }
+  for (const int n : lowered) saved_beta_.at(n) = cur_beta_.at(n);
+  return -1;
 }
 
 // Makes the cycle that `closing_edge` closed at `start` the current conflict.

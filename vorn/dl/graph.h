@@ -204,6 +204,7 @@ class VORN_EXPORT Graph {
 
   bool do_tell_edge(int idx, const Edge& e);
   bool do_check_edge(int e);
+  int relax_from(int e);
   void do_pop_edge(int idx);
   void do_retract_edge(int idx);
   void record_conflict(int start, int closing_edge);

@@ -42,6 +42,12 @@ class VORN_EXPORT Node {
 
   /// Lists an edge as active, after all that are; it is notified no more.
   bool push_edge(int id) {
+    if (pushed_.capacity() == 0 && notified_.size() == 1 &&
+        notified_.front() == id) {
+      // The one edge of a node takes its room along.
+      pushed_.swap(notified_);
+      return true;
+    }
     pushed_.push_back(id);
     return retract_edge(id);
   }
@@ -52,6 +58,7 @@ class VORN_EXPORT Node {
   /// Requires: an edge is active.
   bool pop_edge(int id) {
     pushed_.pop_back();
+    if (notified_.capacity() == 0 && pushed_.empty()) pushed_.swap(notified_);
     notified_.push_back(id);
     return true;
   }
@@ -59,6 +66,10 @@ class VORN_EXPORT Node {
   /// Takes every entry of `id` out of the notified edges; the rest keep their
   /// order.
   bool retract_edge(int id) {
+    if (notified_.size() > kFew) {
+      retract_from_many(id);
+      return true;
+    }
     notified_.erase(std::remove(notified_.begin(), notified_.end(), id),
                     notified_.end());
     return true;
@@ -75,6 +86,11 @@ class VORN_EXPORT Node {
 
  private:
   friend struct vorn::Inspector;
+
+  /// Up to so many entries one plain pass is fastest.
+  static constexpr std::size_t kFew = 8;
+
+  void retract_from_many(int id);
 
   std::vector<int> pushed_;
   std::vector<int> notified_;

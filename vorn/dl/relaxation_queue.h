@@ -21,16 +21,30 @@ class RelaxationQueue {
   }
 
   void push(int edge) {
-    if (tail_ - head_ == ring_.size()) grow();
+    if (tail_ - head_ == ring_.size()) grow(1);
     ring_[tail_++ & (ring_.size() - 1)] = edge;
+  }
+  /// Pushes in list order.
+  void push_all(const std::vector<int>& edges) {
+    if (ring_.size() - (tail_ - head_) < edges.size()) grow(edges.size());
+    // Into locals: the stores to the ring would make compilers read the members
+    // anew each time.
+    int* const ring = ring_.data();
+    const std::size_t mask = ring_.size() - 1;
+    std::size_t tail = tail_;
+    for (const int edge : edges) ring[tail++ & mask] = edge;
+    tail_ = tail;
   }
   /// Requires: not empty.
   int pop() { return ring_[head_++ & (ring_.size() - 1)]; }
 
  private:
-  void grow() {
-    std::vector<int> larger(ring_.empty() ? 64 : 2 * ring_.size());
+  // Makes room for `more` entries.
+  void grow(std::size_t more) {
     const std::size_t count = tail_ - head_;
+    std::size_t size = ring_.empty() ? 64 : 2 * ring_.size();
+    while (size - count < more) size *= 2;
+    std::vector<int> larger(size);
     for (std::size_t k = 0; k < count; ++k) {
       larger[k] = ring_[(head_ + k) & (ring_.size() - 1)];
     }

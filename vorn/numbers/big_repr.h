@@ -74,23 +74,38 @@ inline std::uint64_t magnitude(std::int64_t x) {
 
 /// Greatest common divisor; gcd(0, b) = b. Stein's binary algorithm: shifts
 /// and subtractions where Euclid's loop divides, a quarter of the time here.
+/// The shift of the next step is read off the difference before its magnitude
+/// is known (x and -x end in as many zero bits), which shortens each step.
 inline std::uint64_t gcd(std::uint64_t a, std::uint64_t b) {
   if (a == 0) return b;
   if (b == 0) return a;
   const int twos = __builtin_ctzll(a | b);
   a >>= __builtin_ctzll(a);
-  do {
-    b >>= __builtin_ctzll(b);
-    const std::uint64_t low = a < b ? a : b;
-    b = a < b ? b - a : a - b;
-    a = low;
-  } while (b != 0);
-  return a << twos;
+  b >>= __builtin_ctzll(b);
+  while (a != b) {
+    const std::uint64_t difference = a - b;
+    const int shift = __builtin_ctzll(difference);
+    const std::uint64_t apart = a < b ? b - a : difference;
+    b = a < b ? a : b;
+    a = apart >> shift;
+  }
+  return b << twos;
 }
 
 /// gcd of two magnitudes of which one is at most 2^63 - 1, as a signed word.
 inline std::int64_t signed_gcd(std::uint64_t a, std::uint64_t b) {
   return static_cast<std::int64_t>(gcd(a, b));
+}
+
+/// x / d, exact or truncated. Requires: d > 0. Half the latency of a 64-bit
+/// division when both fit 32 bits, as the parts of most fractions do.
+inline std::int64_t quotient(std::int64_t x, std::int64_t d) {
+  if (d == 1) return x;
+  if (((x | d) >> 32) == 0) {
+    return static_cast<std::int64_t>(static_cast<std::uint32_t>(x) /
+                                     static_cast<std::uint32_t>(d));
+  }
+  return x / d;
 }
 
 }  // namespace vorn

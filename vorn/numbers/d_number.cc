@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "vorn/numbers/d_number.h"
 
-#include <cassert>
+#include <cstddef>
+#include <cstdint>
 #include <ostream>
 #include <sstream>
 #include <string>
 #include <utility>
+
+#include "vorn/numbers/block_pool.h"
 
 // Delta-rationals after Dutertre and de Moura, "A Fast Linear-Arithmetic Solver
 // for DPLL(T)" (2006): strict bounds become weak ones over Q x Q, ordered
@@ -18,12 +21,16 @@ namespace vorn::la {
 // zero take the copying path.
 DNumber::num_repr DNumber::zero(0, 0, 2);
 
-DNumber& DNumber::operator=(const DNumber& other) noexcept {
-  assert(this != &other || !is_counted() || repr()->refcount > 1);
-  release();
-  repr_ = other.repr_;
-  take_share();
-  return *this;
+void* DNumber::num_repr::operator new(std::size_t size) {
+  return block_pool.take(size);
+}
+
+void DNumber::num_repr::operator delete(void* block) noexcept {
+  block_pool.give(block);
+}
+
+std::size_t DNumber::num_kept_blocks() noexcept {
+  return block_pool.num_kept();
 }
 
 void DNumber::free_block(num_repr* block) noexcept {
@@ -36,6 +43,17 @@ DNumber::num_repr* DNumber::sum_block(const num_repr& a, const num_repr& b) {
   QNumber r(a.rational);
   r += b.rational;
   return new num_repr(std::move(r), std::move(e));
+}
+
+DNumber::num_repr* DNumber::word_block(std::int64_t rational,
+                                       std::int64_t eps) {
+  return new num_repr(QNumber::from_word(rational), QNumber::from_word(eps));
+}
+
+bool DNumber::lower_slow(DNumber& target, const DNumber& a, const DNumber& b) {
+  if (!sum_less(a, b, target)) return false;
+  target = a + b;
+  return true;
 }
 
 DNumber& DNumber::operator+=(const DNumber& other) {

@@ -97,8 +97,8 @@ QNumber& QNumber::add_slow(const QNumber& other) {
 bool QNumber::add_small_fractions(const QNumber& other) {
   const std::int64_t g = signed_gcd(static_cast<std::uint64_t>(den_),
                                     static_cast<std::uint64_t>(other.den_));
-  const std::int64_t my_rest = den_ / g;
-  const std::int64_t other_rest = other.den_ / g;
+  const std::int64_t my_rest = quotient(den_, g);
+  const std::int64_t other_rest = quotient(other.den_, g);
   std::int64_t p1 = 0;
   std::int64_t p2 = 0;
   std::int64_t n = 0;
@@ -106,10 +106,10 @@ bool QNumber::add_small_fractions(const QNumber& other) {
   if (!mul_fits(num_, other_rest, &p2)) return false;
   if (!add_fits(p1, p2, &n)) return false;
   const std::int64_t g2 =
-      signed_gcd(magnitude(n), static_cast<std::uint64_t>(g));
+      g == 1 ? 1 : signed_gcd(magnitude(n), static_cast<std::uint64_t>(g));
   std::int64_t d = 0;
-  if (!mul_fits(my_rest, other.den_ / g2, &d)) return false;
-  num_ = n / g2;
+  if (!mul_fits(my_rest, quotient(other.den_, g2), &d)) return false;
+  num_ = quotient(n, g2);
   den_ = d;
   return true;
 }

@@ -157,6 +157,17 @@ class VORN_EXPORT QNumber {
   friend VORN_EXPORT std::ostream& operator<<(std::ostream& out,
                                               const QNumber& q);
 
+  /// The integer n in the small form. Requires: n is not -2^63.
+  static QNumber from_word(std::int64_t n) noexcept {
+    QNumber result;
+    result.num_ = n;
+    return result;
+  }
+  /// Whether the value is an integer in the small form.
+  bool is_word() const { return den_ == 1; }
+  /// That integer. Requires: is_word().
+  std::int64_t word() const { return num_; }
+
   /// The number layer's own 64-bit tests, for code that works on words.
   ///
   /// On words within +-(2^63 - 1) both report false for a result outside that

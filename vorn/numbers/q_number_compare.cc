@@ -9,16 +9,37 @@
 // Order and equality of QNumber.
 //
 // Signs decide first. Otherwise a/b < c/d is decided by the cross products
-// after the common factors are gone: with g1 = gcd(|a|, |c|), g2 = gcd(b, d),
+// as they are if both fit 64 bits, otherwise after the common factors are gone:
+// with g1 = gcd(|a|, |c|), g2 = gcd(b, d),
 //   a/b < c/d  iff  (a/g1) * (d/g2) < (c/g1) * (b/g2),
 // which is exact since g1, g2, b and d are positive, and keeps the products
 // within 64 bits as long as possible.
 
 namespace vorn {
 
-/// The mixed-form comparisons, with access to a QNumber's block.
+namespace {
+
+__extension__ using Wide = __int128;
+
+// Whether a word lies within +-(2^31 - 1), or is -2^31.
+bool is_short(std::int64_t x) {
+  return x == static_cast<std::int32_t>(x);
+}
+
+}  // namespace
+
+/// The comparisons that are not inline, with access to a QNumber's parts.
 struct QNumberBig {
   using Block = QNumber::big_repr;
+
+  // Whether all three are small and made of words that fit 32 bits.
+  static bool all_short(const QNumber& a, const QNumber& b, const QNumber& c) {
+    bool all = true;
+    for (const QNumber* q : {&a, &b, &c}) {
+      all = all && q->den_ != 0 && is_short(q->num_) && is_short(q->den_);
+    }
+    return all;
+  }
 
   // Left and right cross product in GMP, from words.
   static bool products_less(std::int64_t l1, std::int64_t l2, std::int64_t r1,
@@ -31,6 +52,13 @@ struct QNumberBig {
   }
 
   static bool small_small(const QNumber& a, const QNumber& b) {
+    std::int64_t left = 0;
+    std::int64_t right = 0;
+    // What fits unreduced fits reduced, and compares the same.
+    if (QNumber::mul_fits(a.num_, b.den_, &left) &&
+        QNumber::mul_fits(b.num_, a.den_, &right)) {
+      return left < right;
+    }
     const std::int64_t g1 = signed_gcd(magnitude(a.num_), magnitude(b.num_));
     const std::int64_t g2 = signed_gcd(static_cast<std::uint64_t>(a.den_),
                                        static_cast<std::uint64_t>(b.den_));
@@ -38,8 +66,6 @@ struct QNumberBig {
     const std::int64_t l2 = b.den_ / g2;
     const std::int64_t r1 = b.num_ / g1;
     const std::int64_t r2 = a.den_ / g2;
-    std::int64_t left = 0;
-    std::int64_t right = 0;
     if (QNumber::mul_fits(l1, l2, &left) && QNumber::mul_fits(r1, r2, &right)) {
       return left < right;
     }
@@ -87,6 +113,14 @@ struct QNumberBig {
 
 int QNumber::compare_sum_slow(const QNumber& a, const QNumber& b,
                               const QNumber& c) {
+  if (QNumberBig::all_short(a, b, c)) {
+    // a + b < c  iff  (a.num b.den + b.num a.den) c.den < c.num a.den b.den,
+    // as denominators are positive. From words of 32 bits the first factors
+    // come to no more than 63 bits, the products to no more than 94.
+    const Wide left = Wide{a.num_ * b.den_ + b.num_ * a.den_} * c.den_;
+    const Wide right = Wide{c.num_ * a.den_} * b.den_;
+    return (left > right ? 1 : 0) - (left < right ? 1 : 0);
+  }
   QNumber sum(a);
   sum += b;
   if (sum == c) return 0;

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+#include "vorn/numbers/block_pool.h"
+
+#include <new>
+
+namespace vorn::la {
+
+bool BlockPool::opens() noexcept {
+  if (closed_ || most_kept_ != 0) return false;
+  // Runs at the end of the thread; the pool itself has no destructor.
+  struct Closer {
+    Closer() = default;
+    Closer(const Closer&) = delete;
+    Closer& operator=(const Closer&) = delete;
+    ~Closer() { block_pool.close(); }
+  };
+  thread_local const Closer closer;
+  static_cast<void>(closer);
+  most_kept_ = kMostKept;
+  return true;
+}
+
+void BlockPool::close() noexcept {
+  closed_ = true;
+  most_kept_ = 0;
+  num_kept_ = 0;
+  while (first_ != nullptr) {
+    Kept* const next = first_->next;
+    ::operator delete(first_);
+    first_ = next;
+  }
+}
+
+}  // namespace vorn::la
