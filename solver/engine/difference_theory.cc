@@ -70,12 +70,16 @@ Literal DifferenceTheory::literal_of(const DifferenceBound& bound,
   const Literal literal(variable, false);
   const auto [term, negated] = bound_term(bound);
   Atom atom{variable, {0, 0}, pair, bound.weight};
-  atom.constraints[0] = add_constraint(bound, term, negated, literal, pair);
-  atom.constraints[1] = add_constraint(negate_bound(bound, integer), term,
-                                       !negated, ~literal, pair);
+  const DifferenceBound opposite = negate_bound(bound, integer);
+  atom.constraints[0] = add_constraint(bound, term, negated, literal);
+  atom.constraints[1] = add_constraint(opposite, term, !negated, ~literal);
   if (index(variable) >= atom_of_variable_.size()) {
     atom_of_variable_.resize(index(variable) + 1, -1);
+    bounds_.resize(2 * index(variable) + 2);
   }
+  bounds_[literal.index()] = {atom.constraints[0], 2 * pair, bound.weight};
+  bounds_[(~literal).index()] = {atom.constraints[1], 2 * pair + 1,
+                                 opposite.weight};
   atom_of_variable_[index(variable)] = static_cast<int>(atoms_.size());
   pairs_[index(pair)].bounds.emplace(bound.weight,
                                      static_cast<int>(atoms_.size()));
@@ -89,18 +93,21 @@ int DifferenceTheory::pair_of(int source, int target) {
                             static_cast<std::uint64_t>(target);
   const auto [position, is_new] =
       pair_positions_.emplace(key, static_cast<int>(pairs_.size()));
-  if (is_new) pairs_.push_back({source, target, {}, {0, 0}});
+  if (is_new) {
+    pairs_.push_back({source, target, {}});
+    tightest_.resize(2 * pairs_.size(), 0);
+  }
   return position->second;
 }
 
 int DifferenceTheory::add_constraint(const DifferenceBound& bound,
                                      const Term* atom, bool negated,
-                                     Literal literal, int pair) {
+                                     Literal literal) {
   const int id = mapper_.add_constraint(atom, negated);
   const dl::Edge edge(node_of(bound.source), node_of(bound.target),
                       bound.weight, id);
   assert(index(id) == constraints_.size());
-  constraints_.push_back({literal, edge, pair, literal.is_negated() ? 1 : 0});
+  constraints_.push_back({literal, edge});
   if (recorder_ != nullptr) recorder_->tell(id, edge);
   graph_.tell_edge(id, edge);
   return id;
@@ -158,26 +165,26 @@ void DifferenceTheory::shrink_atoms(std::size_t count) {
       if (lemma_finder_) lemma_finder_->forget(id);
     }
     atom_of_variable_[index(atom.variable)] = -1;
+    for (const bool negated : {false, true}) {
+      bounds_[Literal(atom.variable, negated).index()] = Bound();
+    }
     pairs_[index(atom.pair)].bounds.erase(atom.weight);
     atoms_.pop_back();
   }
 }
 
 void DifferenceTheory::assigned(Literal literal) {
-  const int position = atom_of_variable_[index(literal.variable())];
-  assert(position >= 0);
-  const int id =
-      atoms_[index(position)].constraints[literal.is_negated() ? 1 : 0];
-  const Constraint& constraint = constraints_[index(id)];
-  int& tightest = pairs_[index(constraint.pair)].tightest[constraint.direction];
+  const Bound& bound = bounds_[literal.index()];
+  assert(bound.id > 0);
+  int& tightest = tightest_[index(bound.direction)];
   const bool implied =
       tightest != 0 &&
-      !(constraint.edge.weight < constraints_[index(tightest)].edge.weight);
-  active_.push_back({id, implied, tightest});
+      !(bound.weight < constraints_[index(tightest)].edge.weight);
+  active_.push_back({bound.id, implied, bound.direction, tightest});
   if (implied) return;
-  tightest = id;
-  if (recorder_ != nullptr) recorder_->push(id);
-  graph_.push_edge(id);
+  tightest = bound.id;
+  if (recorder_ != nullptr) recorder_->push(bound.id);
+  graph_.push_edge(bound.id);
 }
 
 void DifferenceTheory::backtrack(int level) {
@@ -191,9 +198,7 @@ void DifferenceTheory::backtrack(int level) {
   while (active_.size() > kept) {
     const Active& last = active_.back();
     if (!last.implied) {
-      const Constraint& constraint = constraints_[index(last.id)];
-      pairs_[index(constraint.pair)].tightest[constraint.direction] =
-          last.previous;
+      tightest_[index(last.direction)] = last.previous;
       if (recorder_ != nullptr) recorder_->pop(last.id);
       graph_.pop_edge(last.id);
     }

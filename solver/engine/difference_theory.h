@@ -114,9 +114,6 @@ class DifferenceTheory final : public Theory {
     int target;
     /// Atoms by the weight of target - source <= weight.
     std::map<la::DNumber, int> bounds;
-    /// The tightest active constraint from source to target, and from target to
-    /// source; 0 for none.
-    int tightest[2] = {0, 0};
   };
   struct Atom {
     int variable;
@@ -130,9 +127,15 @@ class DifferenceTheory final : public Theory {
   struct Constraint {
     Literal literal;
     dl::Edge edge;
-    int pair = 0;
-    /// Which of the pair's two directions.
+  };
+  /// What an assignment needs to know of a literal, in little memory: a search
+  /// asks a hundred times more often than for anything else here.
+  struct Bound {
+    /// Constraint id; 0 for a literal of no atom.
+    int id = 0;
+    /// Twice the pair, plus 1 for a bound from target to source.
     int direction = 0;
+    la::DNumber weight;
   };
   /// An assigned literal's constraint.
   struct Active {
@@ -140,6 +143,7 @@ class DifferenceTheory final : public Theory {
     /// It is implied by the tightest one of its direction, and not on the
     /// graph.
     bool implied;
+    int direction;
     /// The tightest constraint before it.
     int previous;
   };
@@ -160,7 +164,7 @@ class DifferenceTheory final : public Theory {
   const Term* term_of(int node) const;
   int pair_of(int source, int target);
   int add_constraint(const DifferenceBound& bound, const Term* atom,
-                     bool negated, Literal literal, int pair);
+                     bool negated, Literal literal);
   std::pair<const Term*, bool> bound_term(const DifferenceBound& bound);
   void link_neighbours(const Atom& atom);
   bool literal_of_disjunct(const Term* disjunct, Literal& literal,
@@ -186,7 +190,10 @@ class DifferenceTheory final : public Theory {
   std::vector<Atom> atoms_;
   std::vector<int> atom_of_variable_;    // by search variable; -1 for none
   std::vector<Constraint> constraints_;  // by constraint id; 0 is unused
+  std::vector<Bound> bounds_;            // by Literal::index
   std::vector<NodePair> pairs_;
+  /// The tightest active constraint of each direction; 0 for none.
+  std::vector<int> tightest_;
   /// Positions in pairs_, by both nodes packed into a word.
   std::unordered_map<std::uint64_t, int> pair_positions_;
   std::deque<std::vector<Literal>> clauses_;

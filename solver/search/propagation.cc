@@ -42,6 +42,10 @@ ClauseRef Search::propagate_clauses() {
   while (clause_head_ < trail_.size()) {
     const Literal falsified = ~trail_[clause_head_++];
     ++statistics_.propagations;
+    if (clause_head_ < trail_.size()) {
+      // The next list is on its way from memory while this one is read.
+      __builtin_prefetch(watches_of(~trail_[clause_head_]).data());
+    }
     // Entries are only added to lists of other literals.
     std::vector<Watch>& list = watches_of(falsified);
     Watch* const begin = list.data();

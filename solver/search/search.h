@@ -245,6 +245,7 @@ class Search {
     Variable& variable = variable_at(literal.variable());
     variable.level = level();
     variable.reason = variable.level == 0 ? kNoReason : reason;
+    __builtin_prefetch(&watches_of(~literal));
     trail_.push_back(literal);
   }
   /// Takes back all levels above `level`; does nothing if there are none.
