@@ -18,12 +18,19 @@ void add_lemma_benchmarks();
 void add_number_benchmarks();
 void add_container_benchmarks();
 
+/// Makes the calls of the graph benchmark `name` once, on the graph `which`
+/// ("vorn" or "floor"), the measured ones in a function `counted_calls` that
+/// occurs nowhere else; prints the number of measured pushes. Returns the exit
+/// code. Requires: the graph benchmarks have been added.
+int run_once(const std::string& which, const std::string& name);
+
 /// What the search does on the job-shop problem ft10.
 Trace ft10_trace();
 
-/// The process that measures memory: builds the graph `which` ("vorn" or
-/// "floor") with as many edges as nodes, prints the bytes that it took per
-/// pair, and returns the exit code.
+/// The process that measures memory: builds the graph `which` ("vorn", "floor",
+/// or "vorn-last-first", where the constraint with the greatest number is
+/// registered first) with as many edges as nodes, prints the bytes that it took
+/// per pair, and returns the exit code.
 int measure_memory(const std::string& which, int pairs);
 
 }  // namespace vorn::bench

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 #include <cstddef>
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <string>
@@ -51,7 +53,13 @@ void run(benchmark::State& state, const std::string& name,
   hold_contest(state, name, contestants, pushes * what.rounds, "push");
 }
 
+std::vector<GraphBenchmark>& graph_benchmarks() {
+  static std::vector<GraphBenchmark> benchmarks;
+  return benchmarks;
+}
+
 void add(const GraphBenchmark& what) {
+  graph_benchmarks().push_back(what);
   add_benchmark(what.name,
                 [what](benchmark::State& state, const std::string& name) {
                   run(state, name, what);
@@ -111,7 +119,37 @@ Trace read_file(const std::string& file) {
   return trace;
 }
 
+// A function of its own, for a profiler to find.
+template <class G>
+[[gnu::noinline]] void counted_calls(G& graph, const std::vector<Call>& calls) {
+  benchmark::DoNotOptimize(make_calls(graph, calls));
+}
+
+template <class G>
+void count(const Trace& trace) {
+  G graph(trace);
+  make_calls(graph, trace.prepare);
+  counted_calls(graph, trace.measured);
+}
+
 }  // namespace
+
+int run_once(const std::string& which, const std::string& name) {
+  for (const GraphBenchmark& candidate : graph_benchmarks()) {
+    if (candidate.name != name) continue;
+    const Trace trace = candidate.make();
+    if (which == "vorn") {
+      count<VornGraph>(trace);
+    } else if (which == "floor" && candidate.with_floor) {
+      count<FloorGraph>(trace);
+    } else {
+      return EXIT_FAILURE;
+    }
+    std::printf("%zu\n", trace.num_measured_pushes());
+    return EXIT_SUCCESS;
+  }
+  return EXIT_FAILURE;
+}
 
 Trace ft10_trace() {
   return record_job_shop(VORN_BENCH_EXAMPLES "/jobshop/ft10.txt", 929, 200000);

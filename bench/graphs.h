@@ -22,13 +22,13 @@ namespace vorn::bench {
 /// The graph of the library, lemmas off.
 class VornGraph {
  public:
-  explicit VornGraph(const Trace& trace) : graph_(&config_, nullptr, nullptr) {
-    int k = 0;
-    for (const TraceEdge& edge : trace.edges) {
-      ++k;
-      graph_.tell_edge(
-          k, dl::Edge(edge.source, edge.target, to_d_number(edge.weight), k));
-    }
+  /// With `last_first`, the constraint with the greatest number is registered
+  /// first, so that the tables are made in their final size.
+  explicit VornGraph(const Trace& trace, bool last_first = false)
+      : graph_(&config_, nullptr, nullptr) {
+    const auto last = static_cast<int>(trace.edges.size());
+    if (last_first && last > 0) tell(last, trace);
+    for (int k = 1; k <= last - (last_first ? 1 : 0); ++k) tell(k, trace);
   }
 
   void push(int k) { graph_.push_edge(k); }
@@ -40,6 +40,12 @@ class VornGraph {
   }
 
  private:
+  void tell(int k, const Trace& trace) {
+    const TraceEdge& edge = trace.edges[static_cast<std::size_t>(k) - 1];
+    graph_.tell_edge(
+        k, dl::Edge(edge.source, edge.target, to_d_number(edge.weight), k));
+  }
+
   Configuration::Theory::La config_;
   dl::Graph graph_;
   std::vector<int> conflict_;

@@ -2,6 +2,7 @@
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -19,6 +20,7 @@
 //   --rows=FILE        the table's rows as fields separated by tabs
 //   --trace=FILE       also replay this trace
 //   --write-ft10=FILE  write the trace that is recorded on ft10, and end
+//   --once=GRAPH:NAME  make the calls of a graph benchmark once, for a profiler
 //   --machine          print processor, compiler and flags, and end
 
 namespace {
@@ -67,6 +69,7 @@ int main(int argc, char** argv) {
   std::string trace;
   std::string ft10;
   std::string memory;
+  std::string once;
   std::vector<char*> rest;
   for (int k = 0; k < argc; ++k) {
     if (std::strcmp(argv[k], "--machine") == 0) {
@@ -78,6 +81,7 @@ int main(int argc, char** argv) {
     if (!read_option(argv[k], "--rows=", rows) &&
         !read_option(argv[k], "--trace=", trace) &&
         !read_option(argv[k], "--write-ft10=", ft10) &&
+        !read_option(argv[k], "--once=", once) &&
         !read_option(argv[k], "--measure-memory=", memory)) {
       rest.push_back(argv[k]);
     }
@@ -87,6 +91,13 @@ int main(int argc, char** argv) {
     std::ofstream out(ft10);
     vorn::bench::write_trace(vorn::bench::ft10_trace(), out);
     return out.good() ? EXIT_SUCCESS : EXIT_FAILURE;
+  }
+
+  if (!once.empty()) {
+    vorn::bench::add_graph_benchmarks(trace);
+    const std::size_t colon = once.find(':');
+    if (colon == std::string::npos) return EXIT_FAILURE;
+    return vorn::bench::run_once(once.substr(0, colon), once.substr(colon + 1));
   }
 
   keep_freed_memory();

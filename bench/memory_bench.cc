@@ -37,10 +37,10 @@ double status_bytes(const std::string& key) {
 
 /// Registers and activates all constraints of a trace, whose own memory is
 /// there before and after.
-template <class G>
-double peak_of(const Trace& trace) {
+template <class G, class... Options>
+double peak_of(const Trace& trace, Options... options) {
   const double before = status_bytes("VmRSS");
-  G graph(trace);
+  G graph(trace, options...);
   if (make_calls(graph, trace.measured) != 0) fail("an unexpected conflict");
   return status_bytes("VmHWM") - before;
 }
@@ -83,16 +83,21 @@ double run_child(const std::string& which) {
 
 void run(benchmark::State& state, const std::string& name) {
   std::vector<double> ours;
+  std::vector<double> last_first;
   std::vector<double> floors;
   for (auto _ : state) {
     const double start = cpu_seconds();
     ours.push_back(run_child("vorn"));
+    last_first.push_back(run_child("vorn-last-first"));
     floors.push_back(run_child("floor"));
     state.SetIterationTime(cpu_seconds() - start);
   }
   const double bytes = median(ours);
   table().add({name, "edge and node", "", bytes, 0, "bytes", bytes,
                Target::at_most(250)});
+  const double at_once = median(last_first);
+  table().add({name + " (last first)", "edge and node", "", at_once, 0, "bytes",
+               at_once, Target::at_most(250)});
   table().add({name, "edge and node", "floor", bytes, median(floors), "bytes",
                bytes / median(floors), Target::none()});
 }
@@ -104,6 +109,8 @@ int measure_memory(const std::string& which, int pairs) {
   double bytes = 0;
   if (which == "vorn") {
     bytes = peak_of<VornGraph>(trace);
+  } else if (which == "vorn-last-first") {
+    bytes = peak_of<VornGraph>(trace, true);
   } else if (which == "floor") {
     bytes = peak_of<FloorGraph>(trace);
   } else {

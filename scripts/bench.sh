@@ -10,17 +10,8 @@
 # benchmark program (--benchmark_filter=REGEX, say), only prints the table.
 source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
-# shellcheck disable=SC2086 # a list of words
-vorn_install $vorn_packages_build libbenchmark-dev libboost-dev
-
+bench=$(vorn_build_bench)
 build=$vorn_root/build/bench
-if [ ! -f "$build/Makefile" ]; then
-  vorn_quietly "$build.configure.log" cmake -S "$vorn_root" \
-    --preset release -B "$build" -DVORN_BUILD_BENCH=ON -DVORN_BUILD_TESTS=OFF
-fi
-vorn_quietly "$build.build.log" \
-  cmake --build "$build" -j "$vorn_jobs" --target vorn_bench
-bench=$build/bench/vorn_bench
 
 if [ $# -gt 0 ]; then
   exec "$bench" "$@"
@@ -43,21 +34,9 @@ plot bm_graph_satisfied_growth "Activating an edge that is already satisfied" \
 plot bm_graph_cycle_growth "Finding a conflict" \
   "edges of the cycle" "ns per edge of the cycle" >"$docs/performance-cycle.svg"
 
-# The measured part of the page stands between two comments.
-page=$docs/performance.md
 {
   "$bench" --machine
   echo
   cat "$table"
 } >"$build/measured.md"
-awk -v measured="$build/measured.md" '
-  /<!-- measured: begin -->/ {
-    print; print ""
-    while ((getline row < measured) > 0) print row
-    print ""
-    inside = 1
-  }
-  /<!-- measured: end -->/ { inside = 0 }
-  !inside { print }
-  /<!-- measured: begin -->/ { next }' "$page" >"$build/page.md"
-cp "$build/page.md" "$page"
+vorn_fill_page "$docs/performance.md" measured "$build/measured.md"
