@@ -19,23 +19,37 @@ namespace {
 // Allocations that still succeed; negative while no test counts them.
 long allocations_left = -1;
 
-void* allocate(std::size_t size) {
+void* allocate(std::size_t size, std::size_t alignment) {
   if (allocations_left == 0) throw std::bad_alloc();
   if (allocations_left > 0) --allocations_left;
-  void* memory = std::malloc(size == 0 ? 1 : size);
+  // Whole multiples of the alignment, of which 0 is none.
+  const std::size_t rounded = (size / alignment + 1) * alignment;
+  void* memory = std::aligned_alloc(alignment, rounded);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
 
+constexpr std::size_t kUsual = alignof(std::max_align_t);
+
 }  // namespace
 
 void* operator new(std::size_t size) {
-  return allocate(size);
+  return allocate(size, kUsual);
 }
 void* operator new[](std::size_t size) {
-  return allocate(size);
+  return allocate(size, kUsual);
+}
+void* operator new(std::size_t size, std::align_val_t alignment) {
+  return allocate(size, static_cast<std::size_t>(alignment));
 }
 void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::align_val_t /*alignment*/) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t /*size*/,
+                     std::align_val_t /*alignment*/) noexcept {
   std::free(memory);
 }
 void operator delete[](void* memory) noexcept {
