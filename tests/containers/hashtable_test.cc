@@ -557,9 +557,9 @@ TEST_F(HashtableTest, FailedChunkThrowsAndLeavesTableAsItWas) {
   EXPECT_EQ(table_.size(), 17U);
 }
 
-// No memory for the bucket array: the table can only be destroyed, and that
-// must neither leak nor crash.
-TEST(HashtableLifetimeTest, FailedGrowthThrowsAndLeaksNothing) {
+// No memory for a larger bucket array: a graph goes on with the table of its
+// lemmas, so the table must find what it had and take what comes.
+TEST(HashtableLifetimeTest, FailedGrowthThrowsAndLeavesTableAsItWas) {
   Terms terms;
   (void)terms[22];
   const std::ptrdiff_t live = test::num_live();
@@ -567,6 +567,17 @@ TEST(HashtableLifetimeTest, FailedGrowthThrowsAndLeaksNothing) {
     Table table;
     fill(table, terms, 22);
     EXPECT_TRUE(test::fails_at(0, [&] { insert(table, terms[22]); }));
+
+    EXPECT_EQ(table.size(), 22U);
+    EXPECT_EQ(Inspector::buckets(table).size(), 31U);
+    EXPECT_NE(table.find(terms[21]).node, nullptr);
+    EXPECT_EQ(table.find(terms[22]).node, nullptr);
+
+    EXPECT_TRUE(insert(table, terms[22]).added);
+    EXPECT_EQ(Inspector::buckets(table).size(), 73U);
+    for (std::size_t k = 0; k <= 22; ++k) {
+      EXPECT_NE(table.find(terms[k]).node, nullptr) << k;
+    }
   }
   EXPECT_EQ(test::num_live(), live);
 }

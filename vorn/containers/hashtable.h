@@ -58,9 +58,7 @@ struct GetKey_pair {
 /// buckets.
 /// Ownership: the table owns its nodes, not what the values point at. Nodes
 /// keep their addresses until the table is cleared or destroyed.
-/// Errors: only exhausted memory. A failing chunk leaves the table as it was. A
-/// failing growth of the bucket array loses the values: the table may then only
-/// be destroyed.
+/// Errors: only exhausted memory, and then the table is as it was.
 /// Requires: Value is trivially destructible (chunks are freed as raw memory).
 template <class Value, class GetKey, class Key, class Hash, class KeyEqual>
 class Hashtable {
@@ -186,10 +184,10 @@ class Hashtable {
     const std::uint64_t wanted = buckets_.size() + 1;
     const auto* prime = std::lower_bound(primes.begin(), primes.end(), wanted);
     const std::uint64_t count = prime != primes.end() ? *prime : primes.back();
-    std::vector<Bucket*> old;
-    old.swap(buckets_);
-    buckets_.resize(count, nullptr);
-    for (Bucket* head : old) {
+    std::vector<Bucket*> larger;
+    larger.resize(count, nullptr);
+    larger.swap(buckets_);
+    for (Bucket* head : larger) {
       while (head != nullptr) {
         Bucket* node = head;
         head = node->next;
