@@ -142,6 +142,34 @@ DNumber wide_d(int eps) {
   return {number(kWide), QNumber(eps)};
 }
 
+// A text that is cut short reads as another number.
+TEST(DNumberFailureTest, FailedTextsThrowAndLeakNothing) {
+  const DNumber d(
+      number("-123456789012345678901234567890/98765432109876543211"),
+      number(kWide));
+  const QNumber& q = d.rational();
+  const std::string text_of_d = d.to_str();
+  const std::string text_of_q = q.to_str();
+  ASSERT_EQ(text_of_d, text_of_q + " + " + kWide + "*eps");
+  const std::ptrdiff_t live = test::num_live();
+  std::size_t failures = 0;
+  const auto run = [&](const auto& value, const std::string& text) {
+    for (std::size_t k = 0; k < kEnough; ++k) {
+      std::string found;
+      if (!fails_at(k, [&] { found = value.to_str(); })) {
+        EXPECT_EQ(found, text);
+        return;
+      }
+      ++failures;
+    }
+    ADD_FAILURE() << "never enough";
+  };
+  run(d, text_of_d);
+  run(q, text_of_q);
+  EXPECT_GT(failures, 5U);
+  EXPECT_EQ(test::num_live(), live);
+}
+
 // The operands of a failed sum serve the host's next attempt.
 TEST(DNumberFailureTest, FailedSumKeepsOperandsAndLeaksNothing) {
   const DNumber a = wide_d(3);

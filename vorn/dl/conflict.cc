@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <cstddef>
+#include <ios>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -84,6 +85,8 @@ void Graph::dump_conflict_sets() {
 
 void Graph::log_conflict(const char* label, const std::vector<int>& conflict) {
   std::ostringstream text;
+  // Or running out of memory would cut the text short.
+  text.exceptions(std::ios_base::badbit);
   text << label;
   dump_edge_list(conflict, text, true);
   (*logger_)("DL") << loglevel{static_cast<int>(loglevel_)} << "DL(graph) - "

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "vorn/dl/edge.h"
 
+#include <ios>
 #include <ostream>
 #include <sstream>
 #include <string>
@@ -20,6 +21,8 @@ std::ostream& operator<<(std::ostream& out, const Edge& e) {
 
 std::string Edge::to_str() const {
   std::ostringstream out;
+  // Or running out of memory would cut the text short.
+  out.exceptions(std::ios_base::badbit);
   out << *this;
   return out.str();
 }

@@ -96,6 +96,8 @@ void Graph::print_stats(std::ostream& out) const {
 void Graph::get_stats(
     std::vector<std::pair<std::string, std::string>>& out) const {
   std::ostringstream text;
+  // Or running out of memory would cut a value short.
+  text.exceptions(std::ios_base::badbit);
   const auto append = [&out, &text](const char* key, auto value) {
     text.str(std::string());
     text << value;

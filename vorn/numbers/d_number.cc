@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <ios>
 #include <ostream>
 #include <sstream>
 #include <string>
@@ -104,6 +105,8 @@ std::ostream& operator<<(std::ostream& out, const DNumber& d) {
 
 std::string DNumber::to_str() const {
   std::ostringstream out;
+  // Or running out of memory would cut the text short.
+  out.exceptions(std::ios_base::badbit);
   out << *this;
   return out.str();
 }

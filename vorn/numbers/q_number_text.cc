@@ -3,8 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <memory>
+#include <ios>
 #include <optional>
 #include <ostream>
 #include <sstream>
@@ -19,18 +18,14 @@
 namespace vorn {
 namespace {
 
-// The buffer comes from GMP's allocation function, which is malloc unless the
-// host has replaced it; GMP's own free function takes it back either way.
-struct FreeGmpText {
-  void operator()(char* text) const {
-    void (*free_function)(void*, std::size_t) = nullptr;
-    mp_get_memory_functions(nullptr, nullptr, &free_function);
-    free_function(text, std::char_traits<char>::length(text) + 1);
-  }
-};
-
-std::unique_ptr<char, FreeGmpText> decimal(mpz_srcptr value) {
-  return std::unique_ptr<char, FreeGmpText>(mpz_get_str(nullptr, 10, value));
+// Into a buffer of ours: GMP loses one of its own if it gets no memory to cut
+// it to length.
+std::string decimal(mpz_srcptr value) {
+  // Room for a sign and the final zero; the base's size may be 1 too large.
+  std::string text(mpz_sizeinbase(value, 10) + 2, '\0');
+  mpz_get_str(text.data(), 10, value);
+  text.resize(std::char_traits<char>::length(text.c_str()));
+  return text;
 }
 
 // Length of the run of digits that `text` starts with.
@@ -48,13 +43,15 @@ std::ostream& operator<<(std::ostream& out, const QNumber& q) {
     if (q.den_ != 1) out << "/" << q.den_;
     return out;
   }
-  out << decimal(q.block()->num).get();
-  if (!q.big_integer()) out << "/" << decimal(q.block()->den).get();
+  out << decimal(q.block()->num);
+  if (!q.big_integer()) out << "/" << decimal(q.block()->den);
   return out;
 }
 
 std::string QNumber::to_str() const {
   std::ostringstream out;
+  // Or running out of memory would cut the text short.
+  out.exceptions(std::ios_base::badbit);
   out << *this;
   return out.str();
 }
