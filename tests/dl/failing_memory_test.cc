@@ -2,65 +2,18 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstdlib>
 #include <functional>
 #include <new>
+#include <string>
 #include <thread>
 #include <vector>
 
 #include "tests/dl/graph_under_test.h"
+#include "tests/numbers/allocation_hooks.h"
 #include "vorn/dl/graph.h"
 
-// What is left when memory runs out. This program's operator new fails when a
-// test says so, at each allocation of an operation in turn.
-
-namespace {
-
-// Allocations that still succeed; negative while no test counts them.
-long allocations_left = -1;
-
-void* allocate(std::size_t size, std::size_t alignment) {
-  if (allocations_left == 0) throw std::bad_alloc();
-  if (allocations_left > 0) --allocations_left;
-  // Whole multiples of the alignment, of which 0 is none.
-  const std::size_t rounded = (size / alignment + 1) * alignment;
-  void* memory = std::aligned_alloc(alignment, rounded);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-
-constexpr std::size_t kUsual = alignof(std::max_align_t);
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  return allocate(size, kUsual);
-}
-void* operator new[](std::size_t size) {
-  return allocate(size, kUsual);
-}
-void* operator new(std::size_t size, std::align_val_t alignment) {
-  return allocate(size, static_cast<std::size_t>(alignment));
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::align_val_t /*alignment*/) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/,
-                     std::align_val_t /*alignment*/) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
+// What is left when memory runs out: each allocation of an operation fails in
+// turn.
 
 namespace vorn::dl {
 namespace {
@@ -70,16 +23,9 @@ using dl_test::EdgeIds;
 using dl_test::GraphUnderTest;
 
 /// Runs `operation` with `allocations` to spend. False if they were too few.
-bool succeeds_with(long allocations, const std::function<void()>& operation) {
-  allocations_left = allocations;
-  try {
-    operation();
-  } catch (const std::bad_alloc&) {
-    allocations_left = -1;
-    return false;
-  }
-  allocations_left = -1;
-  return true;
+bool succeeds_with(std::size_t allocations,
+                   const std::function<void()>& operation) {
+  return !test::fails_at(allocations, operation);
 }
 
 /// Runs `operation` without any allocation.
@@ -137,11 +83,59 @@ struct Chain : GraphUnderTest {
   }
 };
 
+/// One check that has over a million edges to try at once: node 2 falls again
+/// and again before any of the edges that leave it has its turn.
+void huge_queue() {
+  constexpr int kFalls = 1100;
+  constexpr int kLeaving = 1000;
+  GraphUnderTest t;
+  std::vector<int> all;
+  for (int k = 1; k <= kFalls; ++k) {
+    t.tell(k, 1, 2, -k);
+    all.push_back(k);
+  }
+  for (int k = kFalls + 1; k <= kFalls + kLeaving; ++k) {
+    t.tell(k, 2, 3, kFalls);
+    all.push_back(k);
+  }
+  ASSERT_TRUE(t.activate(all));
+  const int start = kFalls + kLeaving + 1;
+  t.tell(start, 0, 1, -kFalls);
+
+  ASSERT_TRUE(t.activate({start}));
+
+  EXPECT_EQ(t.potential(2), std::to_string(-2 * kFalls));
+}
+
+/// One check that lowers nodes over a million times: along a chain, each node
+/// once for each node before it, since the edges that skip a part of the chain
+/// come first, those to its end before the others.
+void huge_run() {
+  constexpr int kNodes = 1500;
+  GraphUnderTest t;
+  std::vector<int> all;
+  for (int n = kNodes; n >= 2; --n) {
+    t.tell(n, 1, n, -1);
+    all.push_back(n);
+  }
+  for (int n = 2; n < kNodes; ++n) {
+    t.tell(kNodes + n, n, n + 1, -2);
+    all.push_back(kNodes + n);
+  }
+  ASSERT_TRUE(t.activate(all));
+  t.tell(1, 0, 1, -2 * kNodes);
+
+  ASSERT_TRUE(t.activate({1}));
+
+  const int length = -1 - 2 * (kNodes - 2);
+  EXPECT_EQ(t.potential(kNodes), std::to_string(-2 * kNodes + length));
+}
+
 // A registration that fails half way can be taken back and made again.
 TEST(FailingMemoryTest, TellEdgeCanBeRetractedAndRepeated) {
   for (const bool pair : {false, true}) {
     int failures = 0;
-    for (long budget = 0;; ++budget) {
+    for (std::size_t budget = 0;; ++budget) {
       SCOPED_TRACE(budget);
       GraphUnderTest t;
       t.tell(1, 1, 2, -1);
@@ -203,7 +197,7 @@ TEST(FailingMemoryTest, PushEdgeQueuesNothing) {
 // queue; checking again finishes the work.
 TEST(FailingMemoryTest, CheckCanBeRepeated) {
   int failures = 0;
-  const auto survives = [&failures](long budget) {
+  const auto survives = [&failures](std::size_t budget) {
     SCOPED_TRACE(budget);
     Chain t;
     t.push({7, 9});
@@ -229,7 +223,7 @@ TEST(FailingMemoryTest, CheckCanBeRepeated) {
     return false;
   };
   bool done = false;
-  for (long budget = 0; !done; ++budget) {
+  for (std::size_t budget = 0; !done; ++budget) {
     on_fresh_thread([&] { done = survives(budget); });
   }
   EXPECT_GT(failures, 5);
@@ -239,7 +233,7 @@ TEST(FailingMemoryTest, CheckCanBeRepeated) {
 // then, and the next check finds the conflict.
 TEST(FailingMemoryTest, FailingCheckCanBeRepeated) {
   int failures = 0;
-  const auto survives = [&failures](long budget) {
+  const auto survives = [&failures](std::size_t budget) {
     SCOPED_TRACE(budget);
     Chain t;
     t.push({8});
@@ -252,13 +246,14 @@ TEST(FailingMemoryTest, FailingCheckCanBeRepeated) {
     EXPECT_EQ(t.pending(), EdgeIds{16});
     EXPECT_EQ(t.active(Chain::kLength + 1), EdgeIds());
     EXPECT_EQ(t.potential(1), "0");
+    EXPECT_EQ(t.cur_conflict(), EdgeIds());
 
     EXPECT_FALSE(t.graph.check(true));
     EXPECT_EQ(t.cur_conflict(), (EdgeIds{16, 2, 4, 6, 8, 10, 12}));
     return false;
   };
   bool done = false;
-  for (long budget = 0; !done; ++budget) {
+  for (std::size_t budget = 0; !done; ++budget) {
     on_fresh_thread([&] { done = survives(budget); });
   }
   EXPECT_GT(failures, 5);
@@ -321,7 +316,7 @@ TEST(FailingMemoryTest, TermManagerMayRunOutOfMemory) {
 // The same for the graph's own memory anywhere in the search.
 TEST(FailingMemoryTest, LemmaSearchMayRunOutOfMemory) {
   int failures = 0;
-  for (long budget = 0;; ++budget) {
+  for (std::size_t budget = 0;; ++budget) {
     SCOPED_TRACE(budget);
     TwoConflicts t;
     if (succeeds_with(budget, [&t] { EXPECT_FALSE(t.graph.check(true)); })) {
@@ -362,15 +357,15 @@ TEST(FailingMemoryTest, RetractEdgeCanBeRepeated) {
       t.tell(20, 1, 2, 0);
       const auto retract = [&t, k] { t.graph.retract_edge(k); };
 
-      int failures = 0;
+      std::size_t failures = 0;
       while (!succeeds_with(k == 7 && failures > 0 ? 1 : failures, retract)) {
         ++failures;
         expect_sound(t, 40);
         EXPECT_TRUE(t.is_registered(2 * k));
-        ASSERT_LT(failures, 4);
+        ASSERT_LT(failures, 4U);
       }
 
-      EXPECT_GE(failures, 1);
+      EXPECT_GE(failures, 1U);
       EXPECT_FALSE(t.is_registered(2 * k));
       EXPECT_FALSE(t.is_registered(2 * k + 1));
       EXPECT_EQ(t.notified(1), EdgeIds{k == 20 ? 15 : 40});
@@ -424,6 +419,35 @@ TEST(FailingMemoryTest, ActivatingASatisfiedEdgeAgainAllocatesNothing) {
     t.graph.check(true);
   }));
   EXPECT_EQ(t.active(1), (EdgeIds{2, 4}));
+}
+
+// Storage is kept from check to check, but what one huge run has left would
+// burden the thread for ever.
+TEST(FailingMemoryTest, StorageIsKeptFromCheckToCheckUnlessItIsHuge) {
+  std::size_t fresh = 0;
+  std::size_t second = 0;
+  std::size_t after_huge_queue = 0;
+  std::size_t after_huge_run = 0;
+  on_fresh_thread([&] {
+    const auto small_check = [] {
+      GraphUnderTest t;
+      t.tell(1, 1, 2, -1);
+      t.push({1});
+      const std::size_t before = test::num_new();
+      EXPECT_TRUE(t.graph.check(true));
+      return test::num_new() - before;
+    };
+    fresh = small_check();
+    second = small_check();
+    huge_queue();
+    after_huge_queue = small_check();
+    huge_run();
+    after_huge_run = small_check();
+  });
+  // One list is of the edges to try, the other of the nodes that were lowered.
+  EXPECT_EQ(second + 2, fresh);
+  EXPECT_EQ(after_huge_queue, second + 1);
+  EXPECT_EQ(after_huge_run, second + 1);
 }
 
 // Reading out a conflict again and again reuses the two buffers.

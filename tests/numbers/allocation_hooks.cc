@@ -2,11 +2,14 @@
 #include "tests/numbers/allocation_hooks.h"
 
 #include <gmp.h>
+#include <gtest/gtest.h>
 
 #include <array>
 #include <cstddef>
 #include <cstdlib>
+#include <iostream>
 #include <new>
+#include <string>
 #include <vector>
 
 namespace vorn::test {
@@ -18,6 +21,11 @@ std::size_t new_calls = 0;
 std::size_t gmp_calls = 0;
 std::ptrdiff_t live = 0;
 std::size_t allowed = kNever;
+std::size_t failed = 0;
+// The FailAllocation that lives has refused something.
+bool refused = false;
+// Memory for the two kinds counted here is being got by malloc.
+bool inside = false;
 
 bool logging = false;
 std::array<const void*, 64> freed;
@@ -26,13 +34,24 @@ std::size_t num_freed = 0;
 // Counts one allocation down; throws when none is left.
 void spend() {
   if (allowed == kNever) return;
-  if (allowed == 0) throw std::bad_alloc();
+  if (allowed == 0) {
+    if (!refused) ++failed;
+    refused = true;
+    throw std::bad_alloc();
+  }
   --allowed;
+}
+
+void* raw_allocate(std::size_t size) {
+  inside = true;
+  void* memory = std::malloc(size);
+  inside = false;
+  return memory;
 }
 
 void* gmp_allocate(std::size_t size) {
   spend();
-  void* memory = std::malloc(size);
+  void* memory = raw_allocate(size);
   if (memory == nullptr) throw std::bad_alloc();
   ++gmp_calls;
   ++live;
@@ -59,7 +78,7 @@ void gmp_free(void* memory, std::size_t /*size*/) {
 
 void* allocate(std::size_t size) {
   spend();
-  void* memory = std::malloc(size == 0 ? 1 : size);
+  void* memory = raw_allocate(size == 0 ? 1 : size);
   if (memory == nullptr) throw std::bad_alloc();
   ++new_calls;
   ++live;
@@ -73,6 +92,19 @@ void release(void* memory) noexcept {
   std::free(memory);
 }
 
+/// Says how much was refused, on the console and in a report in XML.
+class FailureReport : public testing::Environment {
+ public:
+  void TearDown() override {
+    if (failed == 0) return;
+    testing::Test::RecordProperty("failed_allocations", std::to_string(failed));
+    std::cout << failed << " allocations were made to fail\n";
+  }
+};
+
+[[maybe_unused]] testing::Environment* const report =
+    testing::AddGlobalTestEnvironment(new FailureReport);
+
 }  // namespace
 
 std::size_t num_new() {
@@ -85,11 +117,33 @@ std::ptrdiff_t num_live() {
   return live;
 }
 
+std::size_t num_failed() {
+  return failed;
+}
+
+bool refuse_malloc() noexcept {
+  if (inside) return false;
+  try {
+    spend();
+  } catch (const std::bad_alloc&) {
+    return true;
+  }
+  return false;
+}
+
 FailAllocation::FailAllocation(std::size_t after) {
   allowed = after;
+  refused = false;
 }
 FailAllocation::~FailAllocation() {
   allowed = kNever;
+}
+
+Reprieve::Reprieve() : suspended_(allowed) {
+  allowed = kNever;
+}
+Reprieve::~Reprieve() {
+  allowed = suspended_;
 }
 
 FreeLog::FreeLog() {

@@ -19,15 +19,36 @@ std::size_t num_new();
 std::size_t num_gmp();
 /// Blocks of either kind that are not freed yet.
 std::ptrdiff_t num_live();
+/// FailAllocations that had something to refuse, since the program's start. A
+/// program says at its end how many there were.
+std::size_t num_failed();
 
-/// While it lives, allocation number `after` (from 0, of either kind) throws
-/// std::bad_alloc, and so do all that come later.
+/// Whether a malloc of the code under test is to fail, as an allocation of a
+/// third kind. For programs that are linked with --wrap=malloc.
+bool refuse_malloc() noexcept;
+
+/// While it lives, allocation number `after` (from 0, of any kind) throws
+/// std::bad_alloc, and so do all that come later. A malloc returns null
+/// instead, where it is wrapped.
 class FailAllocation {
  public:
   explicit FailAllocation(std::size_t after);
   ~FailAllocation();
   FailAllocation(const FailAllocation&) = delete;
   FailAllocation& operator=(const FailAllocation&) = delete;
+};
+
+/// While it lives, the test itself allocates: nothing fails, nothing is counted
+/// down.
+class Reprieve {
+ public:
+  Reprieve();
+  ~Reprieve();
+  Reprieve(const Reprieve&) = delete;
+  Reprieve& operator=(const Reprieve&) = delete;
+
+ private:
+  std::size_t suspended_;
 };
 
 /// Calls f with allocation number k failing; true if that ended the call.

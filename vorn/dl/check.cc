@@ -172,12 +172,19 @@ int Graph::relax_from(int e) {
 void Graph::record_conflict(int start, int closing_edge) {
   prev_conflict_ = cur_conflict_;
   cur_conflict_.clear();
-  cur_conflict_.push_back(closing_edge);
-  int node = edges_.at(closing_edge).source;
-  while (node != start) {
-    const int pred = nodes_.at(node).pred_edge();
-    cur_conflict_.push_back(pred);
-    node = edges_.at(pred).source;
+  try {
+    cur_conflict_.push_back(closing_edge);
+    int node = edges_.at(closing_edge).source;
+    while (node != start) {
+      const int pred = nodes_.at(node).pred_edge();
+      cur_conflict_.push_back(pred);
+      node = edges_.at(pred).source;
+    }
+  } catch (...) {
+    // A later lemma search takes what it finds here for a whole cycle: on a
+    // part of one it could teach what does not follow, or never end.
+    cur_conflict_.clear();
+    throw;
   }
   std::reverse(cur_conflict_.begin(), cur_conflict_.end());
 }

@@ -71,7 +71,8 @@ class Proof;
 /// Ownership: configuration, mapper, term manager and logger are borrowed and
 /// must outlive the graph; it owns all else. It can be neither copied nor
 /// moved. Errors: inconsistency is a result. Only memory can run out; the
-/// exception passes through, and each operation says what state it leaves.
+/// exception passes through, and each operation says what state it leaves; one
+/// that says nothing changes nothing.
 /// Threads: none. Distinct graphs may live in distinct threads; numbers made in
 /// one thread must not be handed to another.
 class VORN_EXPORT Graph {
@@ -128,7 +129,7 @@ class VORN_EXPORT Graph {
   /// run without end in a rare state; see Configuration::Theory::La.
   /// On failing memory, edges that were done are active and no longer queued;
   /// the one being done is not active and still queued, and invariants (1) to
-  /// (3) hold. The conflict lists and the lemmas may be incomplete then.
+  /// (3) hold. The current conflict may then be empty, and lemmas missing.
   bool check(bool flag);
 
   // Backtracking (backtracking.cc). Pops come in the reverse order of pushes.
@@ -153,13 +154,15 @@ class VORN_EXPORT Graph {
   /// Swaps the constraints of the current conflict into *out, in cycle order,
   /// the one that closed the cycle first; a constraint with both edges on the
   /// cycle appears twice. The vector that *out held becomes the graph's buffer.
-  /// Returns true, also with no conflict (an empty list).
+  /// Returns true, also with no conflict (an empty list). On failing memory
+  /// *out is as it was.
   bool get_conflict_set(std::vector<int>* out);
   /// Null: the graph makes no proofs.
   const Proof* get_conflict_proof();
   /// Whether the potential `pi` violates an active edge. If not, it proves that
   /// the active edges close no negative cycle. A node without a potential reads
-  /// as 0 and becomes present in `pi`. Cost: O(active edges).
+  /// as 0 and becomes present in `pi`. Cost: O(active edges). On failing memory
+  /// the graph is as it was; some of the nodes may be present already.
   bool has_negative_cycle(const Potentials& pi);
   /// Logs the current and the previous conflict; nothing without a logger.
   void dump_conflict_sets();
@@ -185,7 +188,8 @@ class VORN_EXPORT Graph {
   /// only once a lemma search has run. The stream's formatting is left as it
   /// was.
   void print_stats(std::ostream& out) const;
-  /// Appends the same as (key, value) texts.
+  /// Appends the same as (key, value) texts. On failing memory the first few
+  /// may have been appended.
   void get_stats(std::vector<std::pair<std::string, std::string>>& out) const;
   /// Prints potentials and, per node, its pushed and notified edges.
   void dump_debug_status(std::ostream& out) const;
