@@ -557,6 +557,20 @@ TEST_F(HashtableTest, FailedChunkThrowsAndLeavesTableAsItWas) {
   EXPECT_EQ(table_.size(), 17U);
 }
 
+// A chunk of so many nodes that the count of their bytes comes round to 0 is
+// still asked for: what malloc does with 0 bytes differs from system to system.
+TEST_F(HashtableTest, ChunkOfNoBytesIsAskedForAsOneByte) {
+  // 8 bytes for the link and 24 for each of (2^62 - 1) / 3 nodes are 2^65.
+  static_assert(sizeof(Bucket) == 24 && sizeof(void*) == 8);
+  Inspector::chunk_size(table_) = ((std::size_t{1} << 62) - 1) / 3;
+  (void)terms_[0];
+
+  EXPECT_TRUE(test::fails_at(0, [&] { insert(table_, terms_[0]); }));
+
+  EXPECT_EQ(test::refused_malloc_size(), 1U);
+  EXPECT_EQ(table_.size(), 0U);
+}
+
 // No memory for a larger bucket array: a graph goes on with the table of its
 // lemmas, so the table must find what it had and take what comes.
 TEST(HashtableLifetimeTest, FailedGrowthThrowsAndLeavesTableAsItWas) {

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstdlib>
 #include <map>
 #include <new>
 #include <optional>
@@ -21,18 +20,9 @@
 #include "vorn/services/term_manager.h"
 
 // A whole session of a host with a graph, with the first allocation failing,
-// then the second, the third and so on: operator new, GMP's, and malloc, which
-// this program wraps. The host mends what an operation may leave and goes on,
-// or gives up; either way it loses nothing.
-
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names.
-extern "C" void* __real_malloc(std::size_t size);
-extern "C" void* __wrap_malloc(std::size_t size);
-
-extern "C" void* __wrap_malloc(std::size_t size) {
-  return vorn::test::refuse_malloc() ? nullptr : __real_malloc(size);
-}
-// NOLINTEND(bugprone-reserved-identifier)
+// then the second, the third and so on: operator new, GMP's, and malloc. The
+// host mends what an operation may leave and goes on, or gives up; either way
+// it loses nothing.
 
 namespace vorn::dl {
 namespace {

@@ -24,6 +24,7 @@ std::size_t allowed = kNever;
 std::size_t failed = 0;
 // The FailAllocation that lives has refused something.
 bool refused = false;
+std::size_t refused_size = 0;
 // Memory for the two kinds counted here is being got by malloc.
 bool inside = false;
 
@@ -121,14 +122,19 @@ std::size_t num_failed() {
   return failed;
 }
 
-bool refuse_malloc() noexcept {
+bool refuse_malloc(std::size_t size) noexcept {
   if (inside) return false;
   try {
     spend();
   } catch (const std::bad_alloc&) {
+    refused_size = size;
     return true;
   }
   return false;
+}
+
+std::size_t refused_malloc_size() {
+  return refused_size;
 }
 
 FailAllocation::FailAllocation(std::size_t after) {

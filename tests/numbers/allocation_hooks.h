@@ -7,9 +7,10 @@
 #include <vector>
 
 // Watches and breaks memory allocation. A program that links this replaces
-// operator new and operator delete, and hands its own functions to GMP. All of
-// them stand on malloc, so that memory of either kind may cross the moment at
-// which they are put in place. Not for several threads.
+// operator new and operator delete, hands its own functions to GMP, and wraps
+// the calls of malloc in what it links statically. All of them stand on malloc,
+// so that memory of either kind may cross the moment at which they are put in
+// place. Not for several threads.
 
 namespace vorn::test {
 
@@ -24,8 +25,10 @@ std::ptrdiff_t num_live();
 std::size_t num_failed();
 
 /// Whether a malloc of the code under test is to fail, as an allocation of a
-/// third kind. For programs that are linked with --wrap=malloc.
-bool refuse_malloc() noexcept;
+/// third kind.
+bool refuse_malloc(std::size_t size) noexcept;
+/// The size that the latest refused malloc asked for.
+std::size_t refused_malloc_size();
 
 /// While it lives, allocation number `after` (from 0, of any kind) throws
 /// std::bad_alloc, and so do all that come later. A malloc returns null
