@@ -6,7 +6,8 @@
 #   scripts/test.sh
 #
 # Formatting, then the tests in a debug build under the address and
-# undefined-behaviour sanitizers, then the tests in the release build.
+# undefined-behaviour sanitizers, then the tests in the release build, then how
+# much of the code they execute.
 source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 # shellcheck disable=SC2086 # lists of words
@@ -20,3 +21,5 @@ for preset in asan release; do
   echo "Testing the $preset build ..."
   ctest --preset "$preset" -j "$vorn_jobs" --progress
 done
+
+"$vorn_root/scripts/coverage.sh"
