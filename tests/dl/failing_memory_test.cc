@@ -437,6 +437,11 @@ TEST(FailingMemoryTest, StorageIsKeptFromCheckToCheckUnlessItIsHuge) {
       EXPECT_TRUE(t.graph.check(true));
       return test::num_new() - before;
     };
+    {
+      // Blocks of numbers come out of what the thread keeps of these.
+      std::vector<la::DNumber> numbers(10);
+      for (la::DNumber& number : numbers) number = la::DNumber(1, 1);
+    }
     fresh = small_check();
     second = small_check();
     huge_queue();

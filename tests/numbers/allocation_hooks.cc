@@ -25,8 +25,9 @@ std::size_t failed = 0;
 // The FailAllocation that lives has refused something.
 bool refused = false;
 std::size_t refused_size = 0;
-// Memory for the two kinds counted here is being got by malloc.
-bool inside = false;
+// Memory for the two kinds counted here is being got by malloc. Volatile:
+// compilers know that malloc does not look at it, and would not write it.
+volatile bool inside = false;
 
 bool logging = false;
 std::array<const void*, 64> freed;
@@ -77,9 +78,14 @@ void gmp_free(void* memory, std::size_t /*size*/) {
   return true;
 }();
 
-void* allocate(std::size_t size) {
+// With an alignment of more than malloc gives, or 0.
+void* allocate(std::size_t size, std::size_t alignment = 0) {
   spend();
-  void* memory = raw_allocate(size == 0 ? 1 : size);
+  // aligned_alloc takes whole multiples of the alignment, other than 0.
+  void* memory =
+      alignment == 0
+          ? raw_allocate(size == 0 ? 1 : size)
+          : std::aligned_alloc(alignment, (size / alignment + 1) * alignment);
   if (memory == nullptr) throw std::bad_alloc();
   ++new_calls;
   ++live;
@@ -173,6 +179,9 @@ void* operator new(std::size_t size) {
 void* operator new[](std::size_t size) {
   return vorn::test::allocate(size);
 }
+void* operator new(std::size_t size, std::align_val_t alignment) {
+  return vorn::test::allocate(size, static_cast<std::size_t>(alignment));
+}
 void operator delete(void* memory) noexcept {
   vorn::test::release(memory);
 }
@@ -183,5 +192,12 @@ void operator delete(void* memory, std::size_t /*size*/) noexcept {
   vorn::test::release(memory);
 }
 void operator delete[](void* memory, std::size_t /*size*/) noexcept {
+  vorn::test::release(memory);
+}
+void operator delete(void* memory, std::align_val_t /*alignment*/) noexcept {
+  vorn::test::release(memory);
+}
+void operator delete(void* memory, std::size_t /*size*/,
+                     std::align_val_t /*alignment*/) noexcept {
   vorn::test::release(memory);
 }

@@ -18,10 +18,9 @@ namespace vorn::dl {
 /// lowered its potential. All operations return true.
 ///
 /// A node fills a cache line and is aligned to one, so that it is fetched at
-/// once. Cost: push and retract scan the notified edges of the node, pop is O(1)
-/// and does not allocate.
-/// Errors: only exhausted memory, in tell and push, and then the node is as it
-/// was.
+/// once. Cost: push and retract scan the notified edges of the node, pop is
+/// O(1) and does not allocate. Errors: only exhausted memory, in tell and push,
+/// and then the node is as it was.
 class VORN_EXPORT __attribute__((aligned(64))) Node {
  public:
   Node() : pred_edge_(-1) {}
