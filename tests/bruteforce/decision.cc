@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <functional>
 #include <iostream>
+#include <limits>
 #include <map>
 #include <optional>
 #include <unordered_map>
@@ -188,15 +189,19 @@ Reading read(const Sum& sum, Sort sort, bool strict) {
 
 class Enumeration {
  public:
-  explicit Enumeration(const std::vector<Formula>& formulas)
-      : formulas_(formulas) {}
+  // `most_states`: how many may be looked at.
+  Enumeration(const std::vector<Formula>& formulas, std::uint64_t most_states)
+      : formulas_(formulas), states_left_(most_states) {}
 
-  bool run() {
+  // Nothing if there are more states.
+  std::optional<bool> run() {
     std::size_t counts[3] = {0, 0, 0};
     for (const Formula& formula : formulas_) count_variables(*formula, counts);
     State state{std::vector<Truth>(counts[0], Truth::kOpen),
                 Paths(counts[1] + 1), Paths(counts[2] + 1)};
-    return has_model(state);
+    const bool result = has_model(state);
+    if (gave_up_) return std::nullopt;
+    return result;
   }
 
  private:
@@ -208,7 +213,13 @@ class Enumeration {
     for (const Formula& arg : node.args) count_variables(*arg, counts);
   }
 
+  // Means nothing if it gave up.
   bool has_model(const State& state) {
+    if (states_left_ == 0) {
+      gave_up_ = true;
+      return false;
+    }
+    --states_left_;
     decision_.reset();
     Truth all = Truth::kTrue;
     for (const Formula& formula : formulas_) {
@@ -228,6 +239,7 @@ class Enumeration {
         next.bools[decision.variable] = choice ? Truth::kTrue : Truth::kFalse;
       }
       if (has_model(next)) return true;
+      if (gave_up_) return false;
     }
     return false;
   }
@@ -426,6 +438,8 @@ class Enumeration {
   };
 
   const std::vector<Formula>& formulas_;
+  std::uint64_t states_left_;
+  bool gave_up_ = false;
   std::optional<Decision> decision_;
   std::unordered_map<std::pair<const Node*, const Node*>, Reading, HashPair>
       readings_[2];
@@ -434,7 +448,13 @@ class Enumeration {
 }  // namespace
 
 bool is_satisfiable(const std::vector<Formula>& formulas) {
-  return Enumeration(formulas).run();
+  constexpr std::uint64_t kAll = std::numeric_limits<std::uint64_t>::max();
+  return *is_satisfiable_within(formulas, kAll);
+}
+
+std::optional<bool> is_satisfiable_within(const std::vector<Formula>& formulas,
+                                          std::uint64_t most_states) {
+  return Enumeration(formulas, most_states).run();
 }
 
 }  // namespace vorn::bruteforce

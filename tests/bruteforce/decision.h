@@ -2,6 +2,8 @@
 #ifndef VORN_TESTS_BRUTEFORCE_DECISION_H
 #define VORN_TESTS_BRUTEFORCE_DECISION_H
 
+#include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "tests/bruteforce/formula.h"
@@ -17,6 +19,11 @@ namespace vorn::bruteforce {
 /// variables, over variables of one sort.
 /// Cost: exponential in the number of bounds.
 bool is_satisfiable(const std::vector<Formula>& formulas);
+
+/// The same, or nothing once `most_states` states were looked at.
+/// Cost: proportional to `most_states` times the size of the formulas as trees.
+std::optional<bool> is_satisfiable_within(const std::vector<Formula>& formulas,
+                                          std::uint64_t most_states);
 
 }  // namespace vorn::bruteforce
 

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <random>
 #include <vector>
 
@@ -38,6 +39,21 @@ TEST(DecisionTest, IsSatisfiableTellsIntegersFromReals) {
     EXPECT_FALSE(is_satisfiable({less(x, y), less(y, x)}));
     EXPECT_TRUE(is_satisfiable({leq(x, y), leq(y, x)}));
   }
+}
+
+// Giving up must not be taken for a verdict.
+TEST(DecisionTest, IsSatisfiableWithinAnswersOnlyWhatItHasSettled) {
+  const Formula x = make_variable(Sort::kInt, 0);
+  const Formula y = make_variable(Sort::kInt, 1);
+  // Three states: nothing decided, x < y, and not x < y.
+  const std::vector<Formula> neither = {
+      make(Op::kNot, Sort::kBool, {less(x, y)}), less(x, y)};
+
+  EXPECT_EQ(is_satisfiable_within(neither, 0), std::nullopt);
+  EXPECT_EQ(is_satisfiable_within(neither, 2), std::nullopt);
+  EXPECT_EQ(is_satisfiable_within(neither, 3), false);
+  EXPECT_EQ(is_satisfiable_within({less(x, y)}, 1), std::nullopt);
+  EXPECT_EQ(is_satisfiable_within({less(x, y)}, 2), true);
 }
 
 // All small integer formulas by the definition alone: if enumeration of bounds

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/bruteforce/script_generator.h"
 
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -8,10 +9,16 @@
 namespace vorn::bruteforce {
 
 ScriptGenerator::ScriptGenerator(Logic logic, std::uint64_t seed)
-    : logic_(logic), rng_(seed) {}
+    : ScriptGenerator(logic,
+                      [rng = std::mt19937_64(seed)](unsigned bound) mutable {
+                        return static_cast<unsigned>(rng() % bound);
+                      }) {}
+
+ScriptGenerator::ScriptGenerator(Logic logic, Choose choose)
+    : logic_(logic), choose_(std::move(choose)) {}
 
 int ScriptGenerator::pick(int bound) {
-  return static_cast<int>(rng_() % static_cast<std::uint64_t>(bound));
+  return static_cast<int>(choose_(static_cast<unsigned>(bound)));
 }
 
 Sort ScriptGenerator::pick_number_sort() {

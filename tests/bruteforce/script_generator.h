@@ -4,7 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <random>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -72,7 +72,12 @@ struct Script {
 /// script's atoms are difference constraints, however they are dressed up.
 class ScriptGenerator {
  public:
+  /// Makes one of `bound` choices: 0 to bound - 1.
+  using Choose = std::function<unsigned(unsigned bound)>;
+
   ScriptGenerator(Logic logic, std::uint64_t seed);
+  /// Takes all its choices from `choose`.
+  ScriptGenerator(Logic logic, Choose choose);
 
   Script make();
 
@@ -137,7 +142,7 @@ class ScriptGenerator {
   std::string number_text(const mpq_class& value, Sort sort);
 
   const Logic logic_;
-  std::mt19937_64 rng_;
+  const Choose choose_;
   Script script_;
 
   std::vector<Binding> globals_;

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_TESTS_BRUTEFORCE_SESSION_H
+#define VORN_TESTS_BRUTEFORCE_SESSION_H
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "tests/bruteforce/script_generator.h"
+
+namespace vorn::bruteforce {
+
+/// What was seen in some scripts.
+struct Tally {
+  std::uint64_t sat = 0;
+  std::uint64_t unsat = 0;
+  std::uint64_t cores = 0;
+  std::uint64_t failed_assumptions = 0;
+  /// Answers that enumeration was too long for.
+  std::uint64_t undecided = 0;
+  /// The engine's counters of these names, over all scripts.
+  std::map<std::string, std::uint64_t> counters = {{"theory conflicts", 0},
+                                                   {"lemmas used", 0}};
+};
+
+struct Verdict {
+  /// What is wrong; empty if all answers were right.
+  std::string problem;
+  /// The commands sent, queries for models and cores included.
+  std::string text;
+};
+
+/// Sends a script through the interpreter and checks every answer: verdicts
+/// against enumeration, models and values by evaluation, cores and failed
+/// assumptions by enumeration again. Stops at the first wrong one.
+///
+/// `most_states` bounds each enumeration, 0 for no bound. A verdict that it
+/// does not settle is only checked by its model, if it has one.
+Verdict run_script(const Script& script, Tally& tally,
+                   std::uint64_t most_states = 0);
+
+}  // namespace vorn::bruteforce
+
+#endif  // VORN_TESTS_BRUTEFORCE_SESSION_H
