@@ -9,6 +9,7 @@ vorn_jobs=$(nproc)
 
 vorn_packages_build="g++ make cmake pkg-config libgmp-dev libcli11-dev"
 vorn_packages_test="libgtest-dev libboost-dev libcadical-dev clang-format"
+vorn_packages_fuzz="clang libclang-rt-14-dev"
 
 # Runs a command with its output in a log, which is shown if it fails.
 vorn_quietly() {

@@ -1,0 +1,7 @@
+(set-logic QF_IDL)(declare-const x Int)(declare-const y Int)(declare-const p Bool)
+(define-fun f ((a Int) (b Bool)) Int (ite b (+ a 1) (- a 1)))
+(define-fun g ((a Int)) Int (f (f a p) (not p)))
+(assert (let ((u (g x))) (let ((v (g u)) (q (= u y))) (=> q (or (< v y) (not (not q)))))))
+(assert (= p (= x y) (ite p (<= x y) (>= x y)) true))
+(check-sat)(push)(assert false)(check-sat)(pop)(get-option :random-seed)
+(define-const k Int (- 5))(assert (<= (- x y) k))(check-sat)(get-model)
