@@ -37,12 +37,16 @@ struct Pair {
   mpq_class value;
 };
 
-// The same of a delta-rational. `tag` is -1 below all others, 1 above them.
-struct DeltaPair {
-  la::DNumber number;
+// A delta-rational of the reference. `tag` is -1 below all others, 1 above.
+struct Delta {
   mpq_class rational;
   mpq_class eps;
   int tag = 0;
+};
+
+struct DeltaPair {
+  la::DNumber number;
+  Delta value;
 };
 
 const la::DNumber::num_repr kTop(3, 0, 1);
@@ -67,7 +71,7 @@ int order(const mpq_class& a, const mpq_class& b) {
   return (difference > 0 ? 1 : 0) - (difference < 0 ? 1 : 0);
 }
 
-int order(const DeltaPair& a, const DeltaPair& b) {
+int order(const Delta& a, const Delta& b) {
   if (a.tag != b.tag) return a.tag < b.tag ? -1 : 1;
   // Tagged values of one tag have one block.
   if (a.tag != 0) return 0;
@@ -75,7 +79,14 @@ int order(const DeltaPair& a, const DeltaPair& b) {
   return by_rational != 0 ? by_rational : order(a.eps, b.eps);
 }
 
-std::string delta_text(const DeltaPair& d) {
+// A tagged value, the left one first, absorbs.
+Delta sum_of(const Delta& a, const Delta& b) {
+  if (a.tag != 0) return a;
+  if (b.tag != 0) return b;
+  return {a.rational + b.rational, a.eps + b.eps, 0};
+}
+
+std::string text_of(const Delta& d) {
   if (d.tag != 0) return d.tag < 0 ? "-inf" : "inf";
   std::string text = d.rational.get_str();
   if (sgn(d.eps) == 0) return text;
@@ -307,13 +318,13 @@ void Machine::delta_step() {
     case 0: {
       const int r = input_.below_int(9) - 4;
       const int e = input_.below_int(5) - 2;
-      a = DeltaPair{la::DNumber(r, e), r, e, 0};
+      a = DeltaPair{la::DNumber(r, e), {r, e, 0}};
       break;
     }
     case 1: {
       const Pair& r = rational();
       const Pair& e = rational();
-      a = DeltaPair{la::DNumber(r.number, e.number), r.value, e.value, 0};
+      a = DeltaPair{la::DNumber(r.number, e.number), {r.value, e.value, 0}};
       break;
     }
     case 2:
@@ -335,41 +346,43 @@ void Machine::delta_step() {
     }
     case 6: {
       const bool top = input_.below(2) == 1;
-      a = DeltaPair{la::DNumber::tagged(top ? kTop : kBottom), top ? 3 : 0, 0,
-                    top ? 1 : -1};
+      a = DeltaPair{la::DNumber::tagged(top ? kTop : kBottom),
+                    {top ? 3 : 0, 0, top ? 1 : -1}};
       break;
     }
     case 7: {
-      const la::DNumber sum = b.number + a.number;
-      if (b.tag != 0) {
-        if (&a == &b) return;
-        a = b;
-      } else if (a.tag == 0) {
-        a = DeltaPair{sum, b.rational + a.rational, b.eps + a.eps, 0};
-      }
+      const Delta sum = sum_of(b.value, a.value);
+      a.number = b.number + a.number;
+      a.value = sum;
+      break;
+    }
+    case 8: {
+      // In place, whoever else has a share of the block.
+      const Delta sum = sum_of(a.value, b.value);
+      a.number += b.number;
+      a.value = sum;
+      break;
+    }
+    case 9: {
+      const Delta sum = sum_of(a.value, b.value);
+      a.number += la::DNumber(b.number);
+      a.value = sum;
       break;
     }
     default: {
-      // In place, whoever else has a share of the block.
-      const mpq_class other_rational = b.rational;
-      const mpq_class other_eps = b.eps;
-      const int other_tag = b.tag;
-      if (operation % 2 == 0) {
-        a.number += b.number;
-      } else {
-        a.number += la::DNumber(b.number);
+      const DeltaPair& c = delta();
+      const Delta sum = sum_of(b.value, c.value);
+      const bool lowers = order(sum, a.value) < 0;
+      if (la::DNumber::lower(a.number, b.number, c.number) != lowers) {
+        fail("lowering " + text_of(a.value) + " to " + text_of(sum));
       }
-      if (a.tag != 0) break;
-      if (other_tag != 0) {
-        a.rational = other_rational;
-        a.eps = other_eps;
-        a.tag = other_tag;
-      } else {
-        a.rational += other_rational;
-        a.eps += other_eps;
-      }
+      if (lowers) a.value = sum;
       break;
     }
+  }
+  if (num_bits(a.value.rational) > kMostBits ||
+      num_bits(a.value.eps) > kMostBits) {
+    a = DeltaPair();
   }
   check(a);
 }
@@ -395,6 +408,11 @@ void Machine::check_value(const Pair& q) {
   if (q.number.is_integer() != (q.value.get_den() == 1)) {
     fail("is_integer of " + expected);
   }
+  if (q.number.is_word() &&
+      (q.value.get_den() != 1 || q.value.get_num() != q.number.word() ||
+       !(QNumber::from_word(q.number.word()) == q.number))) {
+    fail("the word of " + expected);
+  }
   const std::optional<QNumber> back = QNumber::from_string(expected);
   if (!back || !(*back == q.number) || !(q.number == *back)) {
     fail("reading back " + expected);
@@ -406,15 +424,15 @@ void Machine::check_value(const Pair& q) {
 }
 
 void Machine::check_value(const DeltaPair& d) {
-  const std::string expected = delta_text(d);
+  const std::string expected = text_of(d.value);
   std::ostringstream out;
   out << d.number;
   if (d.number.to_str() != expected || out.str() != expected) {
     fail("text " + d.number.to_str() + ", not " + expected);
   }
-  if (d.number.is_tagged() != (d.tag != 0)) fail("tag of " + expected);
-  check_value(Pair{d.number.rational(), d.rational});
-  check_value(Pair{d.number.eps(), d.eps});
+  if (d.number.is_tagged() != (d.value.tag != 0)) fail("tag of " + expected);
+  check_value(Pair{d.number.rational(), d.value.rational});
+  check_value(Pair{d.number.eps(), d.value.eps});
 }
 
 // With registers of the input's choice.
@@ -451,20 +469,14 @@ void Machine::check(const DeltaPair& written) {
   const DeltaPair& b = delta();
   const DeltaPair& c = delta();
   check_value(b);
-  if ((written.number < b.number) != (order(written, b) < 0)) {
-    fail(delta_text(written) + " < " + delta_text(b));
+  if ((written.number < b.number) != (order(written.value, b.value) < 0)) {
+    fail(text_of(written.value) + " < " + text_of(b.value));
   }
-  DeltaPair sum = written;
-  if (written.tag == 0) {
-    sum = b;
-    if (b.tag == 0) {
-      sum.rational = written.rational + b.rational;
-      sum.eps = written.eps + b.eps;
-    }
-  }
+  const Delta sum = sum_of(written.value, b.value);
   if (la::DNumber::sum_less(written.number, b.number, c.number) !=
-      (order(sum, c) < 0)) {
-    fail(delta_text(written) + " + " + delta_text(b) + " < " + delta_text(c));
+      (order(sum, c.value) < 0)) {
+    fail(text_of(written.value) + " + " + text_of(b.value) + " < " +
+         text_of(c.value));
   }
 }
 

@@ -14,8 +14,10 @@
 // goes back at once, the rest when the thread ends.
 //
 // Under sanitizers every block goes to the general allocator, which knows about
-// uses after a free and about leaks.
+// uses after a free and about leaks, unless VORN_RECYCLES_BLOCKS is set to 1
+// for the whole build; to see the pool itself at work in threads, say.
 
+#ifndef VORN_RECYCLES_BLOCKS
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define VORN_RECYCLES_BLOCKS 0
 #elif defined(__has_feature)
@@ -26,6 +28,7 @@
 #endif
 #ifndef VORN_RECYCLES_BLOCKS
 #define VORN_RECYCLES_BLOCKS 1
+#endif
 #endif
 
 namespace vorn::la {

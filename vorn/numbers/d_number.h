@@ -36,8 +36,9 @@ namespace vorn::la {
 ///    eps part's sum failed, and with the shared zero if its block was shared
 ///    (the share is given up before anything is allocated, so that a failure
 ///    cannot release it twice).
-/// Threads: counts are plain integers. Values that share a block belong to one
-/// thread; only the shared zero, which is never counted, is common to all.
+/// Threads: counts are plain integers. A value belongs to the thread that made
+/// it, with all that share its block, and must not be handed to another; only
+/// the shared zero, which is never counted, is common to all.
 class VORN_EXPORT DNumber {
  public:
   /// The block behind the values that share it.

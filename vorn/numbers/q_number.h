@@ -42,7 +42,8 @@ struct Inspector;
 /// as whatever GMP's allocation functions do (by default they end the process;
 /// a host changes that with mp_set_memory_functions). After a failure the
 /// target of an operation holds its old value, perhaps in the big form.
-/// Threads: distinct values may be used in distinct threads.
+/// Threads: distinct values may be used in distinct threads. A number made in
+/// one thread must not be handed to another.
 class VORN_EXPORT QNumber {
  public:
   /// Zero, small form.
