@@ -6,8 +6,9 @@
 #   scripts/test.sh
 #
 # Formatting, then the tests in a debug build under the address and
-# undefined-behaviour sanitizers, then the tests in the release build, then how
-# much of the code they execute.
+# undefined-behaviour sanitizers, then the tests in the release build, then the
+# tests of threads under the thread sanitizer, then how much of the code the tests
+# execute, then each fuzzer for a minute.
 source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 # shellcheck disable=SC2086 # lists of words
@@ -22,4 +23,10 @@ for preset in asan release; do
   ctest --preset "$preset" -j "$vorn_jobs" --progress
 done
 
+vorn_build tsan ON vorn_threads_test
+echo "Testing the tsan build ..."
+ctest --preset tsan --progress
+
 "$vorn_root/scripts/coverage.sh"
+
+"$vorn_root/scripts/fuzz.sh" --seconds 60
