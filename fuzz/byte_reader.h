@@ -10,17 +10,25 @@ namespace vorn::fuzz {
 /// Hands out an input's bytes as choices. Behind its end all choices are 0.
 ///
 /// A byte counts from the character '0', so that a choice below ten is its
-/// digit in the input and inputs can be written by hand.
+/// digit in the input and inputs can be written by hand. Spaces and newlines
+/// are passed over.
 class ByteReader {
  public:
   /// `data` is borrowed.
   ByteReader(const std::uint8_t* data, std::size_t size)
-      : data_(data), size_(size) {}
+      : data_(data), size_(size) {
+    skip_space();
+  }
 
   bool at_end() const { return position_ == size_; }
 
   /// The next byte as it is, 0 behind the end.
-  std::uint8_t byte() { return at_end() ? 0 : data_[position_++]; }
+  std::uint8_t byte() {
+    if (at_end()) return 0;
+    const std::uint8_t result = data_[position_++];
+    skip_space();
+    return result;
+  }
 
   /// A choice from 0 to bound - 1, by one byte while the bound is at most 256
   /// and by two beyond. Requires: 0 < bound <= 65536.
@@ -35,6 +43,11 @@ class ByteReader {
   }
 
  private:
+  void skip_space() {
+    while (!at_end() && (data_[position_] == ' ' || data_[position_] == '\n')) {
+      ++position_;
+    }
+  }
   unsigned digit() { return (byte() - unsigned{'0'}) & 0xFFU; }
 
   const std::uint8_t* data_;

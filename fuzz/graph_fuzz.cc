@@ -29,8 +29,7 @@
 //   x       dump the conflicts          lNFKK  dump N edges, in full for F = 1
 //
 // A weight is a digit for its kind, see weight(), and one or more for its size.
-// Spaces and newlines are passed over. What would break the contract of the
-// graph where it stands is left out.
+// What would break the contract of the graph where it stands is left out.
 
 namespace vorn::model {
 namespace {
@@ -170,7 +169,6 @@ void Decoder::dump_list() {
 
 void Decoder::step() {
   const std::uint8_t letter = input_.byte();
-  if (letter == ' ' || letter == '\n') return;
   // Upper case does the same, so each call has several bytes.
   switch ('a' + (letter & 31) - 1) {
     case 't':

@@ -24,6 +24,7 @@
 //  - nothing crashes or leaks, and no exception comes out;
 //  - an error names a line and a column that exist in the script;
 //  - each command is answered at once, by at most one reply;
+//  - no model and no core is found to be wrong by the solver itself;
 //  - the answers do not depend on how the script arrives: all at once, or byte
 //    by byte.
 // Solving is cut off after some conflicts, counted, not timed, so that every
@@ -110,6 +111,10 @@ class Host : public SessionHost {
   void check_finished() override {
     if (!checking_) fuzz::fail("a check has finished that never began");
     checking_ = false;
+    if (engine_ != nullptr &&
+        engine_->unknown_reason() == UnknownReason::kInternalError) {
+      fuzz::fail("a model does not satisfy the assertions");
+    }
   }
 
   void start_command() { replies_in_command_ = 0; }
@@ -135,6 +140,9 @@ class Host : public SessionHost {
           column > lengths_[line - 1] + 1 || rest.substr(0, 2) != ": " ||
           rest.size() < 6 || rest.substr(rest.size() - 3) != "\")\n") {
         fuzz::fail("an error without its place: " + std::string(reply));
+      }
+      if (rest.find("internal error") == 2) {
+        fuzz::fail(std::string(reply));
       }
     }
     output_ += reply;

@@ -2,5 +2,6 @@
 (declare-const x Int)(declare-const y Real)
 (assert (< (- x) 9223372036854775808 (+ x 18446744073709551616)))
 (assert (<= (/ y 7) (* 0.000001 (- 4611686018427387904))))
-(assert (= (to_real x) #x1F #b101))
-(check-sat)(get-value (x y))
+(check-sat)(get-value (x y (- y) (+ x 9223372036854775807)))
+(assert (= y #x1F #b101))
+(check-sat)

@@ -4,7 +4,7 @@
 (set-option :dl-dedup-tlemmas true)
 (set-option :verbosity 5)
 (declare-const a Int)(declare-const b Int)(declare-const c Int)(declare-const d Int)
-(assert (and (<= 0 a 4) (<= 0 b 4) (<= 0 c 4) (<= 0 d 4)))
+(assert (and (<= 0 a 5) (<= 0 b 5) (<= 0 c 5) (<= 0 d 5)))
 (assert (or (<= (+ a 2) b) (<= (+ b 1) a)))
 (assert (or (<= (+ a 2) c) (<= (+ c 2) a)))
 (assert (or (<= (+ b 1) c) (<= (+ c 2) b)))
