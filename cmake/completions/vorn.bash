@@ -6,7 +6,7 @@ _vorn() {
   case $previous in
     --lemmas) words='none short long both' ;;
     --lemma-dedup | --check-models) words='on off' ;;
-    --record-graph)
+    --dot | --record-graph)
       mapfile -t COMPREPLY < <(compgen -f -- "$word")
       return
       ;;
@@ -14,8 +14,8 @@ _vorn() {
     *)
       if [[ $word == -* ]]; then
         words='-h --help --version --timeout --memory-limit --stats
-          --record-graph -v --verbose --lemmas --lemma-overlap --lemma-dedup
-          --check-models --seed'
+          --explain --dot --record-graph -v --verbose --lemmas --lemma-overlap
+          --lemma-dedup --check-models --seed'
       else
         local name
         while IFS= read -r name; do

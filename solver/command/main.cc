@@ -27,6 +27,7 @@
 #include "solver/command/descriptor_source.h"
 #include "solver/command/process_host.h"
 #include "solver/command/watchdog.h"
+#include "solver/engine/constraint_picture.h"
 #include "solver/engine/graph_recorder.h"
 #include "solver/smtlib/interpreter.h"
 #include "solver/smtlib/options.h"
@@ -45,6 +46,7 @@ struct Arguments {
   double timeout = 0;
   std::uint64_t memory_limit = 0;
   bool stats = false;
+  std::string dot_file;
   std::string recording;
   ScriptOptions script;
 };
@@ -101,6 +103,14 @@ std::optional<int> parse_arguments(int argc, char** argv,
       ->type_name("MIB");
   app.add_flag("--stats", arguments.stats,
                "Print counters at the end, as comment lines \"; key: value\"");
+  app.add_flag("--explain", script.explain,
+               "Say after each unsat why, as comment lines: the inequalities "
+               "that add up to a contradiction, or the assertions it takes");
+  app.add_option("--dot", arguments.dot_file,
+                 "Write the constraint graph of the last check in Graphviz "
+                 "DOT at the end: solid edges are required (after sat: hold "
+                 "in the model), dashed ones are not, red ones are the last "
+                 "negative cycle")
   app.add_option("--record-graph", arguments.recording,
                  "Write the calls on the constraint graph to this file, one a "
                  "line")
@@ -141,6 +151,7 @@ std::optional<int> parse_arguments(int argc, char** argv,
   }
   script.engine.lemmas.dl_dedup_tlemmas = on_off.at(dedup);
   script.engine.check_models = on_off.at(check_models);
+  script.keep_picture = !arguments.dot_file.empty();
   return std::nullopt;
 }
 
@@ -217,8 +228,34 @@ class Recording {
   std::optional<GraphRecorder> recorder_;
 };
 
+// Opens the file for the picture, if one is wanted. False after a complaint.
+bool open_picture(const Arguments& arguments, std::ofstream& file) {
+  if (arguments.dot_file.empty()) return true;
+  file.open(arguments.dot_file);
+  if (file.is_open()) return true;
+  complain("cannot write " + arguments.dot_file + ": " + std::strerror(errno));
+  return false;
+}
+
+// Writes the picture. False after a complaint.
+bool write_picture(const Arguments& arguments, Interpreter& interpreter,
+                   std::ofstream& file) {
+  if (arguments.dot_file.empty()) return true;
+  const ConstraintPicture* picture = interpreter.picture();
+  write_dot(picture == nullptr ? ConstraintPicture() : *picture, file);
+  file.close();
+  if (picture == nullptr) {
+    complain("out of memory: nothing is written to " + arguments.dot_file);
+  } else if (!file) {
+    complain("cannot write " + arguments.dot_file);
+  }
+  return picture != nullptr && file.good();
+}
+
 int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
                Recording& recording, Watchdog::Clock::time_point start) {
+  std::ofstream picture_file;
+  if (!open_picture(arguments, picture_file)) return kFailure;
   ProcessHost host(watchdog);
   host.set_graph_recorder(recording.recorder());
   DescriptorSource source(fd, watchdog);
@@ -244,6 +281,7 @@ int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
   }
   const bool recorded = recording.finish();
   int status = 0;
+  if (!write_picture(arguments, interpreter, picture_file)) status = kFailure;
   if (!recorded || interpreter.had_error() || interpreter.output_lost() ||
       source.error() != 0) {
     status = kFailure;

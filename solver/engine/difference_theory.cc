@@ -218,6 +218,16 @@ bool DifferenceTheory::propagate(std::vector<Literal>& /*implied*/,
   return false;
 }
 
+std::vector<DifferenceBound> DifferenceTheory::last_cycle() const {
+  std::vector<DifferenceBound> bounds;
+  if (conflicts_of_check_ == 0) return bounds;
+  for (const int id : conflict_set_) {
+    const dl::Edge& edge = constraints_[index(id)].edge;
+    bounds.push_back({term_of(edge.source), term_of(edge.target), edge.weight});
+  }
+  return bounds;
+}
+
 void DifferenceTheory::learn_from_conflict() {
   ++conflicts_of_check_;
   if (!lemma_finder_) {

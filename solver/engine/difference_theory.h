@@ -82,6 +82,10 @@ class DifferenceTheory final : public Theory {
   /// none. Strict bounds hold with the eps chosen for that model.
   std::optional<QNumber> model_value(const Term* variable) const;
 
+  /// The bounds of the last negative cycle that the graph has met in this
+  /// check, in its direction; empty if it has met none.
+  std::vector<DifferenceBound> last_cycle() const;
+
   /// The graph that the search works on; it has lemmas switched off.
   const dl::Graph& graph() const { return graph_; }
   /// Where the graphs log; null for nowhere.
@@ -205,8 +209,9 @@ class DifferenceTheory final : public Theory {
   /// begins.
   std::vector<Active> active_;
   std::vector<std::size_t> level_starts_;
-  // Scratch space.
+  /// The last conflict's constraints.
   std::vector<int> conflict_set_;
+  // Scratch space.
   std::vector<const dl::Edge*> cycle_;
 
   std::vector<QNumber> model_;  // by node

@@ -249,6 +249,11 @@ void Engine::set_options(const EngineOptions& options) {
   machinery_.reset();
 }
 
+std::vector<DifferenceBound> Engine::last_cycle() const {
+  if (!machinery_) return {};
+  return machinery_->theory.last_cycle();
+}
+
 std::vector<std::pair<std::string, std::string>> Engine::statistics() const {
   std::vector<std::pair<std::string, std::string>> rows;
   const SearchStatistics counters =

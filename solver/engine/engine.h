@@ -15,6 +15,7 @@
 #include "solver/engine/graph_recorder.h"
 #include "solver/search/options.h"
 #include "solver/search/statistics.h"
+#include "solver/terms/difference_bound.h"
 #include "solver/terms/term.h"
 #include "solver/terms/term_store.h"
 #include "vorn/services/configuration.h"
@@ -95,6 +96,8 @@ class Engine {
   /// Makes a running check end with kUnknown soon after the flag is set. It is
   /// looked at between steps of the search, not inside a step of the graph.
   void set_stop(const std::atomic<bool>* stop);
+  /// The flag that set_stop was given.
+  const std::atomic<bool>* stop() const { return stop_; }
   /// Where the graph logs; null for nowhere.
   void set_logger(Logger* logger);
   /// What notes the calls on the graph, and on each one that takes its place;
@@ -108,6 +111,10 @@ class Engine {
   /// rebuilds it.
   const EngineOptions& options() const { return options_; }
   void set_options(const EngineOptions& options);
+
+  /// The bounds of the last negative cycle that the last check's search has
+  /// met, in its direction; empty if it has met none.
+  std::vector<DifferenceBound> last_cycle() const;
 
   /// Names and values of all counters: the search's, then the graph's.
   std::vector<std::pair<std::string, std::string>> statistics() const;

@@ -3,6 +3,7 @@
 #define VORN_SMTLIB_ASSERTION_STACK_H
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -27,6 +28,8 @@ class AssertionStack {
     const Term* term = nullptr;
     std::string text;
     std::optional<std::string> name;
+    /// Of the script, where the command starts.
+    std::uint32_t line = 0;
   };
 
   /// How far core() can be trusted.

@@ -208,6 +208,7 @@ bool Interpreter::define(const std::string& name,
 void Interpreter::keep_names() {
   const std::vector<TermParser::Name>& names = session_->parser->names();
   session_->named.insert(session_->named.end(), names.begin(), names.end());
+  if (options_.keep_picture) keep_texts();
 }
 
 // --- Assertions ---
@@ -223,6 +224,7 @@ bool Interpreter::do_assert() {
   assertion.term = formula.term;
   if (options_.produce_assertions) assertion.text = text_of(formula);
   assertion.name = std::move(formula.name);
+  assertion.line = command_.line;
   session_->stack->add(std::move(assertion));
   keep_names();
   mode_ = Mode::kAssert;
@@ -324,6 +326,7 @@ bool Interpreter::do_unsupported() {
 bool Interpreter::do_check_sat() {
   if (!read_close()) return false;
   assumption_texts_.clear();
+  assumption_lines_.clear();
   assumed_ = false;
   check({});
   return true;
@@ -341,14 +344,18 @@ bool Interpreter::do_check_sat_assuming() {
   session_->parser->start_command(false);
   std::vector<const Term*> terms;
   std::vector<std::string> texts;
+  std::vector<std::uint32_t> lines;
   while (lexer_.next().kind != TokenKind::kClose) {
     ParsedTerm assumption;
     if (!read_formula(assumption) || !check_fragment(assumption)) return false;
     terms.push_back(assumption.term);
     texts.push_back(text_of(assumption));
+    lines.push_back(assumption.position.line);
   }
   if (!read_close()) return false;
+  if (options_.keep_picture) keep_texts();
   assumption_texts_ = std::move(texts);
+  assumption_lines_ = std::move(lines);
   assumed_ = true;
   check(terms);
   return true;
@@ -374,6 +381,10 @@ void Interpreter::check(const std::vector<const Term*>& assumptions) {
       reason_unknown_ = "interrupted";
     }
   }
+  if (options_.keep_picture) {
+    record_picture(assumptions, answer);
+    checked_ = true;
+  }
   switch (answer) {
     case Answer::kSat:
       mode_ = Mode::kSat;
@@ -382,6 +393,7 @@ void Interpreter::check(const std::vector<const Term*>& assumptions) {
     case Answer::kUnsat:
       mode_ = Mode::kUnsat;
       reply_ = "unsat\n";
+      if (options_.explain) explain(assumptions);
       break;
     case Answer::kUnknown:
       reply_ = "unknown\n";

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "solver/smtlib/command_table.h"
+#include "solver/smtlib/explanation.h"
 #include "solver/terms/term_printer.h"
 
 // This file runs commands and reads their common parts; commands.cc holds the
@@ -272,23 +273,9 @@ bool Interpreter::check_fragment(const ParsedTerm& term) {
   const Term* atom = session_->stack->engine().outside_fragment(term.term);
   if (atom == nullptr) return true;
   const ParsedTerm place = session_->parser->find_atom(atom, term);
-  // On one line, and not too much of it.
   constexpr std::size_t kShown = 120;
-  std::string shown;
-  bool space = false;
-  for (const char c : lexer_.text(place.begin, place.end)) {
-    if (c == ' ' || c == '\n' || c == '\t' || c == '\r') {
-      space = true;
-      continue;
-    }
-    if (space) shown += ' ';
-    space = false;
-    if (shown.size() >= kShown) {
-      shown += "...";
-      break;
-    }
-    shown += c;
-  }
+  const std::string shown =
+      on_one_line(lexer_.text(place.begin, place.end), kShown);
   return fail(place.position, shown + " is outside difference logic");
 }
 

@@ -3,12 +3,17 @@
 #define VORN_SMTLIB_INTERPRETER_H
 
 #include <cstddef>
+#include <cstdint>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "solver/engine/constraint_picture.h"
+#include "solver/engine/engine.h"
 #include "solver/smtlib/assertion_stack.h"
 #include "solver/smtlib/lexer.h"
 #include "solver/smtlib/options.h"
@@ -51,6 +56,11 @@ class Interpreter {
   /// Whether a reply could not be written.
   bool output_lost() const { return output_lost_; }
 
+  /// The constraints as of the last check, or, if there was none, as they are
+  /// now. Null if there was no memory to draw it. Requires: keep_picture was
+  /// set in the options that the interpreter was made with.
+  const ConstraintPicture* picture();
+
   /// The engine's counters; those of the last engine if there is none now.
   std::vector<std::pair<std::string, std::string>> statistics() const;
 
@@ -74,6 +84,8 @@ class Interpreter {
     std::unique_ptr<AssertionStack> stack;
     std::vector<const Term*> declared;
     std::vector<TermParser::Name> named;
+    // With keep_picture: comparisons as they were written.
+    std::unordered_map<const Term*, std::string> texts;
     // Sizes of both lists when a level was pushed.
     std::vector<std::pair<std::size_t, std::size_t>> levels;
   };
@@ -139,7 +151,13 @@ class Interpreter {
   bool read_parameters(std::vector<const Term*>& parameters);
   bool define(const std::string& name, std::vector<const Term*> parameters);
   void keep_names();
+  void keep_texts();
   void check(const std::vector<const Term*>& assumptions);
+  // Answers unsat at once and makes the explanation the rest of the reply.
+  // Requires: the last check was of these assumptions, and unsat.
+  void explain(const std::vector<const Term*>& assumptions);
+  void record_picture(const std::vector<const Term*>& assumptions,
+                      Answer answer);
   std::string engine_reason();
   std::string value_text(const Term* term);
   bool apply_options(ScriptOptions changed, Position position);
@@ -156,9 +174,14 @@ class Interpreter {
   // Texts of the assumptions of the last check, and whether it was one that
   // takes assumptions.
   std::vector<std::string> assumption_texts_;
+  std::vector<std::uint32_t> assumption_lines_;
   bool assumed_ = false;
   bool core_settled_ = false;
   std::vector<std::pair<std::string, std::string>> last_statistics_;
+
+  // With keep_picture: as of the last check, if there was any.
+  bool checked_ = false;
+  std::optional<ConstraintPicture> picture_;
 
   // Where the command at hand starts.
   Position command_;

@@ -35,6 +35,11 @@ struct ScriptOptions {
   bool minimize_unsat_cores = false;
   /// Milliseconds for one check; 0: no limit.
   std::uint64_t timeout = 0;
+  /// Says after each `unsat` why, in comment lines. Set by the program.
+  bool explain = false;
+  /// Keeps a picture of the constraints as of the last check. Set by the
+  /// program.
+  bool keep_picture = false;
   /// Carries :random-seed and the :dl- options, too.
   EngineOptions engine;
 };

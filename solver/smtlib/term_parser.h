@@ -48,6 +48,13 @@ class TermParser {
     std::string name;
     const Term* term;
   };
+  /// What a piece of the command made, and where that piece stands.
+  struct Place {
+    const Term* term;
+    Position position;
+    std::size_t begin;
+    std::size_t end;
+  };
 
   /// All are borrowed.
   TermParser(Lexer& lexer, TermStore& store, SymbolTable& symbols)
@@ -72,6 +79,12 @@ class TermParser {
 
   /// The terms named since start_command, in order.
   const std::vector<Name>& names() const { return names_; }
+
+  /// The comparisons read since start_command, in order. A chain of them has
+  /// each of its atoms at the place of the whole.
+  const std::vector<Place>& atoms() const { return atoms_; }
+  /// The uses of functions with parameters.
+  const std::vector<Place>& expansions() const { return expansions_; }
 
   /// The place of `atom`, made in the course of reading `term` in this
   /// command; if it has none, the term's.
@@ -98,12 +111,6 @@ class TermParser {
     // kLetBindings: index into variables_ of the first one. kLetBody: the
     // number of variables bound around the `let`.
     std::size_t mark = 0;
-  };
-  struct Place {
-    const Term* term;
-    Position position;
-    std::size_t begin;
-    std::size_t end;
   };
 
   bool fail(Position position, std::string message);

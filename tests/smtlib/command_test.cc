@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -224,7 +225,8 @@ TEST_F(CommandTest, HelpAndVersionEndWithZero) {
   EXPECT_EQ(help.status, 0);
   for (const char* option :
        {"--timeout", "--memory-limit", "--stats", "-v", "--lemmas",
-        "--lemma-overlap", "--lemma-dedup", "--check-models", "--seed"}) {
+        "--lemma-overlap", "--lemma-dedup", "--check-models", "--seed",
+        "--explain", "--dot"}) {
     EXPECT_NE(help.output.find(option), std::string::npos) << option;
   }
   const Result version = run({"--version"});
@@ -287,6 +289,71 @@ TEST_F(CommandTest, OptionsAreWhatTheScriptSees) {
                 "(get-option :verbosity)")
                 .output,
             "2\n0.25\ntrue\n7\n2\n");
+}
+
+// Explanations are comments too, at once behind the answer they explain.
+TEST_F(CommandTest, ExplainFollowsEachUnsat) {
+  const Result result =
+      run({"--explain"},
+          "(set-logic QF_IDL)\n(declare-const x Int)\n(assert (< x 2))\n"
+          "(check-sat)\n(assert (! (> x 1) :named big))\n(check-sat)\n"
+          "(echo \"end\")\n");
+  EXPECT_EQ(
+      result.output,
+      "sat\nunsat\n"
+      "; unsat, because these 2 assertions cannot hold together:\n"
+      ";   line 3         x <= 1                    from x < 2 over the "
+      "integers\n"
+      ";   line 5 (big)   -x <= -2                  from -x < -1 over the "
+      "integers\n"
+      ";   sum            0 <= -1, which is false\n"
+      "\"end\"\n");
+  EXPECT_EQ(result.errors, "");
+  EXPECT_EQ(result.status, 0);
+}
+
+std::string text_of_file(const std::string& name) {
+  std::ifstream file(name);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// The picture goes to its file; replies stay as they are.
+TEST_F(CommandTest, DotWritesThePictureAtTheEnd) {
+  const ScriptFile file("");
+  const Result result =
+      run({"--dot", file.name()},
+          "(set-logic QF_RDL)(declare-const x Real)(assert (< x 2))"
+          "(assert (> x 3))(check-sat)(exit)");
+  EXPECT_EQ(result.output, "unsat\n");
+  EXPECT_EQ(result.errors, "");
+  EXPECT_EQ(result.status, 0);
+  const std::string dot = text_of_file(file.name());
+  EXPECT_EQ(dot.rfind("digraph vorn {\n", 0), 0U) << dot;
+  EXPECT_NE(dot.find("[label=\"< 2\\n(< x 2)\", style=solid, color=red"),
+            std::string::npos)
+      << dot;
+  EXPECT_EQ(dot.substr(dot.size() - 2), "}\n");
+}
+
+// A place that cannot be written is told before hours of search, not after.
+TEST_F(CommandTest, DotToAPlaceThatCannotBeWrittenRunsNothing) {
+  const Result result =
+      run({"--dot", "/nonexistent/file.dot"}, "(echo \"ran\")");
+  EXPECT_EQ(result.output, "");
+  EXPECT_EQ(result.errors,
+            "vorn: cannot write /nonexistent/file.dot: No such file or "
+            "directory\n");
+  EXPECT_EQ(result.status, 1);
+}
+
+// A full disk is an error, and the answers stay.
+TEST_F(CommandTest, DotThatCannotBeWrittenOutIsAnError) {
+  const Result result = run(
+      {"--dot", "/dev/full"},
+      "(set-logic QF_RDL)(declare-const x Real)(assert (< x 2))(check-sat)");
+  EXPECT_EQ(result.output, "sat\n");
+  EXPECT_EQ(result.errors, "vorn: cannot write /dev/full\n");
+  EXPECT_EQ(result.status, 1);
 }
 
 // Statistics are comments, so that the output stays readable as answers.

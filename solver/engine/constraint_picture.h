@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SOLVER_ENGINE_CONSTRAINT_PICTURE_H
+#define VORN_SOLVER_ENGINE_CONSTRAINT_PICTURE_H
+
+#include <cstddef>
+#include <ostream>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "solver/engine/engine.h"
+#include "solver/terms/term.h"
+#include "solver/terms/term_store.h"
+#include "vorn/numbers/d_number.h"
+
+namespace vorn::solver {
+
+/// A constraint graph to look at: variables as nodes, bounds as edges.
+struct ConstraintPicture {
+  struct Edge {
+    /// Positions in `nodes`. The edge says target - source <= weight, and that
+    /// strictly if the weight's eps coefficient is below 0.
+    std::size_t source = 0;
+    std::size_t target = 0;
+    la::DNumber weight;
+    std::string name;
+    bool active = false;
+    /// Whether it belongs to the last negative cycle.
+    bool on_cycle = false;
+  };
+
+  /// Names, not escaped; that of the constant 0 is "0".
+  std::vector<std::string> nodes;
+  std::vector<Edge> edges;
+  /// What "active" means in this picture: "required", say.
+  std::string active_means;
+};
+
+/// What a picture says about terms.
+struct PictureTexts {
+  using Map = std::unordered_map<const Term*, std::string>;
+  /// Names, without bars, of comparisons or formulas.
+  Map names;
+  /// Comparisons as they were written; borrowed. Null for none.
+  const Map* written = nullptr;
+};
+
+/// Draws the bounds in `formulas`, as the engine sees them after its last
+/// check.
+///
+/// An edge is active if it holds in the model found, when `answer` is kSat;
+/// otherwise if it is stated outright, with no case to distinguish. Its name is
+/// the name of what is written there or, if it is stated outright, of its
+/// formula; else the text of what is written there, cut short when it is long.
+/// The negative cycle is one among the bounds stated outright, if there is one;
+/// else the last one that the engine's search has met, which may use bounds
+/// that no formula states as they are (negations, say): these become edges,
+/// too.
+///
+/// Requires: the formulas are the engine's assertions and the assumptions of
+/// the check, of terms in `store`; `answer` is that check's, and nothing was
+/// changed since. kUnknown if there was no check.
+/// Cost: linear in the formulas, and a graph of their bounds.
+ConstraintPicture draw_constraints(TermStore& store, Engine& engine,
+                                   Answer answer,
+                                   const std::vector<const Term*>& formulas,
+                                   const PictureTexts& texts);
+
+/// Writes the picture in Graphviz DOT: one line for each node ("n0", "n1" and
+/// so on, with its name as label) and each edge. Active edges are solid, others
+/// dashed, the cycle is red. A label says the weight as "<= 2" or "< 3", then
+/// the name.
+void write_dot(const ConstraintPicture& picture, std::ostream& out);
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SOLVER_ENGINE_CONSTRAINT_PICTURE_H

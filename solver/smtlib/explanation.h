@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SMTLIB_EXPLANATION_H
+#define VORN_SMTLIB_EXPLANATION_H
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "solver/engine/engine.h"
+#include "solver/terms/term.h"
+#include "solver/terms/term_store.h"
+
+namespace vorn::solver {
+
+/// One of the formulas that have no model together.
+struct ExplainedFormula {
+  const Term* term = nullptr;
+  std::string text;
+  std::uint32_t line = 0;
+  std::optional<std::string> name;
+  /// An assumption of the check, not an assertion.
+  bool assumed = false;
+};
+
+/// Says in words why the formulas have no model. Each line of the text ends
+/// with a line break and holds no other.
+///
+/// If the bounds that they state outright close a negative cycle, that is
+/// written as a chain of inequalities that adds up to a contradiction:
+///
+///   unsat, because these 3 assertions cannot hold together:
+///     line 7 (a1)   y - x <= 2
+///     line 8        z - y <= -3
+///     line 9        x - z < 0
+///     sum           0 < -1, which is false
+///
+/// Otherwise, if one formula states what another denies, these two are shown.
+/// Otherwise it takes a distinction of cases, and the text names formulas that
+/// have no model together: a core, found by an engine of its own.
+///
+/// Over the integers a bound is shown as it counts, rounded: x < y as
+/// x - y <= -1, with the unrounded one behind it.
+///
+/// `stop`: as for Engine::set_stop; a core is then left out or larger than it
+/// need be, and the text says so. Requires: the formulas are inside difference
+/// logic and have no model.
+/// Cost: linear in the formulas and a graph of their bounds; for a core also
+/// checks: one or more of ever fewer formulas, then one for each of the core if
+/// it is small or `minimize` is set.
+std::string explain_unsat(TermStore& store, const EngineOptions& options,
+                          const std::atomic<bool>* stop, bool minimize,
+                          const std::vector<ExplainedFormula>& formulas);
+
+/// The text on one line: blanks and line breaks in a row count as one, and what
+/// is longer than `limit` characters is cut short with "...".
+std::string on_one_line(std::string_view text, std::size_t limit);
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SMTLIB_EXPLANATION_H
