@@ -1,14 +1,16 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# Makes the API reference of the library in build/doc:
+# Makes the API reference of the library and of the solver in build/doc:
 #
 #   scripts/doc.sh
 #
-# Fails if a public name of vorn/ is not documented, or the text has a mistake.
+# Fails if a public name is not documented, the text has a mistake, or a picture
+# in docs/ is not what its source says.
 source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
-vorn_install doxygen
+# shellcheck disable=SC2086 # a list of words
+vorn_install $vorn_packages_doc
 cd "$vorn_root"
 export VORN_DOC_OUTPUT=$vorn_root/build/doc
 mkdir -p "$VORN_DOC_OUTPUT"
@@ -17,4 +19,5 @@ if ! doxygen docs/Doxyfile 2>"$VORN_DOC_OUTPUT/warnings.txt"; then
   echo "The API reference has gaps or mistakes, see above." >&2
   exit 1
 fi
+scripts/draw.sh --check
 echo "The API reference is in build/doc/html/index.html"

@@ -10,6 +10,7 @@ vorn_jobs=$(nproc)
 vorn_packages_build="g++ make cmake pkg-config libgmp-dev libcli11-dev"
 vorn_packages_test="libgtest-dev libboost-dev libcadical-dev clang-format"
 vorn_packages_fuzz="clang libclang-rt-14-dev"
+vorn_packages_doc="doxygen graphviz fonts-dejavu-core"
 
 # Runs a command with its output in a log, which is shown if it fails.
 vorn_quietly() {
@@ -71,7 +72,8 @@ vorn_build() {
     { [ "$tests" = ON ] &&
       ! grep -q '^VORN_BUILD_TESTS:BOOL=ON' "$build/CMakeCache.txt"; }; then
     vorn_quietly "$build.configure.log" cmake -S "$vorn_root" \
-      --preset "$preset" -DVORN_BUILD_TESTS="$tests"
+      --preset "$preset" -DVORN_BUILD_TESTS="$tests" \
+      -DVORN_BUILD_EXAMPLES="$tests"
   fi
   local stamp="$build/.built-$tests"
   if [ ! -f "$stamp" ]; then

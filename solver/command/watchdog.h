@@ -31,8 +31,12 @@ namespace vorn::solver {
 /// Threads: the public operations are for the main thread.
 class Watchdog {
  public:
+  /// What the main thread is doing: reading a command, waiting for input to
+  /// arrive, making a reply, checking, or writing.
   enum class Phase { kReading, kWaiting, kReporting, kChecking, kWriting };
+  /// Why a check has to stop.
   using Stop = SessionHost::Stop;
+  /// The clock of all limits: one that nobody sets back.
   using Clock = std::chrono::steady_clock;
 
   /// Starts the thread and takes over SIGINT and SIGUSR1. To be made before
@@ -47,6 +51,7 @@ class Watchdog {
   /// Becomes readable when Ctrl-C was pressed.
   int interrupt_fd() const { return interrupt_fd_; }
 
+  /// Says that the main thread does something else now.
   void enter(Phase phase);
   /// Enters kChecking, with a limit of its own if `milliseconds` is not 0.
   void start_check(std::uint64_t milliseconds);
@@ -57,6 +62,7 @@ class Watchdog {
 
   /// Why the check at hand, or the last one, was to stop.
   Stop stop() const;
+  /// Whether Ctrl-C was pressed.
   bool interrupted() const;
   /// Whether Ctrl-C was pressed while an answer was owed that has not been
   /// given since.

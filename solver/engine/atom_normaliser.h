@@ -29,8 +29,10 @@ namespace vorn::solver {
 /// Ownership: borrows the store. Threads: none.
 class AtomNormaliser {
  public:
+  /// Most ites that are lifted out of one atom.
   static constexpr int kMaxLifts = 10000;
 
+  /// Makes terms in `store`.
   explicit AtomNormaliser(TermStore& store) : store_(store) {}
 
   /// The rewritten atom; `atom` itself if it is a bound; null if it is outside.

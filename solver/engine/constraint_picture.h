@@ -17,13 +17,18 @@ namespace vorn::solver {
 
 /// A constraint graph to look at: variables as nodes, bounds as edges.
 struct ConstraintPicture {
+  /// A bound, drawn as an arrow from one variable to another.
   struct Edge {
     /// Positions in `nodes`. The edge says target - source <= weight, and that
     /// strictly if the weight's eps coefficient is below 0.
     std::size_t source = 0;
+    /// See `source`.
     std::size_t target = 0;
+    /// See `source`.
     la::DNumber weight;
+    /// What to call it, not escaped.
     std::string name;
+    /// Whether it holds, in the sense of `active_means`.
     bool active = false;
     /// Whether it belongs to the last negative cycle.
     bool on_cycle = false;
@@ -31,6 +36,7 @@ struct ConstraintPicture {
 
   /// Names, not escaped; that of the constant 0 is "0".
   std::vector<std::string> nodes;
+  /// The bounds, those stated outright first.
   std::vector<Edge> edges;
   /// What "active" means in this picture: "required", say.
   std::string active_means;
@@ -38,6 +44,7 @@ struct ConstraintPicture {
 
 /// What a picture says about terms.
 struct PictureTexts {
+  /// Texts by term.
   using Map = std::unordered_map<const Term*, std::string>;
   /// Names, without bars, of comparisons or formulas.
   Map names;

@@ -73,6 +73,7 @@ class DifferenceTheory final : public Theory {
   /// New clauses wait for take_clause. Requires: the search is at level 0.
   void split_small_domains();
 
+  /// How many atoms there are, to go back to with shrink_atoms.
   std::size_t num_atoms() const { return atoms_.size(); }
   /// Forgets the atoms from `count` on, and lemmas not yet taken.
   /// Requires: no literal is assigned.
@@ -99,6 +100,7 @@ class DifferenceTheory final : public Theory {
 
   /// Null while lemmas are off.
   LemmaFinder* lemma_finder() { return lemma_finder_.get(); }
+  /// The same, to look at.
   const LemmaFinder* lemma_finder() const { return lemma_finder_.get(); }
 
   // The theory's side of the search.

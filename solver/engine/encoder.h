@@ -30,6 +30,8 @@ namespace vorn::solver {
 /// Ownership: borrows all four. Threads: none.
 class Encoder {
  public:
+  /// Makes a variable that is true in every model. Requires: the search is at
+  /// level 0.
   Encoder(TermStore& store, AtomNormaliser& normaliser,
           DifferenceTheory& theory, Search& search);
 

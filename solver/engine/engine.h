@@ -23,6 +23,7 @@
 
 namespace vorn::solver {
 
+/// Settings of an Engine.
 struct EngineOptions {
   /// The graph's lemma settings.
   Configuration::Theory::La lemmas;
@@ -31,6 +32,7 @@ struct EngineOptions {
   /// `lemmas`. They cost more than they bring in short runs, and less in long
   /// ones. 0: never.
   std::uint64_t late_lemmas = 50000;
+  /// The knobs of the search.
   SearchOptions search;
   /// Check every model against the assertions before answering kSat.
   bool check_models = true;
@@ -58,6 +60,7 @@ enum class UnknownReason {
 /// Threads: none; the stop flag may be set from another thread.
 class Engine {
  public:
+  /// Decides assertions made of terms in `store`.
   explicit Engine(TermStore& store, const EngineOptions& options = {});
   Engine(const Engine&) = delete;
   Engine& operator=(const Engine&) = delete;
@@ -69,11 +72,14 @@ class Engine {
 
   /// Requires: Boolean and inside the fragment.
   void assert_term(const Term* term);
+  /// Opens a scope of assertions.
   void push();
   /// Takes back the assertions since the matching push.
   /// Requires: num_levels() > 0.
   void pop();
+  /// How many scopes are open.
   std::size_t num_levels() const { return level_starts_.size(); }
+  /// The assertions of all open scopes, oldest first.
   const std::vector<const Term*>& assertions() const { return assertions_; }
 
   /// Whether assertions and assumptions have a common model.
@@ -91,6 +97,7 @@ class Engine {
   /// After kSat, until the next check: the value of a term. Symbols that no
   /// assertion mentions are false and 0.
   bool bool_value(const Term* term);
+  /// The same for an arithmetic term.
   QNumber number_value(const Term* term);
 
   /// Makes a running check end with kUnknown soon after the flag is set. It is
@@ -110,6 +117,7 @@ class Engine {
   /// Settings, effective from the next check on; changing those of the search
   /// rebuilds it.
   const EngineOptions& options() const { return options_; }
+  /// Replaces the settings and forgets the last answer.
   void set_options(const EngineOptions& options);
 
   /// The bounds of the last negative cycle that the last check's search has

@@ -30,6 +30,7 @@ namespace vorn::solver {
 /// Ownership: borrows mapper and store. Threads: none.
 class LemmaFinder {
  public:
+  /// Looks for the kinds of lemmas that `configuration` switches on.
   LemmaFinder(const Configuration::Theory::La& configuration,
               ConstraintMapper& mapper, TermStore& store)
       : configuration_(configuration),
@@ -47,6 +48,7 @@ class LemmaFinder {
 
   /// Its queue holds the lemmas, its statistics count conflicts and lemmas.
   dl::Graph& graph() { return graph_; }
+  /// The same, to look at.
   const dl::Graph& graph() const { return graph_; }
 
   /// Conflicts whose search was left out because it would not have ended.

@@ -24,6 +24,7 @@ struct StatedBound {
   /// The kLeq or kLess term of this one bound, and whether the bound is its
   /// negation.
   const Term* atom = nullptr;
+  /// See `atom`.
   bool negated = false;
   /// Whether it holds whenever the formula does, with no case to distinguish.
   bool outright = false;
@@ -31,22 +32,29 @@ struct StatedBound {
   /// The bound before coefficients are divided out and integers rounded:
   /// `sum` < 0 if strict, else `sum` <= 0.
   LinearSum sum;
+  /// See `sum`.
   bool strict = false;
   /// Whether every leaf is an integer.
   bool integer = false;
+  /// The bound as the graph takes it.
   DifferenceBound bound;
 };
 
 /// Formulas that state a term and its negation: two, or one twice.
 struct Clash {
+  /// What is both stated and denied.
   const Term* term = nullptr;
+  /// The formula that states it.
   std::size_t affirmed = 0;
+  /// The formula that denies it.
   std::size_t denied = 0;
 };
 
 /// What formulas say about bounds, read off their structure: no search, no
 /// propagation.
 struct Statements {
+  /// All bounds found, those stated outright first, each in the order of the
+  /// formulas.
   std::vector<StatedBound> bounds;
   /// Of terms that formulas state outright, the first that another (or the
   /// same) denies. A formula that no values satisfy, such as `false` or x < x,

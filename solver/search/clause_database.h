@@ -23,23 +23,31 @@ using ClauseRef = std::uint32_t;
 template <typename Word>
 class BasicClause {
  public:
+  /// Words before the literals.
   static constexpr int kHeaderWords = 3;
+  /// Largest use counter.
   static constexpr int kMaxUse = 3;
 
+  /// Largest glue that is told apart.
   static constexpr int kMaxGlue = (1 << 24) - 1;
 
+  /// A view of the clause whose words begin here.
   explicit BasicClause(Word* words) : words_(words) {}
 
+  /// Number of literals.
   int size() const { return static_cast<int>(words_[0]); }
+  /// Requires: 0 <= position < size().
   Literal operator[](int position) const {
     assert(position >= 0 && position < size());
     return Literal::from_code(
         static_cast<int>(words_[kHeaderWords + position]));
   }
+  /// Puts a literal in. Requires: 0 <= position < size().
   void set(int position, Literal literal) const {
     assert(position >= 0 && position < size());
     words_[kHeaderWords + position] = static_cast<Word>(literal.code());
   }
+  /// Exchanges the literals at two positions.
   void swap(int a, int b) const {
     const Literal moved = (*this)[a];
     set(a, (*this)[b]);
@@ -55,6 +63,7 @@ class BasicClause {
 
   /// Number of levels among the literals, at the least seen so far.
   int glue() const { return static_cast<int>(words_[1] >> kGlueShift); }
+  /// Notes the glue; beyond kMaxGlue it counts as that.
   void set_glue(int glue) const {
     const int bounded = glue < kMaxGlue ? glue : kMaxGlue;
     words_[1] = (words_[1] & ((std::uint32_t{1} << kGlueShift) - 1)) |
@@ -63,17 +72,20 @@ class BasicClause {
 
   /// Reductions that the clause survives without being used, up to kMaxUse.
   int use() const { return static_cast<int>(words_[1] >> kUseShift) & kMaxUse; }
+  /// Requires: 0 <= use <= kMaxUse.
   void set_use(int use) const {
     assert(use >= 0 && use <= kMaxUse);
     words_[1] = (words_[1] & ~(std::uint32_t{kMaxUse} << kUseShift)) |
                 static_cast<std::uint32_t>(use) << kUseShift;
   }
 
+  /// How much the clause has taken part in recent conflicts.
   float activity() const {
     float result;
     std::memcpy(&result, words_ + 2, sizeof result);
     return result;
   }
+  /// Sets what activity() returns.
   void set_activity(float activity) const {
     std::memcpy(words_ + 2, &activity, sizeof activity);
   }
@@ -113,20 +125,26 @@ class ClauseDatabase {
   /// Requires: `ref` is not deleted; 1 <= size <= the clause's.
   void shrink(ClauseRef ref, int size);
 
+  /// A view of a clause, valid until the next add or collection.
+  /// Requires: `ref` came from add, or from moved in the last collection.
   Clause operator[](ClauseRef ref) {
     assert(ref < words_.size());
     return Clause(words_.data() + ref);
   }
+  /// The same, to look at.
   ConstClause operator[](ClauseRef ref) const {
     assert(ref < words_.size());
     return ConstClause(words_.data() + ref);
   }
 
+  /// Words of all clauses, deleted ones included.
   std::size_t num_words() const { return words_.size(); }
   /// Words of deleted clauses.
   std::size_t num_wasted_words() const { return wasted_; }
+  /// Whether so much is waste that a collection pays.
   bool wants_collection() const { return wasted_ > words_.size() / 4; }
 
+  /// Starts a collection. Requires: none is under way.
   void begin_collection();
   /// The reference after the collection of the clause at `ref`. Clauses are
   /// laid out in the order of their first mention here.

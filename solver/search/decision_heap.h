@@ -25,10 +25,14 @@ class DecisionHeap {
   void new_variable(double activity);
   /// Forgets the variables from `count` on. Requires: count <= variables.
   void shrink(int count);
+  /// How many variables there are, in the heap or not.
   int num_variables() const { return static_cast<int>(activities_.size()); }
 
+  /// Whether no variable is in the heap.
   bool is_empty() const { return heap_.empty(); }
+  /// How many variables are in the heap.
   int size() const { return static_cast<int>(heap_.size()); }
+  /// Whether the variable is in the heap.
   bool contains(int variable) const {
     return positions_[to_index(variable)] != kAbsent;
   }
@@ -41,6 +45,7 @@ class DecisionHeap {
   /// Some variable in the heap. Requires: 0 <= position < size().
   int at(int position) const { return heap_[to_index(position)]; }
 
+  /// The more, the sooner the variable is decided.
   double activity(int variable) const {
     return activities_[to_index(variable)];
   }
@@ -50,7 +55,9 @@ class DecisionHeap {
     const double activity_b = activity(b);
     return activity_a > activity_b || (activity_a == activity_b && a < b);
   }
+  /// Raises the activity of a variable, in the heap or not.
   void bump(int variable);
+  /// Makes all bumps so far count less.
   void decay() { increment_ *= growth_; }
 
   /// Asserts that positions and heap agree and that no child is before its

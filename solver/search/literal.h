@@ -35,12 +35,16 @@ class Literal {
     return result;
   }
 
+  /// False for a default-made literal only.
   constexpr bool is_defined() const { return code_ >= 0; }
+  /// The variable, negated or not. Requires: is_defined().
   constexpr int variable() const {
     assert(is_defined());
     return code_ >> 1;
   }
+  /// Whether it is the negation of its variable. Requires: is_defined().
   constexpr bool is_negated() const { return (code_ & 1) != 0; }
+  /// 2 * variable + negated; below 0 if undefined.
   constexpr int code() const { return code_; }
   /// The code as a position in an array over literals.
   constexpr std::size_t index() const {
@@ -48,16 +52,20 @@ class Literal {
     return static_cast<std::size_t>(code_);
   }
 
+  /// The negation. Requires: is_defined().
   constexpr Literal operator~() const {
     assert(is_defined());
     return from_code(code_ ^ 1);
   }
+  /// Undefined literals are equal.
   friend constexpr bool operator==(Literal a, Literal b) {
     return a.code_ == b.code_;
   }
+  /// Not equal.
   friend constexpr bool operator!=(Literal a, Literal b) {
     return a.code_ != b.code_;
   }
+  /// By variable, the negation second; the undefined one is first.
   friend constexpr bool operator<(Literal a, Literal b) {
     return a.code_ < b.code_;
   }

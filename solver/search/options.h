@@ -22,6 +22,7 @@ enum class RestartStyle {
 
 /// The knobs of a Search. The defaults are meant to be good on mixed problems.
 struct SearchOptions {
+  /// When to restart.
   RestartStyle restart_style = RestartStyle::kAlternating;
   /// Luby unit, in conflicts; at least 1.
   int restart_unit = 512;

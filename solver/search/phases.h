@@ -19,12 +19,14 @@ namespace vorn::solver {
 /// Cost: all O(1), but record_assignment, rephase and shrink are linear.
 class Phases {
  public:
+  /// Makes the next variable, with this first and saved phase and no target.
   void new_variable(bool first);
   /// Forgets the variables from `count` on.
   void shrink(int count);
 
   /// Sets the first and the saved phase, and drops the target.
   void set(int variable, bool value);
+  /// Makes the literal's value the saved phase of its variable.
   void save(Literal literal) {
     saved_[to_index(literal.variable())] = to_phase(literal);
   }
@@ -39,9 +41,11 @@ class Phases {
   /// phases, the target's, random ones. Drops the target.
   void rephase(Random& random);
 
+  /// The first phase.
   bool first(int variable) const {
     return first_[to_index(variable)] == Value::kTrue;
   }
+  /// The saved phase.
   bool saved(int variable) const {
     return saved_[to_index(variable)] == Value::kTrue;
   }

@@ -13,8 +13,10 @@ namespace vorn::solver {
 /// the standard library.
 class Random {
  public:
+  /// Starts the sequence of this seed.
   explicit Random(std::uint64_t seed) : state_(seed) {}
 
+  /// The next number, evenly over all 64-bit ones.
   std::uint64_t next() {
     state_ += 0x9E3779B97F4A7C15U;
     std::uint64_t mixed = state_;

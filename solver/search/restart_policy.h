@@ -19,6 +19,7 @@ class MovingAverage {
   /// `weight` of a new sample in the long run, in (0, 1].
   explicit MovingAverage(double weight) : final_weight_(weight) {}
 
+  /// Takes in a sample.
   void add(double sample) {
     average_ += weight_ * (sample - average_);
     if (weight_ > final_weight_) {
@@ -27,6 +28,7 @@ class MovingAverage {
       if (weight_ < final_weight_) weight_ = final_weight_;
     }
   }
+  /// The average; 0 without samples.
   double value() const { return average_; }
 
  private:
@@ -43,13 +45,16 @@ class MovingAverage {
 /// than usual is likely in a bad place.
 class RestartPolicy {
  public:
+  /// Reads the restart settings, once.
   explicit RestartPolicy(const SearchOptions& options);
 
   /// Notes a conflict whose learnt clause has this glue.
   void record_conflict(int glue);
+  /// Whether the search should restart now.
   bool wants_restart() const;
   /// Notes that the search restarted; may switch between stable and not.
   void record_restart();
+  /// Whether restarts are few at present.
   bool is_stable() const { return stable_; }
 
  private:

@@ -55,6 +55,7 @@ namespace vorn::solver {
 /// Threads: none; only the stop flag may be set from another thread.
 class Search {
  public:
+  /// What solve found out.
   enum class Result { kSat, kUnsat, kUnknown };
 
   /// Ensures: no variables, no clauses. `theory` may be null; it must be at
@@ -70,6 +71,7 @@ class Search {
   /// the call. A theory variable's literals are told to the theory. May be
   /// called between solves and inside Theory::next_lemma.
   int new_variable(bool theory_variable = false);
+  /// How many variables there are.
   int num_variables() const { return static_cast<int>(variables_.size()); }
 
   /// Adds a clause and propagates it at level 0 (through clauses; the theory
@@ -138,6 +140,7 @@ class Search {
 
   // --- State ------------------------------------------------------------
 
+  /// Counters since construction.
   const SearchStatistics& statistics() const { return statistics_; }
   /// False once the clauses are known to have no model, with no assumptions.
   bool is_consistent() const { return consistent_; }
@@ -149,6 +152,7 @@ class Search {
   int level_of(int variable) const { return variable_at(variable).level; }
   /// Clauses of two or more literals in store.
   std::size_t num_given_clauses() const { return given_.size(); }
+  /// How many learnt clauses and lemmas are kept at present.
   std::size_t num_learnt_clauses() const { return learnts_.size(); }
 
   /// Asserts the invariants. Requires: level 0. Cost: linear in all clauses;

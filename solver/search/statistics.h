@@ -8,12 +8,17 @@ namespace vorn::solver {
 
 /// Counters of a Search since it was made, over all calls of solve.
 struct SearchStatistics {
+  /// Literals assigned because nothing implied them.
   std::uint64_t decisions = 0;
+  /// Clauses found false, and assignments that the theory refused.
   std::uint64_t conflicts = 0;
   /// Literals whose watch lists were visited.
   std::uint64_t propagations = 0;
+  /// Returns to level 0 to decide anew.
   std::uint64_t restarts = 0;
+  /// Rounds of deleting learnt clauses.
   std::uint64_t reductions = 0;
+  /// Clauses learnt from conflicts.
   std::uint64_t learnt_clauses = 0;
   /// Literals of the learnt clauses, after minimisation.
   std::uint64_t learnt_literals = 0;
@@ -27,6 +32,7 @@ struct SearchStatistics {
   std::uint64_t theory_propagations = 0;
   /// Calls of Theory::explain.
   std::uint64_t theory_explanations = 0;
+  /// Calls of Theory::final_check.
   std::uint64_t final_checks = 0;
   /// Lemmas that were neither tautologies nor satisfied for good.
   std::uint64_t lemmas = 0;

@@ -15,16 +15,21 @@ namespace vorn::solver {
 /// blocker is the other literal, so such a clause is never looked at.
 class Watch {
  public:
+  /// Watches `clause`, which has two literals if `binary`.
   Watch(ClauseRef clause, Literal blocker, bool binary)
       : clause_(clause),
         tagged_blocker_(static_cast<std::uint32_t>(blocker.code()) << 1 |
                         static_cast<std::uint32_t>(binary)) {}
 
+  /// The clause to visit.
   ClauseRef clause() const { return clause_; }
+  /// Follows the clause to where a collection has moved it.
   void set_clause(ClauseRef clause) { clause_ = clause; }
+  /// Another literal of the clause.
   Literal blocker() const {
     return Literal::from_code(static_cast<int>(tagged_blocker_ >> 1));
   }
+  /// Whether the clause has two literals.
   bool is_binary() const { return (tagged_blocker_ & 1) != 0; }
 
  private:

@@ -24,9 +24,13 @@ namespace vorn::solver {
 /// destroyed.
 class AssertionStack {
  public:
+  /// An assertion, and where it comes from.
   struct Assertion {
+    /// What is asserted.
     const Term* term = nullptr;
+    /// As it was written; empty if texts are not kept.
     std::string text;
+    /// The name that the script gives to the whole of it.
     std::optional<std::string> name;
     /// Of the script, where the command starts.
     std::uint32_t line = 0;
@@ -48,13 +52,17 @@ class AssertionStack {
                  bool assume_named)
       : engine_(store, options), assume_named_(assume_named) {}
 
+  /// The engine behind it. Its assertions are not to be changed.
   Engine& engine() { return engine_; }
+  /// The assertions of all levels, oldest first.
   const std::vector<Assertion>& assertions() const { return assertions_; }
 
   /// Requires: a Boolean term inside the engine's fragment.
   void add(Assertion assertion);
 
+  /// How many levels are open.
   std::size_t levels() const { return levels_.size(); }
+  /// Opens a level.
   void push();
   /// Requires: levels() > 0.
   void pop();

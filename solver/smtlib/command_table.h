@@ -10,8 +10,11 @@ namespace vorn::solver {
 
 /// One row of the command table, which is sorted by name.
 struct Interpreter::Command {
+  /// As scripts spell it.
   std::string_view name;
+  /// What runs it.
   Handler handler;
+  /// What must be so before it may run.
   Need need;
   /// Whether it changes assertions or declarations and has no other effect.
   bool edits;

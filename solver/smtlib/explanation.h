@@ -18,9 +18,13 @@ namespace vorn::solver {
 
 /// One of the formulas that have no model together.
 struct ExplainedFormula {
+  /// What it says.
   const Term* term = nullptr;
+  /// As it was written.
   std::string text;
+  /// Where it starts in the script.
   std::uint32_t line = 0;
+  /// Its name in the script.
   std::optional<std::string> name;
   /// An assumption of the check, not an assertion.
   bool assumed = false;

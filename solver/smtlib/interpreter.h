@@ -41,6 +41,8 @@ namespace vorn::solver {
 /// memory for a one-line reply.
 class Interpreter {
  public:
+  /// Runs what `source` holds. `options`: what the script starts with, and
+  /// reset goes back to.
   Interpreter(Source& source, SessionHost& host,
               const ScriptOptions& options = {});
   Interpreter(const Interpreter&) = delete;

@@ -15,13 +15,17 @@ namespace vorn::solver {
 /// A place in a script. Both counts start at 1; a column is one character,
 /// where a multi-byte UTF-8 character counts once and a tab counts once.
 struct Position {
+  /// Lines up to here.
   std::uint32_t line = 1;
+  /// Characters of the line up to here.
   std::uint32_t column = 1;
 };
 
 /// What is wrong with a script, and where.
 struct ScriptError {
+  /// Where the mistake begins.
   Position position;
+  /// What is wrong, as the end of a sentence "line 1 column 2: ...".
   std::string message;
 };
 
@@ -40,8 +44,11 @@ enum class TokenKind : std::uint8_t {
   kEnd,
 };
 
+/// A token, and where it stands.
 struct Token {
+  /// What it is.
   TokenKind kind = TokenKind::kEnd;
+  /// Where its first character stands.
   Position position;
   /// Where the token starts in the text of its command, in bytes.
   std::size_t begin = 0;

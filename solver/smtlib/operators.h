@@ -64,7 +64,9 @@ std::string_view operator_name(Operator op);
 
 /// A term together with where it was written.
 struct PlacedTerm {
+  /// The term.
   const Term* term = nullptr;
+  /// Where its text begins.
   Position position;
 };
 

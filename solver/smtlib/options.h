@@ -20,15 +20,25 @@ namespace vorn::solver {
 /// :produce-assertions and :produce-models true, since texts and models are
 /// kept in any case.
 struct ScriptOptions {
+  /// Answer `success` where there is no other reply.
   bool print_success = false;
+  /// Keep the texts of assertions, for get-assertions.
   bool produce_assertions = true;
+  /// Allow get-assignment.
   bool produce_assignments = false;
+  /// Allow get-model and get-value.
   bool produce_models = true;
+  /// Allow get-unsat-assumptions.
   bool produce_unsat_assumptions = false;
+  /// Allow get-unsat-core; named assertions become assumptions.
   bool produce_unsat_cores = false;
+  /// Let declarations and definitions survive pop.
   bool global_declarations = false;
+  /// Where replies go: "stdout", "stderr" or a file to append to.
   std::string regular_output_channel = "stdout";
+  /// Where the log goes, likewise.
   std::string diagnostic_output_channel = "stderr";
+  /// Highest level of messages in the log; 0: no log.
   std::uint64_t verbosity = 0;
 
   /// Deletes from each core what it does not need.

@@ -27,6 +27,7 @@ class Source {
 /// A script held in memory, handed out in pieces of at most `piece` bytes.
 class StringSource : public Source {
  public:
+  /// Hands out `text`. Requires: piece > 0.
   explicit StringSource(std::string text, std::size_t piece = 1 << 16)
       : text_(std::move(text)), piece_(piece) {}
 

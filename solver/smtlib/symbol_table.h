@@ -17,7 +17,9 @@ namespace vorn::solver {
 /// A function defined with parameters. The parameters are symbols that occur
 /// nowhere else; a use replaces them in the body.
 struct Macro {
+  /// Symbols of the body, in the order of the arguments.
   std::vector<const Term*> parameters;
+  /// What a use stands for.
   const Term* body = nullptr;
 };
 
@@ -27,6 +29,7 @@ struct Meaning {
   Operator op = Operator::kNone;
   /// A constant, a definition without parameters, a named or a bound term.
   const Term* term = nullptr;
+  /// A definition with parameters.
   std::shared_ptr<const Macro> macro;
 };
 
@@ -53,7 +56,9 @@ class SymbolTable {
   /// Definitions from now on survive pop.
   void make_global(bool global) { global_ = global; }
 
+  /// How many levels are open.
   std::size_t levels() const { return levels_.size(); }
+  /// Opens a level of definitions.
   void push() { levels_.push_back(trail_.size()); }
   /// Takes back the latest level's names. Requires: levels() > 0.
   void pop();
@@ -66,6 +71,7 @@ class SymbolTable {
 
   /// Lets `name` stand for `term` until unbound.
   void bind(const std::string& name, const Term* term);
+  /// How many bindings there are, to go back to with unbind_to.
   std::size_t num_bound() const { return bound_.size(); }
   /// Takes back the latest bindings until only `count` are left.
   void unbind_to(std::size_t count);

@@ -18,7 +18,9 @@ namespace vorn::solver {
 
 /// Which arithmetic a script may use.
 struct Arithmetic {
+  /// Whether there is a sort Int.
   bool has_int = true;
+  /// Whether there is a sort Real.
   bool has_real = true;
   /// What a numeral is by itself; beside a real it is a real anyway.
   Sort numeral_sort = Sort::kInt;
@@ -26,9 +28,13 @@ struct Arithmetic {
 
 /// A term read from a script, with the place of its text in its command.
 struct ParsedTerm {
+  /// The term.
   const Term* term = nullptr;
+  /// Where its text begins in the script.
   Position position;
+  /// Where its text begins in its command, counted like Token::begin.
   std::size_t begin = 0;
+  /// Where it ends, likewise.
   std::size_t end = 0;
   /// The name that an annotation around the whole term gives to it.
   std::optional<std::string> name;
@@ -44,15 +50,22 @@ struct ParsedTerm {
 /// caller rolls the table back.
 class TermParser {
  public:
+  /// A name given by `:named`.
   struct Name {
+    /// As declared, without bars.
     std::string name;
+    /// What it names.
     const Term* term;
   };
   /// What a piece of the command made, and where that piece stands.
   struct Place {
+    /// What it made.
     const Term* term;
+    /// Where it begins in the script.
     Position position;
+    /// Where it begins in its command, counted like Token::begin.
     std::size_t begin;
+    /// Where it ends, likewise.
     std::size_t end;
   };
 
@@ -60,6 +73,7 @@ class TermParser {
   TermParser(Lexer& lexer, TermStore& store, SymbolTable& symbols)
       : lexer_(lexer), store_(store), symbols_(symbols), builder_(store) {}
 
+  /// Which sorts and numerals there are from now on.
   void set_arithmetic(const Arithmetic& arithmetic) {
     arithmetic_ = arithmetic;
   }
@@ -75,6 +89,7 @@ class TermParser {
   /// Reads the sort that starts with the current token, likewise.
   bool parse_sort(Sort& sort);
 
+  /// After a call has returned false: why.
   const ScriptError& error() const { return error_; }
 
   /// The terms named since start_command, in order.
@@ -90,6 +105,7 @@ class TermParser {
   /// command; if it has none, the term's.
   ParsedTerm find_atom(const Term* atom, const ParsedTerm& term) const;
 
+  /// What applies functions.
   OperatorBuilder& builder() { return builder_; }
 
  private:

@@ -47,6 +47,7 @@ class ConstraintMapper final : public la::LinearTermMapper {
 
   /// The highest node in use; 0 when there is none.
   int num_variables() const { return static_cast<int>(terms_.size()); }
+  /// The highest constraint id given; 0 when there is none.
   int num_constraints() const { return static_cast<int>(literals_.size()); }
 
   /// Requires: 1 <= var <= num_variables().
@@ -56,6 +57,7 @@ class ConstraintMapper final : public la::LinearTermMapper {
 
   /// The atom's pointer with the negation flag put in.
   static const Term_* make_literal(const Term* atom, bool negated);
+  /// Whether the negation flag is in.
   static bool is_negated(const Term_* literal);
   /// The atom of a literal, whether negated or not.
   static const Term* atom_of(const Term_* literal);

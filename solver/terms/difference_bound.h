@@ -17,8 +17,11 @@ namespace vorn::solver {
 /// A strict bound over the reals has -1 as its weight's eps coefficient. Over
 /// the integers every weight is an integer without an eps part.
 struct DifferenceBound {
+  /// What is subtracted.
   const Term* source = nullptr;
+  /// What it is subtracted from.
   const Term* target = nullptr;
+  /// The most that the difference may be.
   la::DNumber weight;
 };
 

@@ -43,8 +43,10 @@ class Interpretation {
 /// Threads: none.
 class Evaluator {
  public:
+  /// Asks `symbols` for the values of symbols.
   explicit Evaluator(Interpretation& symbols) : symbols_(symbols) {}
 
+  /// The value of any term.
   TermValue evaluate(const Term* term);
 
   /// Requires: a Boolean term.

@@ -16,12 +16,17 @@ namespace vorn::solver {
 /// Invariant: the monomials are sorted by ascending leaf id, no leaf occurs
 /// twice and no coefficient is zero; so equal sums are equal member by member.
 struct LinearSum {
+  /// A leaf and its coefficient.
   struct Monomial {
+    /// A symbol or an arithmetic ite.
     const Term* leaf;
+    /// Not zero.
     QNumber coefficient;
   };
 
+  /// What is multiplied and added up.
   std::vector<Monomial> monomials;
+  /// What is added to that.
   QNumber constant;
 };
 

@@ -50,8 +50,11 @@ enum class Kind : std::uint8_t {
 /// Ownership: the store owns the node and all it points to; pointers stay valid
 /// until the store is destroyed.
 struct Term : Term_ {
+  /// What the root is.
   Kind kind = Kind::kTrue;
+  /// What kind of value it has.
   Sort sort = Sort::kBool;
+  /// How many arguments it has.
   std::uint32_t num_args = 0;
 
   Term(const Term&) = delete;
@@ -81,7 +84,9 @@ struct Term : Term_ {
     return *payload_.name;
   }
 
+  /// Whether it is true or false.
   bool is_bool() const { return sort == Sort::kBool; }
+  /// Whether it is a number.
   bool is_arithmetic() const { return sort != Sort::kBool; }
 
  private:

@@ -79,34 +79,44 @@ class TermStore final : public TermManager {
   /// later on. The name starts with `prefix` and is that of no symbol so far.
   const Term* make_fresh_symbol(const std::string& prefix, Sort sort);
 
+  /// The constant true.
   const Term* make_true() const { return true_; }
+  /// The constant false.
   const Term* make_false() const { return false_; }
+  /// The constant of this value.
   const Term* make_bool(bool value) const { return value ? true_ : false_; }
 
   // Boolean structure. Requires: Boolean arguments.
 
   /// The conjunction; of no terms it is true.
   const Term* make_and(const std::vector<const Term*>& terms);
+  /// a and b.
   const Term* make_and(const Term* a, const Term* b);
   /// The disjunction; of no terms it is false.
   const Term* make_or(const std::vector<const Term*>& terms);
+  /// Either a or b.
   const Term* make_xor(const Term* a, const Term* b);
+  /// b whenever a.
   const Term* make_implies(const Term* a, const Term* b);
 
   // Over both. Requires: the arguments (for ite, the branches) are all Boolean
   // or all arithmetic; a condition is Boolean.
 
+  /// a = b; over Booleans, equivalence.
   const Term* make_equal(const Term* a, const Term* b);
   /// True when the terms differ pairwise. Requires: at least two terms.
   const Term* make_distinct(const std::vector<const Term*>& terms);
+  /// The one if the condition is true, else the other.
   const Term* make_ite(const Term* condition, const Term* then_term,
                        const Term* else_term);
 
   // Arithmetic. Requires: arithmetic arguments.
 
+  /// a < b.
   const Term* make_less(const Term* a, const Term* b);
   /// The sum; of one term it is that term. Requires: at least one term.
   const Term* make_plus(const std::vector<const Term*>& terms);
+  /// a * b.
   const Term* make_times(const Term* a, const Term* b);
   /// -1 * term, the factor first.
   const Term* make_negate(const Term* term);
