@@ -8,7 +8,8 @@
 # my_solver.cc, in the copy. Then, block by block:
 #
 #   ```sh     is run, line by line; what a line prints is shown only if it fails
-#   ```text   behind it must be what it printed on standard output
+#   ```text   behind it, under the same heading, must be what its last line
+#             printed on standard output; elsewhere it is a table or a picture
 #   ```cmake  is the end of a CMakeLists.txt, with which my_solver.cc must build
 #             and run against what has been installed
 #   ```cpp    is part of my_solver.cc
@@ -93,9 +94,11 @@ for page in README.md CONTRIBUTING.md ARCHITECTURE.md CHANGELOG.md docs/*.md; do
   while IFS= read -r fence; do
     case $fence in
       '```'*) ;;
-      *)
+      '#'*)
+        before=
         continue
         ;;
+      *) continue ;;
     esac
     body=
     while IFS= read -r line && [[ $line != '```' ]]; do
@@ -109,7 +112,6 @@ for page in README.md CONTRIBUTING.md ARCHITECTURE.md CHANGELOG.md docs/*.md; do
         done <<<"$body"
         ;;
       '```text')
-        # One that stands behind no command is a table or a picture.
         if [[ $before == '```sh' ]] &&
           ! diff <(printf '%s' "$body") "$work/output" >&2; then
           fail 'this block is not what the one before prints'
