@@ -111,6 +111,7 @@ std::optional<int> parse_arguments(int argc, char** argv,
                  "DOT at the end: solid edges are required (after sat: hold "
                  "in the model), dashed ones are not, red ones are the last "
                  "negative cycle")
+      ->type_name("FILE");
   app.add_option("--record-graph", arguments.recording,
                  "Write the calls on the constraint graph to this file, one a "
                  "line")
