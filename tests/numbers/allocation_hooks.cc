@@ -12,6 +12,13 @@
 #include <string>
 #include <vector>
 
+// The linker's names: the code under test that calls malloc gets the second,
+// and the first is what it would have got.
+// NOLINTBEGIN(bugprone-reserved-identifier)
+extern "C" void* __real_malloc(std::size_t size);
+extern "C" void* __wrap_malloc(std::size_t size);
+// NOLINTEND(bugprone-reserved-identifier)
+
 namespace vorn::test {
 namespace {
 
@@ -25,9 +32,6 @@ std::size_t failed = 0;
 // The FailAllocation that lives has refused something.
 bool refused = false;
 std::size_t refused_size = 0;
-// Memory for the two kinds counted here is being got by malloc. Volatile:
-// compilers know that malloc does not look at it, and would not write it.
-volatile bool inside = false;
 
 bool logging = false;
 std::array<const void*, 64> freed;
@@ -44,16 +48,9 @@ void spend() {
   --allowed;
 }
 
-void* raw_allocate(std::size_t size) {
-  inside = true;
-  void* memory = std::malloc(size);
-  inside = false;
-  return memory;
-}
-
 void* gmp_allocate(std::size_t size) {
   spend();
-  void* memory = raw_allocate(size);
+  void* memory = __real_malloc(size);
   if (memory == nullptr) throw std::bad_alloc();
   ++gmp_calls;
   ++live;
@@ -84,12 +81,22 @@ void* allocate(std::size_t size, std::size_t alignment = 0) {
   // aligned_alloc takes whole multiples of the alignment, other than 0.
   void* memory =
       alignment == 0
-          ? raw_allocate(size == 0 ? 1 : size)
+          ? __real_malloc(size == 0 ? 1 : size)
           : std::aligned_alloc(alignment, (size / alignment + 1) * alignment);
   if (memory == nullptr) throw std::bad_alloc();
   ++new_calls;
   ++live;
   return memory;
+}
+
+void* malloc_or_null(std::size_t size) noexcept {
+  try {
+    spend();
+  } catch (const std::bad_alloc&) {
+    refused_size = size;
+    return nullptr;
+  }
+  return __real_malloc(size);
 }
 
 void release(void* memory) noexcept {
@@ -128,17 +135,6 @@ std::size_t num_failed() {
   return failed;
 }
 
-bool refuse_malloc(std::size_t size) noexcept {
-  if (inside) return false;
-  try {
-    spend();
-  } catch (const std::bad_alloc&) {
-    refused_size = size;
-    return true;
-  }
-  return false;
-}
-
 std::size_t refused_malloc_size() {
   return refused_size;
 }
@@ -172,6 +168,10 @@ std::vector<const void*> FreeLog::stop() {
 }
 
 }  // namespace vorn::test
+
+extern "C" void* __wrap_malloc(std::size_t size) {
+  return vorn::test::malloc_or_null(size);
+}
 
 void* operator new(std::size_t size) {
   return vorn::test::allocate(size);

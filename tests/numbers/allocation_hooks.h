@@ -24,9 +24,6 @@ std::ptrdiff_t num_live();
 /// program says at its end how many there were.
 std::size_t num_failed();
 
-/// Whether a malloc of the code under test is to fail, as an allocation of a
-/// third kind.
-bool refuse_malloc(std::size_t size) noexcept;
 /// The size that the latest refused malloc asked for.
 std::size_t refused_malloc_size();
 

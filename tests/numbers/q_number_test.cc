@@ -240,6 +240,17 @@ TEST(QNumberTest, MoveConstructionFromSmallCopies) {
   EXPECT_TRUE(holds(source, 2, 7));  // NOLINT(bugprone-use-after-move)
 }
 
+// Small values have nothing to hand over: moving one is copying it.
+TEST(QNumberTest, MoveAssignmentSmallFromSmallCopies) {
+  QNumber to = small(5, 7);
+  QNumber from = small(-2, 3);
+
+  to = std::move(from);
+
+  EXPECT_TRUE(holds(to, -2, 3));
+  EXPECT_TRUE(holds(from, -2, 3));  // NOLINT(bugprone-use-after-move)
+}
+
 // Block and value pass on; the source becomes an ordinary zero.
 TEST(QNumberTest, MoveAssignmentSmallFromBigTakesBlock) {
   QNumber target = small(9);

@@ -263,6 +263,55 @@ TEST(InterpreterTest, OutputChannelToStderrMovesReplies) {
   EXPECT_EQ(host.verbosity, 2U);
 }
 
+// A reset takes back where replies go and how much is said besides.
+TEST(InterpreterTest, ResetRestoresTheChannels) {
+  TextHost host;
+  StringSource source(
+      "(set-option :regular-output-channel \"stderr\")"
+      "(set-option :verbosity 2)(echo \"b\")(reset)(echo \"c\")");
+  Interpreter interpreter(source, host);
+  while (interpreter.run_command()) {
+  }
+  EXPECT_EQ(host.diagnostics, "\"b\"\n");
+  EXPECT_EQ(host.output, "\"c\"\n");
+  EXPECT_EQ(host.verbosity, 0U);
+}
+
+// What a question after a check lacks is said, and does no harm to the next.
+TEST(InterpreterTest, QuestionsAfterAnAnswerSayWhatIsMissing) {
+  const Session sessions[] = {
+      {"terms without brackets",
+       "(set-option :produce-models true)(set-logic QF_IDL)"
+       "(declare-const x Int)(check-sat)\n(get-value x)(get-value ((= x x)))",
+       "sat\n(error \"line 2 column 12: expected '(' before the terms, not x\")"
+       "\n(((= x x) true))\n"},
+      {"no terms at all",
+       "(set-option :produce-models true)(set-logic QF_IDL)"
+       "(declare-const x Int)(check-sat)\n(get-value ())(get-value ((= x x)))",
+       "sat\n(error \"line 2 column 13: expected a term, not ')'\")\n"
+       "(((= x x) true))\n"},
+      {"no models",
+       "(set-option :produce-models false)(set-logic QF_IDL)"
+       "(declare-const x Int)(check-sat)\n(get-value (x))",
+       "sat\n(error \"line 2 column 1: get-value needs option "
+       ":produce-models\")\n"},
+      {"no assumptions",
+       "(set-option :produce-unsat-assumptions true)(set-logic QF_IDL)"
+       "(assert false)(check-sat)\n(get-unsat-assumptions)",
+       "unsat\n(error \"line 2 column 1: the last check had no assumptions\")"
+       "\n"},
+      {"a parameter that is none",
+       "(set-logic QF_IDL)\n(define-fun z ((a Int) 3) Int a)"
+       "(define-fun z ((a Int)) Int a)(assert (= 3 (z 3)))(check-sat)",
+       "(error \"line 2 column 24: expected a parameter or ')', not 3\")\n"
+       "sat\n"},
+  };
+  for (const Session& session : sessions) {
+    SCOPED_TRACE(session.name);
+    EXPECT_EQ(run_text(session.script), session.output);
+  }
+}
+
 // A reader that is gone ends the script, and nothing more is computed.
 TEST(InterpreterTest, RunAfterOutputIsLostEnds) {
   TextHost host;
