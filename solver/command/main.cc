@@ -156,6 +156,19 @@ std::optional<int> parse_arguments(int argc, char** argv,
   return std::nullopt;
 }
 
+// A standard stream that is closed would be taken by the next file that is
+// opened, and replies would land in a recording, say. In its place comes a
+// descriptor on which every read or write fails.
+bool keep_standard_streams() {
+  for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(fd, F_GETFD) != -1) continue;
+    const int mode = fd == STDIN_FILENO ? O_WRONLY : O_RDONLY;
+    // The lowest number that is free: this one.
+    if (open("/dev/null", mode) != fd) return false;
+  }
+  return true;
+}
+
 bool limit_memory(std::uint64_t mebibytes) {
   const std::uint64_t largest = std::uint64_t{RLIM_INFINITY} >> 20U;
   rlimit limit = {};
@@ -295,11 +308,12 @@ int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
 
 int run(int argc, char** argv) {
   const Watchdog::Clock::time_point start = Watchdog::Clock::now();
+  if (!keep_standard_streams()) return kFailure;
+  std::signal(SIGPIPE, SIG_IGN);
   Arguments arguments;
   if (const auto status = parse_arguments(argc, argv, arguments)) {
     return *status;
   }
-  std::signal(SIGPIPE, SIG_IGN);
   mp_set_memory_functions(gmp_allocate, gmp_reallocate, gmp_free);
   // One arena: each further one would take a large share of a memory limit.
   mallopt(M_ARENA_MAX, 1);
