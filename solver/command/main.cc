@@ -144,7 +144,12 @@ std::optional<int> parse_arguments(int argc, char** argv,
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : kFailure;
+    const int status = app.exit(error);
+    if (!std::cout.flush()) {
+      complain("cannot write standard output");
+      return kFailure;
+    }
+    return status == 0 ? 0 : kFailure;
   }
   if (lemmas->count() > 0) {
     script.engine.lemmas.dl_tlemma_kinds = kinds.at(lemma_names);
@@ -290,13 +295,15 @@ int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
   const bool owes_answer = watchdog.owes_answer();
   watchdog.finish_script();
   if (owes_answer) host.write_output("unknown\n");
-  if (arguments.stats && !interpreter.output_lost()) {
-    host.write_output(statistics_text(interpreter, start));
+  bool output_lost = interpreter.output_lost();
+  if (arguments.stats && !output_lost) {
+    output_lost = !host.write_output(statistics_text(interpreter, start));
   }
+  const bool logged = host.finish_diagnostics();
   const bool recorded = recording.finish();
   int status = 0;
   if (!write_picture(arguments, interpreter, picture_file)) status = kFailure;
-  if (!recorded || interpreter.had_error() || interpreter.output_lost() ||
+  if (!recorded || !logged || interpreter.had_error() || output_lost ||
       source.error() != 0) {
     status = kFailure;
   }

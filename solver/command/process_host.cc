@@ -4,9 +4,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cinttypes>
 #include <cstdio>
+#include <cstring>
 #include <iostream>
 #include <limits>
 #include <utility>
@@ -31,7 +33,14 @@ ProcessHost::ProcessHost(Watchdog& watchdog)
 ProcessHost::~ProcessHost() = default;
 
 bool ProcessHost::write_output(std::string_view reply) {
-  return watchdog_.write(STDOUT_FILENO, reply);
+  if (watchdog_.write(STDOUT_FILENO, reply)) return true;
+  const int error = errno;
+  // A reader that has seen enough is no reason to complain.
+  if (error != EPIPE) {
+    write_diagnostics(std::string("vorn: cannot write standard output: ") +
+                      std::strerror(error) + '\n');
+  }
+  return false;
 }
 
 bool ProcessHost::write_diagnostics(std::string_view reply) {
@@ -53,10 +62,27 @@ bool ProcessHost::set_diagnostics(const std::string& channel,
     logger = std::make_unique<Logger>(
         *stream, static_cast<int>(std::min(verbosity, kMost)));
   }
+  note_lost_log();
   if (engine_ != nullptr) engine_->set_logger(logger.get());
   logger_ = std::move(logger);
   log_file_ = std::move(file);
+  log_name_ = channel;
   return true;
+}
+
+bool ProcessHost::finish_diagnostics() {
+  note_lost_log();
+  return !log_lost_;
+}
+
+void ProcessHost::note_lost_log() {
+  if (log_lost_) return;
+  log_lost_ = !std::cerr.good() || !std::cout.good();
+  if (log_file_ != nullptr && !log_file_->flush()) {
+    log_lost_ = true;
+    write_diagnostics("vorn: cannot write all of the log to " + log_name_ +
+                      '\n');
+  }
 }
 
 void ProcessHost::engine_made(Engine& engine) {

@@ -27,6 +27,9 @@ class ProcessHost : public SessionHost {
   bool write_diagnostics(std::string_view reply) override;
   bool set_diagnostics(const std::string& channel,
                        std::uint64_t verbosity) override;
+  /// False if part of the log was lost so far, which is said on standard error
+  /// where that is not what failed.
+  bool finish_diagnostics();
   /// What notes the calls on the graph of each engine made from now on.
   /// Borrowed.
   void set_graph_recorder(GraphRecorder* recorder) {
@@ -44,11 +47,15 @@ class ProcessHost : public SessionHost {
  private:
   void show_progress(const SearchStatistics& statistics);
   void clear_progress();
+  void note_lost_log();
 
   Watchdog& watchdog_;
   Watchdog::Clock::time_point start_;
   Engine* engine_ = nullptr;
+  // The log's stream if that is a file, and the file's name.
   std::unique_ptr<std::ofstream> log_file_;
+  std::string log_name_;
+  bool log_lost_ = false;
   std::unique_ptr<Logger> logger_;
   GraphRecorder* graph_recorder_ = nullptr;
   bool shows_progress_;

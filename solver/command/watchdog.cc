@@ -188,7 +188,9 @@ bool Watchdog::write(int fd, std::string_view text) {
 
 // --- The watchdog's thread ---
 
+  const int error = errno;
 void* Watchdog::run(void* self) {
+  errno = error;
   static_cast<Watchdog*>(self)->loop();
   return nullptr;
 }

@@ -156,6 +156,10 @@ bool Interpreter::write_reply() {
   if (output_file_ != nullptr) {
     *output_file_ << reply_ << std::flush;
     written = output_file_->good();
+    if (!written) {
+      host_.write_diagnostics("vorn: cannot write " +
+                              options_.regular_output_channel + '\n');
+    }
   } else if (options_.regular_output_channel == "stderr") {
     written = host_.write_diagnostics(reply_);
   } else {

@@ -35,8 +35,7 @@ std::string text_of(int fd) {
   std::string text;
   std::array<char, 1U << 16U> buffer{};
   lseek(fd, 0, SEEK_SET);
-  for (ssize_t size = 0;
-       (size = read(fd, buffer.data(), buffer.size())) > 0;) {
+  for (ssize_t size = 0; (size = read(fd, buffer.data(), buffer.size())) > 0;) {
     text.append(buffer.data(), static_cast<std::size_t>(size));
   }
   return text;

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <csignal>
+#include <ostream>
 #include <string>
 
 #include "tests/pressure/child.h"
