@@ -94,7 +94,11 @@ bool Lexer::fill() {
 
 void Lexer::advance() {
   const char c = buffer_[pos_++];
-  if (c == '\n') {
+  // Each of \n, \r and the two together ends a line.
+  const bool ended = after_return_ && here_.column == 1;
+  after_return_ = c == '\r';
+  if (c == '\n' || c == '\r') {
+    if (c == '\n' && ended) return;
     ++here_.line;
     here_.column = 1;
   } else if ((static_cast<unsigned char>(c) & 0xC0U) != 0x80U) {
@@ -136,7 +140,7 @@ void Lexer::skip_space() {
   while (!at_end()) {
     const char c = peek();
     if (c == ';') {
-      while (!at_end() && peek() != '\n') advance();
+      while (!at_end() && peek() != '\n' && peek() != '\r') advance();
     } else if (class_of(c) == kSpace) {
       advance();
     } else {

@@ -13,7 +13,9 @@
 namespace vorn::solver {
 
 /// A place in a script. Both counts start at 1; a column is one character,
-/// where a multi-byte UTF-8 character counts once and a tab counts once.
+/// where a multi-byte UTF-8 character counts once and a tab counts once. Lines
+/// end as in SMT-LIB: with a line feed, a carriage return, or a carriage return
+/// and a line feed.
 struct Position {
   /// Lines up to here.
   std::uint32_t line = 1;
@@ -120,6 +122,8 @@ class Lexer {
   bool exhausted_ = false;
   std::size_t depth_ = 0;
   Position here_;
+  // Whether a carriage return was the last byte that advance() passed.
+  bool after_return_ = false;
   Position command_position_;
   Token token_;
   // The command's text is captured_ followed by buffer_[unsaved_, pos_).

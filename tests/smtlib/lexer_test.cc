@@ -81,6 +81,7 @@ TEST(LexerTest, NextWithOneBytePiecesGivesTheSameTokens) {
 // Comments end with their line, also when that is the last one.
 TEST(LexerTest, NextSkipsComments) {
   EXPECT_EQ(tokens("; (x\na;b\n;"), (Lines{"2:1 symbol a"}));
+  EXPECT_EQ(tokens("; (x\ra;b\r;"), (Lines{"2:1 symbol a"}));
 }
 
 // A character of several bytes is one column, or errors point beside it.
