@@ -324,10 +324,6 @@ int run(int argc, char** argv) {
   mp_set_memory_functions(gmp_allocate, gmp_reallocate, gmp_free);
   // One arena: each further one would take a large share of a memory limit.
   mallopt(M_ARENA_MAX, 1);
-  if (arguments.memory_limit > 0 && !limit_memory(arguments.memory_limit)) {
-    complain("cannot set the memory limit");
-    return kFailure;
-  }
   const std::optional<int> fd = open_script(arguments.file);
   if (!fd.has_value()) return kFailure;
   Recording recording;
@@ -342,6 +338,12 @@ int run(int argc, char** argv) {
     deadline = start + std::chrono::duration_cast<Watchdog::Clock::duration>(
                            std::chrono::duration<double>(
                                std::min(arguments.timeout, kLongest)));
+  }
+  // Behind the watchdog: a limit too small for its thread is one more that the
+  // script runs into.
+  if (arguments.memory_limit > 0 && !limit_memory(arguments.memory_limit)) {
+    complain("cannot set the memory limit");
+    return kFailure;
   }
   Watchdog watchdog(deadline);
   return run_script(arguments, *fd, watchdog, recording, start);
