@@ -288,7 +288,10 @@ std::optional<Watchdog::Clock::time_point> Watchdog::act(
 // begin to write any more.
 void Watchdog::end_process(bool can_answer) {
   if (can_answer) write_if_possible(STDOUT_FILENO, "unknown\n");
-  if (run_stop_ == Stop::kInterrupt) _exit(kInterruptedStatus);
+  if (run_stop_ == Stop::kInterrupt) _exit(interrupt_status_);
+  write_if_possible(STDERR_FILENO,
+                    "vorn: time limit reached; the rest of the script was not "
+                    "run\n");
   if (!can_answer && phase_ == Phase::kReporting) {
     write_if_possible(STDOUT_FILENO,
                       "(error \"the time limit ended a reply\")\n");
