@@ -33,13 +33,12 @@
 #include "solver/smtlib/options.h"
 
 // The vorn command: runs one SMT-LIB script. Exit status 0; 1 after an error
-// of any kind; 130 after Ctrl-C.
+// of any kind; 130 after Ctrl-C and 143 after SIGTERM, as from a shell.
 
 namespace vorn::solver {
 namespace {
 
 constexpr int kFailure = 1;
-constexpr int kInterruptedStatus = 130;
 
 struct Arguments {
   std::string file = "-";
@@ -299,15 +298,15 @@ int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
   if (arguments.stats && !output_lost) {
     output_lost = !host.write_output(statistics_text(interpreter, start));
   }
-  const bool logged = host.finish_diagnostics();
   const bool recorded = recording.finish();
+  const bool logged = host.finish_diagnostics();
   int status = 0;
   if (!write_picture(arguments, interpreter, picture_file)) status = kFailure;
   if (!recorded || !logged || interpreter.had_error() || output_lost ||
       source.error() != 0) {
     status = kFailure;
   }
-  if (watchdog.interrupted()) status = kInterruptedStatus;
+  if (watchdog.interrupted()) status = watchdog.interrupt_status();
   // After a limit or Ctrl-C the end is not put off to free what there is.
   if (watchdog.stop() != Watchdog::Stop::kNone) _exit(status);
   return status;
@@ -339,13 +338,13 @@ int run(int argc, char** argv) {
                            std::chrono::duration<double>(
                                std::min(arguments.timeout, kLongest)));
   }
+  Watchdog watchdog(deadline);
   // Behind the watchdog: a limit too small for its thread is one more that the
   // script runs into.
   if (arguments.memory_limit > 0 && !limit_memory(arguments.memory_limit)) {
     complain("cannot set the memory limit");
     return kFailure;
   }
-  Watchdog watchdog(deadline);
   return run_script(arguments, *fd, watchdog, recording, start);
 }
 

@@ -25,7 +25,6 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kAnswerGrace{50};
 constexpr milliseconds kReportGrace{1000};
-constexpr int kInterruptedStatus = 130;
 
 // A small stack: it counts against a memory limit.
 constexpr std::size_t kStackSize = std::size_t{256} * 1024;
@@ -34,6 +33,7 @@ sigset_t watched_signals() {
   sigset_t set;
   sigemptyset(&set);
   sigaddset(&set, SIGINT);
+  sigaddset(&set, SIGTERM);
   sigaddset(&set, SIGUSR1);
   return set;
 }
@@ -77,6 +77,7 @@ Watchdog::Watchdog(std::optional<Clock::time_point> deadline)
   struct sigaction action = {};
   action.sa_handler = ignore_signal;
   sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
   sigaction(SIGUSR1, &action, nullptr);
   const sigset_t signals = watched_signals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
@@ -169,6 +170,11 @@ bool Watchdog::interrupted() const {
   return run_stop_ == Stop::kInterrupt;
 }
 
+int Watchdog::interrupt_status() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return interrupt_status_;
+}
+
 bool Watchdog::owes_answer() const {
   const std::lock_guard<std::mutex> lock(mutex_);
   return run_stop_ == Stop::kInterrupt && owed_ && !answered_;
@@ -182,15 +188,15 @@ bool Watchdog::write(int fd, std::string_view text) {
     set_phase(Phase::kWriting);
   }
   const bool written = write_all(fd, text);
+  const int error = errno;
   enter(before);
+  errno = error;
   return written;
 }
 
 // --- The watchdog's thread ---
 
-  const int error = errno;
 void* Watchdog::run(void* self) {
-  errno = error;
   static_cast<Watchdog*>(self)->loop();
   return nullptr;
 }
@@ -217,14 +223,15 @@ void Watchdog::loop() {
     } else {
       signal = sigwaitinfo(&signals, nullptr);
     }
-    if (signal == SIGINT) note_interrupt();
+    if (signal == SIGINT || signal == SIGTERM) note_interrupt(signal);
   }
 }
 
-void Watchdog::note_interrupt() {
+void Watchdog::note_interrupt(int signal) {
   const std::lock_guard<std::mutex> lock(mutex_);
   // Pressed once more, Ctrl-C means now.
-  if (run_stop_ == Stop::kInterrupt) _exit(kInterruptedStatus);
+  if (run_stop_ == Stop::kInterrupt) _exit(interrupt_status_);
+  interrupt_status_ = 128 + signal;
   run_stop_ = Stop::kInterrupt;
   run_stopped_ = Clock::now();
   answered_ = false;

@@ -39,8 +39,8 @@ class Watchdog {
   /// The clock of all limits: one that nobody sets back.
   using Clock = std::chrono::steady_clock;
 
-  /// Starts the thread and takes over SIGINT and SIGUSR1. To be made before
-  /// any other thread. `deadline`: of the whole run.
+  /// Starts the thread and takes over SIGINT, SIGTERM and SIGUSR1. To be made
+  /// before any other thread. `deadline`: of the whole run.
   explicit Watchdog(std::optional<Clock::time_point> deadline);
   Watchdog(const Watchdog&) = delete;
   Watchdog& operator=(const Watchdog&) = delete;
@@ -62,8 +62,10 @@ class Watchdog {
 
   /// Why the check at hand, or the last one, was to stop.
   Stop stop() const;
-  /// Whether Ctrl-C was pressed.
+  /// Whether Ctrl-C was pressed, or SIGTERM came, which is treated alike.
   bool interrupted() const;
+  /// What the process then ends with: 128 and the signal's number.
+  int interrupt_status() const;
   /// Whether Ctrl-C was pressed while an answer was owed that has not been
   /// given since.
   bool owes_answer() const;
@@ -76,7 +78,7 @@ class Watchdog {
  private:
   static void* run(void* self);
   void loop();
-  void note_interrupt();
+  void note_interrupt(int signal);
   std::optional<Clock::time_point> act(Clock::time_point now);
   [[noreturn]] void end_process(bool can_answer);
   void set_phase(Phase phase);
@@ -89,6 +91,7 @@ class Watchdog {
   // Why the run is to stop, and since when it is.
   Stop run_stop_ = Stop::kNone;
   Clock::time_point run_stopped_;
+  int interrupt_status_ = 0;
   bool check_timed_out_ = false;
   Clock::time_point check_stopped_;
   // When the main thread last began to read or check after a wait or a report.

@@ -59,7 +59,7 @@ TEST(TimeoutTest, LimitOfRunAnswersUnknownWhereverItFalls) {
 // Lemmas are searched for at every conflict; the flag is looked at between.
 TEST(TimeoutTest, LimitInsideLemmaSearchesAnswersTimeout) {
   const ScriptFile script([](std::ostream& out) {
-    write_hard_assertions(out, 60);
+    write_hard_assertions(out, 20);
     out << "(check-sat)(get-info :reason-unknown)(echo \"end\")";
   });
   for (const char* kinds : {"short", "long", "both"}) {
