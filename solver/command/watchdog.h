@@ -70,9 +70,8 @@ class Watchdog {
   /// given since.
   bool owes_answer() const;
 
-  /// Writes all of `text` to the file descriptor. False, with
-  /// errno set, if that is not possible. Enters kWriting, and afterwards the
-  /// phase before.
+  /// Writes all of `text` to the file descriptor. False, with errno set, if
+  /// that is not possible. Enters kWriting, and afterwards the phase before.
   bool write(int fd, std::string_view text);
 
  private:
