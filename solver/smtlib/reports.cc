@@ -52,10 +52,13 @@ void Interpreter::explain(const std::vector<const Term*>& assumptions) {
     reply_ = in_comments(explain_unsat(
         session_->store, options_.engine, session_->stack->engine().stop(),
         options_.minimize_unsat_cores, formulas));
+    return;
   } catch (const std::bad_alloc&) {
-    host_.release_reserve();
-    reply_ = "; no explanation: out of memory\n";
+  } catch (const std::length_error&) {
+    // What containers report before they try to allocate more than there is.
   }
+  host_.release_reserve();
+  reply_ = "; no explanation: out of memory\n";
 }
 
 void Interpreter::keep_texts() {
@@ -92,9 +95,11 @@ void Interpreter::record_picture(const std::vector<const Term*>& assumptions,
     formulas.insert(formulas.end(), assumptions.begin(), assumptions.end());
     picture_ = draw_constraints(session_->store, session_->stack->engine(),
                                 answer, formulas, texts);
+    return;
   } catch (const std::bad_alloc&) {
-    host_.release_reserve();
+  } catch (const std::length_error&) {
   }
+  host_.release_reserve();
 }
 
 const ConstraintPicture* Interpreter::picture() {

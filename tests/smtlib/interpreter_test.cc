@@ -293,8 +293,8 @@ TEST(InterpreterTest, QuestionsAfterAnAnswerSayWhatIsMissing) {
       {"no models",
        "(set-option :produce-models false)(set-logic QF_IDL)"
        "(declare-const x Int)(check-sat)\n(get-value (x))",
-       "sat\n(error \"line 2 column 1: get-value needs option "
-       ":produce-models\")\n"},
+       "sat\n(error \"line 2 column 1: option :produce-models has to be true "
+       "for this command\")\n"},
       {"no assumptions",
        "(set-option :produce-unsat-assumptions true)(set-logic QF_IDL)"
        "(assert false)(check-sat)\n(get-unsat-assumptions)",
