@@ -37,11 +37,13 @@ namespace {
 constexpr int kProgressInterval = 20;
 constexpr int kMostIntervals = 25;
 
-// Length in bytes of each line.
+// Length in bytes of each line; \n, \r and the two together end one.
 std::vector<std::size_t> line_lengths(const std::string& script) {
   std::vector<std::size_t> lengths(1, 0);
-  for (const char c : script) {
-    if (c == '\n') {
+  for (std::size_t i = 0; i < script.size(); ++i) {
+    const bool inside = script[i] == '\r' && script[i + 1] == '\n';
+    if (inside) continue;
+    if (script[i] == '\n' || script[i] == '\r') {
       lengths.push_back(0);
     } else {
       ++lengths.back();

@@ -1,0 +1,2 @@
+x)check
+(set-logic QF_IDL);c(assert
