@@ -12,6 +12,7 @@
 #include "tests/containers/probe.h"
 #include "tests/inspector.h"
 #include "tests/numbers/allocation_hooks.h"
+#include "tests/numbers/blocks_in_use.h"
 #include "vorn/dl/edge.h"
 #include "vorn/dl/node.h"
 #include "vorn/numbers/block_pool.h"
@@ -441,12 +442,7 @@ TEST(VarMapTest, FailedGrowthOfEdgesLeaksNothing) {
   const DNumber weight(7, 0);
   VarMap<dl::Edge, true, true> map;
   map[1] = dl::Edge(3, 4, weight, 5);
-  // Without blocks that wait for reuse.
-  const auto used = [] {
-    return test::num_live() -
-           static_cast<std::ptrdiff_t>(Inspector::num_kept_blocks());
-  };
-  const std::ptrdiff_t before = used();
+  const std::ptrdiff_t before = test::blocks_in_use();
   std::size_t failures = 0;
   while (test::fails_at(failures, [&] { map[50]; })) {
     ++failures;
@@ -455,7 +451,7 @@ TEST(VarMapTest, FailedGrowthOfEdgesLeaksNothing) {
     EXPECT_EQ(Inspector::present(map).size(), 2U);
     EXPECT_EQ(map.at(1).source, 3);
     EXPECT_EQ(Inspector::refcount(weight), 2);
-    EXPECT_EQ(used(), before);
+    EXPECT_EQ(test::blocks_in_use(), before);
   }
   // A block that one failure left over serves the next attempt.
   EXPECT_EQ(failures, VORN_RECYCLES_BLOCKS != 0 ? 2U : 3U);

@@ -17,7 +17,8 @@
 # Any other block fails. These lines are run in another form:
 #
 #   scripts/test.sh and scripts/doc.sh run this test or beside it: they are only
-#     looked for, as are the measuring scripts, which take minutes;
+#     looked for, as are the scripts that measure and those that test at length,
+#     which take minutes, and the trace tester, which is built with the tests;
 #   a build with tests stops at the library, and ctest only lists what it would
 #     run, but must list something;
 #   an example that takes half a minute gets a smaller problem.
@@ -43,7 +44,13 @@ fail() {
 run_line() {
   local line=$1
   case $line in
-    scripts/test.sh | scripts/doc.sh | scripts/measure_* | scripts/bench.sh)
+    */vorn_trace_tester*)
+      [[ -f tests/trace/CMakeLists.txt ]] || fail "there is no $line"
+      return
+      ;;
+    scripts/test.sh | scripts/doc.sh | scripts/measure_* | scripts/bench.sh | \
+      scripts/fuzz.sh* | scripts/check_deep.sh | scripts/coverage.sh | \
+      scripts/mutate.sh* | scripts/profile.sh)
       [[ -x ${line%% *} ]] || fail "there is no $line"
       bash -n "${line%% *}"
       return

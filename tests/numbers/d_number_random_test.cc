@@ -12,6 +12,7 @@
 
 #include "tests/inspector.h"
 #include "tests/numbers/allocation_hooks.h"
+#include "tests/numbers/blocks_in_use.h"
 #include "tests/numbers/reference.h"
 #include "vorn/numbers/d_number.h"
 
@@ -232,7 +233,7 @@ TEST_P(DNumberRandomTest, CrowdAgreesWithModelAfterEveryStep) {
   // the huge number, and GoogleTest's list of traces.
   (void)test::huge();
   SCOPED_TRACE(::testing::Message() << "seed " << GetParam());
-  const std::ptrdiff_t live = test::num_live();
+  const std::ptrdiff_t live = test::blocks_in_use();
   {
     Crowd crowd(GetParam());
     for (int step = 0; step < 2500 && !HasFailure(); ++step) {
@@ -242,7 +243,7 @@ TEST_P(DNumberRandomTest, CrowdAgreesWithModelAfterEveryStep) {
     }
   }
   if (!HasFailure()) {
-    EXPECT_EQ(test::num_live(), live);
+    EXPECT_EQ(test::blocks_in_use(), live);
   }
 }
 

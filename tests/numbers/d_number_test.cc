@@ -15,6 +15,7 @@
 
 #include "tests/inspector.h"
 #include "tests/numbers/allocation_hooks.h"
+#include "tests/numbers/blocks_in_use.h"
 #include "tests/numbers/reference.h"
 
 // Storage of DNumber: shares, the shared zero, addition, tags, texts.
@@ -74,7 +75,7 @@ class DNumberTest : public ::testing::Test {
   void SetUp() override {
     // Made on first use, and never released.
     (void)huge();
-    live_ = used_blocks();
+    live_ = test::blocks_in_use();
   }
   void TearDown() override {
     EXPECT_TRUE(holds(DNumber::zero.rational, 0));
@@ -82,15 +83,9 @@ class DNumberTest : public ::testing::Test {
     EXPECT_EQ(DNumber::zero.refcount, 2);
   }
   // Heap blocks in use, more than at the start of the test.
-  std::ptrdiff_t more_blocks() const { return used_blocks() - live_; }
+  std::ptrdiff_t more_blocks() const { return test::blocks_in_use() - live_; }
 
  private:
-  // Without those that are free and wait for reuse.
-  static std::ptrdiff_t used_blocks() {
-    return test::num_live() -
-           static_cast<std::ptrdiff_t>(Inspector::num_kept_blocks());
-  }
-
   std::ptrdiff_t live_ = 0;
 };
 

@@ -8,6 +8,7 @@
 
 #include "tests/inspector.h"
 #include "tests/numbers/allocation_hooks.h"
+#include "tests/numbers/blocks_in_use.h"
 #include "tests/numbers/reference.h"
 #include "vorn/numbers/d_number.h"
 #include "vorn/numbers/q_number.h"
@@ -36,7 +37,7 @@ template <class Op>
 std::size_t exhaust(const QNumber& a, const QNumber& b, Op op) {
   const mpq_class old_a = test::to_mpq(a);
   const mpq_class old_b = test::to_mpq(b);
-  const std::ptrdiff_t live = test::num_live();
+  const std::ptrdiff_t live = test::blocks_in_use();
   std::size_t failures = 0;
   while (failures < kEnough) {
     QNumber target = a;
@@ -49,7 +50,7 @@ std::size_t exhaust(const QNumber& a, const QNumber& b, Op op) {
     ++failures;
   }
   EXPECT_LT(failures, kEnough);
-  EXPECT_EQ(test::num_live(), live);
+  EXPECT_EQ(test::blocks_in_use(), live);
   return failures;
 }
 
@@ -151,7 +152,7 @@ TEST(DNumberFailureTest, FailedTextsThrowAndLeakNothing) {
   const std::string text_of_d = d.to_str();
   const std::string text_of_q = q.to_str();
   ASSERT_EQ(text_of_d, text_of_q + " + " + kWide + "*eps");
-  const std::ptrdiff_t live = test::num_live();
+  const std::ptrdiff_t live = test::blocks_in_use();
   std::size_t failures = 0;
   const auto run = [&](const auto& value, const std::string& text) {
     for (std::size_t k = 0; k < kEnough; ++k) {
@@ -167,14 +168,14 @@ TEST(DNumberFailureTest, FailedTextsThrowAndLeakNothing) {
   run(d, text_of_d);
   run(q, text_of_q);
   EXPECT_GT(failures, 5U);
-  EXPECT_EQ(test::num_live(), live);
+  EXPECT_EQ(test::blocks_in_use(), live);
 }
 
 // The operands of a failed sum serve the host's next attempt.
 TEST(DNumberFailureTest, FailedSumKeepsOperandsAndLeaksNothing) {
   const DNumber a = wide_d(3);
   const DNumber b(small(1, 3), number(kWide));
-  const std::ptrdiff_t live = test::num_live();
+  const std::ptrdiff_t live = test::blocks_in_use();
   std::size_t failures = 0;
   while (fails_at(failures, [&] { (void)(a + b); })) {
     ++failures;
@@ -186,7 +187,7 @@ TEST(DNumberFailureTest, FailedSumKeepsOperandsAndLeaksNothing) {
     EXPECT_EQ(Inspector::refcount(b), 1);
   }
   EXPECT_GT(failures, 3U);
-  EXPECT_EQ(test::num_live(), live);
+  EXPECT_EQ(test::blocks_in_use(), live);
 }
 
 // The share is gone before memory is asked for; releasing it once more in the
@@ -264,14 +265,14 @@ TEST(DNumberFailureTest, CopiesMovesAndZerosNeedNoMemory) {
 TEST(DNumberFailureTest, FailedSumLessLeaksNothing) {
   const DNumber a = wide_d(1);
   const DNumber b = wide_d(2);
-  const std::ptrdiff_t live = test::num_live();
+  const std::ptrdiff_t live = test::blocks_in_use();
   std::size_t failures = 0;
   while (fails_at(failures, [&] { (void)DNumber::sum_less(a, b, a); })) {
     ++failures;
     ASSERT_LT(failures, kEnough);
   }
   EXPECT_GT(failures, 0U);
-  EXPECT_EQ(test::num_live(), live);
+  EXPECT_EQ(test::blocks_in_use(), live);
 }
 
 // A relaxation whose number runs out of memory is rolled back, for which the
@@ -280,12 +281,7 @@ TEST(DNumberFailureTest, FailedLowerLeavesASharedTargetAlone) {
   const DNumber a(-number(kWide), QNumber(-1));
   const DNumber b = a;
   const DNumber keeper(5, 7);
-  // Without the blocks that wait for reuse.
-  const auto used = [] {
-    return test::num_live() -
-           static_cast<std::ptrdiff_t>(Inspector::num_kept_blocks());
-  };
-  const std::ptrdiff_t before = used();
+  const std::ptrdiff_t before = test::blocks_in_use();
   {
     DNumber target = keeper;
     std::size_t failures = 0;
@@ -297,7 +293,7 @@ TEST(DNumberFailureTest, FailedLowerLeavesASharedTargetAlone) {
     EXPECT_GT(failures, 0U);
     EXPECT_TRUE(target < keeper);
   }
-  EXPECT_EQ(used(), before);
+  EXPECT_EQ(test::blocks_in_use(), before);
 }
 
 }  // namespace
