@@ -46,12 +46,16 @@ class GraphRecorder {
   void new_graph();
   /// On failing memory nothing is noted.
   void tell(int k, const dl::Edge& edge);
+  /// A call on constraint k.
   void push(int k) { note("push ", k); }
+  /// A check; hands all that was noted to the stream.
   void check() {
     append("check\n");
     finish();
   }
+  /// As push.
   void pop(int k) { note("pop ", k); }
+  /// As push.
   void retract(int k) { note("retract ", k); }
 
   /// Hands all that was noted to the stream. False if some of it, now or
