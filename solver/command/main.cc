@@ -296,6 +296,7 @@ int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
   if (owes_answer) host.write_output("unknown\n");
   bool output_lost = interpreter.output_lost();
   if (arguments.stats && !output_lost) {
+    host.set_output("stdout");  // where the user is, wherever replies go
     output_lost = !host.write_output(statistics_text(interpreter, start));
   }
   const bool recorded = recording.finish();

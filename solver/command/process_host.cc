@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "solver/command/process_host.h"
 
+#include <fcntl.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -33,14 +35,29 @@ ProcessHost::ProcessHost(Watchdog& watchdog)
 ProcessHost::~ProcessHost() = default;
 
 bool ProcessHost::write_output(std::string_view reply) {
-  if (watchdog_.write(STDOUT_FILENO, reply)) return true;
+  if (watchdog_.write_output(reply)) return true;
   const int error = errno;
+  const bool is_stdout = output_name_ == "stdout";
   // A reader that has seen enough is no reason to complain.
-  if (error != EPIPE) {
-    write_diagnostics(std::string("vorn: cannot write standard output: ") +
+  if (!is_stdout || error != EPIPE) {
+    write_diagnostics("vorn: cannot write " +
+                      (is_stdout ? "standard output" : output_name_) + ": " +
                       std::strerror(error) + '\n');
   }
   return false;
+}
+
+bool ProcessHost::set_output(const std::string& channel) {
+  int fd = channel == "stderr" ? STDERR_FILENO : STDOUT_FILENO;
+  if (channel != "stdout" && channel != "stderr") {
+    constexpr mode_t kMode = 0666;  // the user's mask takes away from it
+    fd =
+        open(channel.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, kMode);
+    if (fd < 0) return false;
+  }
+  output_name_ = channel;
+  watchdog_.set_output(fd);
+  return true;
 }
 
 bool ProcessHost::write_diagnostics(std::string_view reply) {

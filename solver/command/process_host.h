@@ -25,6 +25,7 @@ class ProcessHost : public SessionHost {
 
   bool write_output(std::string_view reply) override;
   bool write_diagnostics(std::string_view reply) override;
+  bool set_output(const std::string& channel) override;
   bool set_diagnostics(const std::string& channel,
                        std::uint64_t verbosity) override;
   /// False if part of the log was lost so far, which is said on standard error
@@ -50,6 +51,7 @@ class ProcessHost : public SessionHost {
   void note_lost_log();
 
   Watchdog& watchdog_;
+  std::string output_name_ = "stdout";
   Watchdog::Clock::time_point start_;
   Engine* engine_ = nullptr;
   // The log's stream if that is a file, and the file's name.

@@ -101,6 +101,7 @@ Watchdog::~Watchdog() {
   wake();
   pthread_join(thread_, nullptr);
   close(interrupt_fd_);
+  close_output();
 }
 
 void Watchdog::wake() const {
@@ -178,6 +179,21 @@ int Watchdog::interrupt_status() const {
 bool Watchdog::owes_answer() const {
   const std::lock_guard<std::mutex> lock(mutex_);
   return run_stop_ == Stop::kInterrupt && owed_ && !answered_;
+}
+
+void Watchdog::close_output() {
+  if (output_fd_ > STDERR_FILENO) close(output_fd_);
+}
+
+void Watchdog::set_output(int fd) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  close_output();
+  output_fd_ = fd;
+}
+
+bool Watchdog::write_output(std::string_view text) {
+  // Changed by this thread alone, so it need not be locked to be read here.
+  return write(output_fd_, text);
 }
 
 bool Watchdog::write(int fd, std::string_view text) {
@@ -294,14 +310,13 @@ std::optional<Watchdog::Clock::time_point> Watchdog::act(
 // Called with the lock held, which is never given back: the main thread cannot
 // begin to write any more.
 void Watchdog::end_process(bool can_answer) {
-  if (can_answer) write_if_possible(STDOUT_FILENO, "unknown\n");
+  if (can_answer) write_if_possible(output_fd_, "unknown\n");
   if (run_stop_ == Stop::kInterrupt) _exit(interrupt_status_);
   write_if_possible(STDERR_FILENO,
                     "vorn: time limit reached; the rest of the script was not "
                     "run\n");
   if (!can_answer && phase_ == Phase::kReporting) {
-    write_if_possible(STDOUT_FILENO,
-                      "(error \"the time limit ended a reply\")\n");
+    write_if_possible(output_fd_, "(error \"the time limit ended a reply\")\n");
   }
   _exit(can_answer ? 0 : 1);
 }

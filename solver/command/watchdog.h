@@ -3,6 +3,7 @@
 #define VORN_COMMAND_WATCHDOG_H
 
 #include <pthread.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -70,8 +71,14 @@ class Watchdog {
   /// given since.
   bool owes_answer() const;
 
-  /// Writes all of `text` to the file descriptor. False, with errno set, if
-  /// that is not possible. Enters kWriting, and afterwards the phase before.
+  /// Where answers go from now on; standard output at first. Takes the file
+  /// descriptor over if it is not that of a standard stream, and closes the one
+  /// before.
+  void set_output(int fd);
+  /// Writes all of `text` to where answers go. False, with errno set, if that
+  /// is not possible. Enters kWriting, and afterwards the phase before.
+  bool write_output(std::string_view text);
+  /// The same for a file descriptor.
   bool write(int fd, std::string_view text);
 
  private:
@@ -82,6 +89,7 @@ class Watchdog {
   [[noreturn]] void end_process(bool can_answer);
   void set_phase(Phase phase);
   void wake() const;
+  void close_output();
 
   mutable std::mutex mutex_;  // guards what follows, up to stop_flag_
   Phase phase_ = Phase::kReading;
@@ -100,6 +108,7 @@ class Watchdog {
   // Whether there was something to answer at run_stopped_.
   bool owed_ = false;
   bool quit_ = false;
+  int output_fd_ = STDOUT_FILENO;
 
   std::atomic<bool> stop_flag_{false};
   int interrupt_fd_ = -1;

@@ -164,6 +164,7 @@ Answer Engine::check(const std::vector<const Term*>& assumptions) {
   } catch (const std::bad_alloc&) {
     // The stack of assertions is whole; all else can be made again.
     model_.reset();
+    if (machinery_) last_counters_ = machinery_->search.statistics();
     machinery_.reset();
     unknown_reason_ = UnknownReason::kMemout;
     return Answer::kUnknown;
@@ -257,7 +258,7 @@ std::vector<DifferenceBound> Engine::last_cycle() const {
 std::vector<std::pair<std::string, std::string>> Engine::statistics() const {
   std::vector<std::pair<std::string, std::string>> rows;
   const SearchStatistics counters =
-      machinery_ ? machinery_->search.statistics() : SearchStatistics();
+      machinery_ ? machinery_->search.statistics() : last_counters_;
   const auto row = [&rows](const char* key, std::uint64_t value) {
     rows.emplace_back(key, std::to_string(value));
   };

@@ -124,7 +124,9 @@ class Engine {
   /// met, in its direction; empty if it has met none.
   std::vector<DifferenceBound> last_cycle() const;
 
-  /// Names and values of all counters: the search's, then the graph's.
+  /// Names and values of all counters: the search's, then the graph's. The
+  /// search's alone before the first check, and after one that ran out of
+  /// memory, until the next; then the counting begins anew.
   std::vector<std::pair<std::string, std::string>> statistics() const;
 
  private:
@@ -150,6 +152,8 @@ class Engine {
   std::unique_ptr<Model> model_;
   std::vector<std::size_t> failed_assumptions_;
   UnknownReason unknown_reason_ = UnknownReason::kNone;
+  // Of the machinery that was given up when memory ran out.
+  SearchStatistics last_counters_;
 };
 
 }  // namespace vorn::solver

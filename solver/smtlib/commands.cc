@@ -283,7 +283,7 @@ bool Interpreter::do_reset() {
       options_.diagnostic_output_channel !=
           initial_options_.diagnostic_output_channel ||
       options_.verbosity != initial_options_.verbosity) {
-    output_file_.reset();
+    host_.set_output(initial_options_.regular_output_channel);
     host_.set_diagnostics(initial_options_.diagnostic_output_channel,
                           initial_options_.verbosity);
   }

@@ -152,21 +152,8 @@ void Interpreter::handle_memory_out() {
 
 bool Interpreter::write_reply() {
   if (reply_.empty()) return true;
-  bool written = true;
-  if (output_file_ != nullptr) {
-    *output_file_ << reply_ << std::flush;
-    written = output_file_->good();
-    if (!written) {
-      host_.write_diagnostics("vorn: cannot write " +
-                              options_.regular_output_channel + '\n');
-    }
-  } else if (options_.regular_output_channel == "stderr") {
-    written = host_.write_diagnostics(reply_);
-  } else {
-    written = host_.write_output(reply_);
-  }
-  output_lost_ = !written;
-  return written;
+  output_lost_ = !host_.write_output(reply_);
+  return !output_lost_;
 }
 
 void Interpreter::start_session() {

@@ -191,7 +191,6 @@ class Interpreter {
   bool astray_ = false;
   std::string reply_;
   ScriptError error_;
-  std::unique_ptr<std::ofstream> output_file_;
   bool exited_ = false;
   bool had_error_ = false;
   bool output_lost_ = false;

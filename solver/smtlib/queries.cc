@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <fstream>
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -75,16 +73,10 @@ bool Interpreter::do_set_option() {
 }
 
 bool Interpreter::apply_options(ScriptOptions changed, Position position) {
-  const std::string& output = changed.regular_output_channel;
-  if (output != options_.regular_output_channel) {
-    std::unique_ptr<std::ofstream> file;
-    if (output != "stdout" && output != "stderr") {
-      file = std::make_unique<std::ofstream>(output, std::ios::app);
-      if (!file->is_open()) {
-        return fail(position, "cannot write to file " + output);
-      }
-    }
-    output_file_ = std::move(file);
+  if (changed.regular_output_channel != options_.regular_output_channel &&
+      !host_.set_output(changed.regular_output_channel)) {
+    return fail(position,
+                "cannot write to file " + changed.regular_output_channel);
   }
   if ((changed.diagnostic_output_channel !=
            options_.diagnostic_output_channel ||

@@ -22,12 +22,15 @@ class SessionHost {
   SessionHost& operator=(const SessionHost&) = delete;
   virtual ~SessionHost() = default;
 
-  /// Writes the whole reply to one command and flushes. False if nobody can
-  /// read it any more.
+  /// Writes the whole reply to one command, to where set_output has said, and
+  /// flushes. False if nobody can read it any more.
   virtual bool write_output(std::string_view reply) = 0;
   /// The same for the diagnostic stream.
   virtual bool write_diagnostics(std::string_view reply) = 0;
 
+  /// Where replies go: "stdout", as at the start, "stderr" or a file to append
+  /// to. False if the file cannot be opened; then all stays as it was.
+  virtual bool set_output(const std::string& channel) = 0;
   /// Where the engine's log goes: "stdout", "stderr" or a file to append to,
   /// and up to which level. False if the file cannot be opened; then all stays
   /// as it was.

@@ -50,6 +50,7 @@ class Host : public solver::SessionHost {
     reply_ += reply;
     return true;
   }
+  bool set_output(const std::string& /*channel*/) override { return true; }
   bool set_diagnostics(const std::string& /*channel*/,
                        std::uint64_t /*verbosity*/) override {
     return true;

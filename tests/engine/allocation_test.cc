@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -87,6 +88,13 @@ void expect_works(Engine& engine, const Problem& problem) {
 
 enum class Before { kNothing, kCheck, kUnsatLevel };
 
+std::uint64_t propagations(const Engine& engine) {
+  for (const auto& [name, value] : engine.statistics()) {
+    if (name == "propagations") return std::stoull(value);
+  }
+  return 0;
+}
+
 // Fails allocation n of a check, for rising n until the check needs fewer.
 void expect_survival(Before before, bool unsat) {
   std::size_t num_failures = 0;
@@ -107,6 +115,8 @@ void expect_survival(Before before, bool unsat) {
       ASSERT_EQ(engine.check(), Answer::kUnsat);
       engine.pop();
     }
+    const std::uint64_t counted = propagations(engine);
+    ASSERT_EQ(counted > 0, before != Before::kNothing);
     std::vector<const Term*> assumptions;
     assumptions.push_back(unsat ? problem.impossible() : problem.possible());
     Answer answer = Answer::kUnknown;
@@ -118,6 +128,8 @@ void expect_survival(Before before, bool unsat) {
     if (failed) {
       ++num_failures;
       ASSERT_EQ(engine.unknown_reason(), UnknownReason::kMemout);
+      // What was done does not look as if nothing was.
+      ASSERT_GE(propagations(engine), counted);
     } else {
       ASSERT_EQ(answer, unsat ? Answer::kUnsat : Answer::kSat);
     }

@@ -69,7 +69,8 @@ TEST_F(FullDiskTest, RegularOutputChannelEndsTheRunWithItsName) {
   const Ended ended = run({script.name()});
   EXPECT_EQ(ended.status, 1);
   EXPECT_EQ(ended.output, "\"before\"\n");
-  EXPECT_EQ(ended.errors, "vorn: cannot write /dev/full\n");
+  EXPECT_EQ(ended.errors,
+            "vorn: cannot write /dev/full: No space left on device\n");
 }
 
 // A lost log takes no answer away, but is told.

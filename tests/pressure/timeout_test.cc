@@ -33,6 +33,22 @@ TEST(TimeoutTest, LimitOfCheckInsideOneRelaxationAnswersUnknown) {
   EXPECT_EQ(ended.status, 0);
 }
 
+// The answer goes where the script wants its replies.
+TEST(TimeoutTest, LimitInsideOneRelaxationAnswersOnTheScriptsChannel) {
+  const ScriptFile replies(std::string{});
+  const ScriptFile script([&replies](std::ostream& out) {
+    out << "(set-option :regular-output-channel \"" << replies.name() << "\")"
+        << "(set-option :timeout 500)";
+    write_long_relaxation(out, kNodes);
+    out << "(check-sat)";
+  });
+  const Ended ended = run({script.name()});
+  EXPECT_EQ(replies.text(), "\"read\"\nunknown\n");
+  EXPECT_EQ(ended.output, "");
+  EXPECT_EQ(ended.errors, kLastWords);
+  EXPECT_EQ(ended.status, 0);
+}
+
 // The limit of the run, wherever it falls: reading, or the relaxation.
 TEST(TimeoutTest, LimitOfRunAnswersUnknownWhereverItFalls) {
   const ScriptFile script([](std::ostream& out) {

@@ -356,6 +356,25 @@ TEST_F(CommandTest, DotThatCannotBeWrittenOutIsAnError) {
   EXPECT_EQ(result.status, 1);
 }
 
+// Replies go to the end of the file that the script names, comes what may;
+// what the user asked for besides stays with the user.
+TEST_F(CommandTest, OutputChannelReceivesRepliesAndNothingElse) {
+  const ScriptFile file("\"kept\"\n");
+  const Result result =
+      run({"--stats"}, "(echo \"a\")(set-option :regular-output-channel \"" +
+                           file.name() +
+                           "\")(echo \"b\")\n(pop 0)"
+                           "(set-option :regular-output-channel \"stderr\")"
+                           "(echo \"c\")");
+  EXPECT_EQ(result.output.rfind("\"a\"\n; seconds: ", 0), 0U) << result.output;
+  EXPECT_EQ(result.errors, "\"c\"\n");
+  std::ifstream stream(file.name());
+  const std::string text{std::istreambuf_iterator<char>(stream), {}};
+  EXPECT_EQ(text,
+            "\"kept\"\n\"b\"\n(error \"line 2 column 1: pop needs a logic; "
+            "set-logic comes first\")\n");
+}
+
 // Statistics are comments, so that the output stays readable as answers.
 TEST_F(CommandTest, StatsAreCommentLinesAtTheEnd) {
   const Result result =

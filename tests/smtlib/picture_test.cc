@@ -24,7 +24,7 @@ std::string dot_of(const std::string& script, std::string* answers = nullptr) {
   Interpreter interpreter(source, host, options);
   while (interpreter.run_command()) {
   }
-  if (answers != nullptr) *answers = host.output;
+  if (answers != nullptr) *answers = host.output();
   const ConstraintPicture* picture = interpreter.picture();
   EXPECT_NE(picture, nullptr);
   std::ostringstream out;

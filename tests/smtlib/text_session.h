@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -20,16 +21,21 @@ class TextHost : public SessionHost {
   bool write_output(std::string_view reply) override {
     if (writes_left == 0) return false;
     --writes_left;
-    output += reply;
+    outputs[channel] += reply;
     return true;
   }
   bool write_diagnostics(std::string_view reply) override {
     diagnostics += reply;
     return true;
   }
-  bool set_diagnostics(const std::string& channel,
+  bool set_output(const std::string& name) override {
+    if (name == "refused") return false;
+    channel = name;
+    return true;
+  }
+  bool set_diagnostics(const std::string& name,
                        std::uint64_t verbosity_now) override {
-    if (channel == "refused") return false;
+    if (name == "refused") return false;
     verbosity = verbosity_now;
     return true;
   }
@@ -40,7 +46,12 @@ class TextHost : public SessionHost {
   }
   Stop stop() const override { return stop_now; }
 
-  std::string output;
+  /// What was written to standard output.
+  std::string& output() { return outputs["stdout"]; }
+
+  // What was written to each channel, and the one of now.
+  std::map<std::string, std::string> outputs;
+  std::string channel = "stdout";
   std::string diagnostics;
   std::size_t writes_left = ~std::size_t{0};
   std::uint64_t verbosity = 0;
@@ -58,7 +69,7 @@ inline std::string run_text(std::string script, bool* had_error = nullptr,
   while (interpreter.run_command()) {
   }
   if (had_error != nullptr) *had_error = interpreter.had_error();
-  return host.output;
+  return host.output();
 }
 
 }  // namespace vorn::solver
