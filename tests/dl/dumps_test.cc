@@ -1,8 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <array>
@@ -12,6 +9,7 @@
 #include <string>
 
 #include "tests/dl/graph_under_test.h"
+#include "tests/pseudo_terminal.h"
 #include "vorn/dl/graph.h"
 #include "vorn/services/logger.h"
 
@@ -165,25 +163,17 @@ class TerminalOutput {
  public:
   TerminalOutput() {
     std::cout.flush();
-    master_ = posix_openpt(O_RDWR | O_NOCTTY);
-    if (master_ < 0 || grantpt(master_) != 0 || unlockpt(master_) != 0) return;
-    const char* name = ptsname(master_);
-    slave_ = name == nullptr ? -1 : open(name, O_RDWR | O_NOCTTY);
-    if (slave_ < 0) return;
-    // Raw: the terminal must add no carriage returns of its own.
-    termios settings{};
-    tcgetattr(slave_, &settings);
-    cfmakeraw(&settings);
-    tcsetattr(slave_, TCSANOW, &settings);
+    if (!terminal_.ok()) return;
     saved_ = dup(STDOUT_FILENO);
-    dup2(slave_, STDOUT_FILENO);
+    dup2(terminal_.program, STDOUT_FILENO);
   }
   TerminalOutput(const TerminalOutput&) = delete;
   TerminalOutput& operator=(const TerminalOutput&) = delete;
   ~TerminalOutput() {
     restore();
-    if (slave_ >= 0) close(slave_);
-    if (master_ >= 0) close(master_);
+    if (!terminal_.ok()) return;
+    close(terminal_.program);
+    close(terminal_.screen);
   }
 
   bool ready() const { return saved_ >= 0; }
@@ -196,7 +186,7 @@ class TerminalOutput {
     std::string text;
     std::array<char, 256> part{};
     while (text.empty() || text.back() != '\x04') {
-      const ssize_t count = read(master_, part.data(), part.size());
+      const ssize_t count = read(terminal_.screen, part.data(), part.size());
       if (count <= 0) break;
       text.append(part.data(), static_cast<std::size_t>(count));
     }
@@ -213,8 +203,7 @@ class TerminalOutput {
     saved_ = -1;
   }
 
-  int master_ = -1;
-  int slave_ = -1;
+  test::PseudoTerminal terminal_ = test::open_pseudo_terminal();
   int saved_ = -1;
 };
 
@@ -230,7 +219,7 @@ TEST(GraphTest, LogOnATerminalStartsEachMessageWithOneCarriageReturn) {
   Logger logger(std::cout, 2);
   t.graph.set_logger(&logger);
   TerminalOutput terminal;
-  if (!terminal.ready()) GTEST_SKIP() << "this machine offers no terminal";
+  if (!terminal.ready()) GTEST_SKIP() << test::kNoTerminal;
 
   Inspector::loglevel(t.graph) = 3;
   t.graph.dump_conflict_sets();

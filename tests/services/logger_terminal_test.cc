@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <stdlib.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <array>
@@ -13,6 +10,7 @@
 #include <string>
 
 #include "tests/inspector.h"
+#include "tests/pseudo_terminal.h"
 #include "vorn/services/logger.h"
 
 // The logger on std::cout, which the tests point at a terminal or at a pipe.
@@ -64,14 +62,9 @@ class Channel {
 class Terminal : public Channel {
  public:
   Terminal() {
-    out_ = ::posix_openpt(O_RDWR | O_NOCTTY);
-    if (out_ < 0 || ::grantpt(out_) != 0 || ::unlockpt(out_) != 0) return;
-    in_ = ::open(::ptsname(out_), O_RDWR | O_NOCTTY);
-    termios raw = {};
-    if (in_ < 0 || ::tcgetattr(in_, &raw) != 0) return;
-    // The terminal must not put carriage returns of its own before line ends.
-    ::cfmakeraw(&raw);
-    ::tcsetattr(in_, TCSANOW, &raw);
+    const test::PseudoTerminal ends = test::open_pseudo_terminal();
+    out_ = ends.screen;
+    in_ = ends.program;
   }
 };
 
@@ -125,12 +118,18 @@ std::string written_to(Channel& channel, F&& write) {
   return channel.drain();
 }
 
-// A progress line on the terminal must be overwritten by the message.
-TEST(LoggerTerminalTest, MessageOnTerminalBeginsWithOneCarriageReturn) {
-  Terminal terminal;
-  ASSERT_TRUE(terminal.ok());
+class LoggerTerminalTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (!terminal_.ok()) GTEST_SKIP() << test::kNoTerminal;
+  }
 
-  const std::string text = written_to(terminal, [](Logger& logger) {
+  Terminal terminal_;
+};
+
+// A progress line on the terminal must be overwritten by the message.
+TEST_F(LoggerTerminalTest, MessageOnTerminalBeginsWithOneCarriageReturn) {
+  const std::string text = written_to(terminal_, [](Logger& logger) {
     logger("DL") << loglevel{2} << "DL(graph) - " << std::string("n: ") << 3
                  << endlog;
   });
@@ -139,7 +138,7 @@ TEST(LoggerTerminalTest, MessageOnTerminalBeginsWithOneCarriageReturn) {
 }
 
 // A log file must stay free of carriage returns.
-TEST(LoggerTerminalTest, MessageOnPipeHasNoCarriageReturn) {
+TEST(LoggerPipeTest, MessageOnPipeHasNoCarriageReturn) {
   Pipe pipe;
   ASSERT_TRUE(pipe.ok());
 
@@ -150,11 +149,8 @@ TEST(LoggerTerminalTest, MessageOnPipeHasNoCarriageReturn) {
 }
 
 // Each line starts anew.
-TEST(LoggerTerminalTest, EveryMessageOnTerminalBeginsWithCarriageReturn) {
-  Terminal terminal;
-  ASSERT_TRUE(terminal.ok());
-
-  const std::string text = written_to(terminal, [](Logger& logger) {
+TEST_F(LoggerTerminalTest, EveryMessageOnTerminalBeginsWithCarriageReturn) {
+  const std::string text = written_to(terminal_, [](Logger& logger) {
     logger("DL") << "a" << 1 << endlog;
     logger("DL") << "b" << 2 << endlog;
   });
@@ -163,11 +159,8 @@ TEST(LoggerTerminalTest, EveryMessageOnTerminalBeginsWithCarriageReturn) {
 }
 
 // Dropped messages write nothing, and the next one still starts its line.
-TEST(LoggerTerminalTest, DroppedMessageOnTerminalWritesNothingAtAll) {
-  Terminal terminal;
-  ASSERT_TRUE(terminal.ok());
-
-  const std::string text = written_to(terminal, [](Logger& logger) {
+TEST_F(LoggerTerminalTest, DroppedMessageOnTerminalWritesNothingAtAll) {
+  const std::string text = written_to(terminal_, [](Logger& logger) {
     logger("DL") << loglevel{3} << "hidden" << 1 << endlog;
     logger("DL") << loglevel{-1} << "hidden" << 1 << endlog;
     logger.switch_off("LA");
@@ -180,11 +173,8 @@ TEST(LoggerTerminalTest, DroppedMessageOnTerminalWritesNothingAtAll) {
 }
 
 // Without a line end in between, two messages share one line.
-TEST(LoggerTerminalTest, UnendedMessageOnTerminalGetsNoSecondCarriageReturn) {
-  Terminal terminal;
-  ASSERT_TRUE(terminal.ok());
-
-  const std::string text = written_to(terminal, [](Logger& logger) {
+TEST_F(LoggerTerminalTest, UnendedMessageOnTerminalGetsNoSecondCarriageReturn) {
+  const std::string text = written_to(terminal_, [](Logger& logger) {
     logger("DL") << "a";
     logger("DL") << "b" << endlog;
   });
@@ -193,11 +183,8 @@ TEST(LoggerTerminalTest, UnendedMessageOnTerminalGetsNoSecondCarriageReturn) {
 }
 
 // What passes the guard first decides where the carriage return stands.
-TEST(LoggerTerminalTest, CarriageReturnStandsBeforeFirstWrittenPiece) {
-  Terminal terminal;
-  ASSERT_TRUE(terminal.ok());
-
-  const std::string text = written_to(terminal, [](Logger& logger) {
+TEST_F(LoggerTerminalTest, CarriageReturnStandsBeforeFirstWrittenPiece) {
+  const std::string text = written_to(terminal_, [](Logger& logger) {
     logger("DL") << loglevel{3} << "hidden" << loglevel{1} << "shown" << 7
                  << endlog;
   });
@@ -206,11 +193,8 @@ TEST(LoggerTerminalTest, CarriageReturnStandsBeforeFirstWrittenPiece) {
 }
 
 // A stream that is none of the three is no terminal, wherever it writes.
-TEST(LoggerTerminalTest, OtherStreamOnTerminalGetsNoCarriageReturn) {
-  Terminal terminal;
-  ASSERT_TRUE(terminal.ok());
-
-  const std::string text = written_to(terminal, [](Logger&) {
+TEST_F(LoggerTerminalTest, OtherStreamOnTerminalGetsNoCarriageReturn) {
+  const std::string text = written_to(terminal_, [](Logger&) {
     std::ostream other(std::cout.rdbuf());
     Logger logger(other, 2);
     logger("DL") << "text" << endlog;
@@ -220,24 +204,22 @@ TEST(LoggerTerminalTest, OtherStreamOnTerminalGetsNoCarriageReturn) {
 }
 
 // Each standard stream answers for its own descriptor.
-TEST(IsTerminalTest, StandardStreamsAnswerForTheirDescriptors) {
-  Terminal terminal;
+TEST_F(LoggerTerminalTest, IsTerminalAnswersForEachStandardStream) {
   Pipe pipe;
-  ASSERT_TRUE(terminal.ok());
   ASSERT_TRUE(pipe.ok());
   bool cout_on_terminal = false;
   bool cout_on_pipe = true;
   bool errors_on_terminal = false;
   bool errors_on_pipe = true;
   {
-    const Redirection out(STDOUT_FILENO, terminal.in());
+    const Redirection out(STDOUT_FILENO, terminal_.in());
     const Redirection err(STDERR_FILENO, pipe.in());
     cout_on_terminal = is_terminal(std::cout);
     errors_on_pipe = is_terminal(std::cerr) || is_terminal(std::clog);
   }
   {
     const Redirection out(STDOUT_FILENO, pipe.in());
-    const Redirection err(STDERR_FILENO, terminal.in());
+    const Redirection err(STDERR_FILENO, terminal_.in());
     cout_on_pipe = is_terminal(std::cout);
     errors_on_terminal = is_terminal(std::cerr) && is_terminal(std::clog);
   }

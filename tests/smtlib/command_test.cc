@@ -17,6 +17,8 @@
 #include <thread>
 #include <vector>
 
+#include "tests/pseudo_terminal.h"
+
 // Runs the vorn command itself, as a user would.
 
 namespace vorn::solver {
@@ -539,25 +541,21 @@ TEST_F(CommandTest, ProgressAppearsOnATerminalOnly) {
   const std::vector<std::string> arguments = {"--timeout", "1.5"};
   EXPECT_EQ(run(arguments, script).errors, "");
 
-  const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-  ASSERT_GE(terminal, 0);
-  ASSERT_EQ(grantpt(terminal), 0);
-  ASSERT_EQ(unlockpt(terminal), 0);
-  const int other_end = open(ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
-  ASSERT_GE(other_end, 0);
-  Process process(arguments, other_end);
+  const test::PseudoTerminal terminal = test::open_pseudo_terminal();
+  if (!terminal.ok()) GTEST_SKIP() << test::kNoTerminal;
+  Process process(arguments, terminal.program);
   process.send(script);
   process.close_input();
   EXPECT_EQ(process.read_output(), "unknown\n");
   EXPECT_EQ(process.wait(), 0);
   std::array<char, 4096> buffer{};
-  const ssize_t size = read(terminal, buffer.data(), buffer.size());
+  const ssize_t size = read(terminal.screen, buffer.data(), buffer.size());
   ASSERT_GT(size, 0);
   const std::string shown(buffer.data(), static_cast<std::size_t>(size));
   EXPECT_NE(shown.find(" conflicts, "), std::string::npos) << shown;
   EXPECT_NE(shown.find(" learnt clauses, "), std::string::npos) << shown;
-  close(other_end);
-  close(terminal);
+  close(terminal.program);
+  close(terminal.screen);
 }
 
 }  // namespace
