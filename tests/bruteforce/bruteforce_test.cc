@@ -6,6 +6,7 @@
 
 #include "tests/bruteforce/script_generator.h"
 #include "tests/bruteforce/session.h"
+#include "tests/build_kind.h"
 
 // Random scripts through the interpreter, every answer checked.
 //
@@ -15,13 +16,9 @@
 namespace vorn::bruteforce {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr std::uint64_t kScripts = 1000;
-#elif !defined(NDEBUG)
-constexpr std::uint64_t kScripts = 1500;
-#else
-constexpr std::uint64_t kScripts = 5000;
-#endif
+constexpr std::uint64_t kScripts = test::kSanitized ? 1000
+                                   : test::kAsserts ? 1500
+                                                    : 5000;
 
 std::uint64_t from_environment(const char* name, std::uint64_t otherwise) {
   const char* text = std::getenv(name);

@@ -10,15 +10,12 @@
 #include <vector>
 
 #include "tests/bruteforce/formula.h"
+#include "tests/build_kind.h"
 
 namespace vorn::bruteforce {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr int kRounds = 15;
-#else
-constexpr int kRounds = 120;
-#endif
+constexpr int kRounds = test::kSanitized ? 15 : 120;
 
 Formula leq(const Formula& a, const Formula& b) {
   return make(Op::kLeq, Sort::kBool, {a, b});

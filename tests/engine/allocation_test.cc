@@ -8,6 +8,7 @@
 
 #include "solver/engine/engine.h"
 #include "solver/terms/term_store.h"
+#include "tests/build_kind.h"
 #include "tests/numbers/allocation_hooks.h"
 
 // Memory that runs out in the middle of a check, at every allocation in turn.
@@ -15,13 +16,8 @@
 namespace vorn::solver {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr std::size_t kDenseFailures = 60;
-constexpr std::size_t kShare = 6;
-#else
-constexpr std::size_t kDenseFailures = 300;
-constexpr std::size_t kShare = 40;
-#endif
+constexpr std::size_t kDenseFailures = test::kSanitized ? 60 : 300;
+constexpr std::size_t kShare = test::kSanitized ? 6 : 40;
 
 // The first allocations one by one, then ever fewer of the others.
 std::size_t next_failure(std::size_t n) {

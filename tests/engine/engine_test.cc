@@ -11,17 +11,14 @@
 #include <vector>
 
 #include "solver/terms/term_store.h"
+#include "tests/build_kind.h"
 #include "tests/engine/random_problems.h"
 #include "tests/terms/random_terms.h"
 
 namespace vorn::solver {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr unsigned kSeeds = 25;
-#else
-constexpr unsigned kSeeds = 100;
-#endif
+constexpr unsigned kSeeds = test::kSanitized ? 25 : 100;
 
 class EngineTest : public ::testing::Test {
  protected:

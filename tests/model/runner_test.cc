@@ -9,6 +9,8 @@
 #include <sstream>
 #include <string>
 
+#include "tests/build_kind.h"
+
 // The side-by-side comparison of the graph with the model. VORN_TRACES sets
 // the number of random traces and VORN_TRACE_SEED the first seed.
 
@@ -17,11 +19,7 @@ namespace {
 
 constexpr std::size_t kTraceLength = 300;
 
-#ifdef __SANITIZE_ADDRESS__
-constexpr std::uint64_t kDefaultTraces = 300;
-#else
-constexpr std::uint64_t kDefaultTraces = 3000;
-#endif
+constexpr std::uint64_t kDefaultTraces = test::kSanitized ? 300 : 3000;
 
 std::uint64_t number_from_environment(const char* name,
                                       std::uint64_t otherwise) {

@@ -12,22 +12,6 @@
 
 namespace vorn::pressure {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-/// Sanitizers reserve more address space than any limit, and use several times
-/// the memory and the time.
-inline constexpr bool kSanitized = true;
-#else
-inline constexpr bool kSanitized = false;
-#endif
-
-#if defined(_GLIBCXX_DEBUG)
-/// The checked library looks at a whole heap, or a whole sorted range, at each
-/// step: what takes linear time elsewhere takes quadratic time.
-inline constexpr bool kCheckedLibrary = true;
-#else
-inline constexpr bool kCheckedLibrary = false;
-#endif
-
 /// For each standard stream of a command, where it leads.
 struct Streams {
   /// This stream is closed when the command starts.

@@ -4,6 +4,7 @@
 #include <ostream>
 #include <string>
 
+#include "tests/build_kind.h"
 #include "tests/pressure/child.h"
 
 // Input beyond what anybody writes by hand: 100 MB in one line, brackets a
@@ -13,8 +14,10 @@
 namespace vorn::pressure {
 namespace {
 
-constexpr int kDepth = kCheckedLibrary ? 10000 : kSanitized ? 100000 : 1000000;
-constexpr int kLine = kSanitized ? 10000000 : 100000000;
+constexpr int kDepth = test::kCheckedLibrary ? 10000
+                       : test::kSanitized    ? 100000
+                                             : 1000000;
+constexpr int kLine = test::kSanitized ? 10000000 : 100000000;
 
 constexpr char kStart[] =
     "(set-logic QF_IDL)(declare-const x Int)(declare-const p Bool)";
@@ -77,7 +80,7 @@ TEST_P(NestTest, AMillionDeepAnswersOrSaysWhere) {
   EXPECT_EQ(ended.output, nest.output);
   EXPECT_EQ(ended.errors, "");
   EXPECT_EQ(ended.status, nest.status);
-  if (!kSanitized) {
+  if (!test::kSanitized) {
     EXPECT_LE(ended.peak_mebibytes, 400);
   }
   RecordProperty("peak_mebibytes", std::to_string(ended.peak_mebibytes));
@@ -131,7 +134,7 @@ TEST_P(LineTest, OfAHundredMegabytesAnswersOrSaysWhere) {
   EXPECT_EQ(ended.output, line.output);
   EXPECT_EQ(ended.errors, "");
   EXPECT_EQ(ended.status, line.status);
-  if (!kSanitized) {
+  if (!test::kSanitized) {
     EXPECT_LE(ended.peak_mebibytes, 160 * line.memory);
   }
   RecordProperty("peak_mebibytes", std::to_string(ended.peak_mebibytes));

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/build_kind.h"
 #include "tests/pressure/child.h"
 
 // Memory that runs out while a script is read, turned into clauses and bounds,
@@ -19,7 +20,7 @@ constexpr char kQuestion[] = "(check-sat)(get-info :reason-unknown)\n";
 class MemoryLimitTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (kSanitized) {
+    if (test::kSanitized) {
       GTEST_SKIP() << "sanitizers reserve more address space than any limit";
     }
   }

@@ -10,6 +10,7 @@
 #include <string>
 #include <thread>
 
+#include "tests/build_kind.h"
 #include "tests/pressure/child.h"
 
 // SIGINT and SIGTERM at any moment.
@@ -71,7 +72,8 @@ TEST(SignalTest, AtRandomMomentsEndsCleanly) {
   std::uniform_real_distribution<double> exponent(-4, -0.7);
   int after_answers = 0;
   for (int i = 0; i < 100; ++i) {
-    const double delay = (kSanitized ? 5 : 1) * std::pow(10, exponent(random));
+    const double delay =
+        (test::kSanitized ? 5 : 1) * std::pow(10, exponent(random));
     const int signal = random() % 2 == 0 ? SIGINT : SIGTERM;
     SCOPED_TRACE("run " + std::to_string(i) + " signal " +
                  std::to_string(signal) + " after " + std::to_string(delay));
@@ -80,7 +82,7 @@ TEST(SignalTest, AtRandomMomentsEndsCleanly) {
     child.send_signal(signal);
     const Ended ended = child.wait();
     expect_clean_end(ended, signal, expected);
-    EXPECT_LE(ended.seconds, delay + (kSanitized ? 20 : 5));
+    EXPECT_LE(ended.seconds, delay + (test::kSanitized ? 20 : 5));
     if (!ended.output.empty()) ++after_answers;
   }
   EXPECT_GE(after_answers, 10);
@@ -94,7 +96,7 @@ TEST(SignalTest, TerminationInACheckAnswersAndPrintsStatistics) {
     out << "(check-sat)(echo \"no\")";
   });
   Child child({"--stats", script.name()});
-  std::this_thread::sleep_for(std::chrono::seconds(kSanitized ? 8 : 2));
+  std::this_thread::sleep_for(std::chrono::seconds(test::kSanitized ? 8 : 2));
   child.send_signal(SIGTERM);
   const Ended ended = child.wait();
   EXPECT_EQ(ended.status, 143);
@@ -107,11 +109,11 @@ TEST(SignalTest, TerminationInACheckAnswersAndPrintsStatistics) {
 // Inside one step that looks at no flag the watchdog ends the run.
 TEST(SignalTest, InsideOneRelaxationAnswersUnknown) {
   const ScriptFile script([](std::ostream& out) {
-    write_long_relaxation(out, kSanitized ? 20000 : 50000);
+    write_long_relaxation(out, test::kSanitized ? 20000 : 50000);
     out << "(check-sat)(echo \"no\")";
   });
   Child child({script.name()});
-  std::this_thread::sleep_for(std::chrono::seconds(kSanitized ? 8 : 2));
+  std::this_thread::sleep_for(std::chrono::seconds(test::kSanitized ? 8 : 2));
   child.send_signal(SIGINT);
   const Ended ended = child.wait();
   EXPECT_EQ(ended.status, 130);

@@ -4,6 +4,7 @@
 #include <ostream>
 #include <string>
 
+#include "tests/build_kind.h"
 #include "tests/pressure/child.h"
 
 // Time that runs out where nothing looks at the clock.
@@ -12,9 +13,9 @@ namespace vorn::pressure {
 namespace {
 
 // How late an end may come: the tests share a busy machine.
-constexpr double kGrace = kSanitized ? 20 : 5;
+constexpr double kGrace = test::kSanitized ? 20 : 5;
 
-constexpr int kNodes = kSanitized ? 20000 : 50000;
+constexpr int kNodes = test::kSanitized ? 20000 : 50000;
 
 constexpr char kLastWords[] =
     "vorn: time limit reached; the rest of the script was not run\n";
@@ -98,7 +99,7 @@ TEST(TimeoutTest, LimitInsideLemmaSearchesAnswersTimeout) {
 
 // A limit of the run and a smaller one of memory: one of them answers.
 TEST(TimeoutTest, BothLimitsAnswerUnknown) {
-  if (kSanitized) {
+  if (test::kSanitized) {
     GTEST_SKIP() << "sanitizers reserve more address space than any limit";
   }
   const ScriptFile script([](std::ostream& out) {

@@ -11,18 +11,13 @@
 
 #include "solver/search/random.h"
 #include "solver/search/search.h"
+#include "tests/build_kind.h"
 
 namespace vorn::solver::testing {
 
 using Clauses = std::vector<std::vector<Literal>>;
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr int kSlowdown = 4;
-#elif !defined(NDEBUG)
-constexpr int kSlowdown = 2;
-#else
-constexpr int kSlowdown = 1;
-#endif
+constexpr int kSlowdown = test::kSanitized ? 4 : test::kAsserts ? 2 : 1;
 
 /// `count` scaled to the speed of the build, at least 1.
 inline int scaled(int count) {

@@ -7,6 +7,7 @@
 
 #include "solver/engine/engine.h"
 #include "solver/terms/term_store.h"
+#include "tests/build_kind.h"
 #include "tests/engine/random_problems.h"
 #include "tests/threads/in_threads.h"
 
@@ -16,7 +17,7 @@ namespace vorn::solver {
 namespace {
 
 constexpr int kThreads = 8;
-constexpr int kProblems = test::kUnderSanitizer ? 5 : 20;
+constexpr int kProblems = test::kSanitized ? 5 : 20;
 
 // What an engine answers to a series of random questions, with all values. An
 // engine is deterministic, so the same number always gives the same text.

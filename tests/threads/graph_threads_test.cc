@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "tests/build_kind.h"
 #include "tests/model/runner.h"
 #include "tests/model/trace.h"
 #include "tests/threads/in_threads.h"
@@ -19,7 +20,7 @@ namespace {
 
 constexpr int kThreads = 8;
 constexpr std::size_t kCalls = 220;
-constexpr std::size_t kTraces = test::kUnderSanitizer ? 4 : 12;
+constexpr std::size_t kTraces = test::kSanitized ? 4 : 12;
 
 bool is_beyond_word(const mpq_class& value) {
   return mpz_sizeinbase(value.get_num_mpz_t(), 2) > 64;

@@ -8,12 +8,6 @@
 
 namespace vorn::test {
 
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-inline constexpr bool kUnderSanitizer = true;
-#else
-inline constexpr bool kUnderSanitizer = false;
-#endif
-
 /// Runs work(0), ..., work(count - 1), each in a thread of its own, and waits
 /// for all. No work begins before all threads are there, so that they overlap
 /// as far as the machine lets them.

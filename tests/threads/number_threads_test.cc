@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/build_kind.h"
 #include "tests/threads/in_threads.h"
 #include "vorn/numbers/d_number.h"
 #include "vorn/numbers/q_number.h"
@@ -21,7 +22,7 @@
 namespace vorn::la {
 namespace {
 
-constexpr int kShortThreads = test::kUnderSanitizer ? 1200 : 4000;
+constexpr int kShortThreads = test::kSanitized ? 1200 : 4000;
 
 QNumber number(const std::string& text) {
   return *QNumber::from_string(text);
