@@ -72,6 +72,10 @@ Watchdog::Watchdog(std::optional<Clock::time_point> deadline)
   if (interrupt_fd_ < 0) {
     throw std::system_error(errno, std::generic_category(), "eventfd");
   }
+  // Blocked before there is a handler, which would swallow a signal that comes
+  // between the two.
+  const sigset_t signals = watched_signals();
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   // A handler, never run, in the place of what was inherited: a signal that is
   // ignored, as in a shell script's background job, would not be seen.
   struct sigaction action = {};
@@ -79,8 +83,6 @@ Watchdog::Watchdog(std::optional<Clock::time_point> deadline)
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
   sigaction(SIGUSR1, &action, nullptr);
-  const sigset_t signals = watched_signals();
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);

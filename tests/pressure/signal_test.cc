@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cmath>
 #include <csignal>
+#include <cstdlib>
 #include <random>
 #include <sstream>
 #include <string>
@@ -86,6 +87,24 @@ TEST(SignalTest, AtRandomMomentsEndsCleanly) {
     if (!ended.output.empty()) ++after_answers;
   }
   EXPECT_GE(after_answers, 10);
+}
+
+// A signal that comes while the command is about to take signals over is not
+// lost.
+TEST(SignalTest, BehindTheFirstHandlerEndsTheRun) {
+  if (test::kSanitized) GTEST_SKIP() << "sanitizers stand before sigaction";
+  const ScriptFile script([](std::ostream& out) {
+    write_hard_assertions(out, 60);
+    out << "(check-sat)(echo \"no\")";
+  });
+  setenv("LD_PRELOAD", VORN_SIGNAL_IN_SIGACTION, 1);
+  Child child({script.name()});
+  unsetenv("LD_PRELOAD");
+  const Ended ended = child.wait();
+  EXPECT_EQ(ended.status, 128 + SIGTERM);
+  EXPECT_EQ(ended.signal, 0);
+  EXPECT_EQ(ended.output, "unknown\n");
+  EXPECT_EQ(ended.errors, "");
 }
 
 // A batch system sends SIGTERM before it kills: the answer that is owed and
