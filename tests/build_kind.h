@@ -11,6 +11,12 @@ namespace vorn::test {
 /// than any limit, and uses several times the memory and the time.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr bool kSanitized = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+inline constexpr bool kSanitized = true;
+#else
+inline constexpr bool kSanitized = false;
+#endif
 #else
 inline constexpr bool kSanitized = false;
 #endif

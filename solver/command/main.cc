@@ -278,6 +278,12 @@ int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
   host.set_graph_recorder(recording.recorder());
   DescriptorSource source(fd, watchdog);
   Interpreter interpreter(source, host, arguments.script);
+  // What comes at the end is lost if the watchdog ends the process.
+  if (arguments.stats || !arguments.dot_file.empty() ||
+      !arguments.recording.empty()) {
+    watchdog.note_failure();
+  }
+  bool output_lost = false;
   try {
     while (!watchdog.interrupted() && interpreter.run_command()) {
     }
@@ -285,7 +291,7 @@ int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
     // Said by the watchdog, too.
   } catch (const std::bad_alloc&) {
     // Not even the reserve was enough for a reply.
-    host.write_output("unknown\n");
+    output_lost = !host.write_output("unknown\n");
   }
   if (source.error() != 0) {
     complain("cannot read " + arguments.file + ": " +
@@ -293,8 +299,8 @@ int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
   }
   const bool owes_answer = watchdog.owes_answer();
   watchdog.finish_script();
-  if (owes_answer) host.write_output("unknown\n");
-  bool output_lost = interpreter.output_lost();
+  if (owes_answer && !host.write_output("unknown\n")) output_lost = true;
+  output_lost = output_lost || interpreter.output_lost();
   if (arguments.stats && !output_lost) {
     host.set_output("stdout");  // where the user is, wherever replies go
     output_lost = !host.write_output(statistics_text(interpreter, start));
@@ -358,7 +364,7 @@ int main(int argc, char** argv) {
   } catch (const std::bad_alloc&) {
     std::fputs("unknown\n", stdout);
     std::fputs("vorn: out of memory\n", stderr);
-    return 0;
+    return std::fflush(stdout) == 0 ? 0 : 1;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "vorn: %s\n", error.what());
     return 1;

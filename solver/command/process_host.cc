@@ -100,6 +100,7 @@ void ProcessHost::note_lost_log() {
     write_diagnostics("vorn: cannot write all of the log to " + log_name_ +
                       '\n');
   }
+  if (log_lost_) watchdog_.note_failure();
 }
 
 void ProcessHost::engine_made(Engine& engine) {
@@ -127,12 +128,17 @@ void ProcessHost::reporting() {
 }
 
 void ProcessHost::check_started(std::uint64_t milliseconds) {
+  note_lost_log();
   watchdog_.start_check(milliseconds);
 }
 
 void ProcessHost::check_finished() {
   watchdog_.finish_check();
   clear_progress();
+}
+
+void ProcessHost::command_failed() {
+  watchdog_.note_failure();
 }
 
 SessionHost::Stop ProcessHost::stop() const {

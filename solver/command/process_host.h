@@ -43,6 +43,7 @@ class ProcessHost : public SessionHost {
   void check_started(std::uint64_t milliseconds) override;
   void check_finished() override;
   Stop stop() const override;
+  void command_failed() override;
   void release_reserve() override;
 
  private:

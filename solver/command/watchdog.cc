@@ -26,6 +26,10 @@ using std::chrono::milliseconds;
 constexpr milliseconds kAnswerGrace{50};
 constexpr milliseconds kReportGrace{1000};
 
+// Signals that follow each other as closely are one: a program that limits the
+// time of others signals its child first, and then the whole group.
+constexpr milliseconds kSameSignal{200};
+
 // A small stack: it counts against a memory limit.
 constexpr std::size_t kStackSize = std::size_t{256} * 1024;
 
@@ -54,12 +58,11 @@ bool write_all(int fd, std::string_view text) {
 }
 
 // A line is short enough for a pipe that takes anything at all; one that takes
-// nothing must not hold up the end of the process.
-void write_if_possible(int fd, std::string_view line) {
+// nothing must not hold up the end of the process. False if it is lost.
+bool write_if_possible(int fd, std::string_view line) {
   pollfd ready = {fd, POLLOUT, 0};
-  if (poll(&ready, 1, 0) == 1 && (ready.revents & POLLOUT) != 0) {
-    write_all(fd, line);
-  }
+  return poll(&ready, 1, 0) == 1 && (ready.revents & POLLOUT) != 0 &&
+         write_all(fd, line);
 }
 
 void ignore_signal(int /*signal*/) {}
@@ -111,6 +114,11 @@ void Watchdog::wake() const {
 }
 
 // --- The main thread ---
+
+void Watchdog::note_failure() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  failed_ = true;
+}
 
 void Watchdog::set_phase(Phase phase) {
   if (phase == phase_) return;
@@ -247,8 +255,11 @@ void Watchdog::loop() {
 
 void Watchdog::note_interrupt(int signal) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  // Pressed once more, Ctrl-C means now.
-  if (run_stop_ == Stop::kInterrupt) _exit(interrupt_status_);
+  if (run_stop_ == Stop::kInterrupt) {
+    // Pressed once more, Ctrl-C means now.
+    if (Clock::now() - run_stopped_ >= kSameSignal) _exit(interrupt_status_);
+    return;
+  }
   interrupt_status_ = 128 + signal;
   run_stop_ = Stop::kInterrupt;
   run_stopped_ = Clock::now();
@@ -312,7 +323,9 @@ std::optional<Watchdog::Clock::time_point> Watchdog::act(
 // Called with the lock held, which is never given back: the main thread cannot
 // begin to write any more.
 void Watchdog::end_process(bool can_answer) {
-  if (can_answer) write_if_possible(output_fd_, "unknown\n");
+  if (can_answer && !write_if_possible(output_fd_, "unknown\n")) {
+    failed_ = true;
+  }
   if (run_stop_ == Stop::kInterrupt) _exit(interrupt_status_);
   write_if_possible(STDERR_FILENO,
                     "vorn: time limit reached; the rest of the script was not "
@@ -320,7 +333,7 @@ void Watchdog::end_process(bool can_answer) {
   if (!can_answer && phase_ == Phase::kReporting) {
     write_if_possible(output_fd_, "(error \"the time limit ended a reply\")\n");
   }
-  _exit(can_answer ? 0 : 1);
+  _exit(can_answer && !failed_ ? 0 : 1);
 }
 
 }  // namespace vorn::solver

@@ -61,6 +61,10 @@ class Watchdog {
   /// Enters kReporting for good: no answer is owed and no limit holds any more.
   void finish_script();
 
+  /// Says that the process must not end with 0 if the watchdog ends it:
+  /// something was in error, or is to come at the end and will then be missing.
+  void note_failure();
+
   /// Why the check at hand, or the last one, was to stop.
   Stop stop() const;
   /// Whether Ctrl-C was pressed, or SIGTERM came, which is treated alike.
@@ -107,6 +111,7 @@ class Watchdog {
   bool answered_ = false;
   // Whether there was something to answer at run_stopped_.
   bool owed_ = false;
+  bool failed_ = false;
   bool quit_ = false;
   int output_fd_ = STDOUT_FILENO;
 

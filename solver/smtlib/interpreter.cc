@@ -127,6 +127,7 @@ bool Interpreter::fail_at_token(const char* expected) {
 
 void Interpreter::report_error() {
   had_error_ = true;
+  host_.command_failed();
   reply_ = "(error " +
            quote_string("line " + std::to_string(error_.position.line) +
                         " column " + std::to_string(error_.position.column) +

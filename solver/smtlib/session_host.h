@@ -55,6 +55,9 @@ class SessionHost {
   /// check_started.
   virtual Stop stop() const { return Stop::kNone; }
 
+  /// The command that was read is in error.
+  virtual void command_failed() {}
+
   /// Memory has run out; whatever was kept in reserve is needed now.
   virtual void release_reserve() {}
 };

@@ -11,7 +11,8 @@
 #include "tests/build_kind.h"
 #include "tests/numbers/allocation_hooks.h"
 
-// Memory that runs out in the middle of a check, at every allocation in turn.
+// Memory that runs out in the middle of a check: at each of the first
+// allocations, and then at a share of the others.
 
 namespace vorn::solver {
 namespace {

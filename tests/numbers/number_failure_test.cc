@@ -275,8 +275,33 @@ TEST(DNumberFailureTest, FailedSumLessLeaksNothing) {
   EXPECT_EQ(test::blocks_in_use(), live);
 }
 
-// A relaxation whose number runs out of memory is rolled back, for which the
-// shared value must be as it was.
+// A relaxation whose number runs out of memory is rolled back, for which a
+// value that was not lowered must be as it was: one with a block of its own,
+// ...
+TEST(DNumberFailureTest, FailedLowerLeavesAnOwnedTargetAlone) {
+  const DNumber a(-number(kWide), -number(kWide));
+  const DNumber b = a;
+  const DNumber old(number(kWide), number(kWide));
+  const std::ptrdiff_t before = test::blocks_in_use();
+  {
+    // Copies of its parts: its block has no other owner.
+    DNumber target(old.rational(), old.eps());
+    std::size_t failures = 0;
+    while (fails_at(failures, [&] { DNumber::lower(target, a, b); })) {
+      ++failures;
+      EXPECT_TRUE(target.rational() == old.rational());
+      EXPECT_TRUE(target.eps() == old.eps());
+      ASSERT_LT(failures, kEnough);
+    }
+    EXPECT_GT(failures, 1U);
+    const DNumber sum = a + b;
+    EXPECT_TRUE(target.rational() == sum.rational());
+    EXPECT_TRUE(target.eps() == sum.eps());
+  }
+  EXPECT_EQ(test::blocks_in_use(), before);
+}
+
+// ... and one that shares it.
 TEST(DNumberFailureTest, FailedLowerLeavesASharedTargetAlone) {
   const DNumber a(-number(kWide), QNumber(-1));
   const DNumber b = a;

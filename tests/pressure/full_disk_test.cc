@@ -5,7 +5,9 @@
 
 #include <ostream>
 #include <string>
+#include <vector>
 
+#include "tests/build_kind.h"
 #include "tests/pressure/child.h"
 
 // A disk that is full, which /dev/full always is.
@@ -71,6 +73,30 @@ TEST_F(FullDiskTest, RegularOutputChannelEndsTheRunWithItsName) {
   EXPECT_EQ(ended.output, "\"before\"\n");
   EXPECT_EQ(ended.errors,
             "vorn: cannot write /dev/full: No space left on device\n");
+}
+
+// The last words of a run that is stuck in one step are lost like any others.
+TEST_F(FullDiskTest, UnknownFromInsideOneRelaxationEndsWithOne) {
+  const ScriptFile script([](std::ostream& out) {
+    out << "(set-option :timeout 500)";
+    write_long_relaxation(out, test::kSanitized ? 20000 : 50000);
+    out << "(set-option :regular-output-channel \"/dev/full\")(check-sat)";
+  });
+  const Ended ended = run({script.name()});
+  EXPECT_EQ(ended.output, "\"read\"\n");
+  EXPECT_EQ(ended.status, 1);
+}
+
+// So is what is said where there is no memory to start with.
+TEST_F(FullDiskTest, UnknownWithoutMemoryEndsWithOne) {
+  if (test::kSanitized) {
+    GTEST_SKIP() << "sanitizers reserve more address space than any limit";
+  }
+  const ScriptFile script(std::string{"(set-logic QF_IDL)(check-sat)"});
+  const std::vector<std::string> arguments = {"--memory-limit", "1",
+                                              script.name()};
+  EXPECT_EQ(run(arguments).output, "unknown\n");
+  EXPECT_EQ(run(arguments, streams_).status, 1);
 }
 
 // A lost log takes no answer away, but is told.

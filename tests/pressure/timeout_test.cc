@@ -3,6 +3,7 @@
 
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "tests/build_kind.h"
 #include "tests/pressure/child.h"
@@ -48,6 +49,39 @@ TEST(TimeoutTest, LimitInsideOneRelaxationAnswersOnTheScriptsChannel) {
   EXPECT_EQ(ended.output, "");
   EXPECT_EQ(ended.errors, kLastWords);
   EXPECT_EQ(ended.status, 0);
+}
+
+// It is no better an end than others: what was in error, what is lost and what
+// would have come at the end show in the status.
+TEST(TimeoutTest, LimitInsideOneRelaxationKeepsTheStatus) {
+  const auto relaxation = [](const std::string& start) {
+    return ScriptFile([&start](std::ostream& out) {
+      out << "(set-option :timeout 500)" << start;
+      write_long_relaxation(out, kNodes);
+      out << "(check-sat)";
+    });
+  };
+  const ScriptFile plain = relaxation("");
+  const ScriptFile with_error = relaxation("(foo)");
+  const Ended error = run({with_error.name()});
+  EXPECT_NE(error.output.find("(error "), std::string::npos);
+  EXPECT_EQ(error.output.substr(error.output.size() - 15),
+            "\"read\"\nunknown\n");
+  EXPECT_EQ(error.status, 1);
+
+  const ScriptFile recording(std::string{});
+  const std::vector<std::string> wanted[] = {
+      {"--stats"},
+      {"--dot", recording.name()},
+      {"--record-graph", recording.name()}};
+  for (std::vector<std::string> arguments : wanted) {
+    SCOPED_TRACE(arguments.front());
+    arguments.push_back(plain.name());
+    const Ended ended = run(arguments);
+    EXPECT_EQ(ended.output, "\"read\"\nunknown\n");
+    EXPECT_EQ(ended.errors, kLastWords);
+    EXPECT_EQ(ended.status, 1);
+  }
 }
 
 // The limit of the run, wherever it falls: reading, or the relaxation.

@@ -102,7 +102,8 @@ class VORN_EXPORT Graph {
   /// memory the edge may be known without being listed; retract_edge(k) makes
   /// that whole again, once edge 2k is known (get_edge(2 * k).source >= 0).
   bool tell_edge(int k, const Edge& e);
-  /// Registers `e1` and `e2` as the two edges of constraint k.
+  /// Registers `e1` and `e2` as the two edges of constraint k. On failing
+  /// memory as tell_edge, and the second edge may be missing.
   bool tell_bi_edge(int k, const Edge& e1, const Edge& e2);
   /// A copy of registered edge idx (an edge id, not a constraint id). For an id
   /// that is not registered, a default edge; nothing is inserted.

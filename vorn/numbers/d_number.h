@@ -154,8 +154,7 @@ class VORN_EXPORT DNumber {
   /// Makes `target` the sum a + b if that is less, and says whether it was.
   /// The operands may be the target. Cost: while the parts stay small, a block
   /// for a target that shares its own and is lowered, otherwise nothing. On
-  /// failing memory the target is as it was, or, if it owned its block alone,
-  /// somewhere between the two values.
+  /// failing memory the target is as it was.
   static bool lower(DNumber& target, const DNumber& a, const DNumber& b) {
     if (((a.repr_ | b.repr_ | target.repr_) & kTag) != 0) {
       return lower_slow(target, a, b);
