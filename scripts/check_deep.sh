@@ -27,18 +27,17 @@ vorn_install $vorn_packages_build $vorn_packages_test googletest valgrind
 cd "$vorn_root"
 
 # Under memcheck a test takes about 40 times as long. Left out are those that
-# make thousands of random cases or let thousands of allocations fail, which the
-# sanitizers run, and those that only start other programs.
+# make thousands of random cases, which the sanitizers run, and those that only
+# start other programs.
 slow_tests='*Random*:*Agree*:JobShopTest.*:*Pigeon*:*Seeds*'
-slow_programs='vorn_command_test vorn_engine_allocation_test vorn_pressure_test'
-slow_programs+=' vorn_recording_test vorn_trace_test'
+other_programs='vorn_command_test vorn_pressure_test vorn_recording_test vorn_trace_test'
 
 # The programs under build/debugstl that memcheck runs, one a line.
 memcheck_programs() {
   local program
   find build/debugstl/tests -name 'vorn_*_test' -type f -perm -u+x | sort |
     while read -r program; do
-      case " $slow_programs " in
+      case " $other_programs " in
         *" ${program##*/} "*) ;;
         *) echo "$program" ;;
       esac

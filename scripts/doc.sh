@@ -19,5 +19,10 @@ if ! doxygen docs/Doxyfile 2>"$VORN_DOC_OUTPUT/warnings.txt"; then
   echo "The API reference has gaps or mistakes, see above." >&2
   exit 1
 fi
+# Doxygen takes an opening backquote and a quote for a quotation, and says nothing.
+if grep -l ilinebr "$VORN_DOC_OUTPUT"/html/*.html >&2; then
+  echo "These pages are garbled: a code span holds single quotes." >&2
+  exit 1
+fi
 scripts/draw.sh --check
 echo "The API reference is in build/doc/html/index.html"
