@@ -81,11 +81,11 @@ class Host : public SessionHost {
   }
   // Files are not for an input to choose.
   bool set_output(const std::string& channel) override {
-    return channel == "stdout" || channel == "stderr";
+    return is_standard_channel(channel);
   }
   bool set_diagnostics(const std::string& channel,
                        std::uint64_t verbosity) override {
-    if (channel != "stdout" && channel != "stderr") return false;
+    if (!is_standard_channel(channel)) return false;
     std::unique_ptr<Logger> logger;
     if (verbosity > 0) {
       constexpr std::uint64_t kMost = std::numeric_limits<int>::max();

@@ -44,15 +44,21 @@ memcheck_programs() {
     done
 }
 
-# Runs a program under memcheck; its output goes to a log. The tests' own
-# operators new and delete, which can be made to fail, stay in place.
+# Runs a program under memcheck; its output goes to build/valgrind/NAME.log, and
+# is shown if it fails:
+#   memcheck NAME PROGRAM [ARGUMENT ...]
+# The tests' own operators new and delete, which can be made to fail, stay in
+# place.
 memcheck() {
-  local log=$1
+  local name=$1 log=build/valgrind/$1.log
   shift
   nice valgrind --quiet --soname-synonyms=somalloc=nouserintercepts \
     --leak-check=full --errors-for-leak-kinds=definite,indirect,possible \
     --show-leak-kinds=definite,indirect,possible --error-exitcode=99 --num-callers=30 \
-    "$@" >"$log" 2>&1 </dev/null
+    "$@" >"$log" 2>&1 </dev/null && return
+  tail -n 60 "$log" >&2
+  echo "$name failed under memcheck; the output is in $log" >&2
+  return 1
 }
 
 check_debugstl() {
@@ -61,29 +67,22 @@ check_debugstl() {
 }
 
 check_valgrind() {
-  local program name log passed failed=no
+  local program name logs=build/valgrind failed=no
   vorn_build debugstl ON
-  mkdir -p build/valgrind
+  mkdir -p "$logs"
   while read -r program; do
     name=${program##*/}
-    log=build/valgrind/$name.log
-    if memcheck "$log" "$program" --gtest_filter="-$slow_tests"; then
-      passed=$(sed -n 's/^\[  PASSED  \] \([0-9]*\) tests*\./\1/p' "$log")
-      echo "$name: $passed tests"
+    if memcheck "$name" "$program" --gtest_filter="-$slow_tests"; then
+      echo "$name: $(sed -n 's/^\[  PASSED  \] \([0-9]*\) tests*\./\1/p' "$logs/$name.log") tests"
     else
-      tail -n 60 "$log" >&2
-      echo "$name failed under memcheck; the output is in $log" >&2
       failed=yes
     fi
   done < <(memcheck_programs)
   for name in number_fuzz graph_fuzz smtlib_fuzz command_fuzz; do
-    log=build/valgrind/$name.log
-    if memcheck "$log" "build/debugstl/fuzz/vorn_replay_$name" \
+    if memcheck "$name" "build/debugstl/fuzz/vorn_replay_$name" \
       "fuzz/corpus/$name"; then
-      echo "$name: $(grep -c ' bytes$' "$log") inputs"
+      echo "$name: $(grep -c ' bytes$' "$logs/$name.log") inputs"
     else
-      tail -n 60 "$log" >&2
-      echo "$name failed under memcheck; the output is in $log" >&2
       failed=yes
     fi
   done

@@ -21,6 +21,10 @@ inline constexpr bool kSanitized = false;
 inline constexpr bool kSanitized = false;
 #endif
 
+/// The reason to skip a test that limits memory, in such a build.
+inline constexpr char kNoMemoryLimit[] =
+    "sanitizers reserve more address space than any limit";
+
 /// With assertions.
 #if defined(NDEBUG)
 inline constexpr bool kAsserts = false;

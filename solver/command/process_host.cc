@@ -49,7 +49,7 @@ bool ProcessHost::write_output(std::string_view reply) {
 
 bool ProcessHost::set_output(const std::string& channel) {
   int fd = channel == "stderr" ? STDERR_FILENO : STDOUT_FILENO;
-  if (channel != "stdout" && channel != "stderr") {
+  if (!is_standard_channel(channel)) {
     constexpr mode_t kMode = 0666;  // the user's mask takes away from it
     fd =
         open(channel.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, kMode);
@@ -68,7 +68,7 @@ bool ProcessHost::set_diagnostics(const std::string& channel,
                                   std::uint64_t verbosity) {
   std::unique_ptr<std::ofstream> file;
   std::ostream* stream = channel == "stdout" ? &std::cout : &std::cerr;
-  if (channel != "stdout" && channel != "stderr") {
+  if (!is_standard_channel(channel)) {
     file = std::make_unique<std::ofstream>(channel, std::ios::app);
     if (!file->is_open()) return false;
     stream = file.get();

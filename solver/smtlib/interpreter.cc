@@ -4,11 +4,11 @@
 #include <cassert>
 #include <limits>
 #include <new>
-#include <stdexcept>
 #include <utility>
 
 #include "solver/smtlib/command_table.h"
 #include "solver/smtlib/explanation.h"
+#include "solver/smtlib/within_memory.h"
 #include "solver/terms/term_printer.h"
 
 // This file runs commands and reads their common parts; commands.cc holds the
@@ -35,16 +35,14 @@ bool Interpreter::run_command() {
   if (exited_ || output_lost_) return false;
   host_.reading();
   reply_.clear();
-  try {
+  bool at_end = false;
+  const bool had_memory = within_memory([this, &at_end] {
     const Token& first = lexer_.next();
-    if (first.kind == TokenKind::kEnd) return false;
-    run(first);
-  } catch (const std::bad_alloc&) {
-    handle_memory_out();
-  } catch (const std::length_error&) {
-    // What containers report before they try to allocate more than there is.
-    handle_memory_out();
-  }
+    at_end = first.kind == TokenKind::kEnd;
+    if (!at_end) run(first);
+  });
+  if (!had_memory) handle_memory_out();
+  if (at_end) return false;
   return write_reply() && !exited_;
 }
 

@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <fstream>
 #include <memory>
 #include <optional>
 #include <string>

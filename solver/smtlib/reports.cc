@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <cassert>
-#include <new>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -11,6 +9,7 @@
 #include "solver/engine/constraint_picture.h"
 #include "solver/smtlib/explanation.h"
 #include "solver/smtlib/interpreter.h"
+#include "solver/smtlib/within_memory.h"
 #include "solver/terms/term_printer.h"
 
 // What is reported beside the script's own replies, when the program asks for
@@ -35,7 +34,7 @@ void Interpreter::explain(const std::vector<const Term*>& assumptions) {
   // Looking for a core may take long. Whatever happens then, the answer stands.
   if (!write_reply()) return;
   reply_.clear();
-  try {
+  const bool had_memory = within_memory([this, &assumptions] {
     std::vector<ExplainedFormula> formulas;
     for (const AssertionStack::Assertion& assertion :
          session_->stack->assertions()) {
@@ -52,11 +51,8 @@ void Interpreter::explain(const std::vector<const Term*>& assumptions) {
     reply_ = in_comments(explain_unsat(
         session_->store, options_.engine, session_->stack->engine().stop(),
         options_.minimize_unsat_cores, formulas));
-    return;
-  } catch (const std::bad_alloc&) {
-  } catch (const std::length_error&) {
-    // What containers report before they try to allocate more than there is.
-  }
+  });
+  if (had_memory) return;
   host_.release_reserve();
   reply_ = "; no explanation: out of memory\n";
 }
@@ -81,7 +77,7 @@ void Interpreter::record_picture(const std::vector<const Term*>& assumptions,
     picture_.emplace();
     return;
   }
-  try {
+  const bool had_memory = within_memory([this, &assumptions, answer] {
     PictureTexts texts;
     texts.written = &session_->texts;
     for (const TermParser::Name& named : session_->named) {
@@ -95,11 +91,8 @@ void Interpreter::record_picture(const std::vector<const Term*>& assumptions,
     formulas.insert(formulas.end(), assumptions.begin(), assumptions.end());
     picture_ = draw_constraints(session_->store, session_->stack->engine(),
                                 answer, formulas, texts);
-    return;
-  } catch (const std::bad_alloc&) {
-  } catch (const std::length_error&) {
-  }
-  host_.release_reserve();
+  });
+  if (!had_memory) host_.release_reserve();
 }
 
 const ConstraintPicture* Interpreter::picture() {

@@ -10,6 +10,11 @@ namespace vorn::solver {
 
 class Engine;
 
+/// Whether this is one of the channels that are no files.
+inline bool is_standard_channel(std::string_view channel) {
+  return channel == "stdout" || channel == "stderr";
+}
+
 /// What an Interpreter needs from the program around it: a place for replies,
 /// a clock, and word of what it is doing.
 class SessionHost {

@@ -9,6 +9,7 @@
 #include "solver/engine/engine.h"
 #include "solver/terms/term_store.h"
 #include "tests/build_kind.h"
+#include "tests/engine/statistic.h"
 #include "tests/numbers/allocation_hooks.h"
 
 // Memory that runs out in the middle of a check: at each of the first
@@ -85,13 +86,6 @@ void expect_works(Engine& engine, const Problem& problem) {
 
 enum class Before { kNothing, kCheck, kUnsatLevel };
 
-std::uint64_t propagations(const Engine& engine) {
-  for (const auto& [name, value] : engine.statistics()) {
-    if (name == "propagations") return std::stoull(value);
-  }
-  return 0;
-}
-
 // Fails allocation n of a check, for rising n until the check needs fewer.
 void expect_survival(Before before, bool unsat) {
   std::size_t num_failures = 0;
@@ -112,7 +106,7 @@ void expect_survival(Before before, bool unsat) {
       ASSERT_EQ(engine.check(), Answer::kUnsat);
       engine.pop();
     }
-    const std::uint64_t counted = propagations(engine);
+    const std::uint64_t counted = statistic(engine, "propagations");
     ASSERT_EQ(counted > 0, before != Before::kNothing);
     std::vector<const Term*> assumptions;
     assumptions.push_back(unsat ? problem.impossible() : problem.possible());
@@ -126,7 +120,7 @@ void expect_survival(Before before, bool unsat) {
       ++num_failures;
       ASSERT_EQ(engine.unknown_reason(), UnknownReason::kMemout);
       // What was done does not look as if nothing was.
-      ASSERT_GE(propagations(engine), counted);
+      ASSERT_GE(statistic(engine, "propagations"), counted);
     } else {
       ASSERT_EQ(answer, unsat ? Answer::kUnsat : Answer::kSat);
     }

@@ -13,6 +13,7 @@
 #include "solver/terms/term_store.h"
 #include "tests/build_kind.h"
 #include "tests/engine/random_problems.h"
+#include "tests/engine/statistic.h"
 #include "tests/terms/random_terms.h"
 
 namespace vorn::solver {
@@ -409,9 +410,7 @@ TEST_F(EngineTest, CheckWithAllLemmaSettingsGivesTheSameAnswer) {
         Engine engine(terms, options);
         for (const Term* term : assertions) engine.assert_term(term);
         ASSERT_EQ(engine.check(), expected) << kinds << dedup;
-        for (const auto& [name, value] : engine.statistics()) {
-          if (name == "lemmas used") lemmas_used[kinds] += std::stoull(value);
-        }
+        lemmas_used[kinds] += statistic(engine, "lemmas used");
       }
     }
   }

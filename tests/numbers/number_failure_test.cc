@@ -276,8 +276,7 @@ TEST(DNumberFailureTest, FailedSumLessLeaksNothing) {
 }
 
 // A relaxation whose number runs out of memory is rolled back, for which a
-// value that was not lowered must be as it was: one with a block of its own,
-// ...
+// value that was not lowered must be as it was. This one owns its block.
 TEST(DNumberFailureTest, FailedLowerLeavesAnOwnedTargetAlone) {
   const DNumber a(-number(kWide), -number(kWide));
   const DNumber b = a;
@@ -301,7 +300,7 @@ TEST(DNumberFailureTest, FailedLowerLeavesAnOwnedTargetAlone) {
   EXPECT_EQ(test::blocks_in_use(), before);
 }
 
-// ... and one that shares it.
+// The same for a value that shares its block.
 TEST(DNumberFailureTest, FailedLowerLeavesASharedTargetAlone) {
   const DNumber a(-number(kWide), QNumber(-1));
   const DNumber b = a;

@@ -85,11 +85,11 @@ void repeat(std::ostream& out, const char* text, int count);
 /// ever: each order has to be refuted.
 void write_hard_assertions(std::ostream& out, int jobs);
 
-/// A chain of `nodes` with bounds on steps of one and of two, and then one
-/// bound that lowers its head, which takes about nodes^2 / 4 lowerings within
-/// a single step: two short hops beat a long one everywhere, and the queue
-/// comes to the long ones first. "read" is echoed before that bound.
-void write_long_relaxation(std::ostream& out, int nodes);
+/// A chain with bounds on steps of one and of two, and then one bound that
+/// lowers its head, which takes minutes within a single step: of n nodes about
+/// n^2 / 4 are lowered, since two short hops beat a long one everywhere, and
+/// the queue comes to the long ones first. "read" is echoed before that bound.
+void write_long_relaxation(std::ostream& out);
 
 }  // namespace vorn::pressure
 

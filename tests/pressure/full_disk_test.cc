@@ -79,7 +79,7 @@ TEST_F(FullDiskTest, RegularOutputChannelEndsTheRunWithItsName) {
 TEST_F(FullDiskTest, UnknownFromInsideOneRelaxationEndsWithOne) {
   const ScriptFile script([](std::ostream& out) {
     out << "(set-option :timeout 500)";
-    write_long_relaxation(out, test::kSanitized ? 20000 : 50000);
+    write_long_relaxation(out);
     out << "(set-option :regular-output-channel \"/dev/full\")(check-sat)";
   });
   const Ended ended = run({script.name()});
@@ -89,9 +89,7 @@ TEST_F(FullDiskTest, UnknownFromInsideOneRelaxationEndsWithOne) {
 
 // So is what is said where there is no memory to start with.
 TEST_F(FullDiskTest, UnknownWithoutMemoryEndsWithOne) {
-  if (test::kSanitized) {
-    GTEST_SKIP() << "sanitizers reserve more address space than any limit";
-  }
+  if (test::kSanitized) GTEST_SKIP() << test::kNoMemoryLimit;
   const ScriptFile script(std::string{"(set-logic QF_IDL)(check-sat)"});
   const std::vector<std::string> arguments = {"--memory-limit", "1",
                                               script.name()};

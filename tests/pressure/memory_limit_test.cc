@@ -20,9 +20,7 @@ constexpr char kQuestion[] = "(check-sat)(get-info :reason-unknown)\n";
 class MemoryLimitTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (test::kSanitized) {
-      GTEST_SKIP() << "sanitizers reserve more address space than any limit";
-    }
+    if (test::kSanitized) GTEST_SKIP() << test::kNoMemoryLimit;
   }
 };
 

@@ -10,6 +10,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "tests/build_kind.h"
 #include "tests/pressure/child.h"
@@ -18,6 +19,9 @@
 
 namespace vorn::pressure {
 namespace {
+
+// By then a command has read its script and is in the check.
+constexpr std::chrono::seconds kIntoTheCheck{test::kSanitized ? 8 : 2};
 
 // Rounds of cheap questions, and then one that is never answered. `expected`
 // becomes what all of the cheap ones print.
@@ -120,7 +124,7 @@ TEST(SignalTest, TerminationInACheckAnswersAndPrintsStatistics) {
     out << "(check-sat)(echo \"no\")";
   });
   Child child({"--stats", script.name()});
-  std::this_thread::sleep_for(std::chrono::seconds(test::kSanitized ? 8 : 2));
+  std::this_thread::sleep_for(kIntoTheCheck);
   child.send_signal(SIGTERM);
   const Ended ended = child.wait();
   EXPECT_EQ(ended.status, 143);
@@ -130,34 +134,34 @@ TEST(SignalTest, TerminationInACheckAnswersAndPrintsStatistics) {
   EXPECT_EQ(ended.output.find("no\""), std::string::npos);
 }
 
+// Sends the signals, a hundredth of a second apart, to a command that is inside
+// one step of minutes.
+Ended signal_inside_one_relaxation(const std::vector<int>& signals) {
+  const ScriptFile script([](std::ostream& out) {
+    write_long_relaxation(out);
+    out << "(check-sat)(echo \"no\")";
+  });
+  Child child({script.name()});
+  std::this_thread::sleep_for(kIntoTheCheck);
+  for (const int signal : signals) {
+    child.send_signal(signal);
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return child.wait();
+}
+
 // Programs that limit the time of others send SIGTERM to their child, and at
 // once to the whole group: the child gets it twice. Inside one step there is
 // time for both before the answer.
 TEST(SignalTest, TwiceAtOnceIsOnce) {
-  const ScriptFile script([](std::ostream& out) {
-    write_long_relaxation(out, test::kSanitized ? 20000 : 50000);
-    out << "(check-sat)";
-  });
-  Child child({script.name()});
-  std::this_thread::sleep_for(std::chrono::seconds(test::kSanitized ? 8 : 2));
-  child.send_signal(SIGTERM);
-  std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  child.send_signal(SIGTERM);
-  const Ended ended = child.wait();
+  const Ended ended = signal_inside_one_relaxation({SIGTERM, SIGTERM});
   EXPECT_EQ(ended.status, 143);
   EXPECT_EQ(ended.output, "\"read\"\nunknown\n");
 }
 
 // Inside one step that looks at no flag the watchdog ends the run.
 TEST(SignalTest, InsideOneRelaxationAnswersUnknown) {
-  const ScriptFile script([](std::ostream& out) {
-    write_long_relaxation(out, test::kSanitized ? 20000 : 50000);
-    out << "(check-sat)(echo \"no\")";
-  });
-  Child child({script.name()});
-  std::this_thread::sleep_for(std::chrono::seconds(test::kSanitized ? 8 : 2));
-  child.send_signal(SIGINT);
-  const Ended ended = child.wait();
+  const Ended ended = signal_inside_one_relaxation({SIGINT});
   EXPECT_EQ(ended.status, 130);
   EXPECT_TRUE(ended.output == "unknown\n" ||
               ended.output == "\"read\"\nunknown\n")

@@ -508,12 +508,9 @@ TEST_F(CommandTest, InterruptWhileWaitingEndsTheSession) {
   EXPECT_EQ(process.wait(), 130);
 }
 
-constexpr char kNoMemoryLimit[] =
-    "sanitizers reserve more address space than any limit";
-
 // Memory that runs out, anywhere, is an unknown and never a crash.
 TEST_F(CommandTest, MemoryLimitAnswersUnknown) {
-  if (test::kSanitized) GTEST_SKIP() << kNoMemoryLimit;
+  if (test::kSanitized) GTEST_SKIP() << test::kNoMemoryLimit;
   std::string script = "(set-logic QF_IDL)(declare-const x Int)(assert (or";
   for (int i = 0; i < 500000; ++i) {
     script += " (< x " + std::to_string(i) + ")";
@@ -529,7 +526,7 @@ TEST_F(CommandTest, MemoryLimitAnswersUnknown) {
 
 // The same inside GMP, which would end the process by itself.
 TEST_F(CommandTest, MemoryLimitInsideBigNumbersAnswersUnknown) {
-  if (test::kSanitized) GTEST_SKIP() << kNoMemoryLimit;
+  if (test::kSanitized) GTEST_SKIP() << test::kNoMemoryLimit;
   std::string script = "(set-logic QF_RDL)(declare-const x Real)";
   script += "(assert (< x (/ 1 " + std::string(8000000, '7') + ")))";
   const Result result = run({"--memory-limit", "40"},
