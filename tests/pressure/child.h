@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/build_kind.h"
+
 namespace vorn::pressure {
 
 /// For each standard stream of a command, where it leads.
@@ -86,10 +88,17 @@ void repeat(std::ostream& out, const char* text, int count);
 void write_hard_assertions(std::ostream& out, int jobs);
 
 /// A chain with bounds on steps of one and of two, and then one bound that
-/// lowers its head, which takes minutes within a single step: of n nodes about
+/// lowers its head, which takes long within a single step: of n nodes about
 /// n^2 / 4 are lowered, since two short hops beat a long one everywhere, and
 /// the queue comes to the long ones first. "read" is echoed before that bound.
 void write_long_relaxation(std::ostream& out);
+
+/// How long after its start, or that of its check, a command is in the middle
+/// of that step. The steps before it take a fifth of this or less, and the step
+/// four times as long, so that neither a slow machine nor a fast one moves it
+/// out.
+constexpr std::chrono::milliseconds kIntoTheCheck{test::kSanitized ? 5000
+                                                                   : 2000};
 
 }  // namespace vorn::pressure
 

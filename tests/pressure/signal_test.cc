@@ -20,9 +20,6 @@
 namespace vorn::pressure {
 namespace {
 
-// By then a command has read its script and is in the check.
-constexpr std::chrono::seconds kIntoTheCheck{test::kSanitized ? 8 : 2};
-
 // Rounds of cheap questions, and then one that is never answered. `expected`
 // becomes what all of the cheap ones print.
 void write_rounds(std::ostream& out, std::string& expected) {
@@ -135,7 +132,7 @@ TEST(SignalTest, TerminationInACheckAnswersAndPrintsStatistics) {
 }
 
 // Sends the signals, a hundredth of a second apart, to a command that is inside
-// one step of minutes.
+// one long step.
 Ended signal_inside_one_relaxation(const std::vector<int>& signals) {
   const ScriptFile script([](std::ostream& out) {
     write_long_relaxation(out);
