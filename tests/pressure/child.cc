@@ -33,11 +33,13 @@ int nameless_file() {
   return fd;
 }
 
+// The place of the descriptor, which a running child shares, is left alone.
 std::string text_of(int fd) {
   std::string text;
   std::array<char, 1U << 16U> buffer{};
-  lseek(fd, 0, SEEK_SET);
-  for (ssize_t size = 0; (size = read(fd, buffer.data(), buffer.size())) > 0;) {
+  ssize_t size = 0;
+  while ((size = pread(fd, buffer.data(), buffer.size(),
+                       static_cast<off_t>(text.size()))) > 0) {
     text.append(buffer.data(), static_cast<std::size_t>(size));
   }
   return text;
@@ -86,6 +88,14 @@ Child::~Child() {
 
 void Child::send_signal(int signal) const {
   kill(pid_, signal);
+}
+
+bool Child::wait_for_output(const std::string& text) const {
+  while (text_of(out_).find(text) == std::string::npos) {
+    if (Clock::now() - start_ > kLongest) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
 }
 
 Ended Child::wait() {

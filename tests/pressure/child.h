@@ -50,6 +50,9 @@ class Child {
   ~Child();
 
   void send_signal(int signal) const;
+  /// Waits until it has printed `text`. False if it does not within two
+  /// minutes.
+  bool wait_for_output(const std::string& text) const;
   /// Waits for its end. One that runs on for two minutes is killed, which
   /// Ended tells as signal 9.
   Ended wait();

@@ -91,8 +91,9 @@ TEST(SignalTest, AtRandomMomentsEndsCleanly) {
     if (ended.output.find("unknown\n") != std::string::npos) ++with_unknown;
   }
   EXPECT_GE(after_answers, 10);
-  // Most of the time the command is on the way to an answer.
-  EXPECT_GE(with_unknown, after_answers / 2);
+  // Much of the time the command is on the way to an answer; how much depends
+  // on how busy the machine is.
+  EXPECT_GE(with_unknown, 10);
 }
 
 // A signal that comes while the command is about to take signals over is not
@@ -139,6 +140,7 @@ Ended signal_inside_one_relaxation(const std::vector<int>& signals) {
     out << "(check-sat)(echo \"no\")";
   });
   Child child({script.name()});
+  EXPECT_TRUE(child.wait_for_output("read"));
   std::this_thread::sleep_for(kIntoTheCheck);
   for (const int signal : signals) {
     child.send_signal(signal);
@@ -160,9 +162,7 @@ TEST(SignalTest, TwiceAtOnceIsOnce) {
 TEST(SignalTest, InsideOneRelaxationAnswersUnknown) {
   const Ended ended = signal_inside_one_relaxation({SIGINT});
   EXPECT_EQ(ended.status, 130);
-  EXPECT_TRUE(ended.output == "unknown\n" ||
-              ended.output == "\"read\"\nunknown\n")
-      << ended.output;
+  EXPECT_EQ(ended.output, "\"read\"\nunknown\n");
 }
 
 }  // namespace
