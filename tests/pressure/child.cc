@@ -178,4 +178,8 @@ void write_long_relaxation(std::ostream& out) {
          "(assert (<= (- x0 z) (- 1000000)))\n";
 }
 
+std::string limit_into_relaxation() {
+  return "(set-option :timeout " + std::to_string(kIntoTheCheck.count()) + ")";
+}
+
 }  // namespace vorn::pressure

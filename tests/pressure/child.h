@@ -98,10 +98,13 @@ void write_long_relaxation(std::ostream& out);
 
 /// How long after its start, or that of its check, a command is in the middle
 /// of that step. The steps before it take a fifth of this or less, and the step
-/// four times as long, so that neither a slow machine nor a fast one moves it
-/// out.
+/// at least four times as long, so that neither a slow machine nor a fast one
+/// moves it out.
 constexpr std::chrono::milliseconds kIntoTheCheck{test::kSanitized ? 5000
                                                                    : 2000};
+
+/// The command that makes this the limit of a check.
+std::string limit_into_relaxation();
 
 }  // namespace vorn::pressure
 

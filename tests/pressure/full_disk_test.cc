@@ -78,7 +78,7 @@ TEST_F(FullDiskTest, RegularOutputChannelEndsTheRunWithItsName) {
 // The last words of a run that is stuck in one step are lost like any others.
 TEST_F(FullDiskTest, UnknownFromInsideOneRelaxationEndsWithOne) {
   const ScriptFile script([](std::ostream& out) {
-    out << "(set-option :timeout 500)";
+    out << limit_into_relaxation();
     write_long_relaxation(out);
     out << "(set-option :regular-output-channel \"/dev/full\")(check-sat)";
   });

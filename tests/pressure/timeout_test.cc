@@ -19,16 +19,11 @@ constexpr double kGrace = test::kSanitized ? 20 : 5;
 constexpr char kLastWords[] =
     "vorn: time limit reached; the rest of the script was not run\n";
 
-// A limit of the check that falls into a long relaxation.
-std::string limit_of_check() {
-  return "(set-option :timeout " + std::to_string(kIntoTheCheck.count()) + ")";
-}
-
 // One bound sets off a relaxation that no flag interrupts: the limit of the
 // check still holds.
 TEST(TimeoutTest, LimitOfCheckInsideOneRelaxationAnswersUnknown) {
   const ScriptFile script([](std::ostream& out) {
-    out << limit_of_check();
+    out << limit_into_relaxation();
     write_long_relaxation(out);
     out << "(check-sat)(echo \"end\")";
   });
@@ -43,7 +38,7 @@ TEST(TimeoutTest, LimitInsideOneRelaxationAnswersOnTheScriptsChannel) {
   const ScriptFile replies(std::string{});
   const ScriptFile script([&replies](std::ostream& out) {
     out << "(set-option :regular-output-channel \"" << replies.name() << "\")"
-        << limit_of_check();
+        << limit_into_relaxation();
     write_long_relaxation(out);
     out << "(check-sat)";
   });
@@ -59,7 +54,7 @@ TEST(TimeoutTest, LimitInsideOneRelaxationAnswersOnTheScriptsChannel) {
 TEST(TimeoutTest, LimitInsideOneRelaxationKeepsTheStatus) {
   const auto relaxation = [](const std::string& start) {
     return ScriptFile([&start](std::ostream& out) {
-      out << limit_of_check() << start;
+      out << limit_into_relaxation() << start;
       write_long_relaxation(out);
       out << "(check-sat)";
     });
