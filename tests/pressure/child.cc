@@ -69,8 +69,11 @@ Child::Child(const std::vector<std::string>& arguments, const Streams& streams)
     lead(STDIN_FILENO, streams.in, nothing);
     lead(STDOUT_FILENO, streams.out, out_);
     lead(STDERR_FILENO, streams.err, err_);
-    // A test runner's choice would be inherited.
-    std::signal(SIGPIPE, SIG_DFL);
+    // What a test runner, or a shell in the background, has chosen to ignore
+    // would be inherited.
+    for (const int signal : {SIGPIPE, SIGINT, SIGTERM}) {
+      std::signal(signal, SIG_DFL);
+    }
     execv(argv[0], argv.data());
     _exit(127);
   }
@@ -178,8 +181,9 @@ void write_long_relaxation(std::ostream& out) {
          "(assert (<= (- x0 z) (- 1000000)))\n";
 }
 
-std::string limit_into_relaxation() {
-  return "(set-option :timeout " + std::to_string(kIntoTheCheck.count()) + ")";
+void write_limited_relaxation(std::ostream& out) {
+  out << "(set-option :timeout " << kIntoTheCheck.count() << ')';
+  write_long_relaxation(out);
 }
 
 }  // namespace vorn::pressure

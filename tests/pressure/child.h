@@ -96,15 +96,15 @@ void write_hard_assertions(std::ostream& out, int jobs);
 /// the queue comes to the long ones first. "read" is echoed before that bound.
 void write_long_relaxation(std::ostream& out);
 
-/// How long after its start, or that of its check, a command is in the middle
-/// of that step. The steps before it take a fifth of this or less, and the step
-/// at least four times as long, so that neither a slow machine nor a fast one
-/// moves it out.
+/// How long after its script was read, or its check began, a command is in the
+/// middle of that step. The steps before it take a fifth of this or less, and
+/// the step at least four times as long, so that neither a slow machine nor a
+/// fast one moves it out.
 constexpr std::chrono::milliseconds kIntoTheCheck{test::kSanitized ? 5000
                                                                    : 2000};
 
-/// The command that makes this the limit of a check.
-std::string limit_into_relaxation();
+/// The same with that as the limit of the checks that follow.
+void write_limited_relaxation(std::ostream& out);
 
 }  // namespace vorn::pressure
 

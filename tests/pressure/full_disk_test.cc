@@ -78,8 +78,7 @@ TEST_F(FullDiskTest, RegularOutputChannelEndsTheRunWithItsName) {
 // The last words of a run that is stuck in one step are lost like any others.
 TEST_F(FullDiskTest, UnknownFromInsideOneRelaxationEndsWithOne) {
   const ScriptFile script([](std::ostream& out) {
-    out << limit_into_relaxation();
-    write_long_relaxation(out);
+    write_limited_relaxation(out);
     out << "(set-option :regular-output-channel \"/dev/full\")(check-sat)";
   });
   const Ended ended = run({script.name()});

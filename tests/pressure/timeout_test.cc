@@ -23,8 +23,7 @@ constexpr char kLastWords[] =
 // check still holds.
 TEST(TimeoutTest, LimitOfCheckInsideOneRelaxationAnswersUnknown) {
   const ScriptFile script([](std::ostream& out) {
-    out << limit_into_relaxation();
-    write_long_relaxation(out);
+    write_limited_relaxation(out);
     out << "(check-sat)(echo \"end\")";
   });
   const Ended ended = run({script.name()});
@@ -37,9 +36,8 @@ TEST(TimeoutTest, LimitOfCheckInsideOneRelaxationAnswersUnknown) {
 TEST(TimeoutTest, LimitInsideOneRelaxationAnswersOnTheScriptsChannel) {
   const ScriptFile replies(std::string{});
   const ScriptFile script([&replies](std::ostream& out) {
-    out << "(set-option :regular-output-channel \"" << replies.name() << "\")"
-        << limit_into_relaxation();
-    write_long_relaxation(out);
+    out << "(set-option :regular-output-channel \"" << replies.name() << "\")";
+    write_limited_relaxation(out);
     out << "(check-sat)";
   });
   const Ended ended = run({script.name()});
@@ -54,8 +52,8 @@ TEST(TimeoutTest, LimitInsideOneRelaxationAnswersOnTheScriptsChannel) {
 TEST(TimeoutTest, LimitInsideOneRelaxationKeepsTheStatus) {
   const auto relaxation = [](const std::string& start) {
     return ScriptFile([&start](std::ostream& out) {
-      out << limit_into_relaxation() << start;
-      write_long_relaxation(out);
+      out << start;
+      write_limited_relaxation(out);
       out << "(check-sat)";
     });
   };
