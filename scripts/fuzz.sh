@@ -31,7 +31,7 @@ while [ $# -gt 0 ]; do
   shift
 done
 [ ${#names[@]} -gt 0 ] ||
-  names=(command_fuzz smtlib_fuzz graph_fuzz number_fuzz)
+  names=(command_fuzz smtlib_fuzz graph_fuzz closure_fuzz number_fuzz)
 for name in "${names[@]}"; do
   if [ ! -f "$vorn_root/fuzz/$name.cc" ] ||
     [ ! -d "$vorn_root/fuzz/corpus/$name" ]; then
@@ -59,7 +59,7 @@ run_fuzzer() {
   # Long inputs cost time and seldom show what short ones do not.
   case $name in
     number_fuzz) options+=(-max_len=500) ;;
-    graph_fuzz) options+=(-max_len=700) ;;
+    graph_fuzz | closure_fuzz) options+=(-max_len=700) ;;
     *) options+=(-max_len=2000) ;;
   esac
   [ ! -f "fuzz/$name.dict" ] || options+=(-dict="fuzz/$name.dict")

@@ -4,7 +4,8 @@ _vorn() {
   local word=$2 previous=$3 words=
   COMPREPLY=()
   case $previous in
-    --lemmas) words='none short long both' ;;
+    --lemmas) words='none short long both auto' ;;
+    --propagation) words='auto full off' ;;
     --lemma-dedup | --check-models) words='on off' ;;
     --dot | --record-graph)
       mapfile -t COMPREPLY < <(compgen -f -- "$word")
@@ -15,7 +16,7 @@ _vorn() {
       if [[ $word == -* ]]; then
         words='-h --help --version --timeout --memory-limit --stats
           --explain --dot --record-graph -v --verbose --lemmas --lemma-overlap
-          --lemma-dedup --check-models --seed'
+          --lemma-dedup --propagation --check-models --seed'
       else
         local name
         while IFS= read -r name; do

@@ -40,6 +40,9 @@ namespace {
 
 constexpr int kFailure = 1;
 
+// More than any address space has.
+constexpr std::uint64_t kMostMebibytes = std::uint64_t{RLIM_INFINITY} >> 20U;
+
 struct Arguments {
   std::string file = "-";
   double timeout = 0;
@@ -82,9 +85,15 @@ std::optional<int> parse_arguments(int argc, char** argv,
   app.set_version_flag("--version", "vorn " VORN_VERSION);
   ScriptOptions& script = arguments.script;
   const std::map<std::string, bool> on_off = {{"on", true}, {"off", false}};
+  constexpr int kAuto = -1;
   const std::map<std::string, int> kinds = {
-      {"none", 0}, {"short", 1}, {"long", 2}, {"both", 3}};
-  std::string lemma_names = "none";
+      {"none", 0}, {"short", 1}, {"long", 2}, {"both", 3}, {"auto", kAuto}};
+  const std::map<std::string, Propagation> propagations = {
+      {"auto", Propagation::kAuto},
+      {"full", Propagation::kFull},
+      {"off", Propagation::kOff}};
+  std::string propagation_name = "auto";
+  std::string lemma_names = "auto";
   std::string dedup = script.engine.lemmas.dl_dedup_tlemmas ? "on" : "off";
   std::string check_models = script.engine.check_models ? "on" : "off";
 
@@ -117,12 +126,12 @@ std::optional<int> parse_arguments(int argc, char** argv,
       ->type_name("FILE");
   app.add_flag("-v,--verbose", script.verbosity,
                "Log on standard error; -vv logs the graph's lemmas");
-  const CLI::Option* lemmas =
-      app.add_option("--lemmas", lemma_names,
-                     "Lemmas to learn from successive conflicts; if not given, "
-                     "none at first and short ones in long checks")
-          ->type_name("none|short|long|both")
-          ->check(CLI::IsMember(kinds).description(""));
+  app.add_option("--lemmas", lemma_names,
+                 "Lemmas to learn from successive conflicts; auto: short "
+                 "ones where they pay")
+      ->type_name("none|short|long|both|auto")
+      ->check(CLI::IsMember(kinds).description(""))
+      ->capture_default_str();
   app.add_option("--lemma-overlap", script.engine.lemmas.dl_tlemma_min_overlap,
                  "Least overlap of two conflicts to learn lemmas from")
       ->type_name("SHARE")
@@ -137,6 +146,12 @@ std::optional<int> parse_arguments(int argc, char** argv,
       ->type_name("on|off")
       ->check(CLI::IsMember(on_off).description(""))
       ->capture_default_str();
+  app.add_option("--propagation", propagation_name,
+                 "Find literals that the active constraints imply: as far as "
+                 "it pays, all, or none")
+      ->type_name("auto|full|off")
+      ->check(CLI::IsMember(propagations).description(""))
+      ->capture_default_str();
   app.add_option("--seed", script.engine.search.seed, "Seed of random choices")
       ->type_name("N")
       ->capture_default_str();
@@ -150,12 +165,21 @@ std::optional<int> parse_arguments(int argc, char** argv,
     }
     return status == 0 ? 0 : kFailure;
   }
-  if (lemmas->count() > 0) {
+  if (kinds.at(lemma_names) != kAuto) {
     script.engine.lemmas.dl_tlemma_kinds = kinds.at(lemma_names);
-    script.engine.late_lemmas = 0;
+    script.engine.lemma_trials = false;
   }
   script.engine.lemmas.dl_dedup_tlemmas = on_off.at(dedup);
   script.engine.check_models = on_off.at(check_models);
+  script.engine.propagation.mode = propagations.at(propagation_name);
+  if (arguments.memory_limit > 0) {
+    // The closure's matrix is to leave room for all else.
+    constexpr std::uint64_t kShare = 8;
+    std::size_t& bytes = script.engine.propagation.limits.matrix_bytes;
+    bytes = std::min<std::uint64_t>(
+        bytes,
+        (std::min(arguments.memory_limit, kMostMebibytes) << 20U) / kShare);
+  }
   script.keep_picture = !arguments.dot_file.empty();
   return std::nullopt;
 }
@@ -174,11 +198,10 @@ bool keep_standard_streams() {
 }
 
 bool limit_memory(std::uint64_t mebibytes) {
-  const std::uint64_t largest = std::uint64_t{RLIM_INFINITY} >> 20U;
   rlimit limit = {};
   getrlimit(RLIMIT_AS, &limit);
-  limit.rlim_cur =
-      std::min<rlim_t>(limit.rlim_max, std::min(mebibytes, largest) << 20U);
+  limit.rlim_cur = std::min<rlim_t>(limit.rlim_max,
+                                    std::min(mebibytes, kMostMebibytes) << 20U);
   return setrlimit(RLIMIT_AS, &limit) == 0;
 }
 

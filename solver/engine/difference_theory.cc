@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "solver/engine/difference_theory.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cstddef>
 #include <iterator>
@@ -17,19 +18,28 @@ std::size_t index(int id) {
 
 DifferenceTheory::DifferenceTheory(TermStore& store, AtomNormaliser& normaliser,
                                    const Configuration::Theory::La& lemmas,
-                                   std::uint64_t late_lemmas)
+                                   bool lemma_trials,
+                                   const PropagationOptions& propagation)
     : store_(store),
       normaliser_(normaliser),
       graph_(&no_lemmas_, &mapper_, &store),
       lemmas_(lemmas),
-      late_lemmas_(late_lemmas),
+      tries_lemmas_(lemma_trials && lemmas.dl_tlemma_kinds == 0),
+      lemma_trials_(lemmas.dl_tlemma_min_overlap),
+      propagation_(propagation),
       constraints_(1) {
-  if (lemmas_.dl_tlemma_kinds != 0) start_lemmas();
+  if (tries_lemmas_) {
+    constexpr int kShort = 1;
+    lemmas_.dl_tlemma_kinds = kShort;
+  }
+  if (lemmas_.dl_tlemma_kinds == 0) return;
+  lemma_finder_ = std::make_unique<LemmaFinder>(lemmas_, mapper_, store_);
 }
 
-void DifferenceTheory::start_lemmas() {
-  lemma_finder_ = std::make_unique<LemmaFinder>(lemmas_, mapper_, store_);
-  lemma_finder_->graph().set_logger(logger_);
+void DifferenceTheory::start_check() {
+  has_conflict_ = false;
+  lemma_trials_.start_check(search_->statistics());
+  propagation_.start_check(search_->statistics());
 }
 
 void DifferenceTheory::set_logger(Logger* logger) {
@@ -110,6 +120,7 @@ int DifferenceTheory::add_constraint(const DifferenceBound& bound,
   constraints_.push_back({literal, edge});
   if (recorder_ != nullptr) recorder_->tell(id, edge);
   graph_.tell_edge(id, edge);
+  propagation_.tell(id);
   return id;
 }
 
@@ -162,6 +173,7 @@ void DifferenceTheory::shrink_atoms(std::size_t count) {
     for (const int id : {atom.constraints[1], atom.constraints[0]}) {
       if (recorder_ != nullptr) recorder_->retract(id);
       graph_.retract_edge(id);
+      propagation_.retract(id);
       if (lemma_finder_) lemma_finder_->forget(id);
     }
     atom_of_variable_[index(atom.variable)] = -1;
@@ -178,13 +190,15 @@ void DifferenceTheory::assigned(Literal literal) {
   assert(bound.id > 0);
   int& tightest = tightest_[index(bound.direction)];
   const bool implied =
-      tightest != 0 &&
-      !(bound.weight < constraints_[index(tightest)].edge.weight);
+      (tightest != 0 &&
+       !(bound.weight < constraints_[index(tightest)].edge.weight)) ||
+      propagation_.is_known(bound.id);
   active_.push_back({bound.id, implied, bound.direction, tightest});
   if (implied) return;
   tightest = bound.id;
   if (recorder_ != nullptr) recorder_->push(bound.id);
   graph_.push_edge(bound.id);
+  propagation_.push(bound.id);
 }
 
 void DifferenceTheory::backtrack(int level) {
@@ -201,15 +215,29 @@ void DifferenceTheory::backtrack(int level) {
       tightest_[index(last.direction)] = last.previous;
       if (recorder_ != nullptr) recorder_->pop(last.id);
       graph_.pop_edge(last.id);
+      propagation_.pop();
     }
     active_.pop_back();
   }
 }
 
-bool DifferenceTheory::propagate(std::vector<Literal>& /*implied*/,
+bool DifferenceTheory::propagate(std::vector<Literal>& implied,
                                  std::vector<Literal>& conflict) {
   if (recorder_ != nullptr) recorder_->check();
-  if (graph_.check(true)) return true;
+  if (graph_.check(true)) {
+    consequences_.clear();
+    propagation_.run(
+        search_->statistics(),
+        [this](int id) -> const dl::Edge& {
+          return constraints_[index(id)].edge;
+        },
+        consequences_);
+    for (const int id : consequences_) {
+      const Literal literal = constraints_[index(id)].literal;
+      if (search_->value(literal) != Value::kTrue) implied.push_back(literal);
+    }
+    return true;
+  }
   graph_.get_conflict_set(&conflict_set_);
   for (const int id : conflict_set_) {
     conflict.push_back(~constraints_[index(id)].literal);
@@ -220,7 +248,7 @@ bool DifferenceTheory::propagate(std::vector<Literal>& /*implied*/,
 
 std::vector<DifferenceBound> DifferenceTheory::last_cycle() const {
   std::vector<DifferenceBound> bounds;
-  if (conflicts_of_check_ == 0) return bounds;
+  if (!has_conflict_) return bounds;
   for (const int id : conflict_set_) {
     const dl::Edge& edge = constraints_[index(id)].edge;
     bounds.push_back({term_of(edge.source), term_of(edge.target), edge.weight});
@@ -229,12 +257,11 @@ std::vector<DifferenceBound> DifferenceTheory::last_cycle() const {
 }
 
 void DifferenceTheory::learn_from_conflict() {
-  ++conflicts_of_check_;
-  if (!lemma_finder_) {
-    if (late_lemmas_ == 0 || conflicts_of_check_ < late_lemmas_) return;
-    constexpr int kShort = 1;
-    lemmas_.dl_tlemma_kinds = kShort;
-    start_lemmas();
+  has_conflict_ = true;
+  if (!lemma_finder_) return;
+  if (tries_lemmas_ &&
+      !lemma_trials_.wants_lemmas(search_->statistics(), conflict_set_)) {
+    return;
   }
   cycle_.clear();
   for (const int id : conflict_set_) {
@@ -243,9 +270,37 @@ void DifferenceTheory::learn_from_conflict() {
   lemma_finder_->learn_from(cycle_);
 }
 
-void DifferenceTheory::explain(Literal /*literal*/,
-                               std::vector<Literal>& /*reason*/) {
-  assert(false && "no literal is implied by the theory");
+void DifferenceTheory::explain(Literal literal, std::vector<Literal>& reason) {
+  reason.push_back(literal);
+  path_.clear();
+  propagation_.explain(bounds_[literal.index()].id, &path_);
+  for (const int id : path_) {
+    reason.push_back(~constraints_[index(id)].literal);
+  }
+  assert(is_reason(literal, path_));
+}
+
+// Whether the constraints chain up to the literal's bound, or a tighter one,
+// and were active before the literal was.
+bool DifferenceTheory::is_reason(Literal literal,
+                                 const std::vector<int>& path) const {
+  const int id = bounds_[literal.index()].id;
+  const dl::Edge& bound = constraints_[index(id)].edge;
+  const auto position = [this](int constraint) {
+    return std::find_if(
+        active_.begin(), active_.end(),
+        [constraint](const Active& a) { return a.id == constraint; });
+  };
+  const auto end = position(id);
+  int node = bound.source;
+  la::DNumber sum;
+  for (const int premise : path) {
+    const dl::Edge& edge = constraints_[index(premise)].edge;
+    if (edge.source != node || !(position(premise) < end)) return false;
+    node = edge.target;
+    sum += edge.weight;
+  }
+  return node == bound.target && !(bound.weight < sum);
 }
 
 bool DifferenceTheory::final_check(std::vector<Literal>& /*conflict*/) {

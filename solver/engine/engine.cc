@@ -29,7 +29,8 @@ struct Engine::Machinery {
 
   Machinery(TermStore& store, AtomNormaliser& normaliser,
             const EngineOptions& options)
-      : theory(store, normaliser, options.lemmas, options.late_lemmas),
+      : theory(store, normaliser, options.lemmas, options.lemma_trials,
+               options.propagation),
         search(attach(theory, search), options.search),
         encoder(store, normaliser, theory, search) {}
 
@@ -270,7 +271,26 @@ std::vector<std::pair<std::string, std::string>> Engine::statistics() const {
   row("deleted clauses", counters.deleted_clauses);
   row("theory conflicts", counters.theory_conflicts);
   row("lemmas used", counters.lemmas);
+  row("lemma uses", counters.lemma_uses);
+  row("learnt uses", counters.learnt_uses);
+  row("implied literals", counters.theory_propagations);
+  row("explained literals", counters.theory_explanations);
   if (!machinery_) return rows;
+  const dl::Closure& closure = machinery_->theory.propagation().closure();
+  const LemmaTrials& lemma_trials = machinery_->theory.lemma_trials();
+  row("lemma trials won", lemma_trials.num_won());
+  row("lemma trials lost", lemma_trials.num_lost());
+  const BoundPropagation::Counters& watched =
+      machinery_->theory.propagation().counters();
+  row("propagation trials won", watched.trials_won);
+  row("propagation trials lost", watched.trials_lost);
+  row("propagation pauses", watched.pauses);
+  row("closure activations", closure.counters().activations);
+  row("closure improvements", closure.counters().improvements);
+  row("closure consequences", closure.counters().consequences);
+  row("closure rebuilds", closure.counters().rebuilds);
+  row("closure steps", closure.counters().steps);
+  row("closure matrix bytes", closure.matrix_bytes());
   const LemmaFinder* finder = machinery_->theory.lemma_finder();
   const dl::Graph& graph = machinery_->theory.graph();
   if (finder == nullptr) {

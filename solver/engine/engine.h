@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "solver/engine/atom_normaliser.h"
+#include "solver/engine/bound_propagation.h"
 #include "solver/engine/graph_recorder.h"
 #include "solver/search/options.h"
 #include "solver/search/statistics.h"
@@ -27,11 +28,11 @@ namespace vorn::solver {
 struct EngineOptions {
   /// The graph's lemma settings.
   Configuration::Theory::La lemmas;
-  /// With no kind of lemma switched on, a check that has met this many
-  /// conflicts of the graph goes on with short lemmas at the overlap set in
-  /// `lemmas`. They cost more than they bring in short runs, and less in long
-  /// ones. 0: never.
-  std::uint64_t late_lemmas = 50000;
+  /// With no kind of lemma switched on in `lemmas`, learn short ones at the
+  /// overlap set there where trials show that they pay; see LemmaTrials.
+  bool lemma_trials = true;
+  /// Literals that the active constraints imply.
+  PropagationOptions propagation;
   /// The knobs of the search.
   SearchOptions search;
   /// Check every model against the assertions before answering kSat.

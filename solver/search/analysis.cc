@@ -154,6 +154,8 @@ ClauseRef Search::do_reason(Literal literal) {
 void Search::do_use_clause(ClauseRef ref) {
   const Clause clause = clauses_[ref];
   if (!clause.is_learnt()) return;
+  ++statistics_.learnt_uses;
+  if (clause.is_lemma()) ++statistics_.lemma_uses;
   do_bump_clause(clause);
   int glue = clause.glue();
   if (glue > options_.keep_glue) {

@@ -56,6 +56,10 @@ class BasicClause {
 
   /// May be deleted when the search finds it useless.
   bool is_learnt() const { return (words_[1] & kLearntBit) != 0; }
+  /// Came as a lemma of the theory.
+  bool is_lemma() const { return (words_[1] & kLemmaBit) != 0; }
+  /// Notes that it did.
+  void set_lemma() const { words_[1] |= kLemmaBit; }
   /// Deleted: its words are waste, readable until the next garbage collection.
   bool is_deleted() const { return (words_[1] & kDeletedBit) != 0; }
   /// Moved by the garbage collection under way.
@@ -97,6 +101,7 @@ class BasicClause {
   static constexpr std::uint32_t kDeletedBit = 2;
   static constexpr std::uint32_t kMovedBit = 4;
   static constexpr int kUseShift = 3;
+  static constexpr std::uint32_t kLemmaBit = 32;
   static constexpr int kGlueShift = 8;
 
   Word* words_;

@@ -80,6 +80,7 @@ Search::LemmaOutcome Search::do_add_lemma() {
     if (value(literal) == Value::kUnassigned) ++glue;
   }
   const ClauseRef ref = do_store(lemma_, true, glue);
+  clauses_[ref].set_lemma();
   do_attach(ref);
 
   if (value(second) != Value::kFalse) return LemmaOutcome::kDone;

@@ -36,6 +36,10 @@ struct SearchStatistics {
   std::uint64_t final_checks = 0;
   /// Lemmas that were neither tautologies nor satisfied for good.
   std::uint64_t lemmas = 0;
+  /// Times that a learnt clause, or a lemma, took part in a conflict.
+  std::uint64_t learnt_uses = 0;
+  /// Of these, lemmas.
+  std::uint64_t lemma_uses = 0;
 };
 
 }  // namespace vorn::solver

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "solver/smtlib/options.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <iterator>
 #include <sstream>
 #include <string_view>
 #include <variant>
@@ -10,7 +12,11 @@
 namespace vorn::solver {
 namespace {
 
-using Place = std::variant<bool*, std::uint64_t*, std::string*, int*, float*>;
+using Place = std::variant<bool*, std::uint64_t*, std::string*, int*, float*,
+                           Propagation*>;
+
+// In the order of the values.
+constexpr std::string_view kPropagations[] = {"auto", "full", "off"};
 
 struct Entry {
   std::string_view keyword;
@@ -48,6 +54,8 @@ constexpr Entry kEntries[] = {
     {":minimize-unsat-cores", false,
      [](ScriptOptions& o) -> Place { return &o.minimize_unsat_cores; }},
     {":timeout", false, [](ScriptOptions& o) -> Place { return &o.timeout; }},
+    {":propagation", false,
+     [](ScriptOptions& o) -> Place { return &o.engine.propagation.mode; }},
     {":dl-tlemma-kinds", false,
      [](ScriptOptions& o) -> Place {
        return &o.engine.lemmas.dl_tlemma_kinds;
@@ -107,6 +115,15 @@ struct Setter {
     *place = static_cast<int>(*value);
     return nullptr;
   }
+  const char* operator()(Propagation* place) const {
+    const auto* const found = std::find(std::begin(kPropagations),
+                                        std::end(kPropagations), token.text);
+    if (token.kind != TokenKind::kSymbol || found == std::end(kPropagations)) {
+      return "auto, full or off";
+    }
+    *place = static_cast<Propagation>(found - std::begin(kPropagations));
+    return nullptr;
+  }
   // The one option of this type is a share.
   const char* operator()(float* place) const {
     constexpr const char* kExpected = "a number from 0 to 1";
@@ -134,6 +151,9 @@ struct Getter {
   std::string operator()(const int* place) const {
     return std::to_string(*place);
   }
+  std::string operator()(const Propagation* place) const {
+    return std::string(kPropagations[static_cast<int>(*place)]);
+  }
   std::string operator()(const float* place) const {
     std::ostringstream out;
     out << *place;
@@ -153,7 +173,7 @@ SetResult set_option(ScriptOptions& options, const std::string& keyword,
   const char* wrong = std::visit(Setter{token}, entry->place(options));
   if (wrong == nullptr) {
     // Who chooses the kinds chooses them for the whole of each check.
-    if (keyword == ":dl-tlemma-kinds") options.engine.late_lemmas = 0;
+    if (keyword == ":dl-tlemma-kinds") options.engine.lemma_trials = false;
     return SetResult::kSet;
   }
   expected = wrong;

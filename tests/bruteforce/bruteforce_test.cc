@@ -44,6 +44,8 @@ void run_scripts(Logic logic) {
     EXPECT_GT(tally.cores, count / 50);
     EXPECT_GT(tally.failed_assumptions, count / 50);
     EXPECT_GT(tally.counters["theory conflicts"], count / 4);
+    EXPECT_GT(tally.counters["implied literals"], count);
+    EXPECT_GT(tally.counters["explained literals"], count / 50);
     EXPECT_GT(tally.counters["lemmas used"], count / 100);
   }
 }

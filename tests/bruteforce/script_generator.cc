@@ -107,6 +107,10 @@ void ScriptGenerator::add_options() {
   script_.minimises_cores = script_.produces_cores && chance(40);
   if (script_.minimises_cores) option("minimize-unsat-cores true");
   if (chance(30)) option("random-seed " + std::to_string(pick(1000)));
+  // Much that the graph could find has been implied before where propagation
+  // is on.
+  const char* const propagations[] = {"auto", "full", "off", "off"};
+  option(std::string("propagation ") + propagations[pick(4)]);
   if (chance(40)) option("dl-tlemma-kinds " + std::to_string(pick(4)));
   if (chance(20)) option("dl-tlemma-min-overlap 0.75");
   if (chance(20)) option("dl-dedup-tlemmas true");

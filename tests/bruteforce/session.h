@@ -21,6 +21,8 @@ struct Tally {
   std::uint64_t undecided = 0;
   /// The engine's counters of these names, over all scripts.
   std::map<std::string, std::uint64_t> counters = {{"theory conflicts", 0},
+                                                   {"implied literals", 0},
+                                                   {"explained literals", 0},
                                                    {"lemmas used", 0}};
 };
 

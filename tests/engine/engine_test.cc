@@ -406,6 +406,8 @@ TEST_F(EngineTest, CheckWithAllLemmaSettingsGivesTheSameAnswer) {
     for (const int kinds : {1, 2, 3}) {
       for (const bool dedup : {false, true}) {
         EngineOptions options;
+        // Implied literals leave the graph few conflicts to learn from.
+        options.propagation.mode = Propagation::kOff;
         options.lemmas = {kinds, 0.5F, dedup};
         Engine engine(terms, options);
         for (const Term* term : assertions) engine.assert_term(term);
@@ -415,6 +417,47 @@ TEST_F(EngineTest, CheckWithAllLemmaSettingsGivesTheSameAnswer) {
     }
   }
   for (const int kinds : {1, 2, 3}) EXPECT_GT(lemmas_used[kinds], 0U) << kinds;
+  EXPECT_GT(num_unsat, 2);
+  EXPECT_LT(num_unsat, static_cast<int>(kSeeds / 2) - 2);
+}
+
+// Implied literals are another way through the same problem, not another
+// problem: with the matrix, with paths and as the closure changes from one to
+// the other, over integers and reals.
+TEST_F(EngineTest, CheckWithAllPropagationSettingsGivesTheSameAnswer) {
+  constexpr std::size_t kFewBytes = 6000;
+  std::uint64_t implied = 0;
+  std::uint64_t explained = 0;
+  int num_unsat = 0;
+  for (unsigned seed = 0; seed < kSeeds / 2; ++seed) {
+    SCOPED_TRACE(seed);
+    TermStore terms;
+    testing::RandomProblems problems(terms, seed, 8, seed % 2 == 1);
+    std::vector<const Term*> assertions;
+    for (int i = 0; i < 45; ++i) assertions.push_back(problems.make_clause());
+    EngineOptions options;
+    options.propagation.mode = Propagation::kOff;
+    Engine plain(terms, options);
+    for (const Term* term : assertions) plain.assert_term(term);
+    const Answer expected = plain.check();
+    ASSERT_NE(expected, Answer::kUnknown);
+    EXPECT_EQ(statistic(plain, "implied literals"), 0U);
+    num_unsat += expected == Answer::kUnsat ? 1 : 0;
+    for (const std::size_t bytes :
+         {std::size_t{0}, kFewBytes, kFewBytes * 99}) {
+      for (const Propagation mode : {Propagation::kAuto, Propagation::kFull}) {
+        options.propagation.mode = mode;
+        options.propagation.limits.matrix_bytes = bytes;
+        Engine engine(terms, options);
+        for (const Term* term : assertions) engine.assert_term(term);
+        ASSERT_EQ(engine.check(), expected) << bytes;
+        implied += statistic(engine, "implied literals");
+        explained += statistic(engine, "explained literals");
+      }
+    }
+  }
+  EXPECT_GT(implied, 1000U);
+  EXPECT_GT(explained, 100U);
   EXPECT_GT(num_unsat, 2);
   EXPECT_LT(num_unsat, static_cast<int>(kSeeds / 2) - 2);
 }

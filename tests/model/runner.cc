@@ -9,42 +9,22 @@
 #include <utility>
 #include <vector>
 
+#include "tests/model/closure_follower.h"
+#include "tests/model/conversions.h"
 #include "tests/model/graph_model.h"
 #include "tests/model/text_terms.h"
 #include "vorn/containers/var_map.h"
-#include "vorn/dl/edge.h"
 #include "vorn/dl/graph.h"
 #include "vorn/numbers/d_number.h"
-#include "vorn/numbers/q_number.h"
 #include "vorn/services/configuration.h"
 #include "vorn/services/logger.h"
 
-// Values cross from the model to the graph as decimal text, and everything
-// that the graph answers is compared as text, so that the two sides share no
-// arithmetic and no container.
+// Everything that the graph answers is compared as text, so that the two sides
+// share no container.
 
 namespace vorn::model {
 
 namespace {
-
-QNumber to_q_number(const mpq_class& value) {
-  const auto number = QNumber::from_string(value.get_str());
-  assert(number.has_value());
-  return *number;
-}
-
-la::DNumber to_d_number(const Weight& weight) {
-  return la::DNumber(to_q_number(weight.rational), to_q_number(weight.eps));
-}
-
-dl::Edge to_edge(const EdgeRecord& record) {
-  dl::Edge edge;
-  edge.source = record.source;
-  edge.target = record.target;
-  edge.weight = to_d_number(record.weight);
-  edge.id = record.id;
-  return edge;
-}
 
 std::string list_text(const std::vector<int>& list) {
   std::string text;
@@ -95,6 +75,8 @@ class SideBySide {
   void configure(const Settings& settings);
   void set_logger(int graph_verbosity, int model_verbosity);
   void drain(std::size_t from_graph, std::size_t from_model);
+  void follow(const Call& on_graph, const Call& on_model,
+              const std::vector<int>& pending);
   void observe_results();
   void observe_state();
   std::size_t observation_interval() const;
@@ -117,6 +99,7 @@ class SideBySide {
   std::unique_ptr<Logger> logger_;
   dl::Graph graph_;
   GraphModel model_;
+  ClosureFollower follower_;
   std::vector<int> conflict_set_;
   std::size_t calls_ = 0;
   std::string difference_;
@@ -227,6 +210,36 @@ void SideBySide::make(const Call& on_graph, const Call& on_model) {
       set_logger(on_graph.count, on_model.count);
       break;
   }
+}
+
+/// Makes the call on the closures, too. `pending` is what was pending before
+/// it. Requires: it was made on the model.
+void SideBySide::follow(const Call& on_graph, const Call& on_model,
+                        const std::vector<int>& pending) {
+  switch (on_graph.kind) {
+    case CallKind::kTell:
+    case CallKind::kTellBi:
+      follower_.tell(2 * on_graph.constraint, on_graph.first, on_model.first);
+      if (on_graph.kind == CallKind::kTell) break;
+      follower_.tell(2 * on_graph.constraint + 1, on_graph.second,
+                     on_model.second);
+      break;
+    case CallKind::kCheck:
+      follower_.check(pending, pending.size() - model_.pending().size());
+      break;
+    case CallKind::kPop:
+      follower_.pop(on_graph.constraint);
+      break;
+    case CallKind::kRetract:
+      follower_.retract(on_graph.constraint);
+      break;
+    case CallKind::kReset:
+      follower_.reset();
+      break;
+    default:
+      return;
+  }
+  follower_.observe(calls_);
 }
 
 void SideBySide::observe_dump() {
@@ -342,6 +355,7 @@ RunResult SideBySide::run(const Trace& for_graph, const Trace& for_model) {
       result.met_endless_walk = true;
       break;
     }
+    const std::vector<int> pending = model_.pending();
     make(for_graph[calls_], call);
     result.checks += call.kind == CallKind::kCheck ? 1 : 0;
     observe_results();
@@ -349,6 +363,10 @@ RunResult SideBySide::run(const Trace& for_graph, const Trace& for_model) {
         calls_ + 1 == for_graph.size()) {
       observe_state();
       unobserved = 0;
+    }
+    if (difference_.empty()) {
+      follow(for_graph[calls_], call, pending);
+      difference_ = follower_.difference();
     }
     if (!difference_.empty()) {
       difference_ = "after call " + std::to_string(calls_) + ", " +
@@ -361,9 +379,14 @@ RunResult SideBySide::run(const Trace& for_graph, const Trace& for_model) {
     const std::size_t all = model_.num_lemmas() + 1;
     drain(all, all);
   }
+  if (difference_.empty()) {
+    follower_.observe_all();
+    difference_ = follower_.difference();
+  }
   result.calls = calls_;
   result.conflicts = std::stoul(model_.get_stats()[0].second);
   result.lemmas = lemmas_;
+  result.consequences = follower_.num_consequences();
   result.agrees = difference_.empty();
   result.difference = difference_;
   return result;

@@ -21,6 +21,8 @@ struct RunResult {
   std::size_t checks = 0;
   std::size_t conflicts = 0;
   std::size_t lemmas = 0;
+  /// Of the closures, taken.
+  std::size_t consequences = 0;
   /// For people: the call, and what either side said.
   std::string difference;
 };
@@ -31,7 +33,10 @@ struct RunResult {
 /// While more than 191 edges are registered, as in the recording of a
 /// solver, only results and conflict sets are compared after every call and the
 /// rest every so many calls, so that the cost does not grow with the square of
-/// the length. Requires: keeps_contract(trace).
+/// the length.
+///
+/// Closures follow the same constraints, and what they say is compared with
+/// what is true (see ClosureFollower). Requires: keeps_contract(trace).
 RunResult run_trace(const Trace& trace);
 
 /// The same with one trace for each side, which shows that a difference is

@@ -17,6 +17,7 @@ namespace {
 
 // Conflicts that overlap, so that the log of lemmas has something to say.
 void write_conflicts(std::ostream& out) {
+  out << "(set-option :propagation off)";
   write_hard_assertions(out, 5);
   out << "(check-sat)";
 }

@@ -228,8 +228,8 @@ TEST_F(CommandTest, HelpAndVersionEndWithZero) {
   EXPECT_EQ(help.status, 0);
   for (const char* option :
        {"--timeout", "--memory-limit", "--stats", "-v", "--lemmas",
-        "--lemma-overlap", "--lemma-dedup", "--check-models", "--seed",
-        "--explain", "--dot"}) {
+        "--lemma-overlap", "--lemma-dedup", "--propagation", "--check-models",
+        "--seed", "--explain", "--dot"}) {
     EXPECT_NE(help.output.find(option), std::string::npos) << option;
   }
   const Result version = run({"--version"});
@@ -256,6 +256,7 @@ TEST_F(CommandTest, RunWithWrongOptionsEndsWithOne) {
        std::vector<std::vector<std::string>>{{"--foo"},
                                              {"--lemmas", "many"},
                                              {"--lemma-overlap", "2"},
+                                             {"--propagation", "some"},
                                              {"--timeout", "-1"},
                                              {"--seed", "x"},
                                              {"a", "b"}}) {
@@ -275,7 +276,8 @@ TEST_F(CommandTest, RunWithEveryOptionAnswers) {
   const std::vector<std::string> arguments = {
       "--lemmas",      "both", "--lemma-overlap", "0.25",
       "--lemma-dedup", "on",   "--check-models",  "on",
-      "--seed",        "7",    "--timeout",       "60"};
+      "--seed",        "7",    "--timeout",       "60",
+      "--propagation", "full"};
   const Result result = run(arguments, script);
   EXPECT_EQ(result.output, "unsat\n");
   EXPECT_EQ(result.errors, "");
@@ -285,13 +287,13 @@ TEST_F(CommandTest, RunWithEveryOptionAnswers) {
 // The options of the command are those of the script.
 TEST_F(CommandTest, OptionsAreWhatTheScriptSees) {
   EXPECT_EQ(run({"--lemmas", "long", "--lemma-overlap", "0.25", "--lemma-dedup",
-                 "on", "--seed", "7", "-vv"},
+                 "on", "--seed", "7", "-vv", "--propagation", "off"},
                 "(get-option :dl-tlemma-kinds)"
                 "(get-option :dl-tlemma-min-overlap)"
                 "(get-option :dl-dedup-tlemmas)(get-option :random-seed)"
-                "(get-option :verbosity)")
+                "(get-option :verbosity)(get-option :propagation)")
                 .output,
-            "2\n0.25\ntrue\n7\n2\n");
+            "2\n0.25\ntrue\n7\n2\noff\n");
 }
 
 // Explanations are comments too, at once behind the answer they explain.
@@ -394,8 +396,8 @@ TEST_F(CommandTest, StatsAreCommentLinesAtTheEnd) {
 TEST_F(CommandTest, VerboseLogsLemmasOnStandardError) {
   const std::string script = hard_assertions(5) + "(check-sat)";
   const auto log = [&script](std::vector<std::string> arguments) {
-    arguments.insert(arguments.end(),
-                     {"--lemmas", "both", "--lemma-overlap", "0"});
+    arguments.insert(arguments.end(), {"--lemmas", "both", "--lemma-overlap",
+                                       "0", "--propagation", "off"});
     const Result result = run(arguments, script);
     EXPECT_EQ(result.output, "unsat\n");
     return result.errors;

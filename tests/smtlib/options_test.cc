@@ -30,7 +30,10 @@ TEST(OptionsTest, SetOptionIsReadBackByGetOption) {
             SetResult::kSet);
   EXPECT_EQ(set(":random-seed", TokenKind::kNumeral, "18446744073709551615"),
             SetResult::kSet);
+  EXPECT_EQ(set(":propagation", TokenKind::kSymbol, "full"), SetResult::kSet);
   EXPECT_TRUE(options.print_success);
+  EXPECT_EQ(options.engine.propagation.mode, Propagation::kFull);
+  EXPECT_EQ(get_option(options, ":propagation"), "full");
   EXPECT_EQ(options.engine.lemmas.dl_tlemma_kinds, 3);
   EXPECT_EQ(options.engine.lemmas.dl_tlemma_min_overlap, 0.25F);
   EXPECT_EQ(get_option(options, ":print-success"), "true");
@@ -51,6 +54,11 @@ TEST(OptionsTest, SetOptionToBadValueChangesNothing) {
   EXPECT_EQ(expected, "0, 1, 2 or 3");
   EXPECT_EQ(options.engine.lemmas.dl_tlemma_kinds,
             ScriptOptions().engine.lemmas.dl_tlemma_kinds);
+  EXPECT_EQ(set_option(options, ":propagation",
+                       token(TokenKind::kSymbol, "some"), false, expected),
+            SetResult::kBadValue);
+  EXPECT_EQ(expected, "auto, full or off");
+  EXPECT_EQ(options.engine.propagation.mode, Propagation::kAuto);
   EXPECT_EQ(set_option(options, ":verbosity",
                        token(TokenKind::kNumeral, "18446744073709551616"),
                        false, expected),

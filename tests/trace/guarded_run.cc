@@ -48,7 +48,7 @@ std::string result_text(const model::RunResult& result) {
   std::ostringstream out;
   out << result.agrees << ' ' << result.met_endless_walk << ' ' << result.calls
       << ' ' << result.checks << ' ' << result.conflicts << ' ' << result.lemmas
-      << '\n'
+      << ' ' << result.consequences << '\n'
       << result.difference;
   return out.str();
 }
@@ -57,7 +57,7 @@ model::RunResult result_from_text(const std::string& text) {
   model::RunResult result;
   std::istringstream in(text);
   in >> result.agrees >> result.met_endless_walk >> result.calls >>
-      result.checks >> result.conflicts >> result.lemmas;
+      result.checks >> result.conflicts >> result.lemmas >> result.consequences;
   result.difference = text.substr(text.find('\n') + 1);
   return result;
 }

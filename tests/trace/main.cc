@@ -10,8 +10,9 @@
 #include "tests/trace/tester.h"
 
 // vorn_trace_tester: runs the graph beside an independent model through random
-// traces of calls, or through those of files. Exit status 0 if they agree, 1 if
-// they differ, 2 if the command line or a file is wrong.
+// traces of calls, or through those of files, and closures beside both. Exit
+// status 0 if they agree, 1 if they differ, 2 if the command line or a file is
+// wrong.
 
 namespace vorn::trace {
 namespace {
@@ -29,7 +30,10 @@ int run(int argc, char** argv) {
   std::string shrink;
 
   CLI::App app(
-      "Compares the constraint graph with an independent model, call by call.",
+      "Compares the constraint graph with an independent model, call by call, "
+      "and\nwhat closures of the same constraints say to follow with the "
+      "shortest paths\nbetween their nodes: one with a matrix, one with paths, "
+      "one that changes over.",
       "vorn_trace_tester");
   app.add_option("--seed", options.seed, "Seed of the first random trace")
       ->type_name("N")

@@ -43,6 +43,7 @@ void Totals::add(const model::RunResult& result) {
   checks += result.checks;
   conflicts += result.conflicts;
   lemmas += result.lemmas;
+  consequences += result.consequences;
 }
 
 void Totals::add(const Totals& other) {
@@ -51,6 +52,7 @@ void Totals::add(const Totals& other) {
   checks += other.checks;
   conflicts += other.conflicts;
   lemmas += other.lemmas;
+  consequences += other.consequences;
 }
 
 std::size_t drawn_length(std::uint64_t seed) {
@@ -208,8 +210,9 @@ void Tester::print_totals(double seconds) {
   line << std::fixed << totals_.traces << " traces, " << totals_.calls
        << " calls, " << totals_.checks << " checks, " << totals_.conflicts
        << " conflicts, " << totals_.lemmas << " lemmas, "
-       << std::setprecision(2) << seconds << " seconds, "
-       << std::setprecision(0) << speed << " traces/s";
+       << totals_.consequences << " consequences, " << std::setprecision(2)
+       << seconds << " seconds, " << std::setprecision(0) << speed
+       << " traces/s";
   out_ << line.str() << std::endl;
 }
 

@@ -42,6 +42,7 @@ struct Totals {
   std::uint64_t checks = 0;
   std::uint64_t conflicts = 0;
   std::uint64_t lemmas = 0;
+  std::uint64_t consequences = 0;
 
   void add(const model::RunResult& result);
   void add(const Totals& other);
@@ -51,8 +52,8 @@ struct Totals {
 /// of some hundreds.
 std::size_t drawn_length(std::uint64_t seed);
 
-/// Looks for calls on which a graph and its model differ, and makes each such
-/// find small.
+/// Looks for calls on which a graph and its model differ, or a closure says
+/// what is not true, and makes each such find small.
 ///
 /// Traces run in other processes, so that one on which the graph crashes or
 /// never returns is found, kept and made small like any other.

@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SOLVER_ENGINE_BOUND_PROPAGATION_H
+#define VORN_SOLVER_ENGINE_BOUND_PROPAGATION_H
+
+#include <cassert>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "solver/search/statistics.h"
+#include "vorn/dl/closure.h"
+#include "vorn/dl/edge.h"
+
+namespace vorn::solver {
+
+/// Whether literals that the active constraints imply are found and assigned.
+enum class Propagation : int {
+  /// As far as it pays.
+  kAuto,
+  /// All that the closure finds.
+  kFull,
+  kOff,
+};
+
+/// Settings of a BoundPropagation.
+struct PropagationOptions {
+  /// How much to find.
+  Propagation mode = Propagation::kAuto;
+  /// Memory and effort of the closure. The matrix gets less than a library
+  /// would give it: with more than some 600 nodes, the graphs of real questions
+  /// are so sparse that paths are faster (docs/solving.md).
+  dl::Closure::Limits limits{std::size_t{16} << 20U, 1000};
+};
+
+/// Finds the constraints that the ones on a search's trail imply, with a
+/// dl::Closure, and watches what that brings.
+///
+/// The closure may lag behind the trail: constraints wait here until it pays to
+/// hand them over. Those that wait are always the latest, so taking back needs
+/// no more than to count. In automatic mode two rules say whether it pays.
+///
+/// *Credit*, from push to push. Steps of the closure are paid for out of what
+/// implied literals and the search's own propagations earn. It guards against
+/// large graphs in which nothing follows, such as rings of diamonds.
+///
+/// *Trials*, from time to time. Where clauses propagate the same by themselves,
+/// as with small domains, propagation costs and does not pay; that shows in the
+/// conflicts of a search that has just lost it. If nearly all of them come from
+/// the graph, then its clauses knew nothing of what propagation had found. So a
+/// check begins with propagation, goes without it for a while, and has it again
+/// or not until the next trial, each of which is twice as far away as the one
+/// before.
+///
+/// Ownership: none borrowed. Threads: none.
+class BoundPropagation {
+ public:
+  /// What was done since construction.
+  struct Counters {
+    /// Trials that propagation has won, and lost.
+    std::uint64_t trials_won = 0;
+    /// As above.
+    std::uint64_t trials_lost = 0;
+    /// Times that the credit was used up.
+    std::uint64_t pauses = 0;
+  };
+
+  /// Nothing is announced.
+  explicit BoundPropagation(const PropagationOptions& options)
+      : options_(options), closure_(options.limits) {}
+
+  /// Whether it may ever find anything.
+  bool is_on() const { return options_.mode != Propagation::kOff; }
+
+  /// Announces a constraint. The closure learns of it when it is first needed.
+  void tell(int id) {
+    if (is_on()) untold_.push_back(id);
+  }
+  /// Forgets the constraint announced last. Requires: none is pushed.
+  void retract(int id);
+
+  /// Whether the constraint is known to follow. Cost: O(1).
+  bool is_known(int id) const {
+    return id < num_told_ && closure_.is_known(id);
+  }
+
+  /// Appends a constraint to those that wait. Requires: it is not known.
+  void push(int id) {
+    if (is_on()) trail_.push_back(id);
+  }
+  /// Takes the last one back.
+  void pop() {
+    if (!is_on()) return;
+    trail_.pop_back();
+    if (num_fed_ <= trail_.size()) return;
+    closure_.pop_edge();
+    --num_fed_;
+  }
+
+  /// A check begins: the next conflicts are the first of a trial.
+  void start_check(const SearchStatistics& search);
+
+  /// Hands over what waits, as far as it pays, and appends the constraints that
+  /// have come to follow. `edge_of(id)` is a constraint's edge.
+  /// Requires: what was pushed is consistent.
+  template <class EdgeOf>
+  void run(const SearchStatistics& search, const EdgeOf& edge_of,
+           std::vector<int>& consequences) {
+    if (num_fed_ == trail_.size() || !wants_to_run(search)) return;
+    for (const int id : untold_) {
+      closure_.tell_edge(id, edge_of(id));
+      num_told_ = id + 1;
+    }
+    untold_.clear();
+    feed(consequences);
+  }
+  /// As Closure::get_path. Requires: the constraint is known.
+  void explain(int id, std::vector<int>* path) const {
+    closure_.get_path(id, path);
+  }
+
+  /// What finds consequences, to look at.
+  const dl::Closure& closure() const { return closure_; }
+  /// What was done so far.
+  const Counters& counters() const { return counters_; }
+
+ private:
+  /// Parts of a trial, and what follows it.
+  enum class Stage {
+    kWith,     // the first part, with propagation
+    kWithout,  // the second part, without
+    kWon,      // propagation until the next trial
+    kLost,     // none until the next trial
+  };
+
+  bool wants_to_run(const SearchStatistics& search);
+  void feed(std::vector<int>& consequences);
+  void watch(const SearchStatistics& search);
+  void enter(Stage stage, std::uint64_t conflicts,
+             const SearchStatistics& search);
+  void end_trial(bool won, const SearchStatistics& search);
+
+  PropagationOptions options_;
+  dl::Closure closure_;
+  /// Announced constraints that the closure has not been told of, ascending.
+  std::vector<int> untold_;
+  /// Above all numbers that the closure was told.
+  int num_told_ = 0;
+  /// Pushed constraints, the first num_fed_ of which the closure has.
+  std::vector<int> trail_;
+  std::size_t num_fed_ = 0;
+
+  // Credit, in steps of the closure.
+  std::int64_t credit_ = 0;
+  std::uint64_t paid_steps_ = 0;
+  std::uint64_t paid_propagations_ = 0;
+  std::uint64_t paid_implied_ = 0;
+  bool pausing_ = false;
+
+  // Trials.
+  Stage stage_ = Stage::kWith;
+  /// Conflicts of the search, and those of its theory, when the stage began.
+  std::uint64_t stage_start_ = 0;
+  std::uint64_t stage_theory_start_ = 0;
+  /// Conflicts of the search at which the stage ends.
+  std::uint64_t stage_end_ = 0;
+  /// Conflicts between this trial and the next.
+  std::uint64_t distance_ = 0;
+
+  Counters counters_;
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SOLVER_ENGINE_BOUND_PROPAGATION_H

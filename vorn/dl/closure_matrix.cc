@@ -1,0 +1,466 @@
+// SPDX-License-Identifier: MIT
+#include "vorn/dl/closure_matrix.h"
+
+#include <algorithm>
+#include <cassert>
+#include <type_traits>
+#include <utility>
+
+#include "vorn/dl/closure_numbers.h"
+
+// A new edge u -> v of weight w shortens the distance from s to t exactly if
+//
+//   d(s, u) + w + d(v, t) < d(s, t),
+//
+// and then by a path that runs through it once. It can only do so if it also
+// shortens the way from s to v and from u to t. So the rows s with
+// d(s, u) + w < d(s, v) and the rows t with w + d(v, t) < d(u, t) are found
+// first, and only their pairs are tried. (Incremental shortest paths as in Even
+// and Gazit, "Updating distances in dynamic graphs", 1985.)
+//
+// The hub. Where tasks lie between a start and an end, a new edge that moves a
+// task's earliest time moves all its distances with it: most pairs are bounded
+// by nothing but the way over the constant 0. So d(s, t) is kept as the lesser
+// of a cell and the sum of d(s, hub) and d(hub, t), and a cell is written only
+// if it is below that sum. A move costs the rows whose way to or from the hub
+// it shortens, and a look at their pairs with bounds, instead of a write to
+// each of their cells. (A job shop of ten
+// jobs on ten machines wrote a seventh.) Nothing is
+// lost: if the shortest path from s to t is below the sum and runs through the
+// new edge, the cells of s, u and of v, t hold its two ends: an end as long as
+// its way over the hub would make the whole as long as a way over the hub. For
+// that the hub's own row and column are brought up to date first.
+//
+// Explanations. Each improvement leaves a record: the distance before, the
+// edge that did it, and the cell's record before. The path of a record is told
+// by its edge, u -> v, between the paths of s, u and of v, t as they were
+// before that edge; a cell's records are a chain, in which the right one is
+// found by its place in the list.
+//
+// The loop over a row reads it, the hub's row and two arrays of scratch space,
+// with no branch that depends on them; what falls is written in a second pass.
+// No division, no hashing; the bounds of a pair are found in a matrix of their
+// own, read where a cell fell, and in lists by row.
+
+namespace vorn::dl::closure {
+
+template <class Numbers>
+std::size_t Matrix<Numbers>::rows_for(int num_rows) {
+  // An eighth more, so that a few new rows do not move everything; no more than
+  // half a word counts.
+  const auto rows = static_cast<std::size_t>(num_rows);
+  return std::min<std::size_t>(std::max<std::size_t>(rows + rows / 8, 8),
+                               std::size_t{1} << 16U);
+}
+
+template <class Numbers>
+Matrix<Numbers>::Matrix(Store& store)
+    : Way(store),
+      stride_(rows_for(store.num_rows)),
+      hub_(0),
+      distances_(stride_ * stride_, Numbers::infinity()),
+      to_hub_(stride_, Numbers::infinity()),
+      latest_(stride_ * stride_, -1),
+      pair_of_(stride_ * stride_, -1),
+      sources_(stride_ * stride_, -1),
+      num_sources_(stride_, 1),
+      watches_from_(stride_),
+      watches_to_(stride_),
+      targets_(stride_),
+      legs_(stride_),
+      nearer_(stride_) {
+  store.counters.steps += stride_ * stride_ / 4;
+  for (std::size_t row = 0; row < stride_; ++row) {
+    distances_[row * stride_ + row] = Numbers::zero();
+    sources_[row * stride_] = static_cast<std::int32_t>(row);
+  }
+  std::size_t most = 0;
+  for (std::size_t row = 0; row < store.pairs_from.size(); ++row) {
+    const std::size_t pairs =
+        store.pairs_from[row].size() + store.pairs_to[row].size();
+    if (pairs > most) hub_ = static_cast<int>(row);
+    most = std::max(most, pairs);
+  }
+  to_hub_[static_cast<std::size_t>(hub_)] = Numbers::zero();
+  for (std::size_t pair = 0; pair < store.pairs.size(); ++pair) {
+    watch(static_cast<int>(pair));
+  }
+}
+
+// Looks at a pair's bounds from now on.
+template <class Numbers>
+void Matrix<Numbers>::watch(int pair) {
+  const int source = store_.pair(pair).source;
+  const int target = store_.pair(pair).target;
+  std::int32_t& position = pair_of_[cell(source, target)];
+  if (position >= 0) return;
+  // A loop holds without any path; which cycles run through the hub would be a
+  // matter of chance.
+  if (source != hub_ && target != hub_ && source != target) {
+    std::vector<Watch>& from = watches_from_[static_cast<std::size_t>(source)];
+    make_room(from);
+    watches_to_[static_cast<std::size_t>(target)].push_back({source, pair});
+    from.push_back({target, pair});
+  }
+  position = pair;
+}
+
+template <class Numbers>
+std::size_t Matrix<Numbers>::matrix_bytes() const {
+  return stride_ * stride_ * bytes_per_pair() +
+         records_.size() * sizeof(Record);
+}
+
+template <class Numbers>
+bool Matrix<Numbers>::fits() const {
+  return static_cast<std::size_t>(store_.num_rows) <= stride_ &&
+         matrix_bytes() <= store_.limits.matrix_bytes;
+}
+
+template <class Numbers>
+bool Matrix<Numbers>::is_shorter(const Number& a, const Number& b, int source,
+                                 int target) const {
+  return Numbers::sum_less(a, b, distances_[cell(source, target)]) &&
+         Numbers::sum_less(
+             a, b,
+             Numbers::sum(to_hub_[static_cast<std::size_t>(source)],
+                          row(hub_)[target]));
+}
+
+template <class Numbers>
+bool Matrix<Numbers>::runs_through_hub(int source, int target) const {
+  const Number& to_hub = to_hub_[static_cast<std::size_t>(source)];
+  const Number& from_hub = row(hub_)[target];
+  // An infinite word with a negative one is below the infinite cell.
+  return Numbers::is_finite(to_hub) && Numbers::is_finite(from_hub) &&
+         Numbers::sum_less(to_hub, from_hub, distances_[cell(source, target)]);
+}
+
+template <class Numbers>
+bool Matrix<Numbers>::push(int k) {
+  const Bound& edge = store_.bound(k);
+  const Number& weight = Numbers::weight(edge);
+  const Number back =
+      runs_through_hub(edge.target, edge.source)
+          ? Numbers::sum(to_hub_[static_cast<std::size_t>(edge.target)],
+                         row(hub_)[edge.source])
+          : distances_[cell(edge.target, edge.source)];
+  if (Numbers::sum_less(back, weight, Numbers::zero())) return false;
+  const std::size_t before = num_records_;
+  pushes_.push_back({k, static_cast<std::int32_t>(before)});
+  try {
+    improve_all(k);
+  } catch (...) {
+    undo_to(before);
+    pushes_.pop_back();
+    throw;
+  }
+  return true;
+}
+
+// Fills targets_, legs_ and hub_leg_ for an edge u -> v of weight w that makes
+// the way from u to v shorter. The hub itself is not among the targets.
+template <class Numbers>
+void Matrix<Numbers>::find_targets(int u, int v, const Number& w) {
+  num_targets_ = 0;
+  hub_leg_ = distances_[cell(v, hub_)];
+  // What lies behind the hub is no nearer than by way of the hub.
+  if (v == hub_) return;
+  const auto rows = static_cast<std::size_t>(store_.num_rows);
+  const Number* const from_u = row(u);
+  const Number* const from_v = row(v);
+  const Number* const from_hub = row(hub_);
+  Number to_hub = to_hub_[static_cast<std::size_t>(u)];
+  if (Numbers::is_finite(hub_leg_) && Numbers::sum_less(w, hub_leg_, to_hub)) {
+    to_hub = Numbers::sum(w, hub_leg_);
+  } else {
+    hub_leg_ = Numbers::infinity();
+  }
+  std::size_t count = 0;
+  for (std::size_t t = 0; t < rows; ++t) {
+    if constexpr (std::is_integral_v<Number>) {
+      // Without a branch: which rows are nearer is hard to foretell.
+      targets_[count] = static_cast<std::int32_t>(t);
+      legs_[count] = from_v[t];
+      const Number length = Numbers::sum(w, from_v[t]);
+      const bool finite = Numbers::is_finite(from_v[t]);
+      const bool nearer = length < from_u[t];
+      const bool below_hub = length < Numbers::sum(to_hub, from_hub[t]);
+      count += static_cast<std::size_t>(finite & nearer & below_hub);
+    } else if (Numbers::is_finite(from_v[t]) &&
+               Numbers::sum_less(w, from_v[t], from_u[t]) &&
+               Numbers::sum_less(w, from_v[t],
+                                 Numbers::sum(to_hub, from_hub[t]))) {
+      targets_[count] = static_cast<std::int32_t>(t);
+      legs_[count++] = from_v[t];
+    }
+  }
+  num_targets_ = count;
+  store_.counters.steps += rows / 4;
+}
+
+template <class Numbers>
+void Matrix<Numbers>::improve_all(int k) {
+  const Bound& edge = store_.bound(k);
+  const int u = edge.source;
+  const int v = edge.target;
+  const Number w = Numbers::weight(edge);
+  ++store_.counters.steps;
+  if (!is_shorter(w, Numbers::zero(), u, v)) return;
+  find_targets(u, v, w);
+  const auto push = static_cast<std::int32_t>(pushes_.size()) - 1;
+  nearer_from_hub_.clear();
+  nearer_to_hub_.clear();
+  if (Numbers::is_finite(row(hub_)[u])) {
+    improve_row(hub_, Numbers::sum(row(hub_)[u], w), push);
+  }
+  // From the hub nothing but its own row falls.
+  if (u != hub_) {
+    // No row comes to reach u under way: it would have to come through v.
+    const std::int32_t* const sources =
+        &sources_[static_cast<std::size_t>(u) * stride_];
+    const auto num_sources =
+        static_cast<std::size_t>(num_sources_[static_cast<std::size_t>(u)]);
+    store_.counters.steps += num_sources;
+    for (std::size_t i = 0; i < num_sources; ++i) {
+      const int s = sources[i];
+      if (s == hub_) continue;
+      const Number& to_u = distances_[cell(s, u)];
+      // A row whose own way to v is as short gains nothing, but v may be as
+      // near over the hub, whose row has changed, and the hub itself nearer.
+      if (!Numbers::sum_less(to_u, w, distances_[cell(s, v)])) continue;
+      improve_row(s, Numbers::sum(to_u, w), push);
+    }
+  }
+  report_through_hub();
+}
+
+// Tries the pairs of row s with the hub and with all targets, where the new
+// edge ends at distance `via` from s.
+template <class Numbers>
+void Matrix<Numbers>::improve_row(int s, const Number& via, std::int32_t push) {
+  store_.counters.steps += num_targets_;
+  // The hub first, so that no cell is written that is not below the sum.
+  if (Numbers::is_finite(hub_leg_) &&
+      Numbers::sum_less(via, hub_leg_, to_hub_[static_cast<std::size_t>(s)])) {
+    reserve_records(1);
+    improve(s, hub_, Numbers::sum(via, hub_leg_), push);
+  }
+  const Number* const from_s = row(s);
+  const Number* const from_hub = row(hub_);
+  const Number to_hub = to_hub_[static_cast<std::size_t>(s)];
+  const bool is_hub = s == hub_;
+  std::size_t count = 0;
+  for (std::size_t i = 0; i < num_targets_; ++i) {
+    const auto t = static_cast<std::size_t>(targets_[i]);
+    if constexpr (std::is_integral_v<Number>) {
+      const Number length = Numbers::sum(via, legs_[i]);
+      const bool nearer = length < from_s[t];
+      const bool below_hub = length < Numbers::sum(to_hub, from_hub[t]);
+      nearer_[count] = static_cast<std::int32_t>(i);
+      count += static_cast<std::size_t>(nearer & (below_hub | is_hub));
+    } else if (is_shorter(via, legs_[i], s, static_cast<int>(t))) {
+      nearer_[count++] = static_cast<std::int32_t>(i);
+    }
+  }
+  reserve_records(count);
+  for (std::size_t n = 0; n < count; ++n) {
+    const auto i = static_cast<std::size_t>(nearer_[n]);
+    improve(s, targets_[i], Numbers::sum(via, legs_[i]), push);
+  }
+}
+
+// Room for so many more records: once a cell is written nothing may fail.
+template <class Numbers>
+void Matrix<Numbers>::reserve_records(std::size_t count) {
+  if (num_records_ + count > records_.size()) {
+    records_.resize(std::max(num_records_ + count, records_.size() * 3 / 2));
+  }
+}
+
+template <class Numbers>
+void Matrix<Numbers>::improve(int s, int t, Number&& distance,
+                              std::int32_t push) {
+  const std::size_t at = cell(s, t);
+  // What can fail, before anything is written.
+  if (s == hub_) nearer_from_hub_.push_back(t);
+  if (t == hub_) {
+    nearer_to_hub_.push_back(s);
+    to_hub_[static_cast<std::size_t>(s)] = distance;
+  }
+  if (!Numbers::is_finite(distances_[at])) {
+    const auto column = static_cast<std::size_t>(t);
+    sources_[column * stride_ +
+             static_cast<std::size_t>(num_sources_[column]++)] = s;
+  }
+  Record& record = records_[num_records_];
+  record.before = std::move(distances_[at]);
+  record.rows =
+      (static_cast<std::uint32_t>(s) << 16U) | static_cast<std::uint32_t>(t);
+  record.previous = latest_[at];
+  record.push = push;
+  distances_[at] = std::move(distance);
+  latest_[at] = static_cast<std::int32_t>(num_records_++);
+  ++store_.counters.improvements;
+  const int pair = pair_of_[at];
+  if (pair >= 0) report(pair, distances_[at], latest_[at], -1);
+}
+
+// Reports pairs that have come nearer by way of the hub.
+template <class Numbers>
+void Matrix<Numbers>::report_through_hub() {
+  const Number* const from_hub = row(hub_);
+  for (const int t : nearer_from_hub_) {
+    const auto target = static_cast<std::size_t>(t);
+    store_.counters.steps += watches_to_[target].size();
+    for (const Watch& watch : watches_to_[target]) {
+      const auto source = static_cast<std::size_t>(watch.other_row);
+      report(watch.pair, Numbers::sum(to_hub_[source], from_hub[target]),
+             record_of(watch.other_row, hub_), record_of(hub_, t));
+    }
+  }
+  for (const int s : nearer_to_hub_) {
+    const auto source = static_cast<std::size_t>(s);
+    store_.counters.steps += watches_from_[source].size();
+    for (const Watch& watch : watches_from_[source]) {
+      report(watch.pair,
+             Numbers::sum(to_hub_[source], from_hub[watch.other_row]),
+             record_of(s, hub_), record_of(hub_, watch.other_row));
+    }
+  }
+}
+
+// Reports the tightest bound of the pair that the distance implies, if it is
+// not known.
+template <class Numbers>
+void Matrix<Numbers>::report(int pair, const Number& distance, int proof,
+                             int more_proof) {
+  if (!Numbers::reaches_goal(distance, store_, pair)) return;
+  // The way over the hub has become shorter, but there may be a shorter one.
+  const Pair& p = store_.pair(pair);
+  if (Numbers::sum_less(distances_[cell(p.source, p.target)], Numbers::zero(),
+                        distance)) {
+    return;
+  }
+  store_.report(tightest_implied<Numbers>(store_, p, distance), proof,
+                more_proof);
+}
+
+template <class Numbers>
+void Matrix<Numbers>::undo_to(std::size_t num_records) {
+  while (num_records_ > num_records) {
+    Record& last = records_[--num_records_];
+    const auto s = static_cast<int>(last.rows >> 16U);
+    const auto t = static_cast<int>(last.rows & 0xFFFFU);
+    const std::size_t at = cell(s, t);
+    if (!Numbers::is_finite(last.before)) {
+      --num_sources_[static_cast<std::size_t>(t)];
+    }
+    if (t == hub_) to_hub_[static_cast<std::size_t>(s)] = last.before;
+    distances_[at] = std::move(last.before);
+    latest_[at] = last.previous;
+  }
+}
+
+template <class Numbers>
+void Matrix<Numbers>::pop() {
+  undo_to(static_cast<std::size_t>(pushes_.back().first_record));
+  pushes_.pop_back();
+}
+
+template <class Numbers>
+void Matrix<Numbers>::told(int k) {
+  const Bound& bound = store_.bound(k);
+  const int s = bound.source;
+  const int t = bound.target;
+  watch(bound.pair);
+  if (store_.is_known(k)) return;
+  const bool through_hub = runs_through_hub(s, t);
+  const Number distance =
+      through_hub
+          ? Numbers::sum(to_hub_[static_cast<std::size_t>(s)], row(hub_)[t])
+          : distances_[cell(s, t)];
+  if (Numbers::sum_less(Numbers::weight(bound), Numbers::zero(), distance)) {
+    return;
+  }
+  if (through_hub) {
+    store_.report(k, record_of(s, hub_), record_of(hub_, t));
+  } else {
+    // Without a record it is a loop of weight 0 or more.
+    const std::int32_t record = record_of(s, t);
+    store_.report(k, record < 0 ? Entry::kNoPremise : record, -1);
+  }
+}
+
+template <class Numbers>
+void Matrix<Numbers>::get_path(const Entry& entry,
+                               std::vector<int>* path) const {
+  expand(entry.proof, path);
+  if (entry.more_proof >= 0) expand(entry.more_proof, path);
+}
+
+// Appends the path that a record stands for. A stack of what is still to be
+// written, instead of recursion: paths may be long.
+template <class Numbers>
+void Matrix<Numbers>::expand(std::int32_t record,
+                             std::vector<int>* path) const {
+  const std::uint32_t rows = records_[static_cast<std::size_t>(record)].rows;
+  parts_.clear();
+  parts_.push_back({static_cast<int>(rows >> 16U),
+                    static_cast<int>(rows & 0xFFFFU), record + 1});
+  while (!parts_.empty()) {
+    const Part part = parts_.back();
+    parts_.pop_back();
+    if (part.before < 0) {
+      path->push_back(part.source);
+      continue;
+    }
+    if (part.source == part.target) continue;
+    std::int32_t latest = record_of(part.source, part.target);
+    while (latest >= part.before) {
+      latest = records_[static_cast<std::size_t>(latest)].previous;
+    }
+    assert(latest >= 0);
+    const auto position = static_cast<std::size_t>(
+        records_[static_cast<std::size_t>(latest)].push);
+    const Push& push = pushes_[position];
+    const Bound& edge = store_.bound(push.k);
+    parts_.push_back({edge.target, part.target, push.first_record});
+    parts_.push_back({push.k, 0, -1});
+    parts_.push_back({part.source, edge.source, push.first_record});
+  }
+}
+
+template <class Numbers>
+bool Matrix<Numbers>::tightest_bound(int source, int target,
+                                     la::DNumber* weight,
+                                     std::vector<int>* path) const {
+  // A row of a bound that could not be told.
+  if (static_cast<std::size_t>(std::max(source, target)) >= stride_) {
+    return false;
+  }
+  if (runs_through_hub(source, target)) {
+    *weight = Numbers::to_number(
+        Numbers::sum(to_hub_[static_cast<std::size_t>(source)],
+                     row(hub_)[target]),
+        store_.scale);
+    if (path != nullptr) {
+      expand(record_of(source, hub_), path);
+      expand(record_of(hub_, target), path);
+    }
+    return true;
+  }
+  const Number& distance = distances_[cell(source, target)];
+  if (!Numbers::is_finite(distance)) return false;
+  *weight = Numbers::to_number(distance, store_.scale);
+  if (path != nullptr && source != target) {
+    expand(record_of(source, target), path);
+  }
+  return true;
+}
+
+template class Matrix<Words<std::int32_t>>;
+template class Matrix<Words<std::int64_t>>;
+template class Matrix<Exact>;
+
+}  // namespace vorn::dl::closure
