@@ -15,6 +15,7 @@ void add_graph_benchmarks(const std::string& trace_file);
 void add_growth_benchmarks();
 void add_memory_benchmarks();
 void add_lemma_benchmarks();
+void add_closure_benchmarks();
 void add_number_benchmarks();
 void add_container_benchmarks();
 
@@ -32,6 +33,10 @@ Trace ft10_trace();
 /// registered first) with as many edges as nodes, prints the bytes that it took
 /// per pair, and returns the exit code.
 int measure_memory(const std::string& which, int pairs);
+
+/// The same for closures, whose names begin with "closure"; see
+/// closure_bench.cc.
+int measure_closure_memory(const std::string& which);
 
 }  // namespace vorn::bench
 

@@ -14,9 +14,17 @@ double median(std::vector<double> values) {
   return n % 2 == 1 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
 }
 
-void hold_contest(benchmark::State& state, const std::string& name,
-                  const std::vector<Contestant>& contestants, double work,
-                  const std::string& unit) {
+double median_ratio(const std::vector<double>& a,
+                    const std::vector<double>& b) {
+  std::vector<double> ratios;
+  for (std::size_t k = 0; k < a.size(); ++k) ratios.push_back(a[k] / b[k]);
+  return median(ratios);
+}
+
+std::vector<std::vector<double>> hold_contest(
+    benchmark::State& state, const std::string& name,
+    const std::vector<Contestant>& contestants, double work,
+    const std::string& unit) {
   const std::size_t n = contestants.size();
   std::vector<std::vector<double>> times(n);
   std::size_t first = 0;
@@ -32,17 +40,15 @@ void hold_contest(benchmark::State& state, const std::string& name,
   const double ours = median(times[0]) * to_nanoseconds;
   state.counters["ns"] = ours;
   for (std::size_t who = 1; who < n; ++who) {
-    std::vector<double> ratios;
-    for (std::size_t run = 0; run < times[0].size(); ++run) {
-      ratios.push_back(times[0][run] / times[who][run]);
-    }
+    const double ratio = median_ratio(times[0], times[who]);
     const Contestant& other = contestants[who];
     const double theirs = median(times[who]) * to_nanoseconds;
     state.counters[other.name + "_ns"] = theirs;
-    state.counters["over_" + other.name] = median(ratios);
-    table().add({name, unit, other.name, ours, theirs, "ns", median(ratios),
-                 other.target});
+    state.counters["over_" + other.name] = ratio;
+    table().add(
+        {name, unit, other.name, ours, theirs, "ns", ratio, other.target});
   }
+  return times;
 }
 
 void add_benchmark(

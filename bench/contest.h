@@ -35,6 +35,9 @@ double seconds_of(Work&& work) {
 
 double median(std::vector<double> values);
 
+/// The median of the ratios of two lists of times that were taken in pairs.
+double median_ratio(const std::vector<double>& a, const std::vector<double>& b);
+
 struct Contestant {
   std::string name;
   /// Does the work once and returns the seconds of it that count.
@@ -48,10 +51,13 @@ struct Contestant {
 /// time, once per iteration, and adds a row for each but the first, which is
 /// the library. A ratio is the median of the iterations' ratios.
 ///
-/// `work` is the number of units of work, `unit`, in one run.
-void hold_contest(benchmark::State& state, const std::string& name,
-                  const std::vector<Contestant>& contestants, double work,
-                  const std::string& unit);
+/// `work` is the number of units of work, `unit`, in one run. Returns the
+/// seconds of each contestant, a list of one entry an iteration, for rows with
+/// other units.
+std::vector<std::vector<double>> hold_contest(
+    benchmark::State& state, const std::string& name,
+    const std::vector<Contestant>& contestants, double work,
+    const std::string& unit);
 
 /// Registers a contest under a name "bm_<type>_<op>/<n>".
 void add_benchmark(

@@ -62,17 +62,11 @@ void run(benchmark::State& state, const std::string& name,
     }
     state.SetIterationTime(ours);
   }
-  const auto ratio = [](const std::vector<double>& a,
-                        const std::vector<double>& b) {
-    std::vector<double> ratios;
-    for (std::size_t k = 0; k < a.size(); ++k) ratios.push_back(a[k] / b[k]);
-    return median(ratios);
-  };
   for (const std::unique_ptr<Size>& size : sizes) {
     for (std::size_t g = 1; g < kGraphs; ++g) {
       table().add({name + "/" + std::to_string(size->n), unit, kNames[g],
                    median(size->times[0]), median(size->times[g]), "ns",
-                   ratio(size->times[0], size->times[g]), Target::none(),
+                   median_ratio(size->times[0], size->times[g]), Target::none(),
                    true});
     }
   }
@@ -83,7 +77,7 @@ void run(benchmark::State& state, const std::string& name,
     const std::string baseline = "itself at " + std::to_string(first.n);
     table().add({g == 0 ? label : label + " (" + kNames[g] + ")", unit,
                  baseline, median(last.times[g]), median(first.times[g]), "ns",
-                 ratio(last.times[g], first.times[g]),
+                 median_ratio(last.times[g], first.times[g]),
                  g == 0 ? growth : Target::none()});
   }
 }

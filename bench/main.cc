@@ -86,6 +86,9 @@ int main(int argc, char** argv) {
       rest.push_back(argv[k]);
     }
   }
+  if (memory.compare(0, 7, "closure") == 0) {
+    return vorn::bench::measure_closure_memory(memory);
+  }
   if (!memory.empty()) return vorn::bench::measure_memory(memory, 1000000);
   if (!ft10.empty()) {
     std::ofstream out(ft10);
@@ -105,6 +108,7 @@ int main(int argc, char** argv) {
   vorn::bench::add_growth_benchmarks();
   vorn::bench::add_memory_benchmarks();
   vorn::bench::add_lemma_benchmarks();
+  vorn::bench::add_closure_benchmarks();
   vorn::bench::add_number_benchmarks();
   vorn::bench::add_container_benchmarks();
   auto count = static_cast<int>(rest.size());

@@ -1,85 +1,20 @@
 // SPDX-License-Identifier: MIT
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <array>
-#include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "bench/benchmarks.h"
 #include "bench/contest.h"
 #include "bench/graphs.h"
+#include "bench/peak.h"
 #include "bench/workloads.h"
 
 // Peak resident memory of a graph with a million edges between a million nodes,
-// all active. Each measurement is a process of its own, since freed memory of
-// another would hide what a graph takes.
+// all active.
 
 namespace vorn::bench {
 namespace {
-
-/// A number of bytes from /proc/self/status.
-double status_bytes(const std::string& key) {
-  std::ifstream in("/proc/self/status");
-  std::string line;
-  while (std::getline(in, line)) {
-    if (line.compare(0, key.size() + 1, key + ":") == 0) {
-      return 1024.0 * std::strtod(line.c_str() + key.size() + 1, nullptr);
-    }
-  }
-  fail("no such line in /proc/self/status");
-}
-
-/// Registers and activates all constraints of a trace, whose own memory is
-/// there before and after.
-template <class G, class... Options>
-double peak_of(const Trace& trace, Options... options) {
-  const double before = status_bytes("VmRSS");
-  G graph(trace, options...);
-  if (make_calls(graph, trace.measured) != 0) fail("an unexpected conflict");
-  return status_bytes("VmHWM") - before;
-}
-
-/// Runs this program anew as `measure_memory` and reads what it prints.
-double run_child(const std::string& which) {
-  std::array<char, PATH_MAX> path{};
-  if (readlink("/proc/self/exe", path.data(), path.size() - 1) < 0) {
-    fail("cannot find the program");
-  }
-  std::string option = "--measure-memory=" + which;
-  std::array<int, 2> ends{};
-  if (pipe(ends.data()) != 0) fail("cannot make a pipe");
-  const pid_t child = fork();
-  if (child < 0) fail("cannot fork");
-  if (child == 0) {
-    dup2(ends[1], STDOUT_FILENO);
-    close(ends[0]);
-    close(ends[1]);
-    std::array<char*, 3> arguments = {path.data(), option.data(), nullptr};
-    execv(path.data(), arguments.data());
-    _exit(EXIT_FAILURE);
-  }
-  close(ends[1]);
-  std::string text;
-  std::array<char, 64> buffer{};
-  for (;;) {
-    const ssize_t got = read(ends[0], buffer.data(), buffer.size());
-    if (got <= 0) break;
-    text.append(buffer.data(), static_cast<std::size_t>(got));
-  }
-  close(ends[0]);
-  int status = 0;
-  waitpid(child, &status, 0);
-  if (!WIFEXITED(status) || WEXITSTATUS(status) != EXIT_SUCCESS) {
-    fail("a memory measurement failed");
-  }
-  return std::strtod(text.c_str(), nullptr);
-}
 
 void run(benchmark::State& state, const std::string& name) {
   std::vector<double> ours;
@@ -87,9 +22,9 @@ void run(benchmark::State& state, const std::string& name) {
   std::vector<double> floors;
   for (auto _ : state) {
     const double start = cpu_seconds();
-    ours.push_back(run_child("vorn"));
-    last_first.push_back(run_child("vorn-last-first"));
-    floors.push_back(run_child("floor"));
+    ours.push_back(measured_by_child("vorn"));
+    last_first.push_back(measured_by_child("vorn-last-first"));
+    floors.push_back(measured_by_child("floor"));
     state.SetIterationTime(cpu_seconds() - start);
   }
   const double bytes = median(ours);

@@ -72,7 +72,8 @@ bool read_trace(std::istream& in, Trace& trace);
 
 /// Makes the calls on a graph and returns the sum of the conflicts' lengths, so
 /// that no call can be optimised away. With `verdicts`, appends for each check
-/// 0 if it was consistent, the conflict's length otherwise.
+/// 0 if it was consistent, the conflict's length otherwise. Of a closure, whose
+/// checks return something else, that instead.
 template <class G>
 std::size_t make_calls(G& graph, const std::vector<Call>& calls,
                        std::vector<std::size_t>* verdicts = nullptr) {

@@ -205,6 +205,60 @@ Trace search_shape(int nodes, int edges, int pushes, int per_check) {
   return trace;
 }
 
+Trace sparse_search(int nodes, int pushes) {
+  Random random(108);
+  Trace trace;
+  trace.repeatable = true;
+  const std::vector<int> potentials = random_potentials(random, nodes, 1000);
+  const int edges = 6 * nodes;
+  for (int k = 0; k < edges; ++k) {
+    const auto [source, target] = random_ends(random, nodes);
+    TraceWeight weight;
+    weight.num = potentials[at(target)] - potentials[at(source)];
+    weight.num += random.below(60);
+    // What the hidden solution may not satisfy, so that it is never settled.
+    if (random.below(10) == 0) weight.num -= random.below(60);
+    trace.add(source, target, weight);
+  }
+  FloorGraph floor(trace);
+  std::vector<int> stack;
+  std::vector<char> is_active(at(edges) + 1, 0);
+  // Activates one more edge; what would conflict is not part of the trace.
+  const auto push = [&](std::vector<Call>& calls) {
+    for (;;) {
+      const int k = 1 + random.below(edges);
+      if (is_active[at(k)] != 0) continue;
+      floor.push(k);
+      if (floor.check() != 0) {
+        floor.pop(k);
+        continue;
+      }
+      activate(calls, k);
+      is_active[at(k)] = 1;
+      stack.push_back(k);
+      return;
+    }
+  };
+  const auto back_to = [&](int depth) {
+    for (; stack.size() > at(depth); stack.pop_back()) {
+      is_active[at(stack.back())] = 0;
+      floor.pop(stack.back());
+      trace.measured.push_back(Call::pop(stack.back()));
+    }
+  };
+  const int top = 3 * nodes;
+  const int base = top - 100;
+  while (stack.size() < at(base)) push(trace.prepare);
+  for (int made = 0; made < pushes; ++made) {
+    if (stack.size() == at(top)) {
+      back_to(random.below(10) == 0 ? base : top - 1 - random.below(40));
+    }
+    push(trace.measured);
+  }
+  back_to(base);
+  return trace;
+}
+
 Trace chain(int length, bool from_the_end) {
   Trace trace;
   TraceWeight weight;

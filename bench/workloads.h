@@ -54,6 +54,12 @@ Trace relaxing_edges(int nodes, int edges, int relaxing);
 /// mostly few, now and then most of the way.
 Trace search_shape(int nodes, int edges, int pushes, int per_check);
 
+/// What a search does where nothing conflicts any more: with about 3 edges a
+/// node active, some steps back and as many other edges of twice as many, a
+/// check after each. The calls end with the edges with which they began; for a
+/// closure they are repeatable.
+Trace sparse_search(int nodes, int pushes);
+
 /// A path, activated from its start (each check lowers one node) or from its
 /// end (each check lowers all behind it).
 Trace chain(int length, bool from_the_end);

@@ -66,13 +66,13 @@ bool BoundPropagation::wants_to_run(const SearchStatistics& search) {
   return !pausing_ && (stage_ == Stage::kWith || stage_ == Stage::kWon);
 }
 
-void BoundPropagation::feed(std::vector<int>& consequences) {
+// False if the next one that waits makes a negative cycle.
+bool BoundPropagation::feed() {
   const bool is_free = options_.mode == Propagation::kFull;
-  while (num_fed_ < trail_.size() && (is_free || credit_ > 0)) {
-    [[maybe_unused]] const bool consistent =
-        closure_.push_edge(trail_[num_fed_]);
-    assert(consistent);
-    ++num_fed_;
+  bool consistent = true;
+  while (consistent && num_fed_ < trail_.size() && (is_free || credit_ > 0)) {
+    consistent = closure_.push_edge(trail_[num_fed_]);
+    if (consistent) ++num_fed_;
     const std::uint64_t steps = closure_.counters().steps;
     credit_ -= static_cast<std::int64_t>(steps - paid_steps_);
     paid_steps_ = steps;
@@ -81,8 +81,7 @@ void BoundPropagation::feed(std::vector<int>& consequences) {
     pausing_ = true;
     ++counters_.pauses;
   }
-  int id = 0;
-  while (closure_.next_consequence(&id)) consequences.push_back(id);
+  return consistent;
 }
 
 void BoundPropagation::enter(Stage stage, std::uint64_t conflicts,

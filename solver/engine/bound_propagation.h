@@ -105,13 +105,22 @@ class BoundPropagation {
   template <class EdgeOf>
   void run(const SearchStatistics& search, const EdgeOf& edge_of,
            std::vector<int>& consequences) {
-    if (num_fed_ == trail_.size() || !wants_to_run(search)) return;
-    for (const int id : untold_) {
-      closure_.tell_edge(id, edge_of(id));
-      num_told_ = id + 1;
-    }
-    untold_.clear();
-    feed(consequences);
+    if (!start(search, edge_of)) return;
+    [[maybe_unused]] const bool consistent = feed();
+    assert(consistent);
+    int id = 0;
+    while (closure_.next_consequence(&id)) consequences.push_back(id);
+  }
+  /// Hands over what waits, as far as it pays, and appends a negative cycle of
+  /// pushed constraints, in its order; false if none is found. It prefers older
+  /// constraints to the shortest cycle, and is what the search learns most from
+  /// (docs/solving.md). Requires: what was pushed is inconsistent.
+  template <class EdgeOf>
+  bool find_cycle(const SearchStatistics& search, const EdgeOf& edge_of,
+                  std::vector<int>* cycle) {
+    if (!start(search, edge_of) || feed()) return false;
+    closure_.get_cycle(trail_[num_fed_], cycle);
+    return true;
   }
   /// As Closure::get_path. Requires: the constraint is known.
   void explain(int id, std::vector<int>* path) const {
@@ -132,8 +141,20 @@ class BoundPropagation {
     kLost,     // none until the next trial
   };
 
+  // Whether there is something to hand over that may pay; then all that was
+  // announced has been told.
+  template <class EdgeOf>
+  bool start(const SearchStatistics& search, const EdgeOf& edge_of) {
+    if (num_fed_ == trail_.size() || !wants_to_run(search)) return false;
+    for (const int id : untold_) {
+      closure_.tell_edge(id, edge_of(id));
+      num_told_ = id + 1;
+    }
+    untold_.clear();
+    return true;
+  }
   bool wants_to_run(const SearchStatistics& search);
-  void feed(std::vector<int>& consequences);
+  bool feed();
   void watch(const SearchStatistics& search);
   void enter(Stage stage, std::uint64_t conflicts,
              const SearchStatistics& search);

@@ -224,21 +224,25 @@ void DifferenceTheory::backtrack(int level) {
 bool DifferenceTheory::propagate(std::vector<Literal>& implied,
                                  std::vector<Literal>& conflict) {
   if (recorder_ != nullptr) recorder_->check();
+  const auto edge_of = [this](int id) -> const dl::Edge& {
+    return constraints_[index(id)].edge;
+  };
   if (graph_.check(true)) {
     consequences_.clear();
-    propagation_.run(
-        search_->statistics(),
-        [this](int id) -> const dl::Edge& {
-          return constraints_[index(id)].edge;
-        },
-        consequences_);
+    propagation_.run(search_->statistics(), edge_of, consequences_);
     for (const int id : consequences_) {
       const Literal literal = constraints_[index(id)].literal;
       if (search_->value(literal) != Value::kTrue) implied.push_back(literal);
     }
     return true;
   }
-  graph_.get_conflict_set(&conflict_set_);
+  path_.clear();
+  if (propagation_.find_cycle(search_->statistics(), edge_of, &path_)) {
+    assert(is_negative_cycle(path_));
+    conflict_set_ = path_;
+  } else {
+    graph_.get_conflict_set(&conflict_set_);
+  }
   for (const int id : conflict_set_) {
     conflict.push_back(~constraints_[index(id)].literal);
   }
@@ -301,6 +305,22 @@ bool DifferenceTheory::is_reason(Literal literal,
     sum += edge.weight;
   }
   return node == bound.target && !(bound.weight < sum);
+}
+
+// Whether the constraints are active and chain up to a sum below 0.
+bool DifferenceTheory::is_negative_cycle(const std::vector<int>& cycle) const {
+  int node = constraints_[index(cycle.back())].edge.target;
+  la::DNumber sum;
+  for (const int id : cycle) {
+    const dl::Edge& edge = constraints_[index(id)].edge;
+    const bool active =
+        std::any_of(active_.begin(), active_.end(),
+                    [id](const Active& a) { return a.id == id; });
+    if (!active || edge.source != node) return false;
+    node = edge.target;
+    sum += edge.weight;
+  }
+  return sum < la::DNumber();
 }
 
 bool DifferenceTheory::final_check(std::vector<Literal>& /*conflict*/) {

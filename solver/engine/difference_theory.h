@@ -186,6 +186,7 @@ class DifferenceTheory final : public Theory {
   bool literal_of_disjunct(const Term* disjunct, Literal& literal,
                            bool& constant);
   bool read_lemma(const dl::Graph::Lemma& lemma, std::vector<Literal>& clause);
+  [[nodiscard]] bool is_negative_cycle(const std::vector<int>& cycle) const;
   [[nodiscard]] bool is_reason(Literal literal,
                                const std::vector<int>& path) const;
   QNumber choose_eps() const;

@@ -173,7 +173,10 @@ bool ClosureUnderTest::push(int k, const std::size_t* failing) {
   }
   ++seen_->pushes;
   if (was_known) ++seen_->pushes_of_known;
-  if (!consistent) ++seen_->conflicts;
+  if (!consistent) {
+    ++seen_->conflicts;
+    verify_cycle(k);
+  }
   std::optional<Distances> next;
   if (compares_at_once_) {
     active_.push_back(k);
@@ -362,6 +365,21 @@ Exact ClosureUnderTest::verify_chain(const std::vector<int>& path,
   }
   EXPECT_EQ(node, target);
   return sum;
+}
+
+void ClosureUnderTest::verify_cycle(int k) const {
+  const ExactEdge& edge = told_.at(k).edge;
+  std::vector<int> cycle = {kBefore};
+
+  closure_.get_cycle(k, &cycle);
+
+  ASSERT_GE(cycle.size(), 2U);
+  EXPECT_EQ(cycle.front(), kBefore);
+  EXPECT_EQ(cycle.back(), k);
+  const std::vector<int> back(cycle.begin() + 1, cycle.end() - 1);
+  const Exact sum = edge.weight + verify_chain(back, active_.size(),
+                                               edge.target, edge.source);
+  EXPECT_TRUE(sum < Exact()) << sum << " is no reason to refuse " << k;
 }
 
 void ClosureUnderTest::verify_paths() {

@@ -119,7 +119,8 @@ class ClosureUnderTest {
 
   ClosureUnderTest(const Setting& setting, ClosureSeen* seen);
 
-  /// Does what `op` says and compares what comes back.
+  /// Does what `op` says and compares what comes back; a refusal has to come
+  /// with a negative cycle.
   void apply(const ClosureOp& op) { perform(op, nullptr); }
   /// The same with allocation number n, from 0, failing. Whether it failed:
   /// then nothing has happened.
@@ -149,6 +150,7 @@ class ClosureUnderTest {
 
   bool perform(const ClosureOp& op, const std::size_t* failing);
   bool push(int k, const std::size_t* failing);
+  void verify_cycle(int k) const;
   void pop();
   std::vector<ExactEdge> active_edges(std::size_t height) const;
   const Distances& level(std::size_t height) const;

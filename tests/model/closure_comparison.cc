@@ -62,6 +62,22 @@ std::string fault_of_path(const ClosureModel& model,
   return "";
 }
 
+std::string fault_of_cycle(const ClosureModel& model,
+                           const std::vector<int>& cycle) {
+  if (cycle.empty()) return "no cycle";
+  const EdgeRecord& refused = model.told().at(cycle.back());
+  const std::vector<int> back(cycle.begin(), cycle.end() - 1);
+  const Weight bound{-refused.weight.rational, -refused.weight.eps};
+  const std::string fault =
+      fault_of_path(model, back, model.active().size(), refused.target,
+                    refused.source, bound);
+  if (!fault.empty()) return fault;
+  Weight sum = refused.weight;
+  for (const int k : back) sum = sum + model.told().at(k).weight;
+  if (sum < Weight()) return "";
+  return path_text(cycle) + " adds up to " + weight_text(sum);
+}
+
 ClosureComparison::ClosureComparison(
     const std::vector<ClosureSetting>& settings) {
   for (const ClosureSetting& setting : settings) {
@@ -118,9 +134,17 @@ bool ClosureComparison::push(int k) {
     if (is_pushed != is_admitted) {
       fail(subject,
            std::string(is_pushed ? "accepts " : "refuses ") + text_of(k));
-    } else {
-      look_at(subject);
+      continue;
     }
+    if (!is_pushed) {
+      std::vector<int> cycle;
+      subject.closure.get_cycle(k, &cycle);
+      const std::string fault = cycle.empty() || cycle.back() != k
+                                    ? "does not end the cycle with it"
+                                    : fault_of_cycle(model_, cycle);
+      if (!fault.empty()) fail(subject, text_of(k) + ": " + fault);
+    }
+    look_at(subject);
   }
   return is_admitted;
 }

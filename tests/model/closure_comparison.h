@@ -27,6 +27,11 @@ struct ClosureSetting {
 std::string fault_of_path(const ClosureModel& model,
                           const std::vector<int>& path, std::size_t count,
                           int source, int target, const Weight& bound);
+/// What is wrong with a cycle that is to show why its last constraint was
+/// refused: the others are active, and all of them add up to less than 0; empty
+/// if they do.
+std::string fault_of_cycle(const ClosureModel& model,
+                           const std::vector<int>& cycle);
 
 /// Closures of several settings beside one model: all get the same calls, and
 /// what each of them says is held against what is true.

@@ -141,6 +141,23 @@ TEST(ClosureComparisonTest, FaultsOfPathsAreSeen) {
   EXPECT_EQ(fault_of_path(model, {}, 0, 3, 3, Weight()), "");
 }
 
+// A wrong reason for a refusal makes a host learn what is not so.
+TEST(ClosureComparisonTest, FaultsOfCyclesAreSeen) {
+  ClosureModel model;
+  model.tell(1, edge(1, 2, -1));
+  model.tell(2, edge(2, 3, 2));
+  model.tell(3, edge(3, 1, -2));
+  model.tell(4, edge(3, 1, -1));
+  model.push(1);
+  model.push(2);
+
+  EXPECT_EQ(fault_of_cycle(model, {1, 2, 3}), "");
+  EXPECT_NE(fault_of_cycle(model, {1, 2, 4}), "") << "adds up to 0";
+  EXPECT_NE(fault_of_cycle(model, {2, 1, 3}), "") << "in the wrong order";
+  EXPECT_NE(fault_of_cycle(model, {1, 3}), "") << "has a gap";
+  EXPECT_NE(fault_of_cycle(model, {}), "") << "of nothing";
+}
+
 // A closure whose graph says otherwise must not pass.
 TEST(ClosureFollowerTest, GraphThatSaysOtherwiseIsSeen) {
   for (const std::size_t count : {1U, 2U}) {

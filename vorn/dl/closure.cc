@@ -204,8 +204,14 @@ void Closure::get_path(int k, std::vector<int>* path) const {
   if (entry->proof == Entry::kActive) {
     path->push_back(entry->k);
   } else {
-    way_->get_path(*entry, path);
+    way_->get_path(*entry, k, path);
   }
+}
+
+void Closure::get_cycle(int k, std::vector<int>* cycle) const {
+  const Bound& bound = store_->bound(k);
+  if (bound.source != bound.target) way_->get_way_back(k, cycle);
+  cycle->push_back(k);
 }
 
 bool Closure::tightest_bound(int source, int target, la::DNumber* weight,
@@ -406,7 +412,7 @@ void Closure::push_quietly(closure::Way& way) {
         Entry& entry = entries[position];
         if (entry.proof < 0) continue;
         path.clear();
-        way_->get_path(entry, &path);
+        way_->get_path(entry, entry.k, &path);
         entry.proof = static_cast<int>(links.size());
         entry.more_proof = -1;
         for (std::size_t i = 0; i < path.size(); ++i) {

@@ -128,11 +128,17 @@ class VORN_EXPORT Closure {
   bool is_known(int k) const;
   /// Appends the active constraints that show constraint k, in the order of a
   /// path from its source to its target: their weights add up to no more than
-  /// its weight. They are the first ones that showed it: all were active before
-  /// it was reported. Nothing is appended for a constraint that holds with no
-  /// premise. Requires: k is known. Cost: linear in the path, times the number
-  /// of later improvements of its pairs.
+  /// its weight. All were active before it was reported. The path need not be
+  /// the shortest: where there is room, the matrix prefers older constraints,
+  /// which a search takes back later. Nothing is appended for a constraint that
+  /// holds with no premise. Requires: k is known. Cost: linear in the path,
+  /// times the number of improvements of its pairs.
   void get_path(int k, std::vector<int>* path) const;
+  /// Appends active constraints that make a negative cycle with constraint k,
+  /// in the order of the cycle, k last; the older ones as in get_path.
+  /// Requires: push_edge(k) was refused, and nothing has been told or changed
+  /// since. Cost: that of get_path; with paths, Dijkstra's algorithm.
+  void get_cycle(int k, std::vector<int>* cycle) const;
 
   /// The tightest bound on target - source that follows, in *weight, and a path
   /// for it as in get_path, if it is asked for (not null). False if nothing

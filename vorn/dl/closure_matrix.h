@@ -34,7 +34,9 @@ class Matrix final : public Way {
   bool push(int k) override;
   void pop() override;
   void told(int k) override;
-  void get_path(const Entry& entry, std::vector<int>* path) const override;
+  void get_path(const Entry& entry, int k,
+                std::vector<int>* path) const override;
+  void get_way_back(int k, std::vector<int>* path) const override;
   bool tightest_bound(int source, int target, la::DNumber* weight,
                       std::vector<int>* path) const override;
   std::size_t matrix_bytes() const override;
@@ -87,7 +89,6 @@ class Matrix final : public Way {
   /// Whether a + b is below d(source, target).
   bool is_shorter(const Number& a, const Number& b, int source,
                   int target) const;
-  bool runs_through_hub(int source, int target) const;
 
   void watch(int pair);
   void find_targets(int u, int v, const Number& w);
@@ -98,7 +99,29 @@ class Matrix final : public Way {
   void report_through_hub();
   void report(int pair, const Number& distance, int proof, int more_proof);
   void undo_to(std::size_t num_records);
-  void expand(std::int32_t record, std::vector<int>* path) const;
+  /// A shortest distance, and what shows it, as in Entry; kNoPremise for a
+  /// distance of no edges, or an infinite one.
+  struct Shortest {
+    Number distance;
+    std::int32_t proof;
+    std::int32_t more_proof;
+  };
+  Shortest shortest(int source, int target) const;
+  /// A distance of a pair at some time.
+  struct Past {
+    std::int32_t record;
+    Number distance;
+  };
+  /// By how much a path may be longer than the one that is written, and
+  /// whether it has to stay below that.
+  struct Room {
+    Number slack;
+    bool strict;
+  };
+  Past past_of(int source, int target, std::int32_t before) const;
+  Number distance_of(std::int32_t record) const;
+  void make_older(Past& past, Room& room) const;
+  void expand(std::int32_t record, Room& room, std::vector<int>* path) const;
 
   std::size_t stride_;
   int hub_;

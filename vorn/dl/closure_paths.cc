@@ -381,7 +381,7 @@ int Paths<Numbers>::link(Side& side, int row, bool forward) {
 }
 
 template <class Numbers>
-void Paths<Numbers>::get_path(const Entry& entry,
+void Paths<Numbers>::get_path(const Entry& entry, int /*k*/,
                               std::vector<int>* path) const {
   const auto link = [this](int position) {
     return store_.links[index(position)];
@@ -395,6 +395,12 @@ void Paths<Numbers>::get_path(const Entry& entry,
     path->push_back(link(l).k);
   }
   std::reverse(path->begin() + middle, path->end());
+}
+
+template <class Numbers>
+void Paths<Numbers>::get_way_back(int k, std::vector<int>* path) const {
+  la::DNumber length;
+  tightest_bound(store_.bound(k).target, store_.bound(k).source, &length, path);
 }
 
 template <class Numbers>

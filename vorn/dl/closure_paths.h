@@ -31,7 +31,9 @@ class Paths final : public Way {
   bool push(int k) override;
   void pop() override;
   void told(int /*k*/) override {}
-  void get_path(const Entry& entry, std::vector<int>* path) const override;
+  void get_path(const Entry& entry, int k,
+                std::vector<int>* path) const override;
+  void get_way_back(int k, std::vector<int>* path) const override;
   bool tightest_bound(int source, int target, la::DNumber* weight,
                       std::vector<int>* path) const override;
 

@@ -219,8 +219,14 @@ class Way {
   virtual void pop() = 0;
   /// A bound was registered: reports it if it is known to follow.
   virtual void told(int k) = 0;
-  /// Appends the path that the entry's proof stands for.
-  virtual void get_path(const Entry& entry, std::vector<int>* path) const = 0;
+  /// Appends a path that shows bound k: the one that the entry's proof stands
+  /// for, or one no longer than k allows. Requires: the entry's bound implies
+  /// k.
+  virtual void get_path(const Entry& entry, int k,
+                        std::vector<int>* path) const = 0;
+  /// Appends a path from the target of k to its source that closes a negative
+  /// cycle with it. Requires: there is one, and k is no loop.
+  virtual void get_way_back(int k, std::vector<int>* path) const = 0;
   /// Closure::tightest_bound between two rows.
   virtual bool tightest_bound(int source, int target, la::DNumber* weight,
                               std::vector<int>* path) const = 0;
