@@ -15,6 +15,10 @@ Time is processor time, user and system, of the whole command. At the limit, or
 after three times the limit by the clock, it gets SIGTERM, so that it may still
 print its statistics, and soon after SIGKILL.
 
+A search is luck, most of all a short one. With --seed-option each repeat asks
+with a seed of its own; with --short only questions that all answered faster
+than that at first are repeated, which is where luck would decide a ratio.
+
 Each run is written to a file at once, and --resume takes from there what has
 been measured before with the same program, options, script and limit.
 
@@ -33,6 +37,7 @@ import resource
 import shlex
 import shutil
 import signal
+import statistics
 import subprocess
 import sys
 import tempfile
@@ -45,6 +50,8 @@ ROOT = HERE.parent.parent
 FLOOR = 0.01
 # Seconds a command has to end by itself after the limit.
 GRACE = 2
+# Stands for the seed in a command.
+SEED = "{seed}"
 COUNTERS = ["conflicts", "decisions", "implied literals"]
 ANSWERS = ["sat", "unsat"]
 
@@ -156,8 +163,9 @@ def watch(process, limit):
 
 def run(contestant, question, repeat, limit):
     before = children_seconds()
+    command = [part.replace(SEED, str(repeat)) for part in contestant.command]
     with tempfile.TemporaryFile("w+") as out:
-        process = subprocess.Popen([*contestant.command, question.path],
+        process = subprocess.Popen([*command, question.path],
                                    stdin=subprocess.DEVNULL, stdout=out,
                                    stderr=subprocess.STDOUT,
                                    start_new_session=True)
@@ -220,30 +228,50 @@ class Record:
         self._file.flush()
 
 
-def measure(questions, contestants, record, repeats, limit):
+def measure(questions, contestants, record, options):
     """A list of runs for each question and contestant."""
     runs = collections.defaultdict(list)
-    total, done = len(questions) * len(contestants) * repeats, 0
-    for question in questions:
-        for repeat in range(repeats):
+    for done, question in enumerate(questions, 1):
+        is_short = True
+        for repeat in range(options.repeats):
+            if not is_short:
+                break
             for contestant in contestants:
-                one = record.known(contestant, question, repeat, limit)
+                one = record.known(contestant, question, repeat, options.limit)
                 if not one:
-                    one = run(contestant, question, repeat, limit)
+                    one = run(contestant, question, repeat, options.limit)
                     record.add(one)
-                done += 1
-                print(f"{done}/{total} {question.name} {contestant.name}: "
-                      f"{one.verdict}, {one.seconds} s", file=sys.stderr)
+                print(f"{done}/{len(questions)} {question.name} "
+                      f"{contestant.name}: {one.verdict}, {one.seconds} s",
+                      file=sys.stderr)
                 runs[question.name, contestant.name].append(one)
+                if repeat == 0 and options.short is not None and (
+                        one.verdict not in ANSWERS or
+                        one.seconds >= options.short):
+                    is_short = False
     return runs
 
 
 # ---- Report ----------------------------------------------------------------
 
 
+def mean_count(counts):
+    if "-" in counts:
+        return "-"
+    return str(round(statistics.mean(map(int, counts))))
+
+
 def representative(runs, take):
-    """The fastest run, or the middle one; unanswered ones come last."""
+    """The fastest run, or the middle one; unanswered ones come last. Or the
+    mean, if all were answered, else one that was not."""
     runs = sorted(runs, key=lambda r: (r.verdict not in ANSWERS, r.seconds))
+    if take == "mean":
+        if runs[-1].verdict not in ANSWERS:
+            return runs[-1]
+        return runs[0]._replace(
+            seconds=round(statistics.mean(r.seconds for r in runs), 3),
+            **{field: mean_count([getattr(r, field) for r in runs])
+               for field in ["conflicts", "decisions", "implied"]})
     return runs[0] if take == "minimum" else runs[(len(runs) - 1) // 2]
 
 
@@ -297,6 +325,11 @@ def report(questions, contestants, runs, contradictions, options):
 
     how = (f"{options.take} of {options.repeats} runs each"
            if options.repeats > 1 else "one run each")
+    if options.seed_option:
+        how += f", the first with {options.seed_option} 0, then 1, 2, ..."
+    if options.short is not None:
+        how += (f", but one run for what a contestant did not answer within "
+                f"{options.short:g} s at first")
     yield (f"Seconds of processor time, {how}, limit {options.limit:g} s; "
            f"{processor()}.")
     yield ""
@@ -377,8 +410,12 @@ def arguments():
                         help="questions with such a part in their name")
     parser.add_argument("--limit", type=float, default=20, metavar="SECONDS")
     parser.add_argument("--repeats", type=int, default=1, metavar="N")
-    parser.add_argument("--take", choices=["minimum", "median"],
+    parser.add_argument("--take", choices=["minimum", "median", "mean"],
                         default="minimum", help="of repeats")
+    parser.add_argument("--seed-option", metavar="OPTION",
+                        help="option with which commands take a seed")
+    parser.add_argument("--short", type=float, metavar="SECONDS",
+                        help="repeat only what all answer faster than this")
     parser.add_argument("--cache", type=pathlib.Path,
                         default=ROOT / "build" / "families", metavar="FOLDER",
                         help="where generated scripts are kept")
@@ -398,7 +435,8 @@ def arguments():
 
 def main():
     options = arguments()
-    contestants = [read_contestant(text) for text in options.contestant]
+    seed = f" {options.seed_option} {SEED}" if options.seed_option else ""
+    contestants = [read_contestant(text + seed) for text in options.contestant]
     if len({c.name for c in contestants}) < len(contestants):
         sys.exit("compare.py: two contestants have one name")
     options.cache.mkdir(parents=True, exist_ok=True)
@@ -415,8 +453,7 @@ def main():
         sys.exit("compare.py: no question, or two with one name")
 
     record = Record(options.runs or options.cache / "runs.tsv", options.resume)
-    runs = measure(questions, contestants, record, options.repeats,
-                   options.limit)
+    runs = measure(questions, contestants, record, options)
     contradictions = dict(find_contradictions(questions, contestants, runs))
     lines = report(questions, contestants, runs, contradictions, options)
     text = "".join(f"{line}\n" for line in lines)

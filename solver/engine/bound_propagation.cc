@@ -19,6 +19,9 @@ constexpr std::int64_t kLargestCredit = 20'000'000;
 // A pause ends when so much has been earned, which pays for catching up.
 constexpr std::int64_t kCreditAfterPause = 100'000;
 
+// Of one call: some 20 ms. The rest waits for the next.
+constexpr std::uint64_t kStepsPerCall = 3'000'000;
+
 // Trials, in conflicts. Of the conflicts without propagation, behind some with
 // it, 84 to 100% came from the graph on the questions on which propagation
 // pays, and up to 80% on the others, less as a rule. So the second part ends
@@ -69,8 +72,10 @@ bool BoundPropagation::wants_to_run(const SearchStatistics& search) {
 // False if the next one that waits makes a negative cycle.
 bool BoundPropagation::feed() {
   const bool is_free = options_.mode == Propagation::kFull;
+  const std::uint64_t end = closure_.counters().steps + kStepsPerCall;
   bool consistent = true;
-  while (consistent && num_fed_ < trail_.size() && (is_free || credit_ > 0)) {
+  while (consistent && num_fed_ < trail_.size() && (is_free || credit_ > 0) &&
+         closure_.counters().steps < end) {
     consistent = closure_.push_edge(trail_[num_fed_]);
     if (consistent) ++num_fed_;
     const std::uint64_t steps = closure_.counters().steps;

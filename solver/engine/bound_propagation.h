@@ -5,6 +5,7 @@
 #include <cassert>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <vector>
 
 #include "solver/search/statistics.h"
@@ -26,10 +27,8 @@ enum class Propagation : int {
 struct PropagationOptions {
   /// How much to find.
   Propagation mode = Propagation::kAuto;
-  /// Memory and effort of the closure. The matrix gets less than a library
-  /// would give it: with more than some 600 nodes, the graphs of real questions
-  /// are so sparse that paths are faster (docs/solving.md).
-  dl::Closure::Limits limits{std::size_t{16} << 20U, 1000};
+  /// Memory and effort of the closure.
+  dl::Closure::Limits limits;
 };
 
 /// Finds the constraints that the ones on a search's trail imply, with a
@@ -37,7 +36,9 @@ struct PropagationOptions {
 ///
 /// The closure may lag behind the trail: constraints wait here until it pays to
 /// hand them over. Those that wait are always the latest, so taking back needs
-/// no more than to count. In automatic mode two rules say whether it pays.
+/// no more than to count. One call hands over a limited amount, in every mode,
+/// so that a search can be stopped in between. In automatic mode two rules say
+/// whether it pays.
 ///
 /// *Credit*, from push to push. Steps of the closure are paid for out of what
 /// implied literals and the search's own propagations earn. It guards against
@@ -141,17 +142,21 @@ class BoundPropagation {
     kLost,     // none until the next trial
   };
 
+  // Constraints told in one call: some 50 ms.
+  static constexpr std::size_t kTold = 20'000;
+
   // Whether there is something to hand over that may pay; then all that was
   // announced has been told.
   template <class EdgeOf>
   bool start(const SearchStatistics& search, const EdgeOf& edge_of) {
     if (num_fed_ == trail_.size() || !wants_to_run(search)) return false;
-    for (const int id : untold_) {
+    for (std::size_t n = 0; n < kTold && !untold_.empty(); ++n) {
+      const int id = untold_.front();
       closure_.tell_edge(id, edge_of(id));
       num_told_ = id + 1;
+      untold_.pop_front();
     }
-    untold_.clear();
-    return true;
+    return untold_.empty();
   }
   bool wants_to_run(const SearchStatistics& search);
   bool feed();
@@ -163,7 +168,7 @@ class BoundPropagation {
   PropagationOptions options_;
   dl::Closure closure_;
   /// Announced constraints that the closure has not been told of, ascending.
-  std::vector<int> untold_;
+  std::deque<int> untold_;
   /// Above all numbers that the closure was told.
   int num_told_ = 0;
   /// Pushed constraints, the first num_fed_ of which the closure has.

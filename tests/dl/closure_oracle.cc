@@ -262,10 +262,11 @@ void ClosureUnderTest::note_numbers(bool was_matrix) {
     if (was_matrix && closure_.uses_matrix()) ++seen_->to_more_rows;
     return;
   }
-  if (!was_matrix && size_ == Scale::Size::kExact) ++seen_->paths_to_exact;
-  if (!was_matrix || !closure_.uses_matrix()) return;
-  ++(size_ == Scale::Size::kExact ? seen_->matrix_to_exact
-                                  : seen_->matrix_to_word64);
+  if (size_ == Scale::Size::kExact) {
+    ++(was_matrix ? seen_->matrix_to_exact : seen_->paths_to_exact);
+  } else if (was_matrix && closure_.uses_matrix()) {
+    ++seen_->matrix_to_word64;
+  }
 }
 
 void ClosureUnderTest::drain() {

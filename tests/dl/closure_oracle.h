@@ -83,7 +83,8 @@ struct ClosureSeen {
   std::size_t matrix_to_word64 = 0;
   std::size_t matrix_to_exact = 0;
   std::size_t paths_to_exact = 0;
-  /// Paths, when a push or a bound told outgrew the memory of a matrix ...
+  /// Paths, when a push or a bound told outgrew the memory of a matrix, or its
+  /// words ...
   std::size_t to_paths_in_push = 0;
   std::size_t to_paths_in_tell = 0;
   /// ... and when consequences were known then.

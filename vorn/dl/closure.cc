@@ -17,7 +17,7 @@
 // its memory, a new way takes over: all active edges are pushed to it in their
 // order. A matrix finds the same consequences again at the same places of the
 // stack. A way that need not (paths) keeps those that there are, with their
-// paths written out beforehand.
+// paths as links.
 
 namespace vorn::dl {
 
@@ -264,7 +264,7 @@ std::unique_ptr<closure::Way> Closure::make_way() const {
       way_ != nullptr && (!way_->reports_again() ||
                           way_->matrix_bytes() > store.limits.matrix_bytes);
   const auto square_fits = [&](std::size_t bytes_per_pair) {
-    const std::size_t rows = Matrix<Exact>::rows_for(store.num_rows);
+    const std::size_t rows = Matrix<Words<std::int64_t>>::rows_for(store.num_rows);
     // Half is for the matrix, half for the improvements.
     return store.num_rows < kMaxMatrixRows &&
            rows * rows * bytes_per_pair <= store.limits.matrix_bytes / 2;
@@ -281,11 +281,9 @@ std::unique_ptr<closure::Way> Closure::make_way() const {
         square_fits(Matrix<Words64>::bytes_per_pair())) {
       return std::make_unique<Matrix<Words64>>(store);
     }
-    if (size == Scale::Size::kExact &&
-        square_fits(Matrix<Exact>::bytes_per_pair())) {
-      return std::make_unique<Matrix<Exact>>(store);
-    }
   }
+  // A matrix of exact numbers would be three times as slow as paths with 150
+  // nodes, and its memory would have no limit.
   if (size == Scale::Size::kExact) {
     return std::make_unique<Paths<Exact>>(store);
   }
@@ -387,46 +385,25 @@ void Closure::push_anew(closure::Way& way) {
 }
 
 // Pushes the active edges to a way that reports nothing for them, and keeps the
-// consequences that there are: with their paths written out as chains of links,
-// if it was a matrix that knew them.
+// consequences that there are.
 void Closure::push_quietly(closure::Way& way) {
   closure::Store& store = *store_;
-  store.rebuilding = true;
   std::vector<Entry> entries = store.entries;
   std::vector<closure::Activation> active = store.active;
-  std::vector<closure::Link> links;
+  std::vector<closure::Link> links = store.links;
+  way_->write_links(entries, active, links);
+  store.rebuilding = true;
   try {
-    std::vector<int> path;
-    std::size_t position = 0;
-    for (std::size_t level = 0; level < active.size(); ++level) {
-      if (!active[level].was_known) {
-        [[maybe_unused]] const bool consistent = way.push(active[level].k);
-        assert(consistent);
-      }
-      if (!way_->reports_again()) continue;
-      active[level].num_links = links.size();
-      const std::size_t end = level + 1 < active.size()
-                                  ? active[level + 1].num_entries
-                                  : entries.size();
-      for (; position < end; ++position) {
-        Entry& entry = entries[position];
-        if (entry.proof < 0) continue;
-        path.clear();
-        way_->get_path(entry, entry.k, &path);
-        entry.proof = static_cast<int>(links.size());
-        entry.more_proof = -1;
-        for (std::size_t i = 0; i < path.size(); ++i) {
-          const int next = static_cast<int>(links.size()) + 1;
-          links.push_back({path[i], i + 1 < path.size() ? next : -1});
-        }
-      }
+    for (const closure::Activation& activation : active) {
+      if (activation.was_known) continue;
+      [[maybe_unused]] const bool consistent = way.push(activation.k);
+      assert(consistent);
     }
   } catch (...) {
     store.rebuilding = false;
     throw;
   }
   store.rebuilding = false;
-  if (!way_->reports_again()) return;
   store.entries.swap(entries);
   store.active.swap(active);
   store.links.swap(links);

@@ -24,8 +24,9 @@
 //
 // Two ways lead to the consequences, behind one interface:
 //  - a matrix of the shortest distances between all nodes, exact and complete,
-//    for graphs whose square fits the memory that Limits grants;
-//  - for larger ones, a search from both ends of each new edge over the nodes
+//    for graphs whose square fits the memory that Limits grants and whose sums
+//    fit words;
+//  - for others, a search from both ends of each new edge over the nodes
 //    for which the new edge matters, with a limit on its steps; what it does
 //    not reach is not reported. Nothing that it reports is wrong.
 
@@ -40,7 +41,8 @@ class Way;
 ///
 /// Weights are exact at all sizes. Sums are kept in words of 32 or 64 bits,
 /// fractions and eps scaled to integers, while no sum can outgrow them, and in
-/// exact numbers from then on; nothing is lost or changed where one takes over.
+/// exact numbers, with paths, from then on; nothing is lost or changed where
+/// one takes over.
 ///
 /// A registered constraint is *known* while an active constraint of the same
 /// direction of the same pair of nodes, or one that was reported for it, is at
@@ -52,8 +54,8 @@ class Way;
 ///    whose distance falls, not counting what follows by way of the node with
 ///    the most bounds (the constant 0, as a rule), of which only pairs with
 ///    bounds are looked at; pop constant time for each of these. 16 bytes a
-///    pair with words of 32 bits, 20 with words of 64 and exact numbers, and 16
-///    to 24 for each improvement until it is taken back.
+///    pair with words of 32 bits, 20 with words of 64, and 16 to 24 for each
+///    improvement until it is taken back.
 ///  - paths: push at most Limits::path_steps edges in each direction, and what
 ///    it takes to repair the potentials; pop constant time for each
 ///    consequence. No memory beyond that of the edges.
@@ -67,8 +69,10 @@ class VORN_EXPORT Closure {
   /// How much the closure may take.
   struct Limits {
     /// Bytes for the matrix and its record of improvements. Above them the
-    /// closure goes on with paths. 0: paths from the start.
-    std::size_t matrix_bytes = std::size_t{64} << 20U;
+    /// closure goes on with paths. 0: paths from the start. The default is
+    /// enough for some 600 nodes; from about 500 on, sparse graphs are faster
+    /// with paths (docs/performance.md).
+    std::size_t matrix_bytes = std::size_t{16} << 20U;
     /// Edges that the way of paths tries in each of the two directions from one
     /// new edge.
     std::size_t path_steps = 1000;

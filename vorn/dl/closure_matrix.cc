@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cassert>
-#include <type_traits>
 #include <utility>
 
 #include "vorn/dl/closure_numbers.h"
@@ -184,22 +183,14 @@ void Matrix<Numbers>::find_targets(int u, int v, const Number& w) {
   }
   std::size_t count = 0;
   for (std::size_t t = 0; t < rows; ++t) {
-    if constexpr (std::is_integral_v<Number>) {
-      // Without a branch: which rows are nearer is hard to foretell.
-      targets_[count] = static_cast<std::int32_t>(t);
-      legs_[count] = from_v[t];
-      const Number length = Numbers::sum(w, from_v[t]);
-      const bool finite = Numbers::is_finite(from_v[t]);
-      const bool nearer = length < from_u[t];
-      const bool below_hub = length < Numbers::sum(to_hub, from_hub[t]);
-      count += static_cast<std::size_t>(finite & nearer & below_hub);
-    } else if (Numbers::is_finite(from_v[t]) &&
-               Numbers::sum_less(w, from_v[t], from_u[t]) &&
-               Numbers::sum_less(w, from_v[t],
-                                 Numbers::sum(to_hub, from_hub[t]))) {
-      targets_[count] = static_cast<std::int32_t>(t);
-      legs_[count++] = from_v[t];
-    }
+    // Without a branch: which rows are nearer is hard to foretell.
+    targets_[count] = static_cast<std::int32_t>(t);
+    legs_[count] = from_v[t];
+    const Number length = Numbers::sum(w, from_v[t]);
+    const bool finite = Numbers::is_finite(from_v[t]);
+    const bool nearer = length < from_u[t];
+    const bool below_hub = length < Numbers::sum(to_hub, from_hub[t]);
+    count += static_cast<std::size_t>(finite & nearer & below_hub);
   }
   num_targets_ = count;
   store_.counters.steps += rows / 4;
@@ -259,15 +250,11 @@ void Matrix<Numbers>::improve_row(int s, const Number& via, std::int32_t push) {
   std::size_t count = 0;
   for (std::size_t i = 0; i < num_targets_; ++i) {
     const auto t = static_cast<std::size_t>(targets_[i]);
-    if constexpr (std::is_integral_v<Number>) {
-      const Number length = Numbers::sum(via, legs_[i]);
-      const bool nearer = length < from_s[t];
-      const bool below_hub = length < Numbers::sum(to_hub, from_hub[t]);
-      nearer_[count] = static_cast<std::int32_t>(i);
-      count += static_cast<std::size_t>(nearer & (below_hub | is_hub));
-    } else if (is_shorter(via, legs_[i], s, static_cast<int>(t))) {
-      nearer_[count++] = static_cast<std::int32_t>(i);
-    }
+    const Number length = Numbers::sum(via, legs_[i]);
+    const bool nearer = length < from_s[t];
+    const bool below_hub = length < Numbers::sum(to_hub, from_hub[t]);
+    nearer_[count] = static_cast<std::int32_t>(i);
+    count += static_cast<std::size_t>(nearer & (below_hub | is_hub));
   }
   reserve_records(count);
   for (std::size_t n = 0; n < count; ++n) {
@@ -456,6 +443,84 @@ void Matrix<Numbers>::get_way_back(int k, std::vector<int>* path) const {
   if (back.more_proof >= 0) expand(back.more_proof, room, path);
 }
 
+// The records that show a record, with its edge between them; -1 for none, if
+// the edge begins or ends where the pair does.
+template <class Numbers>
+Link Matrix<Numbers>::parts_of(std::int32_t record) const {
+  const Record& r = records_[static_cast<std::size_t>(record)];
+  const auto source = static_cast<int>(r.rows >> 16U);
+  const auto target = static_cast<int>(r.rows & 0xFFFFU);
+  const Push& push = pushes_[static_cast<std::size_t>(r.push)];
+  const Bound& edge = store_.bound(push.k);
+  Link parts{-1, push.k, -1};
+  if (source != edge.source) {
+    parts.before = past_of(source, edge.source, push.first_record).record;
+  }
+  if (edge.target != target) {
+    parts.next = past_of(edge.target, target, push.first_record).record;
+  }
+  return parts;
+}
+
+// One link for each record that an entry needs, directly or not: paths share
+// their parts, where written out each would be as long as it is.
+template <class Numbers>
+void Matrix<Numbers>::write_links(std::vector<Entry>& entries,
+                                  std::vector<Activation>& active,
+                                  std::vector<Link>& links) const {
+  constexpr int kNone = -1;
+  constexpr int kNeeded = -2;
+  // By record: kNone, kNeeded, or the link.
+  std::vector<int> link_of(num_records_, kNone);
+  const auto need = [&link_of](std::int32_t record) {
+    if (record >= 0) link_of[static_cast<std::size_t>(record)] = kNeeded;
+  };
+  for (const Entry& entry : entries) {
+    if (entry.proof < 0) continue;
+    need(entry.proof);
+    need(entry.more_proof);
+  }
+  // A record is shown by earlier ones.
+  for (auto record = static_cast<std::int32_t>(num_records_); record-- > 0;) {
+    if (link_of[static_cast<std::size_t>(record)] != kNeeded) continue;
+    const Link parts = parts_of(record);
+    need(parts.before);
+    need(parts.next);
+  }
+  const auto link = [&link_of](std::int32_t record) {
+    return record < 0 ? kNone : link_of[static_cast<std::size_t>(record)];
+  };
+  std::size_t push = 0;
+  std::size_t record = 0;
+  std::size_t position = 0;
+  for (std::size_t level = 0; level < active.size(); ++level) {
+    active[level].num_links = links.size();
+    if (!active[level].was_known) ++push;
+    const std::size_t end_record =
+        push < pushes_.size()
+            ? static_cast<std::size_t>(pushes_[push].first_record)
+            : num_records_;
+    for (; record < end_record; ++record) {
+      if (link_of[record] != kNeeded) continue;
+      const Link parts = parts_of(static_cast<std::int32_t>(record));
+      link_of[record] = static_cast<int>(links.size());
+      links.push_back({link(parts.before), parts.k, link(parts.next)});
+    }
+    const std::size_t end = level + 1 < active.size()
+                                ? active[level + 1].num_entries
+                                : entries.size();
+    for (; position < end; ++position) {
+      Entry& entry = entries[position];
+      if (entry.proof < 0) continue;
+      entry.proof = link(entry.proof);
+      if (entry.more_proof < 0) continue;
+      links.push_back({entry.proof, -1, link(entry.more_proof)});
+      entry.proof = static_cast<int>(links.size()) - 1;
+      entry.more_proof = -1;
+    }
+  }
+}
+
 // Appends the path that a record stands for, or older ones of parts of it for
 // as long as there is room. A stack of what is still to be written, instead of
 // recursion: paths may be long.
@@ -506,6 +571,5 @@ bool Matrix<Numbers>::tightest_bound(int source, int target,
 
 template class Matrix<Words<std::int32_t>>;
 template class Matrix<Words<std::int64_t>>;
-template class Matrix<Exact>;
 
 }  // namespace vorn::dl::closure

@@ -10,7 +10,8 @@
 
 namespace vorn::dl::closure {
 
-/// All shortest distances, kept up to date with each edge; see the .cc.
+/// All shortest distances in words, kept up to date with each edge; see the
+/// .cc.
 ///
 /// One row is the *hub*, through which many shortest paths run: the constant 0,
 /// as a rule. Invariants, with d(s, t) the least sum along a path of pushed
@@ -34,6 +35,8 @@ class Matrix final : public Way {
   bool push(int k) override;
   void pop() override;
   void told(int k) override;
+  void write_links(std::vector<Entry>& entries, std::vector<Activation>& active,
+                   std::vector<Link>& links) const override;
   void get_path(const Entry& entry, int k,
                 std::vector<int>* path) const override;
   void get_way_back(int k, std::vector<int>* path) const override;
@@ -120,6 +123,7 @@ class Matrix final : public Way {
   };
   Past past_of(int source, int target, std::int32_t before) const;
   Number distance_of(std::int32_t record) const;
+  Link parts_of(std::int32_t record) const;
   void make_older(Past& past, Room& room) const;
   void expand(std::int32_t record, Room& room, std::vector<int>* path) const;
 

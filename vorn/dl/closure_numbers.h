@@ -20,6 +20,9 @@ template <class Word>
 struct Words {
   using Number = Word;
 
+  /// What it costs to add and compare, in steps of Closure::Counters.
+  static constexpr std::size_t kSteps = 1;
+
   /// Above all sums, by so much that it stays so with a few sums added, and two
   /// infinities added do not overflow.
   static constexpr Word kInfinity =
@@ -49,6 +52,8 @@ struct Words {
 /// Exact numbers, for sums that outgrow words.
 struct Exact {
   using Number = la::DNumber;
+
+  static constexpr std::size_t kSteps = 30;
 
   static la::DNumber infinity();
   static la::DNumber zero() { return {}; }

@@ -134,7 +134,8 @@ bool Paths<Numbers>::repair(int k) {
       lowered_.emplace_back(row, potentials_[index(row)]);
       Number lower = Numbers::sum(potentials_[index(row)], place.distance);
       potentials_[index(row)] = std::move(lower);
-      store_.counters.steps += leaving_[index(row)].size() + 1;
+      store_.counters.steps +=
+          (leaving_[index(row)].size() + 1) * Numbers::kSteps;
       for (const int next : leaving_[index(row)]) {
         const Bound& out = store_.bound(next);
         Number rest = reduced_cost(out);
@@ -287,7 +288,7 @@ void Paths<Numbers>::search(Side& side, int start, int about, bool forward,
     }
     if (about >= 0 && (open == 0 || steps == max_steps)) break;
   }
-  store_.counters.steps += steps;
+  store_.counters.steps += steps * Numbers::kSteps;
 }
 
 template <class Numbers>
@@ -373,7 +374,7 @@ int Paths<Numbers>::link(Side& side, int row, bool forward) {
   while (!unlinked_.empty()) {
     Place& place = side.places[index(unlinked_.back())];
     unlinked_.pop_back();
-    store_.links.push_back({place.edge, chain});
+    store_.links.push_back({-1, place.edge, chain});
     chain = static_cast<int>(store_.links.size()) - 1;
     place.link = chain;
   }
@@ -386,8 +387,17 @@ void Paths<Numbers>::get_path(const Entry& entry, int /*k*/,
   const auto link = [this](int position) {
     return store_.links[index(position)];
   };
-  for (int l = entry.proof; l >= 0; l = link(l).next) {
-    path->push_back(link(l).k);
+  unfinished_.clear();
+  for (int l = entry.proof; l >= 0 || !unfinished_.empty();) {
+    if (l >= 0) {
+      unfinished_.push_back(l);
+      l = link(l).before;
+      continue;
+    }
+    const Link& done = store_.links[index(unfinished_.back())];
+    unfinished_.pop_back();
+    if (done.k >= 0) path->push_back(done.k);
+    l = done.next;
   }
   if (entry.more_proof < 0) return;
   const auto middle = static_cast<std::ptrdiff_t>(path->size());

@@ -17,7 +17,8 @@ namespace vorn::dl::closure {
 /// potential(target), of at least 0.
 /// A proof is the chain of links from the bound's source on and, as more proof,
 /// the one from its target back; both end with the edge that was new, and
-/// without the second the first is the whole path.
+/// without the second the first is the whole path. What a matrix left is a tree
+/// of links, and the whole path.
 template <class Numbers>
 class Paths final : public Way {
  public:
@@ -31,6 +32,9 @@ class Paths final : public Way {
   bool push(int k) override;
   void pop() override;
   void told(int /*k*/) override {}
+  void write_links(std::vector<Entry>& /*entries*/,
+                   std::vector<Activation>& /*active*/,
+                   std::vector<Link>& /*links*/) const override {}
   void get_path(const Entry& entry, int k,
                 std::vector<int>* path) const override;
   void get_way_back(int k, std::vector<int>* path) const override;
@@ -89,6 +93,8 @@ class Paths final : public Way {
   mutable Side behind_;
   std::vector<std::pair<int, Number>> lowered_;
   std::vector<int> unlinked_;
+  // Links whose first part is being written.
+  mutable std::vector<int> unfinished_;
 };
 
 }  // namespace vorn::dl::closure

@@ -67,8 +67,10 @@ struct Entry {
   static constexpr int kNoPremise = -2;
 };
 
-/// An edge of a stored path, and the one behind it; -1 ends the chain.
+/// Part of a stored path: the path of another link, an edge, the path of yet
+/// another link. -1 stands for none of them.
 struct Link {
+  int before;
   int k;
   int next;
 };
@@ -219,6 +221,11 @@ class Way {
   virtual void pop() = 0;
   /// A bound was registered: reports it if it is known to follow.
   virtual void told(int k) = 0;
+  /// Makes the proofs of entries, which are those of the store, outlive this
+  /// way: as links, which are taken back with the activations.
+  virtual void write_links(std::vector<Entry>& entries,
+                           std::vector<Activation>& active,
+                           std::vector<Link>& links) const = 0;
   /// Appends a path that shows bound k: the one that the entry's proof stands
   /// for, or one no longer than k allows. Requires: the entry's bound implies
   /// k.
