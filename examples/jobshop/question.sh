@@ -68,7 +68,7 @@ END {
       print "(assert " after("s_" j "_" i - 1, "s_" j "_" i,
                              duration[j, i - 1]) ")"
     latest = k - duration[j, machines - 1]
-    bound = latest < 0 ? "(- " -latest ")" : latest
+    bound = latest < 0 ? "(- " (-latest) ")" : latest
     print "(assert (<= s_" j "_" machines - 1 " " bound "))"
   }
   print "; Of two operations on one machine, one ends before the other starts."
