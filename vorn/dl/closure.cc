@@ -264,7 +264,8 @@ std::unique_ptr<closure::Way> Closure::make_way() const {
       way_ != nullptr && (!way_->reports_again() ||
                           way_->matrix_bytes() > store.limits.matrix_bytes);
   const auto square_fits = [&](std::size_t bytes_per_pair) {
-    const std::size_t rows = Matrix<Words<std::int64_t>>::rows_for(store.num_rows);
+    const std::size_t rows =
+        Matrix<Words<std::int64_t>>::rows_for(store.num_rows);
     // Half is for the matrix, half for the improvements.
     return store.num_rows < kMaxMatrixRows &&
            rows * rows * bytes_per_pair <= store.limits.matrix_bytes / 2;
