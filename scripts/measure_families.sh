@@ -8,7 +8,7 @@
 #
 # OPTIONs are those of bench/families/compare.py, --help lists them. Without
 # --contestant the two are vorn without propagation of implied literals and vorn
-# as it is, with ten seeds for what both answer within two seconds; without
+# as it is, with eight seeds for what both answer within a second; without
 # --tables the job-shop tables are those in examples/jobshop/. Prints a Markdown
 # report; --fill puts it into docs/solving.md as well. The standard questions
 # take an hour.
@@ -19,7 +19,7 @@ vorn=$(printf %q "$vorn_root/build/release/bin/vorn")
 contestants=(--contestant "off=$vorn --stats --propagation off"
   --contestant "auto=$vorn --stats")
 tables=(--tables "$vorn_root/examples/jobshop")
-seeds=(--repeats 10 --take mean --seed-option=--seed --short 2)
+seeds=(--repeats 8 --take mean --seed-option=--seed --short 1)
 given=()
 for argument in "$@"; do
   case $argument in

@@ -112,16 +112,25 @@ class BoundPropagation {
     int id = 0;
     while (closure_.next_consequence(&id)) consequences.push_back(id);
   }
-  /// Hands over what waits, as far as it pays, and appends a negative cycle of
-  /// pushed constraints, in its order; false if none is found. It prefers older
-  /// constraints to the shortest cycle, and is what the search learns most from
-  /// (docs/solving.md). Requires: what was pushed is inconsistent.
-  template <class EdgeOf>
-  bool find_cycle(const SearchStatistics& search, const EdgeOf& edge_of,
-                  std::vector<int>* cycle) {
-    if (!start(search, edge_of) || feed()) return false;
-    closure_.get_cycle(trail_[num_fed_], cycle);
-    return true;
+  /// Hands over what waits, as far as it pays, up to the first constraint that
+  /// closes a negative cycle. Calls `visit` with that cycle, in its order, and
+  /// with those that others behind it close, as far as a few of them show. They
+  /// prefer older constraints to the shortest cycle, so that the search learns
+  /// more (docs/solving.md). Requires: what was pushed is inconsistent.
+  template <class EdgeOf, class Visit>
+  void find_cycles(const SearchStatistics& search, const EdgeOf& edge_of,
+                   const Visit& visit) {
+    if (!start(search, edge_of) || feed()) return;
+    const std::size_t end = std::min(trail_.size(), num_fed_ + kMostRefused);
+    for (std::size_t place = num_fed_; place < end; ++place) {
+      if (closure_.push_edge(trail_[place])) {
+        closure_.pop_edge();
+        continue;
+      }
+      cycle_.clear();
+      closure_.get_cycle(trail_[place], &cycle_);
+      visit(cycle_);
+    }
   }
   /// As Closure::get_path. Requires: the constraint is known.
   void explain(int id, std::vector<int>* path) const {
@@ -142,6 +151,8 @@ class BoundPropagation {
     kLost,     // none until the next trial
   };
 
+  // Constraints looked at for cycles.
+  static constexpr std::size_t kMostRefused = 20;
   // Constraints told in one call: some 50 ms.
   static constexpr std::size_t kTold = 20'000;
 
@@ -174,6 +185,8 @@ class BoundPropagation {
   /// Pushed constraints, the first num_fed_ of which the closure has.
   std::vector<int> trail_;
   std::size_t num_fed_ = 0;
+  /// Scratch space.
+  std::vector<int> cycle_;
 
   // Credit, in steps of the closure.
   std::int64_t credit_ = 0;

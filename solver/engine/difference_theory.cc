@@ -236,13 +236,18 @@ bool DifferenceTheory::propagate(std::vector<Literal>& implied,
     }
     return true;
   }
-  path_.clear();
-  if (propagation_.find_cycle(search_->statistics(), edge_of, &path_)) {
-    assert(is_negative_cycle(path_));
-    conflict_set_ = path_;
-  } else {
-    graph_.get_conflict_set(&conflict_set_);
-  }
+  bool is_chosen = false;
+  Span least;
+  propagation_.find_cycles(search_->statistics(), edge_of,
+                           [&](const std::vector<int>& cycle) {
+                             assert(is_negative_cycle(cycle));
+                             const Span span = span_of(cycle);
+                             if (is_chosen && !(span < least)) return;
+                             is_chosen = true;
+                             least = span;
+                             conflict_set_ = cycle;
+                           });
+  if (!is_chosen) graph_.get_conflict_set(&conflict_set_);
   for (const int id : conflict_set_) {
     conflict.push_back(~constraints_[index(id)].literal);
   }
@@ -305,6 +310,22 @@ bool DifferenceTheory::is_reason(Literal literal,
     sum += edge.weight;
   }
   return node == bound.target && !(bound.weight < sum);
+}
+
+// How many levels above 0 the constraints' literals were assigned at, and how
+// many literals these are.
+DifferenceTheory::Span DifferenceTheory::span_of(
+    const std::vector<int>& constraints) {
+  levels_.clear();
+  for (const int id : constraints) {
+    const Literal literal = constraints_[index(id)].literal;
+    const int level = search_->level_of(literal.variable());
+    if (level > 0) levels_.push_back(level);
+  }
+  const std::size_t num_literals = levels_.size();
+  std::sort(levels_.begin(), levels_.end());
+  const auto end = std::unique(levels_.begin(), levels_.end());
+  return {static_cast<std::size_t>(end - levels_.begin()), num_literals};
 }
 
 // Whether the constraints are active and chain up to a sum below 0.

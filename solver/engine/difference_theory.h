@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "solver/engine/atom_normaliser.h"
@@ -186,6 +187,8 @@ class DifferenceTheory final : public Theory {
   bool literal_of_disjunct(const Term* disjunct, Literal& literal,
                            bool& constant);
   bool read_lemma(const dl::Graph::Lemma& lemma, std::vector<Literal>& clause);
+  using Span = std::pair<std::size_t, std::size_t>;
+  Span span_of(const std::vector<int>& constraints);
   [[nodiscard]] bool is_negative_cycle(const std::vector<int>& cycle) const;
   [[nodiscard]] bool is_reason(Literal literal,
                                const std::vector<int>& path) const;
@@ -232,6 +235,7 @@ class DifferenceTheory final : public Theory {
   std::vector<const dl::Edge*> cycle_;
   std::vector<int> consequences_;
   std::vector<int> path_;
+  std::vector<int> levels_;
 
   std::vector<QNumber> model_;  // by node
 };
