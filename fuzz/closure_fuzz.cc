@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <gmpxx.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -8,6 +6,7 @@
 
 #include "fuzz/byte_reader.h"
 #include "fuzz/fuzzer.h"
+#include "fuzz/weight_reader.h"
 #include "tests/model/closure_comparison.h"
 #include "tests/model/graph_model.h"
 #include "vorn/dl/closure.h"
@@ -27,14 +26,18 @@
 //   rK      retract K                   d      take the consequences
 //   aN      from here on take them after every call (N = 1), or when told
 //
-// A weight is a digit for its kind, see weight(), and one or more for its size.
-// What would break the contract of the closure where it stands is left out.
+// A weight is a digit for its kind, see read_weight(), and one or more for its
+// size. What would break the contract of the closure where it stands is left
+// out.
 
 namespace vorn::model {
 namespace {
 
 constexpr int kNodes = 14;
 constexpr int kConstraints = 32;
+// Of sizes that are no digit: what sums of fourteen nodes still hold in words,
+// and what they do not.
+constexpr unsigned kExponents[] = {25, 26, 29, 31, 57, 58, 61, 63, 64, 190};
 
 // A matrix has at least eight rows, which take 1,024 bytes with words of 32
 // bits and 1,280 with larger numbers; as much again is for what it notes of
@@ -87,8 +90,6 @@ class Player {
   bool is_active() const { return !comparison_.model().active().empty(); }
   bool is_told(int k) const { return comparison_.model().told().count(k) != 0; }
   int constraint() { return input_.below_int(kConstraints); }
-  mpq_class size();
-  Weight weight();
 
   fuzz::ByteReader input_;
   ClosureComparison comparison_;
@@ -101,48 +102,6 @@ std::vector<ClosureSetting> Player::settings() {
   return {{"matrix", {bytes, steps}}, {"paths", {0, steps}}};
 }
 
-// A magnitude: a digit, or a number at the edge of words or beyond.
-mpq_class Player::size() {
-  const int digit = input_.below_int(20);
-  if (digit < 10) return digit;
-  // What sums of fourteen nodes still hold in words, and what they do not.
-  constexpr unsigned kExponents[] = {25, 26, 29, 31, 57, 58, 61, 63, 64, 190};
-  mpz_class power = 1;
-  power <<= kExponents[digit - 10];
-  return mpq_class(mpz_class(power + input_.below_int(7) - 3));
-}
-
-Weight Player::weight() {
-  Weight weight;
-  const int kind = input_.below_int(10);
-  weight.rational = size();
-  switch (kind) {
-    case 0:  // a size
-    case 1:  // the negative of one
-      break;
-    case 2:  // strict
-    case 3:
-      weight.eps = -1;
-      break;
-    case 4:  // a size over another
-    case 5:
-    case 6:
-    case 7: {
-      const mpq_class second = size();
-      if (second != 0) weight.rational /= second;
-      weight.eps = kind < 6 ? 0 : -1;
-      break;
-    }
-    default:  // with any eps part
-      weight.eps = size();
-      if (input_.below(2) == 1) weight.eps = -weight.eps;
-      if (input_.below(4) == 1) weight.eps /= 3;
-      break;
-  }
-  if (kind % 2 == 1) weight.rational = -weight.rational;
-  return weight;
-}
-
 void Player::tell(const EdgeRecord& edge) {
   if (!is_told(edge.id)) comparison_.tell(edge.id, edge);
 }
@@ -152,7 +111,7 @@ void Player::tell() {
   edge.id = constraint();
   edge.source = input_.below_int(kNodes);
   edge.target = input_.below_int(kNodes);
-  edge.weight = weight();
+  edge.weight = fuzz::read_weight(input_, kExponents);
   tell(edge);
 }
 

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include <gmpxx.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <utility>
 
 #include "fuzz/byte_reader.h"
 #include "fuzz/fuzzer.h"
+#include "fuzz/weight_reader.h"
 #include "tests/model/graph_model.h"
 #include "tests/model/runner.h"
 #include "tests/model/trace.h"
@@ -28,14 +27,16 @@
 //   dN      take N lemmas               vN     log at verbosity N - 1
 //   x       dump the conflicts          lNFKK  dump N edges, in full for F = 1
 //
-// A weight is a digit for its kind, see weight(), and one or more for its size.
-// What would break the contract of the graph where it stands is left out.
+// A weight is a digit for its kind, see read_weight(), and one or more for its
+// size. What would break the contract of the graph where it stands is left out.
 
 namespace vorn::model {
 namespace {
 
 constexpr int kNodes = 12;
 constexpr int kConstraints = 24;
+// Of sizes that are no digit.
+constexpr unsigned kExponents[] = {31, 62, 63, 64, 100, 190};
 
 class Decoder {
  public:
@@ -67,8 +68,6 @@ class Decoder {
     }
   }
   int constraint() { return input_.below_int(kConstraints); }
-  mpq_class size();
-  Weight weight();
   EdgeRecord edge(int id);
   void tell(CallKind kind, bool back);
   void configure();
@@ -79,52 +78,11 @@ class Decoder {
   Trace trace_;
 };
 
-// A magnitude: a digit, or a number at the edge of words or beyond.
-mpq_class Decoder::size() {
-  const int digit = input_.below_int(16);
-  if (digit < 10) return digit;
-  mpz_class power = 1;
-  constexpr unsigned kExponents[] = {31, 62, 63, 64, 100, 190};
-  power <<= kExponents[digit - 10];
-  return mpq_class(mpz_class(power + input_.below_int(7) - 3));
-}
-
-Weight Decoder::weight() {
-  Weight weight;
-  const int kind = input_.below_int(10);
-  weight.rational = size();
-  mpq_class second;
-  switch (kind) {
-    case 0:  // a size
-    case 1:  // the negative of one
-      break;
-    case 2:  // strict
-    case 3:
-      weight.eps = -1;
-      break;
-    case 4:  // a size over another
-    case 5:
-    case 6:
-    case 7:
-      second = size();
-      if (second != 0) weight.rational /= second;
-      weight.eps = kind < 6 ? 0 : -1;
-      break;
-    default:  // with any eps part
-      weight.eps = size();
-      if (input_.below(2) == 1) weight.eps = -weight.eps;
-      if (input_.below(4) == 1) weight.eps /= 3;
-      break;
-  }
-  if (kind % 2 == 1) weight.rational = -weight.rational;
-  return weight;
-}
-
 EdgeRecord Decoder::edge(int id) {
   EdgeRecord edge;
   edge.source = input_.below_int(kNodes);
   edge.target = input_.below_int(kNodes);
-  edge.weight = weight();
+  edge.weight = fuzz::read_weight(input_, kExponents);
   edge.id = id;
   return edge;
 }
@@ -138,7 +96,7 @@ void Decoder::tell(CallKind kind, bool back) {
     if (back) {
       call.second.source = call.first.target;
       call.second.target = call.first.source;
-      call.second.weight = weight();
+      call.second.weight = fuzz::read_weight(input_, kExponents);
       call.second.id = 2 * call.constraint + 1;
     } else {
       call.second = edge(2 * call.constraint + 1);

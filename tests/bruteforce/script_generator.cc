@@ -110,9 +110,15 @@ void ScriptGenerator::add_options() {
   // Much that the graph could find has been implied before where propagation
   // is on.
   const char* const propagations[] = {"auto", "full", "off", "off"};
-  option(std::string("propagation ") + propagations[pick(4)]);
-  if (chance(40)) option("dl-tlemma-kinds " + std::to_string(pick(4)));
-  if (chance(20)) option("dl-tlemma-min-overlap 0.75");
+  const int propagation = pick(4);
+  option(std::string("propagation ") + propagations[propagation]);
+  if (chance(propagation < 2 ? 40 : 90)) {
+    option("dl-tlemma-kinds " + std::to_string(pick(4)));
+  }
+  if (chance(40)) {
+    option(std::string("dl-tlemma-min-overlap ") +
+           (chance(50) ? "0.75" : "0.2"));
+  }
   if (chance(20)) option("dl-dedup-tlemmas true");
   const char* logic = logic_ == Logic::kIntegers ? "QF_IDL"
                       : logic_ == Logic::kReals  ? "QF_RDL"
