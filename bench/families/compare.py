@@ -17,7 +17,8 @@ print its statistics, and soon after SIGKILL.
 
 A search is luck, most of all a short one. With --seed-option each repeat asks
 with a seed of its own; with --short only questions that all answered faster
-than that at first are repeated, which is where luck would decide a ratio.
+than that at first are repeated, which is where luck would decide a ratio, and
+only until a seed is not answered: such a question counts as unanswered.
 
 Each run is written to a file at once, and --resume takes from there what has
 been measured before with the same program, options, script and limit.
@@ -245,9 +246,9 @@ def measure(questions, contestants, record, options):
                       f"{contestant.name}: {one.verdict}, {one.seconds} s",
                       file=sys.stderr)
                 runs[question.name, contestant.name].append(one)
-                if repeat == 0 and options.short is not None and (
+                if options.short is not None and (
                         one.verdict not in ANSWERS or
-                        one.seconds >= options.short):
+                        repeat == 0 and one.seconds >= options.short):
                     is_short = False
     return runs
 

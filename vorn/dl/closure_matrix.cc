@@ -343,8 +343,8 @@ template <class Numbers>
 void Matrix<Numbers>::undo_to(std::size_t num_records) {
   while (num_records_ > num_records) {
     Record& last = records_[--num_records_];
-    const auto s = static_cast<int>(last.rows >> 16U);
-    const auto t = static_cast<int>(last.rows & 0xFFFFU);
+    const int s = last.source();
+    const int t = last.target();
     const std::size_t at = cell(s, t);
     if (!Numbers::is_finite(last.before)) {
       --num_sources_[static_cast<std::size_t>(t)];
@@ -395,10 +395,8 @@ typename Matrix<Numbers>::Past Matrix<Numbers>::past_of(
 template <class Numbers>
 typename Matrix<Numbers>::Number Matrix<Numbers>::distance_of(
     std::int32_t record) const {
-  const std::uint32_t rows = records_[static_cast<std::size_t>(record)].rows;
-  return past_of(static_cast<int>(rows >> 16U),
-                 static_cast<int>(rows & 0xFFFFU), record + 1)
-      .distance;
+  const Record& r = records_[static_cast<std::size_t>(record)];
+  return past_of(r.source(), r.target(), record + 1).distance;
 }
 
 // Goes back to the pair's oldest record that there is room for.
@@ -448,8 +446,8 @@ void Matrix<Numbers>::get_way_back(int k, std::vector<int>* path) const {
 template <class Numbers>
 Link Matrix<Numbers>::parts_of(std::int32_t record) const {
   const Record& r = records_[static_cast<std::size_t>(record)];
-  const auto source = static_cast<int>(r.rows >> 16U);
-  const auto target = static_cast<int>(r.rows & 0xFFFFU);
+  const int source = r.source();
+  const int target = r.target();
   const Push& push = pushes_[static_cast<std::size_t>(r.push)];
   const Bound& edge = store_.bound(push.k);
   Link parts{-1, push.k, -1};
@@ -527,10 +525,9 @@ void Matrix<Numbers>::write_links(std::vector<Entry>& entries,
 template <class Numbers>
 void Matrix<Numbers>::expand(std::int32_t record, Room& room,
                              std::vector<int>* path) const {
-  const std::uint32_t rows = records_[static_cast<std::size_t>(record)].rows;
+  const Record& whole = records_[static_cast<std::size_t>(record)];
   parts_.clear();
-  parts_.push_back({static_cast<int>(rows >> 16U),
-                    static_cast<int>(rows & 0xFFFFU), record + 1});
+  parts_.push_back({whole.source(), whole.target(), record + 1});
   while (!parts_.empty()) {
     const Part part = parts_.back();
     parts_.pop_back();

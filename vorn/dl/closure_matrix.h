@@ -60,6 +60,9 @@ class Matrix final : public Way {
     std::int32_t previous;
     /// Position in pushes_ of the edge that did it.
     std::int32_t push;
+
+    int source() const { return static_cast<int>(rows >> 16U); }
+    int target() const { return static_cast<int>(rows & 0xFFFFU); }
   };
   struct Push {
     int k;

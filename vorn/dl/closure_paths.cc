@@ -190,11 +190,7 @@ void Paths<Numbers>::grow(Side& side) const {
 // Begins a search; from nowhere if the row is below 0.
 template <class Numbers>
 void Paths<Numbers>::start(Side& side, int row) const {
-  if (++side.search == 0) {
-    // Marks of four billion searches ago would count again.
-    for (Place& place : side.places) place.search = 0;
-    side.search = 1;
-  }
+  ++side.search;
   side.heap.clear();
   side.reached.clear();
   std::size_t open = 0;
@@ -416,10 +412,6 @@ void Paths<Numbers>::get_way_back(int k, std::vector<int>* path) const {
 template <class Numbers>
 bool Paths<Numbers>::tightest_bound(int source, int target, la::DNumber* weight,
                                     std::vector<int>* path) const {
-  if (source == target) {
-    *weight = la::DNumber();
-    return true;
-  }
   if (index(std::max(source, target)) >= potentials_.size()) return false;
   search(ahead_, source, -1, true, 0);
   const Place& place = ahead_.places[index(target)];

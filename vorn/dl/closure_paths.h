@@ -51,7 +51,7 @@ class Paths final : public Way {
     /// The chain of links that stores the path; -1 for none yet.
     int link = -1;
     /// The search that this belongs to.
-    std::uint32_t search = 0;
+    std::uint64_t search = 0;
     bool settled = false;
     /// It runs through the edge that the search is about.
     bool through = false;
@@ -63,7 +63,7 @@ class Paths final : public Way {
     std::vector<std::pair<Number, int>> heap;
     /// Rows reached through the edge, nearest first.
     std::vector<int> reached;
-    std::uint32_t search = 0;
+    std::uint64_t search = 0;
   };
 
   Number reduced_cost(const Bound& edge) const;

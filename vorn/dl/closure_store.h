@@ -234,7 +234,7 @@ class Way {
   /// Appends a path from the target of k to its source that closes a negative
   /// cycle with it. Requires: there is one, and k is no loop.
   virtual void get_way_back(int k, std::vector<int>* path) const = 0;
-  /// Closure::tightest_bound between two rows.
+  /// Closure::tightest_bound between two different rows.
   virtual bool tightest_bound(int source, int target, la::DNumber* weight,
                               std::vector<int>* path) const = 0;
   /// Bytes of a matrix; 0 without one.
