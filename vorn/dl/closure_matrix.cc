@@ -466,8 +466,8 @@ template <class Numbers>
 void Matrix<Numbers>::write_links(std::vector<Entry>& entries,
                                   std::vector<Activation>& active,
                                   std::vector<Link>& links) const {
-  constexpr int kNone = -1;
-  constexpr int kNeeded = -2;
+  static constexpr int kNone = -1;
+  static constexpr int kNeeded = -2;
   // By record: kNone, kNeeded, or the link.
   std::vector<int> link_of(num_records_, kNone);
   const auto need = [&link_of](std::int32_t record) {
