@@ -122,7 +122,9 @@ class BoundPropagation {
                    const Visit& visit) {
     if (!start(search, edge_of) || feed()) return;
     const std::size_t end = std::min(trail_.size(), num_fed_ + kMostRefused);
-    for (std::size_t place = num_fed_; place < end; ++place) {
+    const std::uint64_t last_step = closure_.counters().steps + kStepsForCycles;
+    for (std::size_t place = num_fed_;
+         place < end && closure_.counters().steps < last_step; ++place) {
       if (closure_.push_edge(trail_[place])) {
         closure_.pop_edge();
         continue;
@@ -151,8 +153,9 @@ class BoundPropagation {
     kLost,     // none until the next trial
   };
 
-  // Constraints looked at for cycles.
+  // Constraints looked at for cycles, and the steps after which no more are.
   static constexpr std::size_t kMostRefused = 20;
+  static constexpr std::uint64_t kStepsForCycles = 200'000;
   // Constraints told in one call: some 50 ms.
   static constexpr std::size_t kTold = 20'000;
 
