@@ -40,8 +40,10 @@ namespace {
 
 constexpr int kFailure = 1;
 
-// More than any address space has.
-constexpr std::uint64_t kMostMebibytes = std::uint64_t{RLIM_INFINITY} >> 20U;
+// In bytes, or as many as any address space has.
+constexpr std::uint64_t bytes_of(std::uint64_t mebibytes) {
+  return std::min(mebibytes, std::uint64_t{RLIM_INFINITY} >> 20U) << 20U;
+}
 
 struct Arguments {
   std::string file = "-";
@@ -88,11 +90,12 @@ std::optional<int> parse_arguments(int argc, char** argv,
   constexpr int kAuto = -1;
   const std::map<std::string, int> kinds = {
       {"none", 0}, {"short", 1}, {"long", 2}, {"both", 3}, {"auto", kAuto}};
-  const std::map<std::string, Propagation> propagations = {
-      {"auto", Propagation::kAuto},
-      {"full", Propagation::kFull},
-      {"off", Propagation::kOff}};
-  std::string propagation_name = "auto";
+  std::map<std::string, Propagation> propagations;
+  for (const Propagation mode :
+       {Propagation::kAuto, Propagation::kFull, Propagation::kOff}) {
+    propagations.emplace(propagation_name(mode), mode);
+  }
+  std::string propagation(propagation_name(script.engine.propagation.mode));
   std::string lemma_names = "auto";
   std::string dedup = script.engine.lemmas.dl_dedup_tlemmas ? "on" : "off";
   std::string check_models = script.engine.check_models ? "on" : "off";
@@ -146,7 +149,7 @@ std::optional<int> parse_arguments(int argc, char** argv,
       ->type_name("on|off")
       ->check(CLI::IsMember(on_off).description(""))
       ->capture_default_str();
-  app.add_option("--propagation", propagation_name,
+  app.add_option("--propagation", propagation,
                  "Find literals that the active constraints imply: as far as "
                  "it pays, all, or none")
       ->type_name("auto|full|off")
@@ -171,14 +174,13 @@ std::optional<int> parse_arguments(int argc, char** argv,
   }
   script.engine.lemmas.dl_dedup_tlemmas = on_off.at(dedup);
   script.engine.check_models = on_off.at(check_models);
-  script.engine.propagation.mode = propagations.at(propagation_name);
+  script.engine.propagation.mode = propagations.at(propagation);
   if (arguments.memory_limit > 0) {
     // The closure's matrix is to leave room for all else.
     constexpr std::uint64_t kShare = 8;
     std::size_t& bytes = script.engine.propagation.limits.matrix_bytes;
-    bytes = std::min<std::uint64_t>(
-        bytes,
-        (std::min(arguments.memory_limit, kMostMebibytes) << 20U) / kShare);
+    bytes = std::min<std::uint64_t>(bytes,
+                                    bytes_of(arguments.memory_limit) / kShare);
   }
   script.keep_picture = !arguments.dot_file.empty();
   return std::nullopt;
@@ -200,8 +202,7 @@ bool keep_standard_streams() {
 bool limit_memory(std::uint64_t mebibytes) {
   rlimit limit = {};
   getrlimit(RLIMIT_AS, &limit);
-  limit.rlim_cur = std::min<rlim_t>(limit.rlim_max,
-                                    std::min(mebibytes, kMostMebibytes) << 20U);
+  limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, bytes_of(mebibytes));
   return setrlimit(RLIMIT_AS, &limit) == 0;
 }
 

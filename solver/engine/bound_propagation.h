@@ -2,10 +2,12 @@
 #ifndef VORN_SOLVER_ENGINE_BOUND_PROPAGATION_H
 #define VORN_SOLVER_ENGINE_BOUND_PROPAGATION_H
 
+#include <algorithm>
 #include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <string_view>
 #include <vector>
 
 #include "solver/search/statistics.h"
@@ -22,6 +24,12 @@ enum class Propagation : int {
   kFull,
   kOff,
 };
+
+/// The names of the values, in their order.
+constexpr std::string_view kPropagationNames[] = {"auto", "full", "off"};
+constexpr std::string_view propagation_name(Propagation mode) {
+  return kPropagationNames[static_cast<int>(mode)];
+}
 
 /// Settings of a BoundPropagation.
 struct PropagationOptions {

@@ -15,9 +15,6 @@ namespace {
 using Place = std::variant<bool*, std::uint64_t*, std::string*, int*, float*,
                            Propagation*>;
 
-// In the order of the values.
-constexpr std::string_view kPropagations[] = {"auto", "full", "off"};
-
 struct Entry {
   std::string_view keyword;
   /// Whether the option is fixed once the logic is set.
@@ -116,12 +113,13 @@ struct Setter {
     return nullptr;
   }
   const char* operator()(Propagation* place) const {
-    const auto* const found = std::find(std::begin(kPropagations),
-                                        std::end(kPropagations), token.text);
-    if (token.kind != TokenKind::kSymbol || found == std::end(kPropagations)) {
+    const auto* const begin = std::begin(kPropagationNames);
+    const auto* const end = std::end(kPropagationNames);
+    const auto* const found = std::find(begin, end, token.text);
+    if (token.kind != TokenKind::kSymbol || found == end) {
       return "auto, full or off";
     }
-    *place = static_cast<Propagation>(found - std::begin(kPropagations));
+    *place = static_cast<Propagation>(found - begin);
     return nullptr;
   }
   // The one option of this type is a share.
@@ -152,7 +150,7 @@ struct Getter {
     return std::to_string(*place);
   }
   std::string operator()(const Propagation* place) const {
-    return std::string(kPropagations[static_cast<int>(*place)]);
+    return std::string(propagation_name(*place));
   }
   std::string operator()(const float* place) const {
     std::ostringstream out;

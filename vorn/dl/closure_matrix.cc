@@ -420,25 +420,22 @@ void Matrix<Numbers>::make_older(Past& past, Room& room) const {
 template <class Numbers>
 void Matrix<Numbers>::get_path(const Entry& entry, int k,
                                std::vector<int>* path) const {
-  const bool is_sum = entry.more_proof >= 0;
   Number length = distance_of(entry.proof);
-  if (is_sum) length = Numbers::sum(length, distance_of(entry.more_proof));
-  Room room{Numbers::difference(Numbers::weight(store_.bound(k)), length),
-            false};
-  expand(entry.proof, room, path);
-  if (is_sum) expand(entry.more_proof, room, path);
+  if (entry.more_proof >= 0) {
+    length = Numbers::sum(length, distance_of(entry.more_proof));
+  }
+  const Number slack =
+      Numbers::difference(Numbers::weight(store_.bound(k)), length);
+  expand(entry.proof, entry.more_proof, {slack, false}, path);
 }
 
 template <class Numbers>
 void Matrix<Numbers>::get_way_back(int k, std::vector<int>* path) const {
   const Bound& bound = store_.bound(k);
   const Shortest back = shortest(bound.target, bound.source);
-  Room room{Numbers::difference(
-                Numbers::difference(Numbers::zero(), Numbers::weight(bound)),
-                back.distance),
-            true};
-  expand(back.proof, room, path);
-  if (back.more_proof >= 0) expand(back.more_proof, room, path);
+  const Number slack = Numbers::difference(
+      Numbers::zero(), Numbers::sum(Numbers::weight(bound), back.distance));
+  expand(back.proof, back.more_proof, {slack, true}, path);
 }
 
 // The records that show a record, with its edge between them; -1 for none, if
@@ -560,9 +557,7 @@ bool Matrix<Numbers>::tightest_bound(int source, int target,
   if (!Numbers::is_finite(now.distance)) return false;
   *weight = Numbers::to_number(now.distance, store_.scale);
   if (path == nullptr || now.proof < 0) return true;
-  Room none{Numbers::zero(), false};
-  expand(now.proof, none, path);
-  if (now.more_proof >= 0) expand(now.more_proof, none, path);
+  expand(now.proof, now.more_proof, {Numbers::zero(), false}, path);
   return true;
 }
 

@@ -129,6 +129,11 @@ class Matrix final : public Way {
   Link parts_of(std::int32_t record) const;
   void make_older(Past& past, Room& room) const;
   void expand(std::int32_t record, Room& room, std::vector<int>* path) const;
+  void expand(std::int32_t proof, std::int32_t more_proof, Room room,
+              std::vector<int>* path) const {
+    expand(proof, room, path);
+    if (more_proof >= 0) expand(more_proof, room, path);
+  }
 
   std::size_t stride_;
   int hub_;
