@@ -168,6 +168,18 @@ void DifferenceTheory::shrink_atoms(std::size_t count) {
   for (auto tie = tied_.begin(); tie != tied_.end();) {
     tie = tie->second >= count ? tied_.erase(tie) : std::next(tie);
   }
+  machines_.reset();
+  const int num_variables = search_->num_variables();
+  for (auto s = separations_.begin(); s != separations_.end();) {
+    const auto is_gone = [num_variables](Literal literal) {
+      return literal.variable() >= num_variables;
+    };
+    const std::vector<Literal>& conditions = s->second.conditions;
+    const bool ends =
+        is_gone(s->first.first) || is_gone(s->first.second) ||
+        std::any_of(conditions.begin(), conditions.end(), is_gone);
+    s = ends ? separations_.erase(s) : std::next(s);
+  }
   while (atoms_.size() > count) {
     const Atom& atom = atoms_.back();
     for (const int id : {atom.constraints[1], atom.constraints[0]}) {
@@ -194,14 +206,19 @@ void DifferenceTheory::assigned(Literal literal) {
        !(bound.weight < constraints_[index(tightest)].edge.weight)) ||
       propagation_.is_known(bound.id);
   active_.push_back({bound.id, implied, bound.direction, tightest});
+  if (machines_) machines_->assigned(literal);
   if (implied) return;
   tightest = bound.id;
   if (recorder_ != nullptr) recorder_->push(bound.id);
   graph_.push_edge(bound.id);
   propagation_.push(bound.id);
+  if (machines_) {
+    machines_->push(literal, bound.id, constraints_[index(bound.id)].edge);
+  }
 }
 
 void DifferenceTheory::backtrack(int level) {
+  if (machines_) machines_->backtrack(level);
   std::size_t kept = 0;
   if (level < 0) {
     level_starts_.clear();
@@ -234,7 +251,8 @@ bool DifferenceTheory::propagate(std::vector<Literal>& implied,
       const Literal literal = constraints_[index(id)].literal;
       if (search_->value(literal) != Value::kTrue) implied.push_back(literal);
     }
-    return true;
+    if (!implied.empty() || !machines_) return true;
+    return machines_->run(implied, conflict);
   }
   bool is_chosen = false;
   Span least;
@@ -281,6 +299,10 @@ void DifferenceTheory::learn_from_conflict() {
 
 void DifferenceTheory::explain(Literal literal, std::vector<Literal>& reason) {
   reason.push_back(literal);
+  if (machines_ && machines_->has_reason(literal)) {
+    machines_->explain(literal, reason);
+    return;
+  }
   path_.clear();
   propagation_.explain(bounds_[literal.index()].id, &path_);
   for (const int id : path_) {

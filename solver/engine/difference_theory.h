@@ -17,6 +17,8 @@
 #include "solver/engine/graph_recorder.h"
 #include "solver/engine/lemma_finder.h"
 #include "solver/engine/lemma_trials.h"
+#include "solver/scheduling/machine_propagation.h"
+#include "solver/scheduling/separation.h"
 #include "solver/search/search.h"
 #include "solver/search/theory.h"
 #include "solver/terms/constraint_mapper.h"
@@ -80,6 +82,12 @@ class DifferenceTheory final : public Theory {
   /// New clauses wait for take_clause. Requires: the search is at level 0.
   void split_small_domains();
 
+  /// Looks for sets of tasks that cannot overlap, and reasons about them from
+  /// now on (machines.cc). A clause counts if the literals in it that are no
+  /// bounds are negations of `selectors`.
+  /// Requires: the search is at level 0.
+  void find_machines(const std::vector<Literal>& selectors);
+
   /// How many atoms there are, to go back to with shrink_atoms.
   std::size_t num_atoms() const { return atoms_.size(); }
   /// Forgets the atoms from `count` on, and lemmas not yet taken.
@@ -96,6 +104,8 @@ class DifferenceTheory final : public Theory {
 
   /// What finds implied literals.
   const BoundPropagation& propagation() const { return propagation_; }
+  /// What reasons about sets of tasks; null if there are none.
+  const MachinePropagation* machines() const { return machines_.get(); }
   /// The graph that the search works on; it has lemmas switched off.
   const dl::Graph& graph() const { return graph_; }
   /// Where the graphs log; null for nowhere.
@@ -116,7 +126,10 @@ class DifferenceTheory final : public Theory {
 
   // The theory's side of the search.
   void assigned(Literal literal) override;
-  void new_level() override { level_starts_.push_back(active_.size()); }
+  void new_level() override {
+    level_starts_.push_back(active_.size());
+    if (machines_) machines_->new_level();
+  }
   void backtrack(int level) override;
   bool propagate(std::vector<Literal>& implied,
                  std::vector<Literal>& conflict) override;
@@ -176,6 +189,9 @@ class DifferenceTheory final : public Theory {
                                        const QNumber& value, bool& settled);
   std::size_t tie(std::size_t atom_index, int base, const Domain& source_domain,
                   const Domain& target_domain);
+  void read_separation(const std::vector<Literal>& clause,
+                       const std::vector<Literal>& selectors);
+  int find_origin(const std::vector<Machine>& machines) const;
   int node_of(const Term* term);
   /// The term of a node; null for node 0.
   const Term* term_of(int node) const;
@@ -208,6 +224,11 @@ class DifferenceTheory final : public Theory {
   /// The graph has met a conflict in this check: conflict_set_.
   bool has_conflict_ = false;
   BoundPropagation propagation_;
+  std::unique_ptr<MachinePropagation> machines_;
+  /// By their two literals, the lesser first.
+  std::map<std::pair<Literal, Literal>, Separation> separations_;
+  /// num_atoms() when machines_ was made.
+  std::size_t num_atoms_of_machines_ = 0;
   Logger* logger_ = nullptr;           // borrowed
   GraphRecorder* recorder_ = nullptr;  // borrowed
 

@@ -154,6 +154,11 @@ void Engine::synchronise() {
   while (machinery_->theory.take_clause(clause)) {
     machinery_->search.add_clause(clause);
   }
+  std::vector<Literal> selectors;
+  for (const Machinery::Level& level : machinery_->levels) {
+    selectors.push_back(level.selector);
+  }
+  machinery_->theory.find_machines(selectors);
 }
 
 Answer Engine::check(const std::vector<const Term*>& assumptions) {
@@ -291,6 +296,23 @@ std::vector<std::pair<std::string, std::string>> Engine::statistics() const {
   row("closure rebuilds", closure.counters().rebuilds);
   row("closure steps", closure.counters().steps);
   row("closure matrix bytes", closure.matrix_bytes());
+  if (const MachinePropagation* machines = machinery_->theory.machines()) {
+    std::size_t most_tasks = 0;
+    for (const Machine& machine : machines->machines()) {
+      most_tasks = std::max(most_tasks, machine.tasks.size());
+    }
+    const MachinePropagation::Counters found = machines->counters();
+    row("machines", machines->machines().size());
+    row("machine tasks at most", most_tasks);
+    row("machine overloads", found.overloads);
+    row("machine crossings", found.crossings);
+    row("machine orders", found.orders);
+    row("machine edges", found.edges);
+    row("machine not-first", found.not_first);
+    row("machine preceded", found.preceded);
+    row("machine explanations", found.explanations);
+    row("machine steps", found.steps);
+  }
   const LemmaFinder* finder = machinery_->theory.lemma_finder();
   const dl::Graph& graph = machinery_->theory.graph();
   if (finder == nullptr) {

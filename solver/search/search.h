@@ -152,6 +152,18 @@ class Search {
   int level_of(int variable) const { return variable_at(variable).level; }
   /// Clauses of two or more literals in store.
   std::size_t num_given_clauses() const { return given_.size(); }
+  /// Calls `visit` with the literals of each of these, in the order in which
+  /// they were added; the vector is the search's.
+  template <class Visit>
+  void for_each_given_clause(const Visit& visit) const {
+    std::vector<Literal> literals;
+    for (const ClauseRef ref : given_) {
+      const ConstClause clause = clauses_[ref];
+      literals.clear();
+      for (int k = 0; k < clause.size(); ++k) literals.push_back(clause[k]);
+      visit(std::as_const(literals));
+    }
+  }
   /// How many learnt clauses and lemmas are kept at present.
   std::size_t num_learnt_clauses() const { return learnts_.size(); }
 

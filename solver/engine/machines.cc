@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+#include <cassert>
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+#include "solver/engine/difference_theory.h"
+#include "solver/scheduling/machine_finder.h"
+
+// Machines: which clauses of the search say that two tasks cannot overlap, and
+// from which node times are best counted.
+
+namespace vorn::solver {
+namespace {
+
+std::size_t index(int i) {
+  return static_cast<std::size_t>(i);
+}
+
+}  // namespace
+
+// Takes a clause for a separation if it is made of two bounds on one pair of
+// nodes, in both directions, each with time in between, and of nothing else but
+// selectors of scopes.
+void DifferenceTheory::read_separation(const std::vector<Literal>& clause,
+                                       const std::vector<Literal>& selectors) {
+  const Bound* bounds[2] = {};
+  Literal literals[2];
+  std::vector<Literal> conditions;
+  std::size_t num_bounds = 0;
+  for (const Literal literal : clause) {
+    if (literal.index() < bounds_.size() && bounds_[literal.index()].id != 0) {
+      if (num_bounds == 2) return;
+      bounds[num_bounds] = &bounds_[literal.index()];
+      literals[num_bounds] = literal;
+      ++num_bounds;
+    } else if (std::find(selectors.begin(), selectors.end(), ~literal) !=
+               selectors.end()) {
+      conditions.push_back(~literal);
+    } else {
+      return;
+    }
+  }
+  if (num_bounds < 2 || bounds[1]->direction != (bounds[0]->direction ^ 1)) {
+    return;
+  }
+  if (literals[1] < literals[0]) {
+    std::swap(literals[0], literals[1]);
+    std::swap(bounds[0], bounds[1]);
+  }
+  // target - source <= -time: the target comes first.
+  const auto time = [](const Bound& bound) {
+    return la::DNumber(-bound.weight.rational(), -bound.weight.eps());
+  };
+  const dl::Edge& edge = constraints_[index(bounds[0]->id)].edge;
+  Separation separation{edge.target,       edge.source, time(*bounds[0]),
+                        time(*bounds[1]),  literals[0], literals[1],
+                        std::move(conditions)};
+  if (!(la::DNumber() < separation.after_first) ||
+      !(la::DNumber() < separation.after_second)) {
+    return;
+  }
+  separations_.emplace(std::pair(literals[0], literals[1]),
+                       std::move(separation));
+}
+
+// The node from which level 0 bounds the most tasks, on both sides if that is
+// possible. Asked are the constant 0 and the nodes with the most bounds.
+int DifferenceTheory::find_origin(const std::vector<Machine>& machines) const {
+  std::vector<int> tasks;
+  for (const Machine& machine : machines) {
+    tasks.insert(tasks.end(), machine.tasks.begin(), machine.tasks.end());
+  }
+  std::sort(tasks.begin(), tasks.end());
+  tasks.erase(std::unique(tasks.begin(), tasks.end()), tasks.end());
+
+  const std::size_t num_nodes = index(mapper_.num_variables()) + 1;
+  // Neighbours along level-0 bounds, and against them.
+  std::vector<std::vector<int>> neighbours[2];
+  for (auto& lists : neighbours) lists.resize(num_nodes);
+  for (const Atom& atom : atoms_) {
+    const Value value = search_->value(Literal(atom.variable, false));
+    if (value == Value::kUnassigned) continue;
+    const int id = atom.constraints[value == Value::kTrue ? 0 : 1];
+    const dl::Edge& edge = constraints_[index(id)].edge;
+    neighbours[0][index(edge.source)].push_back(edge.target);
+    neighbours[1][index(edge.target)].push_back(edge.source);
+  }
+  const auto degree = [&neighbours](int node) {
+    return neighbours[0][index(node)].size() +
+           neighbours[1][index(node)].size();
+  };
+  std::vector<int> candidates(num_nodes);
+  for (std::size_t k = 0; k < num_nodes; ++k) {
+    candidates[k] = static_cast<int>(k);
+  }
+  constexpr std::size_t kAsked = 8;
+  const std::size_t asked = std::min(num_nodes, kAsked);
+  std::partial_sort(candidates.begin(),
+                    candidates.begin() + static_cast<std::ptrdiff_t>(asked),
+                    candidates.end(), [&degree](int a, int b) {
+                      if (a == 0 || b == 0) return a == 0 && b != 0;
+                      if (degree(a) != degree(b)) return degree(a) > degree(b);
+                      return a < b;
+                    });
+  int origin = 0;
+  std::size_t most = 0;
+  for (std::size_t c = 0; c < asked; ++c) {
+    std::vector<char> reached[2];
+    for (const std::size_t side : {0U, 1U}) {
+      reached[side].assign(num_nodes, 0);
+      reached[side][index(candidates[c])] = 1;
+      std::vector<int> pending{candidates[c]};
+      while (!pending.empty()) {
+        const int node = pending.back();
+        pending.pop_back();
+        for (const int next : neighbours[side][index(node)]) {
+          if (reached[side][index(next)] != 0) continue;
+          reached[side][index(next)] = 1;
+          pending.push_back(next);
+        }
+      }
+    }
+    std::size_t score = 0;
+    for (const int task : tasks) {
+      const bool is_early = reached[1][index(task)] != 0;
+      const bool is_late = reached[0][index(task)] != 0;
+      if (is_early || is_late) score += is_early && is_late ? 3 : 1;
+    }
+    if (score <= most) continue;
+    most = score;
+    origin = candidates[c];
+  }
+  return origin;
+}
+
+void DifferenceTheory::find_machines(const std::vector<Literal>& selectors) {
+  const std::size_t num_known = separations_.size();
+  search_->for_each_given_clause([&](const std::vector<Literal>& clause) {
+    read_separation(clause, selectors);
+  });
+  if (machines_ && num_known == separations_.size() &&
+      num_atoms_of_machines_ == atoms_.size()) {
+    return;
+  }
+  machines_.reset();
+  num_atoms_of_machines_ = atoms_.size();
+  MachinePropagation::Problem problem;
+  problem.separations.reserve(separations_.size());
+  for (const auto& [literals, separation] : separations_) {
+    problem.separations.push_back(separation);
+  }
+  problem.machines = solver::find_machines(problem.separations);
+  if (problem.machines.empty()) return;
+  problem.num_nodes = mapper_.num_variables() + 1;
+  problem.origin = find_origin(problem.machines);
+  for (const Atom& atom : atoms_) {
+    for (const int id : atom.constraints) {
+      problem.weights.push_back(&constraints_[index(id)].edge.weight);
+    }
+  }
+  machines_ = MachinePropagation::make(
+      std::move(problem),
+      [this](Literal literal) { return search_->value(literal); });
+  for (const Active& active : active_) {
+    const Constraint& constraint = constraints_[index(active.id)];
+    if (!active.implied) {
+      machines_->push(constraint.literal, active.id, constraint.edge);
+    }
+    machines_->assigned(constraint.literal);
+  }
+}
+
+}  // namespace vorn::solver

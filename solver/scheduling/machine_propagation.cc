@@ -1,0 +1,718 @@
+// SPDX-License-Identifier: MIT
+#include "solver/scheduling/machine_propagation.h"
+
+#include <algorithm>
+#include <cassert>
+#include <utility>
+
+#include "solver/scheduling/machine_rules.h"
+#include "solver/scheduling/one_machine.h"
+#include "solver/scheduling/time.h"
+#include "solver/scheduling/time_windows.h"
+#include "vorn/dl/closure_scale.h"
+
+namespace vorn::solver {
+namespace {
+
+using dl::closure::Scale;
+
+std::size_t index(int i) {
+  return static_cast<std::size_t>(i);
+}
+
+/// How weights become times.
+template <class T>
+class TimeScale;
+
+template <>
+class TimeScale<WordTime> {
+ public:
+  TimeScale(const Scale& scale, int num_nodes)
+      : scale_(scale), num_nodes_(num_nodes) {}
+  bool covers(const la::DNumber& weight) const {
+    Scale::Need need;
+    need.num_nodes = num_nodes_;
+    need.add(weight);
+    return scale_.covers(need);
+  }
+  WordTime time(const la::DNumber& weight) const {
+    return scale_.to_word(weight);
+  }
+
+ private:
+  Scale scale_;
+  int num_nodes_;
+};
+
+template <>
+class TimeScale<ExactTime> {
+ public:
+  bool covers(const la::DNumber& /*weight*/) const { return true; }
+  ExactTime time(const la::DNumber& weight) const { return ExactTime(weight); }
+};
+
+template <class T>
+class Propagation final : public MachinePropagation {
+ public:
+  Propagation(Problem problem, ValueOf value_of, TimeScale<T> scale)
+      : value_of_(std::move(value_of)),
+        scale_(std::move(scale)),
+        separations_(std::move(problem.separations)),
+        machines_(std::move(problem.machines)),
+        windows_(problem.num_nodes, problem.origin),
+        places_(index(problem.num_nodes)),
+        states_(machines_.size()) {
+    gaps_.reserve(separations_.size());
+    for (const Separation& s : separations_) {
+      gaps_.push_back({scale_.time(s.after_first),
+                       scale_.time(s.after_second)});
+    }
+    for (std::size_t m = 0; m < machines_.size(); ++m) add_machine(m);
+  }
+
+  void push(Literal literal, int id, const dl::Edge& edge) override {
+    if (weight_of(id, edge.weight) == nullptr ||
+        std::max(edge.source, edge.target) >= windows_.num_nodes()) {
+      return;
+    }
+    trail_.push_back({literal, id, edge.source, edge.target});
+  }
+
+  void assigned(Literal literal) override {
+    if (literal.index() >= orders_.size()) return;
+    for (const int m : orders_[literal.index()]) {
+      states_[index(m)].is_settled = false;
+      wake(index(m));
+    }
+  }
+
+  void new_level() override {
+    levels_.push_back({trail_.size(), num_fed_, records_.size(),
+                       demands_.size(), premises_.size()});
+    windows_.new_level();
+  }
+
+  void backtrack(int level) override {
+    for (const std::size_t m : awake_) {
+      states_[m].is_awake = false;
+      states_[m].is_settled = true;
+      for (const std::size_t place : states_[m].moved) {
+        states_[m].has_moved[place] = 0;
+      }
+      states_[m].moved.clear();
+    }
+    awake_.clear();
+    // Level -1 is the one before all that was ever pushed.
+    assert(level >= 0 || !levels_.empty());
+    const Level& mark = levels_[index(level + 1)];
+    trail_.resize(mark.num_trail);
+    num_fed_ = mark.num_fed;
+    records_.resize(mark.num_records);
+    demands_.resize(mark.num_demands);
+    premises_.resize(mark.num_premises);
+    levels_.resize(index(level + 1));
+    windows_.backtrack(level + 1);
+    if (level < 0) new_level();
+  }
+
+  bool run(std::vector<Literal>& implied,
+           std::vector<Literal>& conflict) override {
+    for (; num_fed_ < trail_.size(); ++num_fed_) {
+      const Pushed& pushed = trail_[num_fed_];
+      windows_.push(pushed.literal, pushed.source, pushed.target,
+                    *weight_of(pushed.id, la::DNumber()));
+    }
+    for (;;) {
+      if (!relax(conflict)) return false;
+      for (std::size_t k = 0; k < awake_.size(); ++k) {
+        order(awake_[k], implied);
+      }
+      if (!implied.empty() || awake_.empty()) return true;
+      const std::size_t m = awake_.back();
+      awake_.pop_back();
+      states_[m].is_awake = false;
+      if (!reason_about(m, implied, conflict)) return false;
+      if (implied.empty()) continue;
+      wake(m);
+      return true;
+    }
+  }
+
+  bool has_reason(Literal literal) const override {
+    if (literal.index() >= reasons_.size()) return false;
+    const int record = reasons_[literal.index()];
+    return record >= 0 && index(record) < records_.size() &&
+           records_[index(record)].conclusion == literal;
+  }
+
+  void explain(Literal literal, std::vector<Literal>& reason) override {
+    assert(has_reason(literal));
+    ++counters_.explanations;
+    expand(reasons_[literal.index()], T());
+    finish_explanation(reason);
+  }
+
+  Counters counters() const override {
+    Counters result = counters_;
+    result.steps += windows_.num_steps();
+    return result;
+  }
+  const std::vector<Machine>& machines() const override { return machines_; }
+
+ private:
+  using Windows = TimeWindows<T>;
+  using Tasks = MachineTasks<T>;
+  using Set = typename MachineRules<T>::Set;
+
+  /// The times of a separation.
+  struct Gaps {
+    T after_first;
+    T after_second;
+  };
+  struct Pushed {
+    Literal literal;
+    int id;
+    int source;
+    int target;
+  };
+  struct Level {
+    std::size_t num_trail;
+    std::size_t num_fed;
+    std::size_t num_records;
+    std::size_t num_demands;
+    std::size_t num_premises;
+  };
+  /// What a rule has found, and why.
+  struct Record {
+    /// The literal that follows; none for a time.
+    Literal conclusion;
+    std::size_t first_demand;
+    std::size_t last_demand;
+    std::size_t first_premise;
+    std::size_t last_premise;
+  };
+  struct Demand {
+    int point;
+    T value;
+    /// If the conclusion need not be as strong, neither need this.
+    bool takes_slack;
+  };
+  /// What a machine is doing.
+  struct State {
+    std::vector<T> durations;
+    /// By a * tasks + b: true if a comes before b.
+    std::vector<Literal> orders;
+    /// By a * tasks + b: times from start to start, if a comes before b.
+    std::vector<T> gaps;
+    /// All conditions of its separations.
+    std::vector<Literal> conditions;
+    /// It is in awake_.
+    bool is_awake = false;
+    /// Nothing has changed since its rules ran.
+    bool is_settled = true;
+    /// Places whose times moved since orders were last looked at: twice the
+    /// task, plus 1 for the latest time.
+    std::vector<std::size_t> moved;
+    std::vector<char> has_moved;
+  };
+  struct Place {
+    int machine;
+    int task;
+  };
+  /// A time as a rule sees it, in either direction.
+  enum class Direction { kForward, kBackward };
+
+  void add_machine(std::size_t m) {
+    const Machine& machine = machines_[m];
+    State& state = states_[m];
+    const std::size_t n = machine.tasks.size();
+    state.orders.resize(n * n);
+    state.gaps.resize(n * n);
+    state.has_moved.assign(2 * n, 0);
+    for (std::size_t a = 0; a < n; ++a) {
+      places_[index(machine.tasks[a])].push_back(
+          {static_cast<int>(m), static_cast<int>(a)});
+      state.durations.push_back(scale_.time(machine.durations[a]));
+      for (std::size_t b = 0; b < n; ++b) {
+        if (a == b) continue;
+        const int k = machine.separations[a * n + b];
+        const Separation& s = separations_[index(k)];
+        const bool is_first = s.first == machine.tasks[a];
+        const Literal literal = is_first ? s.first_first : s.second_first;
+        state.orders[a * n + b] = literal;
+        state.gaps[a * n + b] =
+            is_first ? gaps_[index(k)].after_first : gaps_[index(k)].after_second;
+        if (literal.index() >= orders_.size()) {
+          orders_.resize(literal.index() + 1);
+        }
+        orders_[literal.index()].push_back(static_cast<int>(m));
+        state.conditions.insert(state.conditions.end(), s.conditions.begin(),
+                                s.conditions.end());
+      }
+    }
+    std::sort(state.conditions.begin(), state.conditions.end());
+    state.conditions.erase(
+        std::unique(state.conditions.begin(), state.conditions.end()),
+        state.conditions.end());
+  }
+
+  // Null for a weight that words do not hold.
+  const T* weight_of(int id, const la::DNumber& weight) {
+    if (index(id) >= weights_.size()) weights_.resize(index(id) + 1);
+    Weight& known = weights_[index(id)];
+    if (known.state == Weight::kUnknown) {
+      known.state = scale_.covers(weight) ? Weight::kFits : Weight::kTooLarge;
+      if (known.state == Weight::kFits) known.time = scale_.time(weight);
+    }
+    return known.state == Weight::kFits ? &known.time : nullptr;
+  }
+
+  void wake(std::size_t m) {
+    if (states_[m].is_awake) return;
+    states_[m].is_awake = true;
+    awake_.push_back(m);
+  }
+
+  // Lets times have their effect, and wakes machines.
+  bool relax(std::vector<Literal>& conflict) {
+    const auto visit = [this](int point) {
+      for (const Place& place : places_[index(point / 2)]) {
+        const std::size_t m = index(place.machine);
+        State& state = states_[m];
+        state.is_settled = false;
+        wake(m);
+        const std::size_t moved = index(2 * place.task + point % 2);
+        if (state.has_moved[moved] != 0) continue;
+        state.has_moved[moved] = 1;
+        state.moved.push_back(moved);
+      }
+    };
+    int crossing = 0;
+    if (windows_.relax(visit, &crossing)) return true;
+    ++counters_.crossings;
+    const int early = Windows::earliest(crossing);
+    const int late = Windows::latest(crossing);
+    const T slack = largest_slack(windows_.value(early) + windows_.value(late));
+    const bool is_early_newer = windows_.newest(early) > windows_.newest(late);
+    demand({early, windows_.value(early) - (is_early_newer ? slack : T())});
+    demand({late, windows_.value(late) - (is_early_newer ? T() : slack)});
+    finish_explanation(conflict);
+    return false;
+  }
+
+  void demand(const typename Windows::Demand& d) { windows_.demand(d); }
+
+  // All premises of a record, and what its demands come from.
+  void expand(int record, const T& slack) {
+    const Record& r = records_[index(record)];
+    for (std::size_t k = r.first_demand; k < r.last_demand; ++k) {
+      const Demand& d = demands_[k];
+      demand({d.point, d.takes_slack ? d.value - slack : d.value});
+    }
+    literals_.insert(literals_.end(),
+                     premises_.begin() + static_cast<std::ptrdiff_t>(r.first_premise),
+                     premises_.begin() + static_cast<std::ptrdiff_t>(r.last_premise));
+  }
+
+  void finish_explanation(std::vector<Literal>& clause) {
+    windows_.explain(
+        [this](int record, const T& slack, std::vector<Literal>& /*literals*/) {
+          expand(record, slack);
+        },
+        literals_);
+    std::sort(literals_.begin(), literals_.end());
+    literals_.erase(std::unique(literals_.begin(), literals_.end()),
+                    literals_.end());
+    for (const Literal literal : literals_) clause.push_back(~literal);
+    literals_.clear();
+  }
+
+  // Records begin, get demands and premises, and end with a conclusion.
+  void begin_record(const State& state) {
+    records_.push_back({Literal(), demands_.size(), 0, premises_.size(), 0});
+    premises_.insert(premises_.end(), state.conditions.begin(),
+                     state.conditions.end());
+  }
+  int end_record() {
+    records_.back().last_demand = demands_.size();
+    records_.back().last_premise = premises_.size();
+    return static_cast<int>(records_.size()) - 1;
+  }
+  void conclude(Literal literal, int record) {
+    records_[index(record)].conclusion = literal;
+    if (literal.index() >= reasons_.size()) {
+      reasons_.resize(literal.index() + 1, -1);
+    }
+    reasons_[literal.index()] = record;
+  }
+
+  // Orders of two tasks that a time alone rules out.
+  void order(std::size_t m, std::vector<Literal>& implied) {
+    State& state = states_[m];
+    const std::vector<int>& nodes = machines_[m].tasks;
+    const std::size_t n = nodes.size();
+    if (!holds(state)) return;
+    const auto look = [&](std::size_t a, std::size_t b) {
+      const Literal literal = state.orders[a * n + b];
+      if (value_of_(literal) != Value::kUnassigned) return;
+      const int early = Windows::earliest(nodes[a]);
+      const int late = Windows::latest(nodes[b]);
+      if (!windows_.has(early) || !windows_.has(late)) return;
+      const T excess = windows_.value(early) + state.gaps[a * n + b] +
+                       windows_.value(late);
+      if (!(excess > T())) return;
+      ++counters_.orders;
+      const T slack = largest_slack(excess);
+      const bool is_early_newer =
+          windows_.newest(early) > windows_.newest(late);
+      begin_record(state);
+      demands_.push_back(
+          {early, windows_.value(early) - (is_early_newer ? slack : T()),
+           false});
+      demands_.push_back(
+          {late, windows_.value(late) - (is_early_newer ? T() : slack),
+           false});
+      conclude(~literal, end_record());
+      implied.push_back(~literal);
+    };
+    counters_.steps += state.moved.size() * n;
+    for (const std::size_t moved : state.moved) {
+      state.has_moved[moved] = 0;
+      const std::size_t a = moved / 2;
+      for (std::size_t b = 0; b < n; ++b) {
+        if (b == a) continue;
+        if (moved % 2 == 0) {
+          look(a, b);
+        } else {
+          look(b, a);
+        }
+      }
+    }
+    state.moved.clear();
+  }
+
+  bool holds(const State& state) const {
+    return std::all_of(
+        state.conditions.begin(), state.conditions.end(),
+        [this](Literal c) { return value_of_(c) == Value::kTrue; });
+  }
+
+  // The machine's tasks that have both times, in one direction of time.
+  void gather(std::size_t m, Direction direction) {
+    const State& state = states_[m];
+    const std::vector<int>& nodes = machines_[m].tasks;
+    const std::size_t n = nodes.size();
+    present_.clear();
+    for (std::size_t a = 0; a < n; ++a) {
+      if (windows_.has(Windows::earliest(nodes[a])) &&
+          windows_.has(Windows::latest(nodes[a]))) {
+        present_.push_back(a);
+      }
+    }
+    counters_.steps += n * n;
+    tasks_.reset(present_.size());
+    direction_ = direction;
+    for (std::size_t k = 0; k < present_.size(); ++k) {
+      const std::size_t a = present_[k];
+      const T& early = windows_.value(Windows::earliest(nodes[a]));
+      const T& late = windows_.value(Windows::latest(nodes[a]));
+      const T& duration = state.durations[a];
+      tasks_.duration[k] = duration;
+      if (direction == Direction::kForward) {
+        tasks_.earliest[k] = early;
+        tasks_.deadline[k] = duration - late;
+      } else {
+        tasks_.earliest[k] = late - duration;
+        tasks_.deadline[k] = -early;
+      }
+      for (std::size_t l = 0; l < present_.size(); ++l) {
+        if (l == k) continue;
+        if (value_of_(order_literal(m, k, l)) == Value::kTrue) {
+          tasks_.set_before(k, l);
+        }
+      }
+    }
+  }
+
+  // True if the k-th of the present tasks comes before the l-th, in the
+  // direction of time that was gathered.
+  Literal order_literal(std::size_t m, std::size_t k, std::size_t l) const {
+    const std::size_t n = machines_[m].tasks.size();
+    const std::size_t a = present_[k];
+    const std::size_t b = present_[l];
+    return direction_ == Direction::kForward ? states_[m].orders[a * n + b]
+                                             : states_[m].orders[b * n + a];
+  }
+
+  int node_of(std::size_t m, std::size_t k) const {
+    return machines_[m].tasks[present_[k]];
+  }
+  // A present task starts no earlier than `time`.
+  Demand starts(std::size_t m, std::size_t k, const T& time,
+                bool takes_slack) const {
+    const int node = node_of(m, k);
+    if (direction_ == Direction::kForward) {
+      return {Windows::earliest(node), time, takes_slack};
+    }
+    return {Windows::latest(node), time + tasks_.duration[k], takes_slack};
+  }
+  // A present task has ended by `time`.
+  Demand ends(std::size_t m, std::size_t k, const T& time) const {
+    const int node = node_of(m, k);
+    if (direction_ == Direction::kForward) {
+      return {Windows::latest(node), tasks_.duration[k] - time, false};
+    }
+    return {Windows::earliest(node), -time, false};
+  }
+
+  T work_of(const Set& set) const {
+    T work = T();
+    for (const std::size_t k : set) work += tasks_.duration[k];
+    return work;
+  }
+
+  bool reason_about(std::size_t m, std::vector<Literal>& implied,
+                    std::vector<Literal>& conflict) {
+    if (states_[m].is_settled) return true;
+    states_[m].is_settled = true;
+    if (!holds(states_[m])) return true;
+    bool has_raised = false;
+    for (const Direction d : {Direction::kForward, Direction::kBackward}) {
+      gather(m, d);
+      rules_.find_preceded(
+          tasks_, [&](std::size_t i, const Set& set, const T& start,
+                      const T& earliest) {
+            begin_record(states_[m]);
+            for (const std::size_t k : set) {
+              demands_.push_back(starts(m, k, start, true));
+              premises_.push_back(order_literal(m, k, i));
+            }
+            ++counters_.preceded;
+            raise(m, i, earliest);
+            has_raised = true;
+          });
+    }
+    if (has_raised) return true;
+    bool is_overloaded = false;
+    for (const Direction d : {Direction::kForward, Direction::kBackward}) {
+      gather(m, d);
+      rules_.find_edges(
+          tasks_,
+          [&](const Set& set, const T& start, const T& end) {
+            explain_overload(m, set, start, end);
+            is_overloaded = true;
+          },
+          [&](std::size_t i, const Set& set, const T& start, const T& end) {
+            imply_last(m, i, set, start, end, implied);
+          });
+      if (is_overloaded) {
+        finish_explanation(conflict);
+        return false;
+      }
+    }
+    if (!implied.empty()) return true;
+    for (const Direction d : {Direction::kForward, Direction::kBackward}) {
+      gather(m, d);
+      rules_.find_not_first(
+          tasks_, [&](std::size_t i, const Set& set, const T& start,
+                      const T& end, const T& earliest) {
+            begin_record(states_[m]);
+            const T excess = start + tasks_.duration[i] + work_of(set) - end;
+            demands_.push_back(
+                starts(m, i, start - largest_slack(excess), false));
+            for (const std::size_t k : set) {
+              demands_.push_back(ends(m, k, end));
+              demands_.push_back(
+                  starts(m, k, earliest - tasks_.duration[k], true));
+            }
+            ++counters_.not_first;
+            raise(m, i, earliest);
+          });
+    }
+    return true;
+  }
+
+  // The record under construction is why a present task starts no earlier than
+  // `time`.
+  void raise(std::size_t m, std::size_t i, const T& time) {
+    const Demand to = starts(m, i, time, false);
+    const int record = end_record();
+    assert(forces_time(m, record, i, time));
+    if (windows_.value(to.point) < to.value) {
+      windows_.raise(to.point, to.value, record);
+    }
+  }
+
+  void explain_overload(std::size_t m, const Set& set, const T& start,
+                        const T& end) {
+    ++counters_.overloads;
+    const T slack = largest_slack(start + work_of(set) - end);
+    bool lowers_start = is_start_newer(m, set);
+    literals_.insert(literals_.end(), states_[m].conditions.begin(),
+                     states_[m].conditions.end());
+    for (const std::size_t k : set) {
+      const Demand s =
+          starts(m, k, lowers_start ? start - slack : start, false);
+      const Demand e = ends(m, k, lowers_start ? end : end + slack);
+      demand({s.point, s.value});
+      demand({e.point, e.value});
+    }
+  }
+
+  // Whether of a set's times the newest is one of a start.
+  bool is_start_newer(std::size_t m, const Set& set) const {
+    int newest_start = -1;
+    int newest_end = -1;
+    for (const std::size_t k : set) {
+      newest_start = std::max(
+          newest_start, windows_.newest(starts(m, k, T(), false).point));
+      newest_end =
+          std::max(newest_end, windows_.newest(ends(m, k, T()).point));
+    }
+    return newest_start > newest_end;
+  }
+
+  void imply_last(std::size_t m, std::size_t i, const Set& set, const T& start,
+                  const T& end, std::vector<Literal>& implied) {
+    const T slack =
+        largest_slack(start + work_of(set) + tasks_.duration[i] - end);
+    int record = -1;
+    for (const std::size_t k : set) {
+      const Literal literal = order_literal(m, i, k);
+      if (value_of_(literal) != Value::kUnassigned) continue;
+      if (std::find(implied.begin(), implied.end(), ~literal) !=
+          implied.end()) {
+        continue;
+      }
+      begin_record(states_[m]);
+      demands_.push_back(starts(m, i, start - slack, false));
+      for (const std::size_t j : set) {
+        demands_.push_back(starts(m, j, start - slack, false));
+        demands_.push_back(ends(m, j, end));
+      }
+      record = end_record();
+      assert(forces_order(m, record, k, i));
+      ++counters_.edges;
+      conclude(~literal, record);
+      implied.push_back(~literal);
+    }
+  }
+
+  // Whether a record's demands and premises alone force that a present task
+  // starts no earlier than `time`, as far as that is quick to see.
+  [[nodiscard]] bool forces_time(std::size_t m, int record, std::size_t i,
+                                 const T& time) const {
+    OneMachine<T> tasks = only(m, record);
+    if (tasks.size() > kMostChecked) return true;
+    tasks.end_before(i, time + tasks_.duration[i]);
+    return !tasks.is_feasible();
+  }
+  // The same, that present task k comes before present task i.
+  [[nodiscard]] bool forces_order(std::size_t m, int record, std::size_t k,
+                                  std::size_t i) const {
+    OneMachine<T> tasks = only(m, record);
+    if (tasks.size() > kMostChecked) return true;
+    tasks.set_before(i, k);
+    return !tasks.is_feasible();
+  }
+  static constexpr std::size_t kMostChecked = 7;
+  // The tasks with what the record knows of them.
+  OneMachine<T> only(std::size_t m, int record) const {
+    OneMachine<T> tasks;
+    for (std::size_t k = 0; k < present_.size(); ++k) {
+      const Demand start = starts(m, k, T(), false);
+      const Demand end = ends(m, k, T());
+      const Record& r = records_[index(record)];
+      for (std::size_t d = r.first_demand; d < r.last_demand; ++d) {
+        // Demands are starts and ends plus something.
+        if (demands_[d].point == start.point) {
+          tasks.start_from(k, demands_[d].value - start.value,
+                           tasks_.duration[k]);
+        } else if (demands_[d].point == end.point) {
+          tasks.end_by(k, end.value - demands_[d].value, tasks_.duration[k]);
+        }
+      }
+    }
+    const Record& r = records_[index(record)];
+    for (std::size_t p = r.first_premise; p < r.last_premise; ++p) {
+      for (std::size_t k = 0; k < present_.size(); ++k) {
+        for (std::size_t l = 0; l < present_.size(); ++l) {
+          if (k == l || premises_[p] != order_literal(m, k, l)) continue;
+          tasks.add(k, tasks_.duration[k]);
+          tasks.add(l, tasks_.duration[l]);
+          tasks.set_before(k, l);
+        }
+      }
+    }
+    return tasks;
+  }
+
+  struct Weight {
+    enum State : char { kUnknown, kFits, kTooLarge };
+    State state = kUnknown;
+    T time = T();
+  };
+
+  ValueOf value_of_;
+  TimeScale<T> scale_;
+  std::vector<Separation> separations_;
+  std::vector<Machine> machines_;
+  std::vector<Gaps> gaps_;  // by separation
+  Windows windows_;
+  MachineRules<T> rules_;
+  std::vector<std::vector<Place>> places_;  // by node
+  std::vector<State> states_;               // by machine
+  std::vector<std::vector<int>> orders_;    // by literal: machines
+  std::vector<Weight> weights_;             // by constraint
+
+  /// Constraints in order, of which the windows know the first num_fed_.
+  std::vector<Pushed> trail_;
+  std::size_t num_fed_ = 0;
+  std::vector<Level> levels_;
+  /// Machines to look at.
+  std::vector<std::size_t> awake_;
+
+  std::vector<Record> records_;
+  std::vector<Demand> demands_;
+  std::vector<Literal> premises_;
+  std::vector<int> reasons_;  // by literal: a record, maybe taken back since
+
+  Counters counters_;
+
+  // Scratch space: the tasks gathered, by their position in the machine.
+  Tasks tasks_;
+  std::vector<std::size_t> present_;
+  Direction direction_ = Direction::kForward;
+  std::vector<Literal> literals_;
+};
+
+}  // namespace
+
+std::unique_ptr<MachinePropagation> MachinePropagation::make(
+    Problem problem, ValueOf value_of) {
+  // A time is a path and, for each task, its duration and a path at most; four
+  // times that leaves room for sums of times.
+  Scale::Need need;
+  std::size_t num_tasks = 0;
+  for (const Machine& machine : problem.machines) {
+    num_tasks += machine.tasks.size();
+  }
+  need.num_nodes = 4 * (problem.num_nodes + static_cast<int>(num_tasks));
+  const int num_nodes = need.num_nodes;
+  for (const la::DNumber* weight : problem.weights) need.add(*weight);
+  Scale scale;
+  scale.fit(need);
+  std::unique_ptr<MachinePropagation> result;
+  if (scale.size() == Scale::Size::kExact) {
+    result = std::make_unique<Propagation<ExactTime>>(
+        std::move(problem), std::move(value_of), TimeScale<ExactTime>());
+  } else {
+    result = std::make_unique<Propagation<WordTime>>(
+        std::move(problem), std::move(value_of),
+        TimeScale<WordTime>(scale, num_nodes));
+  }
+  result->new_level();
+  return result;
+}
+
+}  // namespace vorn::solver
