@@ -6,6 +6,7 @@ _vorn() {
   case $previous in
     --lemmas) words='none short long both auto' ;;
     --propagation) words='auto full off' ;;
+    --machines) words='auto off' ;;
     --lemma-dedup | --check-models) words='on off' ;;
     --dot | --record-graph)
       mapfile -t COMPREPLY < <(compgen -f -- "$word")
@@ -16,7 +17,7 @@ _vorn() {
       if [[ $word == -* ]]; then
         words='-h --help --version --timeout --memory-limit --stats
           --explain --dot --record-graph -v --verbose --lemmas --lemma-overlap
-          --lemma-dedup --propagation --check-models --seed'
+          --lemma-dedup --propagation --machines --check-models --seed'
       else
         local name
         while IFS= read -r name; do

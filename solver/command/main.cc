@@ -95,6 +95,11 @@ std::optional<int> parse_arguments(int argc, char** argv,
        {Propagation::kAuto, Propagation::kFull, Propagation::kOff}) {
     propagations.emplace(propagation_name(mode), mode);
   }
+  std::map<std::string, Machines> machines_modes;
+  for (const Machines mode : {Machines::kAuto, Machines::kOff}) {
+    machines_modes.emplace(machines_name(mode), mode);
+  }
+  std::string machines(machines_name(script.engine.machines));
   std::string propagation(propagation_name(script.engine.propagation.mode));
   std::string lemma_names = "auto";
   std::string dedup = script.engine.lemmas.dl_dedup_tlemmas ? "on" : "off";
@@ -155,6 +160,12 @@ std::optional<int> parse_arguments(int argc, char** argv,
       ->type_name("auto|full|off")
       ->check(CLI::IsMember(propagations).description(""))
       ->capture_default_str();
+  app.add_option("--machines", machines,
+                 "Find sets of tasks that cannot overlap, and reason about "
+                 "them: as far as it pays, or not")
+      ->type_name("auto|off")
+      ->check(CLI::IsMember(machines_modes).description(""))
+      ->capture_default_str();
   app.add_option("--seed", script.engine.search.seed, "Seed of random choices")
       ->type_name("N")
       ->capture_default_str();
@@ -175,6 +186,7 @@ std::optional<int> parse_arguments(int argc, char** argv,
   script.engine.lemmas.dl_dedup_tlemmas = on_off.at(dedup);
   script.engine.check_models = on_off.at(check_models);
   script.engine.propagation.mode = propagations.at(propagation);
+  script.engine.machines = machines_modes.at(machines);
   if (arguments.memory_limit > 0) {
     // The closure's matrix is to leave room for all else.
     constexpr std::uint64_t kShare = 8;

@@ -154,6 +154,7 @@ void Engine::synchronise() {
   while (machinery_->theory.take_clause(clause)) {
     machinery_->search.add_clause(clause);
   }
+  if (options_.machines == Machines::kOff) return;
   std::vector<Literal> selectors;
   for (const Machinery::Level& level : machinery_->levels) {
     selectors.push_back(level.selector);
@@ -310,6 +311,7 @@ std::vector<std::pair<std::string, std::string>> Engine::statistics() const {
     row("machine edges", found.edges);
     row("machine not-first", found.not_first);
     row("machine preceded", found.preceded);
+    row("machine runs", found.runs);
     row("machine explanations", found.explanations);
     row("machine steps", found.steps);
   }

@@ -14,6 +14,7 @@
 #include "solver/engine/atom_normaliser.h"
 #include "solver/engine/bound_propagation.h"
 #include "solver/engine/graph_recorder.h"
+#include "solver/scheduling/machine_propagation.h"
 #include "solver/search/options.h"
 #include "solver/search/statistics.h"
 #include "solver/terms/difference_bound.h"
@@ -33,6 +34,8 @@ struct EngineOptions {
   bool lemma_trials = true;
   /// Literals that the active constraints imply.
   PropagationOptions propagation;
+  /// Reasoning about sets of tasks that cannot overlap.
+  Machines machines = Machines::kAuto;
   /// The knobs of the search.
   SearchOptions search;
   /// Check every model against the assertions before answering kSat.

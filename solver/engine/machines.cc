@@ -22,7 +22,7 @@ std::size_t index(int i) {
 
 // Takes a clause for a separation if it is made of two bounds on one pair of
 // nodes, in both directions, each with time in between, and of nothing else but
-// selectors of scopes.
+// selectors of scopes and what is false for good.
 void DifferenceTheory::read_separation(const std::vector<Literal>& clause,
                                        const std::vector<Literal>& selectors) {
   const Bound* bounds[2] = {};
@@ -30,6 +30,7 @@ void DifferenceTheory::read_separation(const std::vector<Literal>& clause,
   std::vector<Literal> conditions;
   std::size_t num_bounds = 0;
   for (const Literal literal : clause) {
+    if (search_->value(literal) == Value::kFalse) continue;
     if (literal.index() < bounds_.size() && bounds_[literal.index()].id != 0) {
       if (num_bounds == 2) return;
       bounds[num_bounds] = &bounds_[literal.index()];
@@ -54,8 +55,8 @@ void DifferenceTheory::read_separation(const std::vector<Literal>& clause,
     return la::DNumber(-bound.weight.rational(), -bound.weight.eps());
   };
   const dl::Edge& edge = constraints_[index(bounds[0]->id)].edge;
-  Separation separation{edge.target,       edge.source, time(*bounds[0]),
-                        time(*bounds[1]),  literals[0], literals[1],
+  Separation separation{edge.target,          edge.source, time(*bounds[0]),
+                        time(*bounds[1]),     literals[0], literals[1],
                         std::move(conditions)};
   if (!(la::DNumber() < separation.after_first) ||
       !(la::DNumber() < separation.after_second)) {
@@ -160,9 +161,7 @@ void DifferenceTheory::find_machines(const std::vector<Literal>& selectors) {
       problem.weights.push_back(&constraints_[index(id)].edge.weight);
     }
   }
-  machines_ = MachinePropagation::make(
-      std::move(problem),
-      [this](Literal literal) { return search_->value(literal); });
+  machines_ = MachinePropagation::make(std::move(problem), *search_);
   for (const Active& active : active_) {
     const Constraint& constraint = constraints_[index(active.id)];
     if (!active.implied) {

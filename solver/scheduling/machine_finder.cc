@@ -109,13 +109,14 @@ class Finder {
       candidates.emplace_back(c, uncovered(a, c) + uncovered(b, c));
     }
     while (!candidates.empty() && clique.size() < limits_.most_tasks) {
-      const auto best = std::max_element(
-          candidates.begin(), candidates.end(),
-          [this](const auto& c, const auto& d) {
-            if (c.second != d.second) return c.second < d.second;
-            return neighbours_[index(c.first)].size() <
-                   neighbours_[index(d.first)].size();
-          });
+      const auto best =
+          std::max_element(candidates.begin(), candidates.end(),
+                           [this](const auto& c, const auto& d) {
+                             if (c.second != d.second)
+                               return c.second < d.second;
+                             return neighbours_[index(c.first)].size() <
+                                    neighbours_[index(d.first)].size();
+                           });
       const int task = best->first;
       clique.push_back(task);
       steps_ += candidates.size();

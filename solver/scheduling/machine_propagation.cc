@@ -54,8 +54,8 @@ class TimeScale<ExactTime> {
 template <class T>
 class Propagation final : public MachinePropagation {
  public:
-  Propagation(Problem problem, ValueOf value_of, TimeScale<T> scale)
-      : value_of_(std::move(value_of)),
+  Propagation(Problem problem, const Search& search, TimeScale<T> scale)
+      : search_(search),
         scale_(std::move(scale)),
         separations_(std::move(problem.separations)),
         machines_(std::move(problem.machines)),
@@ -64,8 +64,8 @@ class Propagation final : public MachinePropagation {
         states_(machines_.size()) {
     gaps_.reserve(separations_.size());
     for (const Separation& s : separations_) {
-      gaps_.push_back({scale_.time(s.after_first),
-                       scale_.time(s.after_second)});
+      gaps_.push_back(
+          {scale_.time(s.after_first), scale_.time(s.after_second)});
     }
     for (std::size_t m = 0; m < machines_.size(); ++m) add_machine(m);
   }
@@ -80,15 +80,20 @@ class Propagation final : public MachinePropagation {
 
   void assigned(Literal literal) override {
     if (literal.index() >= orders_.size()) return;
-    for (const int m : orders_[literal.index()]) {
-      states_[index(m)].is_settled = false;
-      wake(index(m));
+    for (const Order& order : orders_[literal.index()]) {
+      State& state = states_[order.machine];
+      state.tasks[0].set_before(order.before, order.after);
+      state.tasks[1].set_before(order.after, order.before);
+      --state.num_open;
+      decided_.push_back(order);
+      state.is_settled = false;
+      wake(order.machine);
     }
   }
 
   void new_level() override {
-    levels_.push_back({trail_.size(), num_fed_, records_.size(),
-                       demands_.size(), premises_.size()});
+    levels_.push_back({trail_.size(), num_fed_, decided_.size(),
+                       records_.size(), demands_.size(), premises_.size()});
     windows_.new_level();
   }
 
@@ -107,6 +112,14 @@ class Propagation final : public MachinePropagation {
     const Level& mark = levels_[index(level + 1)];
     trail_.resize(mark.num_trail);
     num_fed_ = mark.num_fed;
+    while (decided_.size() > mark.num_decided) {
+      const Order& order = decided_.back();
+      State& state = states_[order.machine];
+      state.tasks[0].clear_before(order.before, order.after);
+      state.tasks[1].clear_before(order.after, order.before);
+      ++state.num_open;
+      decided_.pop_back();
+    }
     records_.resize(mark.num_records);
     demands_.resize(mark.num_demands);
     premises_.resize(mark.num_premises);
@@ -178,6 +191,7 @@ class Propagation final : public MachinePropagation {
   struct Level {
     std::size_t num_trail;
     std::size_t num_fed;
+    std::size_t num_decided;
     std::size_t num_records;
     std::size_t num_demands;
     std::size_t num_premises;
@@ -197,9 +211,43 @@ class Propagation final : public MachinePropagation {
     /// If the conclusion need not be as strong, neither need this.
     bool takes_slack;
   };
+  /// What it means for a machine that a literal is true.
+  struct Order {
+    std::uint32_t machine;
+    std::uint32_t before;
+    std::uint32_t after;
+  };
+  /// Says when the rules of a machine are to run: always while one run in a
+  /// dozen finds something, else once in eight times. On shops one in four
+  /// does, on sets of frequencies at different distances one in seventy.
+  class Pace {
+   public:
+    /// Whether they are to run now.
+    bool is_due() {
+      if (credit_ > 0 || num_passed_ >= kPassed) return true;
+      ++num_passed_;
+      return false;
+    }
+    /// They ran.
+    void ran(bool has_found) {
+      credit_ = has_found ? std::min(credit_ + kGain, kMost)
+                          : std::max(credit_ - 1, 0);
+      num_passed_ = 0;
+    }
+
+   private:
+    static constexpr int kGain = 12;
+    static constexpr int kMost = 48;
+    static constexpr int kPassed = 7;
+    int credit_ = kMost;
+    int num_passed_ = 0;
+  };
   /// What a machine is doing.
   struct State {
-    std::vector<T> durations;
+    /// Forward in time, and backward.
+    std::vector<Tasks> tasks;
+    /// Pairs of tasks whose order is not decided.
+    std::size_t num_open;
     /// By a * tasks + b: true if a comes before b.
     std::vector<Literal> orders;
     /// By a * tasks + b: times from start to start, if a comes before b.
@@ -208,6 +256,8 @@ class Propagation final : public MachinePropagation {
     std::vector<Literal> conditions;
     /// It is in awake_.
     bool is_awake = false;
+    /// How often its rules run.
+    Pace pace;
     /// Nothing has changed since its rules ran.
     bool is_settled = true;
     /// Places whose times moved since orders were last looked at: twice the
@@ -219,8 +269,9 @@ class Propagation final : public MachinePropagation {
     int machine;
     int task;
   };
-  /// A time as a rule sees it, in either direction.
-  enum class Direction { kForward, kBackward };
+  /// Position in State::tasks.
+  static constexpr std::size_t kForward = 0;
+  static constexpr std::size_t kBackward = 1;
 
   void add_machine(std::size_t m) {
     const Machine& machine = machines_[m];
@@ -229,10 +280,15 @@ class Propagation final : public MachinePropagation {
     state.orders.resize(n * n);
     state.gaps.resize(n * n);
     state.has_moved.assign(2 * n, 0);
+    state.num_open = n * (n - 1) / 2;
+    std::vector<T> durations;
+    for (const la::DNumber& duration : machine.durations) {
+      durations.push_back(scale_.time(duration));
+    }
+    state.tasks.assign(2, Tasks(durations));
     for (std::size_t a = 0; a < n; ++a) {
       places_[index(machine.tasks[a])].push_back(
           {static_cast<int>(m), static_cast<int>(a)});
-      state.durations.push_back(scale_.time(machine.durations[a]));
       for (std::size_t b = 0; b < n; ++b) {
         if (a == b) continue;
         const int k = machine.separations[a * n + b];
@@ -240,12 +296,14 @@ class Propagation final : public MachinePropagation {
         const bool is_first = s.first == machine.tasks[a];
         const Literal literal = is_first ? s.first_first : s.second_first;
         state.orders[a * n + b] = literal;
-        state.gaps[a * n + b] =
-            is_first ? gaps_[index(k)].after_first : gaps_[index(k)].after_second;
+        state.gaps[a * n + b] = is_first ? gaps_[index(k)].after_first
+                                         : gaps_[index(k)].after_second;
         if (literal.index() >= orders_.size()) {
           orders_.resize(literal.index() + 1);
         }
-        orders_[literal.index()].push_back(static_cast<int>(m));
+        orders_[literal.index()].push_back({static_cast<std::uint32_t>(m),
+                                            static_cast<std::uint32_t>(a),
+                                            static_cast<std::uint32_t>(b)});
         state.conditions.insert(state.conditions.end(), s.conditions.begin(),
                                 s.conditions.end());
       }
@@ -309,9 +367,10 @@ class Propagation final : public MachinePropagation {
       const Demand& d = demands_[k];
       demand({d.point, d.takes_slack ? d.value - slack : d.value});
     }
-    literals_.insert(literals_.end(),
-                     premises_.begin() + static_cast<std::ptrdiff_t>(r.first_premise),
-                     premises_.begin() + static_cast<std::ptrdiff_t>(r.last_premise));
+    literals_.insert(
+        literals_.end(),
+        premises_.begin() + static_cast<std::ptrdiff_t>(r.first_premise),
+        premises_.begin() + static_cast<std::ptrdiff_t>(r.last_premise));
   }
 
   void finish_explanation(std::vector<Literal>& clause) {
@@ -354,12 +413,14 @@ class Propagation final : public MachinePropagation {
     if (!holds(state)) return;
     const auto look = [&](std::size_t a, std::size_t b) {
       const Literal literal = state.orders[a * n + b];
-      if (value_of_(literal) != Value::kUnassigned) return;
+      if (search_.value(literal) != Value::kUnassigned) return;
+      // Another machine may have both tasks.
+      if (has_reason(~literal)) return;
       const int early = Windows::earliest(nodes[a]);
       const int late = Windows::latest(nodes[b]);
       if (!windows_.has(early) || !windows_.has(late)) return;
-      const T excess = windows_.value(early) + state.gaps[a * n + b] +
-                       windows_.value(late);
+      const T excess =
+          windows_.value(early) + state.gaps[a * n + b] + windows_.value(late);
       if (!(excess > T())) return;
       ++counters_.orders;
       const T slack = largest_slack(excess);
@@ -370,8 +431,7 @@ class Propagation final : public MachinePropagation {
           {early, windows_.value(early) - (is_early_newer ? slack : T()),
            false});
       demands_.push_back(
-          {late, windows_.value(late) - (is_early_newer ? T() : slack),
-           false});
+          {late, windows_.value(late) - (is_early_newer ? T() : slack), false});
       conclude(~literal, end_record());
       implied.push_back(~literal);
     };
@@ -394,116 +454,126 @@ class Propagation final : public MachinePropagation {
   bool holds(const State& state) const {
     return std::all_of(
         state.conditions.begin(), state.conditions.end(),
-        [this](Literal c) { return value_of_(c) == Value::kTrue; });
+        [this](Literal c) { return search_.value(c) == Value::kTrue; });
   }
 
-  // The machine's tasks that have both times, in one direction of time.
-  void gather(std::size_t m, Direction direction) {
-    const State& state = states_[m];
+  // Brings the times of a machine's tasks up to date, in both directions. Those
+  // that lack a time do not take part.
+  void gather(std::size_t m) {
+    State& state = states_[m];
     const std::vector<int>& nodes = machines_[m].tasks;
-    const std::size_t n = nodes.size();
-    present_.clear();
-    for (std::size_t a = 0; a < n; ++a) {
-      if (windows_.has(Windows::earliest(nodes[a])) &&
-          windows_.has(Windows::latest(nodes[a]))) {
-        present_.push_back(a);
-      }
-    }
-    counters_.steps += n * n;
-    tasks_.reset(present_.size());
-    direction_ = direction;
-    for (std::size_t k = 0; k < present_.size(); ++k) {
-      const std::size_t a = present_[k];
+    counters_.steps += nodes.size();
+    Tasks& forward = state.tasks[kForward];
+    Tasks& backward = state.tasks[kBackward];
+    const auto takes_part = [this, &nodes](std::size_t a) {
+      return windows_.has(Windows::earliest(nodes[a])) &&
+             windows_.has(Windows::latest(nodes[a]));
+    };
+    std::size_t num_present = 0;
+    for (std::size_t a = 0; a < nodes.size(); ++a) {
+      if (!takes_part(a)) continue;
+      ++num_present;
       const T& early = windows_.value(Windows::earliest(nodes[a]));
       const T& late = windows_.value(Windows::latest(nodes[a]));
-      const T& duration = state.durations[a];
-      tasks_.duration[k] = duration;
-      if (direction == Direction::kForward) {
-        tasks_.earliest[k] = early;
-        tasks_.deadline[k] = duration - late;
-      } else {
-        tasks_.earliest[k] = late - duration;
-        tasks_.deadline[k] = -early;
+      const T& duration = forward.duration[a];
+      forward.earliest[a] = early;
+      forward.deadline[a] = duration - late;
+      backward.earliest[a] = late - duration;
+      backward.deadline[a] = -early;
+    }
+    if (num_present != forward.by_earliest.size()) {
+      std::vector<std::uint32_t> present;
+      for (std::size_t a = 0; a < nodes.size(); ++a) {
+        if (takes_part(a)) present.push_back(static_cast<std::uint32_t>(a));
       }
-      for (std::size_t l = 0; l < present_.size(); ++l) {
-        if (l == k) continue;
-        if (value_of_(order_literal(m, k, l)) == Value::kTrue) {
-          tasks_.set_before(k, l);
-        }
+      for (Tasks& tasks : state.tasks) {
+        tasks.by_earliest = tasks.by_deadline = present;
       }
     }
+    for (Tasks& tasks : state.tasks) tasks.sort();
   }
 
-  // True if the k-th of the present tasks comes before the l-th, in the
-  // direction of time that was gathered.
-  Literal order_literal(std::size_t m, std::size_t k, std::size_t l) const {
-    const std::size_t n = machines_[m].tasks.size();
-    const std::size_t a = present_[k];
-    const std::size_t b = present_[l];
-    return direction_ == Direction::kForward ? states_[m].orders[a * n + b]
-                                             : states_[m].orders[b * n + a];
+  // The times that the rules look at.
+  void look_at(std::size_t m, std::size_t direction) {
+    machine_ = m;
+    direction_ = direction;
   }
+  const Tasks& tasks() const { return states_[machine_].tasks[direction_]; }
 
-  int node_of(std::size_t m, std::size_t k) const {
-    return machines_[m].tasks[present_[k]];
+  // True if task a comes before task b, in the direction that is looked at.
+  Literal order_literal(std::size_t a, std::size_t b) const {
+    if (direction_ == kBackward) std::swap(a, b);
+    return states_[machine_].orders[a * machines_[machine_].tasks.size() + b];
   }
-  // A present task starts no earlier than `time`.
-  Demand starts(std::size_t m, std::size_t k, const T& time,
-                bool takes_slack) const {
-    const int node = node_of(m, k);
-    if (direction_ == Direction::kForward) {
+  // A task starts no earlier than `time`.
+  Demand starts(std::size_t a, const T& time, bool takes_slack) const {
+    const int node = machines_[machine_].tasks[a];
+    if (direction_ == kForward) {
       return {Windows::earliest(node), time, takes_slack};
     }
-    return {Windows::latest(node), time + tasks_.duration[k], takes_slack};
+    return {Windows::latest(node), time + tasks().duration[a], takes_slack};
   }
-  // A present task has ended by `time`.
-  Demand ends(std::size_t m, std::size_t k, const T& time) const {
-    const int node = node_of(m, k);
-    if (direction_ == Direction::kForward) {
-      return {Windows::latest(node), tasks_.duration[k] - time, false};
+  // A task has ended by `time`.
+  Demand ends(std::size_t a, const T& time) const {
+    const int node = machines_[machine_].tasks[a];
+    if (direction_ == kForward) {
+      return {Windows::latest(node), tasks().duration[a] - time, false};
     }
     return {Windows::earliest(node), -time, false};
   }
 
   T work_of(const Set& set) const {
     T work = T();
-    for (const std::size_t k : set) work += tasks_.duration[k];
+    for (const std::size_t a : set) work += tasks().duration[a];
     return work;
   }
 
   bool reason_about(std::size_t m, std::vector<Literal>& implied,
                     std::vector<Literal>& conflict) {
-    if (states_[m].is_settled) return true;
-    states_[m].is_settled = true;
-    if (!holds(states_[m])) return true;
+    State& state = states_[m];
+    // With all orders decided, the constraints say all there is to know.
+    if (state.is_settled || state.num_open == 0) return true;
+    state.is_settled = true;
+    if (!holds(state) || !state.pace.is_due()) return true;
+    const std::size_t num_records = records_.size();
+    const bool is_consistent = run_rules(m, implied, conflict);
+    state.pace.ran(!is_consistent || records_.size() > num_records);
+    return is_consistent;
+  }
+
+  bool run_rules(std::size_t m, std::vector<Literal>& implied,
+                 std::vector<Literal>& conflict) {
+    State& state = states_[m];
+    ++counters_.runs;
+    gather(m);
     bool has_raised = false;
-    for (const Direction d : {Direction::kForward, Direction::kBackward}) {
-      gather(m, d);
-      rules_.find_preceded(
-          tasks_, [&](std::size_t i, const Set& set, const T& start,
-                      const T& earliest) {
-            begin_record(states_[m]);
-            for (const std::size_t k : set) {
-              demands_.push_back(starts(m, k, start, true));
-              premises_.push_back(order_literal(m, k, i));
-            }
-            ++counters_.preceded;
-            raise(m, i, earliest);
-            has_raised = true;
-          });
+    for (const std::size_t direction : {kForward, kBackward}) {
+      look_at(m, direction);
+      counters_.steps += tasks().by_earliest.size();
+      rules_.find_preceded(tasks(), [&](std::size_t i, const Set& set,
+                                        const T& start, const T& earliest) {
+        begin_record(state);
+        for (const std::size_t a : set) {
+          demands_.push_back(starts(a, start, true));
+          premises_.push_back(order_literal(a, i));
+        }
+        ++counters_.preceded;
+        raise(i, earliest);
+        has_raised = true;
+      });
     }
     if (has_raised) return true;
     bool is_overloaded = false;
-    for (const Direction d : {Direction::kForward, Direction::kBackward}) {
-      gather(m, d);
+    for (const std::size_t direction : {kForward, kBackward}) {
+      look_at(m, direction);
       rules_.find_edges(
-          tasks_,
+          tasks(),
           [&](const Set& set, const T& start, const T& end) {
-            explain_overload(m, set, start, end);
+            explain_overload(set, start, end);
             is_overloaded = true;
           },
           [&](std::size_t i, const Set& set, const T& start, const T& end) {
-            imply_last(m, i, set, start, end, implied);
+            imply_last(i, set, start, end, implied);
           });
       if (is_overloaded) {
         finish_explanation(conflict);
@@ -511,140 +581,137 @@ class Propagation final : public MachinePropagation {
       }
     }
     if (!implied.empty()) return true;
-    for (const Direction d : {Direction::kForward, Direction::kBackward}) {
-      gather(m, d);
-      rules_.find_not_first(
-          tasks_, [&](std::size_t i, const Set& set, const T& start,
-                      const T& end, const T& earliest) {
-            begin_record(states_[m]);
-            const T excess = start + tasks_.duration[i] + work_of(set) - end;
-            demands_.push_back(
-                starts(m, i, start - largest_slack(excess), false));
-            for (const std::size_t k : set) {
-              demands_.push_back(ends(m, k, end));
-              demands_.push_back(
-                  starts(m, k, earliest - tasks_.duration[k], true));
-            }
-            ++counters_.not_first;
-            raise(m, i, earliest);
-          });
+    for (const std::size_t direction : {kForward, kBackward}) {
+      look_at(m, direction);
+      rules_.find_not_first(tasks(), [&](std::size_t i, const Set& set,
+                                         const T& start, const T& end,
+                                         const T& earliest) {
+        begin_record(state);
+        const T excess = start + tasks().duration[i] + work_of(set) - end;
+        demands_.push_back(starts(i, start - largest_slack(excess), false));
+        for (const std::size_t a : set) {
+          demands_.push_back(ends(a, end));
+          demands_.push_back(starts(a, earliest - tasks().duration[a], true));
+        }
+        ++counters_.not_first;
+        raise(i, earliest);
+      });
     }
     return true;
   }
 
-  // The record under construction is why a present task starts no earlier than
-  // `time`.
-  void raise(std::size_t m, std::size_t i, const T& time) {
-    const Demand to = starts(m, i, time, false);
+  // The record under construction is why a task starts no earlier than `time`.
+  void raise(std::size_t task, const T& time) {
+    const Demand to = starts(task, time, false);
     const int record = end_record();
-    assert(forces_time(m, record, i, time));
+    assert(forces_time(record, task, time));
     if (windows_.value(to.point) < to.value) {
       windows_.raise(to.point, to.value, record);
     }
   }
 
-  void explain_overload(std::size_t m, const Set& set, const T& start,
-                        const T& end) {
+  void explain_overload(const Set& set, const T& start, const T& end) {
     ++counters_.overloads;
+    const State& state = states_[machine_];
     const T slack = largest_slack(start + work_of(set) - end);
-    bool lowers_start = is_start_newer(m, set);
-    literals_.insert(literals_.end(), states_[m].conditions.begin(),
-                     states_[m].conditions.end());
-    for (const std::size_t k : set) {
-      const Demand s =
-          starts(m, k, lowers_start ? start - slack : start, false);
-      const Demand e = ends(m, k, lowers_start ? end : end + slack);
+    const bool lowers_start = is_start_newer(set);
+    literals_.insert(literals_.end(), state.conditions.begin(),
+                     state.conditions.end());
+    for (const std::size_t a : set) {
+      const Demand s = starts(a, lowers_start ? start - slack : start, false);
+      const Demand e = ends(a, lowers_start ? end : end + slack);
       demand({s.point, s.value});
       demand({e.point, e.value});
     }
   }
 
   // Whether of a set's times the newest is one of a start.
-  bool is_start_newer(std::size_t m, const Set& set) const {
+  bool is_start_newer(const Set& set) const {
     int newest_start = -1;
     int newest_end = -1;
-    for (const std::size_t k : set) {
-      newest_start = std::max(
-          newest_start, windows_.newest(starts(m, k, T(), false).point));
-      newest_end =
-          std::max(newest_end, windows_.newest(ends(m, k, T()).point));
+    for (const std::size_t a : set) {
+      newest_start =
+          std::max(newest_start, windows_.newest(starts(a, T(), false).point));
+      newest_end = std::max(newest_end, windows_.newest(ends(a, T()).point));
     }
     return newest_start > newest_end;
   }
 
-  void imply_last(std::size_t m, std::size_t i, const Set& set, const T& start,
+  // All of a set come before a task.
+  void imply_last(std::size_t task, const Set& set, const T& start,
                   const T& end, std::vector<Literal>& implied) {
-    const T slack =
-        largest_slack(start + work_of(set) + tasks_.duration[i] - end);
-    int record = -1;
-    for (const std::size_t k : set) {
-      const Literal literal = order_literal(m, i, k);
-      if (value_of_(literal) != Value::kUnassigned) continue;
-      if (std::find(implied.begin(), implied.end(), ~literal) !=
-          implied.end()) {
+    const T lowest = start - largest_slack(start + work_of(set) +
+                                           tasks().duration[task] - end);
+    for (const std::size_t b : set) {
+      const Literal literal = order_literal(task, b);
+      if (search_.value(literal) != Value::kUnassigned ||
+          has_reason(~literal)) {
         continue;
       }
-      begin_record(states_[m]);
-      demands_.push_back(starts(m, i, start - slack, false));
-      for (const std::size_t j : set) {
-        demands_.push_back(starts(m, j, start - slack, false));
-        demands_.push_back(ends(m, j, end));
+      begin_record(states_[machine_]);
+      demands_.push_back(starts(task, lowest, false));
+      for (const std::size_t a : set) {
+        demands_.push_back(starts(a, lowest, false));
+        demands_.push_back(ends(a, end));
       }
-      record = end_record();
-      assert(forces_order(m, record, k, i));
+      const int record = end_record();
+      assert(forces_order(record, b, task));
       ++counters_.edges;
       conclude(~literal, record);
       implied.push_back(~literal);
     }
   }
 
-  // Whether a record's demands and premises alone force that a present task
-  // starts no earlier than `time`, as far as that is quick to see.
-  [[nodiscard]] bool forces_time(std::size_t m, int record, std::size_t i,
+  // Whether a record's demands and premises alone force that a task starts no
+  // earlier than `time`, as far as that is quick to see.
+  [[nodiscard]] bool forces_time(int record, std::size_t task,
                                  const T& time) const {
-    OneMachine<T> tasks = only(m, record);
-    if (tasks.size() > kMostChecked) return true;
-    tasks.end_before(i, time + tasks_.duration[i]);
-    return !tasks.is_feasible();
+    OneMachine<T> only = tasks_of(record);
+    if (only.size() > kMostChecked) return true;
+    only.add(task, tasks().duration[task]);
+    only.end_before(task, time + tasks().duration[task]);
+    return !only.is_feasible();
   }
-  // The same, that present task k comes before present task i.
-  [[nodiscard]] bool forces_order(std::size_t m, int record, std::size_t k,
-                                  std::size_t i) const {
-    OneMachine<T> tasks = only(m, record);
-    if (tasks.size() > kMostChecked) return true;
-    tasks.set_before(i, k);
-    return !tasks.is_feasible();
+  // The same, that a task comes before another.
+  [[nodiscard]] bool forces_order(int record, std::size_t before,
+                                  std::size_t after) const {
+    OneMachine<T> only = tasks_of(record);
+    if (only.size() > kMostChecked) return true;
+    only.set_before(after, before);
+    return !only.is_feasible();
   }
   static constexpr std::size_t kMostChecked = 7;
-  // The tasks with what the record knows of them.
-  OneMachine<T> only(std::size_t m, int record) const {
-    OneMachine<T> tasks;
-    for (std::size_t k = 0; k < present_.size(); ++k) {
-      const Demand start = starts(m, k, T(), false);
-      const Demand end = ends(m, k, T());
-      const Record& r = records_[index(record)];
-      for (std::size_t d = r.first_demand; d < r.last_demand; ++d) {
-        // Demands are starts and ends plus something.
-        if (demands_[d].point == start.point) {
-          tasks.start_from(k, demands_[d].value - start.value,
-                           tasks_.duration[k]);
-        } else if (demands_[d].point == end.point) {
-          tasks.end_by(k, end.value - demands_[d].value, tasks_.duration[k]);
-        }
-      }
-    }
+  // The tasks with what a record knows of them.
+  OneMachine<T> tasks_of(int record) const {
+    OneMachine<T> only;
+    const std::vector<T>& duration = tasks().duration;
     const Record& r = records_[index(record)];
-    for (std::size_t p = r.first_premise; p < r.last_premise; ++p) {
-      for (std::size_t k = 0; k < present_.size(); ++k) {
-        for (std::size_t l = 0; l < present_.size(); ++l) {
-          if (k == l || premises_[p] != order_literal(m, k, l)) continue;
-          tasks.add(k, tasks_.duration[k]);
-          tasks.add(l, tasks_.duration[l]);
-          tasks.set_before(k, l);
+    for (std::size_t a = 0; a < duration.size(); ++a) {
+      // Demands are these plus something.
+      const Demand start = starts(a, T(), false);
+      const Demand end = ends(a, T());
+      for (std::size_t d = r.first_demand; d < r.last_demand; ++d) {
+        if (demands_[d].point == start.point) {
+          only.start_from(a, demands_[d].value - start.value, duration[a]);
+        } else if (demands_[d].point == end.point) {
+          only.end_by(a, end.value - demands_[d].value, duration[a]);
         }
       }
+      for (std::size_t b = 0; b < duration.size(); ++b) {
+        const auto premises = premises_.begin();
+        const bool is_premise =
+            b != a &&
+            std::find(premises + static_cast<std::ptrdiff_t>(r.first_premise),
+                      premises + static_cast<std::ptrdiff_t>(r.last_premise),
+                      order_literal(a, b)) !=
+                premises + static_cast<std::ptrdiff_t>(r.last_premise);
+        if (!is_premise) continue;
+        only.add(a, duration[a]);
+        only.add(b, duration[b]);
+        only.set_before(a, b);
+      }
     }
-    return tasks;
+    return only;
   }
 
   struct Weight {
@@ -653,7 +720,7 @@ class Propagation final : public MachinePropagation {
     T time = T();
   };
 
-  ValueOf value_of_;
+  const Search& search_;  // borrowed
   TimeScale<T> scale_;
   std::vector<Separation> separations_;
   std::vector<Machine> machines_;
@@ -662,12 +729,14 @@ class Propagation final : public MachinePropagation {
   MachineRules<T> rules_;
   std::vector<std::vector<Place>> places_;  // by node
   std::vector<State> states_;               // by machine
-  std::vector<std::vector<int>> orders_;    // by literal: machines
+  std::vector<std::vector<Order>> orders_;  // by literal
   std::vector<Weight> weights_;             // by constraint
 
   /// Constraints in order, of which the windows know the first num_fed_.
   std::vector<Pushed> trail_;
   std::size_t num_fed_ = 0;
+  /// Orders of tasks, in the order in which they were decided.
+  std::vector<Order> decided_;
   std::vector<Level> levels_;
   /// Machines to look at.
   std::vector<std::size_t> awake_;
@@ -679,17 +748,18 @@ class Propagation final : public MachinePropagation {
 
   Counters counters_;
 
-  // Scratch space: the tasks gathered, by their position in the machine.
-  Tasks tasks_;
-  std::vector<std::size_t> present_;
-  Direction direction_ = Direction::kForward;
+  // What the rules look at.
+  std::size_t machine_ = 0;
+  std::size_t direction_ = kForward;
+
+  // Scratch space.
   std::vector<Literal> literals_;
 };
 
 }  // namespace
 
 std::unique_ptr<MachinePropagation> MachinePropagation::make(
-    Problem problem, ValueOf value_of) {
+    Problem problem, const Search& search) {
   // A time is a path and, for each task, its duration and a path at most; four
   // times that leaves room for sums of times.
   Scale::Need need;
@@ -705,11 +775,10 @@ std::unique_ptr<MachinePropagation> MachinePropagation::make(
   std::unique_ptr<MachinePropagation> result;
   if (scale.size() == Scale::Size::kExact) {
     result = std::make_unique<Propagation<ExactTime>>(
-        std::move(problem), std::move(value_of), TimeScale<ExactTime>());
+        std::move(problem), search, TimeScale<ExactTime>());
   } else {
     result = std::make_unique<Propagation<WordTime>>(
-        std::move(problem), std::move(value_of),
-        TimeScale<WordTime>(scale, num_nodes));
+        std::move(problem), search, TimeScale<WordTime>(scale, num_nodes));
   }
   result->new_level();
   return result;

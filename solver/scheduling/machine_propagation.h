@@ -4,15 +4,29 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "solver/scheduling/separation.h"
 #include "solver/search/literal.h"
+#include "solver/search/search.h"
 #include "vorn/dl/edge.h"
 
 namespace vorn::solver {
+
+/// Whether machines are looked for and reasoned about.
+enum class Machines : int {
+  /// As far as it pays.
+  kAuto,
+  kOff,
+};
+
+/// The names of the values, in their order.
+constexpr std::string_view kMachinesNames[] = {"auto", "off"};
+constexpr std::string_view machines_name(Machines mode) {
+  return kMachinesNames[static_cast<int>(mode)];
+}
 
 /// Finds orders of tasks that follow because a machine does one task at a time,
 /// and sets of tasks that do not fit; see MachineRules for how.
@@ -50,6 +64,8 @@ class MachinePropagation {
     std::uint64_t not_first = 0;
     /// Times moved because of all that comes before a task, or after it.
     std::uint64_t preceded = 0;
+    /// Times that the rules of one machine ran.
+    std::uint64_t runs = 0;
     /// Literals explained.
     std::uint64_t explanations = 0;
     /// Machines looked at, and constraints followed.
@@ -71,12 +87,10 @@ class MachinePropagation {
     std::vector<const la::DNumber*> weights;
   };
 
-  /// Values of literals in the search.
-  using ValueOf = std::function<Value(Literal)>;
-
-  /// With words for times if all sums fit, else exact numbers.
+  /// With words for times if all sums fit, else exact numbers. Borrows the
+  /// search, for its values.
   static std::unique_ptr<MachinePropagation> make(Problem problem,
-                                                  ValueOf value_of);
+                                                  const Search& search);
   virtual ~MachinePropagation() = default;
 
   /// A constraint of the graph became active, because `literal` did.

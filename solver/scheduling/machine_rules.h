@@ -3,45 +3,79 @@
 #define VORN_SOLVER_SCHEDULING_MACHINE_RULES_H
 
 #include <algorithm>
-#include <cassert>
 #include <cstddef>
 #include <cstdint>
-#include <numeric>
+#include <utility>
 #include <vector>
 
 namespace vorn::solver {
 
-/// The tasks of one machine as plain arrays, for MachineRules.
+/// The tasks of one machine as plain arrays, in one direction of time, for
+/// MachineRules. Tasks are numbered from 0 on.
 template <class T>
-struct MachineTasks {
+class MachineTasks {
+ public:
+  /// A number of tasks, none of which takes part, or is known to come before
+  /// another.
+  explicit MachineTasks(std::vector<T> durations)
+      : duration(std::move(durations)),
+        earliest(duration.size()),
+        deadline(duration.size()),
+        words((duration.size() + kBits - 1) / kBits),
+        before(duration.size() * words, 0) {}
+
+  /// How long a task takes; above 0.
+  std::vector<T> duration;
   /// When a task starts at the earliest.
   std::vector<T> earliest;
   /// When a task has ended at the latest.
   std::vector<T> deadline;
-  /// How long it takes; above 0.
-  std::vector<T> duration;
-  /// Sets of tasks, `words` words for each task: those known to come before it.
-  std::vector<std::uint64_t> before;
   /// Words of a set.
-  std::size_t words = 0;
+  std::size_t words;
+  /// Sets of tasks, one for each task: those known to come before it.
+  std::vector<std::uint64_t> before;
+  /// The tasks that take part, by earliest start, and by deadline.
+  std::vector<std::uint32_t> by_earliest;
+  /// As above.
+  std::vector<std::uint32_t> by_deadline;
 
-  /// How many tasks there are.
-  std::size_t size() const { return duration.size(); }
-  /// Makes room for `n` tasks, none of which is known to come before another.
-  void reset(std::size_t n) {
-    earliest.assign(n, T());
-    deadline.assign(n, T());
-    duration.assign(n, T());
-    words = (n + 63) / 64;
-    before.assign(n * words, 0);
-  }
   /// Notes that task a comes before task b.
   void set_before(std::size_t a, std::size_t b) {
-    before[b * words + a / 64] |= std::uint64_t{1} << (a % 64);
+    before[b * words + a / kBits] |= bit(a);
+  }
+  /// Takes that back.
+  void clear_before(std::size_t a, std::size_t b) {
+    before[b * words + a / kBits] &= ~bit(a);
   }
   /// Whether task a is known to come before task b.
   bool is_before(std::size_t a, std::size_t b) const {
-    return (before[b * words + a / 64] >> (a % 64) & 1U) != 0;
+    return (before[b * words + a / kBits] & bit(a)) != 0;
+  }
+  /// Task a as an element of a set's word.
+  static std::uint64_t bit(std::size_t a) {
+    return std::uint64_t{1} << (a % kBits);
+  }
+  /// Bits of a set's word.
+  static constexpr std::size_t kBits = 64;
+
+  /// Brings both orders up to date with the times. Cost: linear if little has
+  /// changed, which is the rule.
+  void sort() {
+    sort_by(earliest, by_earliest);
+    sort_by(deadline, by_deadline);
+  }
+
+ private:
+  static void sort_by(const std::vector<T>& keys,
+                      std::vector<std::uint32_t>& order) {
+    for (std::size_t k = 1; k < order.size(); ++k) {
+      const std::uint32_t moving = order[k];
+      std::size_t place = k;
+      for (; place > 0 && keys[moving] < keys[order[place - 1]]; --place) {
+        order[place] = order[place - 1];
+      }
+      order[place] = moving;
+    }
   }
 };
 
@@ -73,8 +107,8 @@ struct MachineTasks {
 template <class T>
 class MachineRules {
  public:
-  /// A set of tasks, ascending by nothing in particular.
-  using Set = std::vector<std::size_t>;
+  /// A set of tasks, in no order.
+  using Set = std::vector<std::uint32_t>;
 
   /// Calls `overload(set, start, end)`, and stops there, or
   /// `last(task, set, start, end)` for tasks that not all of the set are known
@@ -82,40 +116,49 @@ class MachineRules {
   template <class Overload, class Last>
   void find_edges(const MachineTasks<T>& tasks, const Overload& overload,
                   const Last& last) {
-    const std::size_t n = tasks.size();
-    sort(tasks);
-    open_.assign(n, 0);
+    const Set& by_earliest = tasks.by_earliest;
+    const Set& by_deadline = tasks.by_deadline;
+    const std::size_t n = by_earliest.size();
+    open_.assign(tasks.duration.size(), 0);
+    latest_.resize(n + 1);
+    // The longest of the tasks by_deadline[k] and behind.
+    longest_.assign(n + 1, T());
+    for (std::size_t k = n; k-- > 0;) {
+      longest_[k] = std::max(longest_[k + 1], tasks.duration[by_deadline[k]]);
+    }
     for (std::size_t e = 0; e < n; ++e) {
-      const T& end = tasks.deadline[by_deadline_[e]];
-      if (e + 1 < n && !(end < tasks.deadline[by_deadline_[e + 1]])) continue;
-      // Tasks that end later, unless all of the others come before them.
+      const T& end = tasks.deadline[by_deadline[e]];
+      if (e + 1 < n && !(end < tasks.deadline[by_deadline[e + 1]])) continue;
+      if (!is_tight(tasks, end, longest_[e + 1])) continue;
       ending_.assign(tasks.words, 0);
       for (std::size_t k = 0; k <= e; ++k) {
-        const std::size_t j = by_deadline_[k];
-        ending_[j / 64] |= std::uint64_t{1} << (j % 64);
+        ending_[by_deadline[k] / MachineTasks<T>::kBits] |=
+            MachineTasks<T>::bit(by_deadline[k]);
       }
+      // Tasks that end later, unless all of the others come before them.
       for (std::size_t k = 0; k < n; ++k) {
-        open_[k] = end < tasks.deadline[k] && !covers(tasks, k) ? 1 : 0;
+        const std::uint32_t i = by_deadline[k];
+        open_[i] = k > e && !comes_after_ending(tasks, i) ? 1 : 0;
       }
-      // Of the tasks that start before by_earliest_[k], the one that ends last.
-      latest_.assign(n + 1, n);
+      // Of the tasks that start before by_earliest[k], the one that ends last.
+      latest_[0] = kNone;
       for (std::size_t k = 0; k < n; ++k) {
-        const std::size_t i = by_earliest_[k];
-        std::size_t best = latest_[k];
-        if (open_[i] != 0 &&
-            (best == n || tasks.earliest[best] + tasks.duration[best] <
-                              tasks.earliest[i] + tasks.duration[i])) {
-          best = i;
-        }
-        latest_[k + 1] = best;
+        const std::uint32_t i = by_earliest[k];
+        const std::uint32_t best = latest_[k];
+        latest_[k + 1] =
+            open_[i] != 0 && (best == kNone ||
+                              tasks.earliest[best] + tasks.duration[best] <
+                                  tasks.earliest[i] + tasks.duration[i])
+                ? i
+                : best;
       }
       T work = T();
-      std::size_t longest = n;
+      std::uint32_t longest = kNone;
       for (std::size_t k = n; k-- > 0;) {
-        const std::size_t j = by_earliest_[k];
+        const std::uint32_t j = by_earliest[k];
         if (end < tasks.deadline[j]) {
-          if (open_[j] != 0 && (longest == n || tasks.duration[longest] <
-                                                    tasks.duration[j])) {
+          if (open_[j] != 0 && (longest == kNone ||
+                                tasks.duration[longest] < tasks.duration[j])) {
             longest = j;
           }
           continue;
@@ -127,23 +170,12 @@ class MachineRules {
           overload(set_, start, end);
           return;
         }
-        const bool from_later =
-            longest < n && end < start + work + tasks.duration[longest];
-        const std::size_t i = latest_[k];
-        const bool from_earlier =
-            i < n && end < tasks.earliest[i] + work + tasks.duration[i];
-        if (!from_later && !from_earlier) continue;
-        collect(tasks, k, end);
-        for (std::size_t i2 = 0; i2 < n; ++i2) {
-          if (open_[i2] == 0) continue;
-          const T& from = std::min(start, tasks.earliest[i2]);
-          if (!(end < from + work + tasks.duration[i2])) continue;
-          const bool is_known =
-              std::all_of(set_.begin(), set_.end(), [&](std::size_t a) {
-                return tasks.is_before(a, i2);
-              });
-          if (!is_known) last(i2, set_, from, end);
-        }
+        const std::uint32_t i = latest_[k];
+        const bool is_last =
+            (longest != kNone &&
+             end < start + work + tasks.duration[longest]) ||
+            (i != kNone && end < tasks.earliest[i] + work + tasks.duration[i]);
+        if (is_last) find_last(tasks, k, end, work, last);
       }
     }
   }
@@ -152,26 +184,32 @@ class MachineRules {
   /// no earlier than `earliest`, when the first of the set can have ended.
   template <class Raise>
   void find_not_first(const MachineTasks<T>& tasks, const Raise& raise) {
-    const std::size_t n = tasks.size();
-    sort(tasks);
-    for (std::size_t i = 0; i < n; ++i) {
+    if (tasks.by_deadline.empty()) return;
+    // A task that ends by then leaves room for whatever has to end by anything.
+    T work = T();
+    T harmless = tasks.deadline[tasks.by_deadline.back()];
+    for (const std::uint32_t j : tasks.by_deadline) {
+      work += tasks.duration[j];
+      harmless = std::min(harmless, tasks.deadline[j] - work);
+    }
+    for (const std::uint32_t i : tasks.by_earliest) {
       const T& start = tasks.earliest[i];
+      if (!(harmless < start + tasks.duration[i])) continue;
       T end = start + tasks.duration[i];
       set_.clear();
-      for (const std::size_t j : by_deadline_) {
+      for (const std::uint32_t j : tasks.by_deadline) {
         if (j == i || !(start < tasks.earliest[j] + tasks.duration[j])) {
           continue;
         }
         set_.push_back(j);
         end += tasks.duration[j];
         if (!(tasks.deadline[j] < end)) continue;
-        std::size_t first = set_.front();
-        for (const std::size_t k : set_) {
-          if (tasks.earliest[k] + tasks.duration[k] <
-              tasks.earliest[first] + tasks.duration[first]) {
-            first = k;
-          }
-        }
+        const auto ends_before = [&tasks](std::uint32_t a, std::uint32_t b) {
+          return tasks.earliest[a] + tasks.duration[a] <
+                 tasks.earliest[b] + tasks.duration[b];
+        };
+        const std::uint32_t first =
+            *std::min_element(set_.begin(), set_.end(), ends_before);
         raise(i, set_, start, tasks.deadline[j],
               tasks.earliest[first] + tasks.duration[first]);
         break;
@@ -183,14 +221,14 @@ class MachineRules {
   /// earlier than `earliest`, after the whole set.
   template <class Raise>
   void find_preceded(const MachineTasks<T>& tasks, const Raise& raise) {
-    const std::size_t n = tasks.size();
-    sort(tasks);
-    for (std::size_t i = 0; i < n; ++i) {
+    const Set& by_earliest = tasks.by_earliest;
+    const std::size_t n = by_earliest.size();
+    for (const std::uint32_t i : by_earliest) {
       T work = T();
       T best = tasks.earliest[i];
       std::size_t from = n;
       for (std::size_t k = n; k-- > 0;) {
-        const std::size_t j = by_earliest_[k];
+        const std::uint32_t j = by_earliest[k];
         if (!tasks.is_before(j, i)) continue;
         work += tasks.duration[j];
         if (!(best < tasks.earliest[j] + work)) continue;
@@ -200,55 +238,69 @@ class MachineRules {
       if (from == n) continue;
       set_.clear();
       for (std::size_t k = from; k < n; ++k) {
-        if (tasks.is_before(by_earliest_[k], i)) {
-          set_.push_back(by_earliest_[k]);
-        }
+        if (tasks.is_before(by_earliest[k], i)) set_.push_back(by_earliest[k]);
       }
-      raise(i, set_, tasks.earliest[by_earliest_[from]], best);
+      raise(i, set_, tasks.earliest[by_earliest[from]], best);
     }
   }
 
  private:
-  void sort(const MachineTasks<T>& tasks) {
-    const auto by = [](const std::vector<T>& keys, Set& order) {
-      order.resize(keys.size());
-      std::iota(order.begin(), order.end(), std::size_t{0});
-      std::sort(order.begin(), order.end(),
-                [&keys](std::size_t a, std::size_t b) {
-                  if (keys[a] < keys[b]) return true;
-                  return !(keys[b] < keys[a]) && a < b;
-                });
-    };
-    by(tasks.earliest, by_earliest_);
-    by(tasks.deadline, by_deadline_);
+  static constexpr std::uint32_t kNone = 0xFFFFFFFF;
+
+  // Whether the tasks that end by `end` leave no room for as much as `more`.
+  static bool is_tight(const MachineTasks<T>& tasks, const T& end,
+                       const T& more) {
+    T work = more;
+    for (std::size_t k = tasks.by_earliest.size(); k-- > 0;) {
+      const std::uint32_t j = tasks.by_earliest[k];
+      if (end < tasks.deadline[j]) continue;
+      work += tasks.duration[j];
+      if (end < tasks.earliest[j] + work) return true;
+    }
+    return false;
   }
 
   // Whether all of ending_ are known to come before a task.
-  bool covers(const MachineTasks<T>& tasks, std::size_t task) const {
+  bool comes_after_ending(const MachineTasks<T>& tasks,
+                          std::size_t task) const {
+    const std::uint64_t* before = &tasks.before[task * tasks.words];
     for (std::size_t w = 0; w < tasks.words; ++w) {
-      if ((ending_[w] & ~tasks.before[task * tasks.words + w]) != 0) {
-        return false;
-      }
+      if ((ending_[w] & ~before[w]) != 0) return false;
     }
     return true;
   }
 
-  // The tasks by_earliest_[from] and behind that end by `end`.
+  // The open tasks that come after the tasks by_earliest[from] and behind.
+  template <class Last>
+  void find_last(const MachineTasks<T>& tasks, std::size_t from, const T& end,
+                 const T& work, const Last& last) {
+    collect(tasks, from, end);
+    const T& set_start = tasks.earliest[tasks.by_earliest[from]];
+    for (const std::uint32_t i : tasks.by_earliest) {
+      if (open_[i] == 0) continue;
+      const T& start = std::min(set_start, tasks.earliest[i]);
+      if (!(end < start + work + tasks.duration[i])) continue;
+      const bool is_known =
+          std::all_of(set_.begin(), set_.end(),
+                      [&](std::uint32_t j) { return tasks.is_before(j, i); });
+      if (!is_known) last(i, set_, start, end);
+    }
+  }
+
+  // The tasks by_earliest[from] and behind that end by `end`.
   void collect(const MachineTasks<T>& tasks, std::size_t from, const T& end) {
     set_.clear();
-    for (std::size_t k = from; k < by_earliest_.size(); ++k) {
-      if (!(end < tasks.deadline[by_earliest_[k]])) {
-        set_.push_back(by_earliest_[k]);
-      }
+    for (std::size_t k = from; k < tasks.by_earliest.size(); ++k) {
+      const std::uint32_t j = tasks.by_earliest[k];
+      if (!(end < tasks.deadline[j])) set_.push_back(j);
     }
   }
 
   // Scratch space.
-  Set by_earliest_;
-  Set by_deadline_;
   Set set_;
   Set latest_;
-  std::vector<char> open_;
+  std::vector<char> open_;  // by task
+  std::vector<T> longest_;
   std::vector<std::uint64_t> ending_;
 };
 

@@ -158,8 +158,8 @@ class TimeWindows {
       }
       const Pushed& edge = pushed_[index(entry.cause)];
       literals.push_back(edge.literal);
-      const int from = (entry.point & 1) == 0 ? earliest(edge.target)
-                                              : latest(edge.source);
+      const int from =
+          (entry.point & 1) == 0 ? earliest(edge.target) : latest(edge.source);
       demand({from, top.value + edge.weight});
     }
   }

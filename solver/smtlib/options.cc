@@ -13,7 +13,7 @@ namespace vorn::solver {
 namespace {
 
 using Place = std::variant<bool*, std::uint64_t*, std::string*, int*, float*,
-                           Propagation*>;
+                           Propagation*, Machines*>;
 
 struct Entry {
   std::string_view keyword;
@@ -53,6 +53,8 @@ constexpr Entry kEntries[] = {
     {":timeout", false, [](ScriptOptions& o) -> Place { return &o.timeout; }},
     {":propagation", false,
      [](ScriptOptions& o) -> Place { return &o.engine.propagation.mode; }},
+    {":machines", false,
+     [](ScriptOptions& o) -> Place { return &o.engine.machines; }},
     {":dl-tlemma-kinds", false,
      [](ScriptOptions& o) -> Place {
        return &o.engine.lemmas.dl_tlemma_kinds;
@@ -80,6 +82,20 @@ std::optional<std::uint64_t> read_numeral(const Token& token) {
   const std::uint64_t value = std::strtoull(token.text.c_str(), nullptr, 10);
   if (errno == ERANGE) return std::nullopt;
   return value;
+}
+
+// Finds the mode that a token names.
+template <class Mode, std::size_t kCount>
+const char* read_mode(const Token& token,
+                      const std::string_view (&names)[kCount],
+                      const char* expected, Mode* place) {
+  const auto* const begin = std::begin(names);
+  const auto* const found = std::find(begin, std::end(names), token.text);
+  if (token.kind != TokenKind::kSymbol || found == std::end(names)) {
+    return expected;
+  }
+  *place = static_cast<Mode>(found - begin);
+  return nullptr;
 }
 
 // Each of these writes a value of its type, or says what it expects.
@@ -113,14 +129,10 @@ struct Setter {
     return nullptr;
   }
   const char* operator()(Propagation* place) const {
-    const auto* const begin = std::begin(kPropagationNames);
-    const auto* const end = std::end(kPropagationNames);
-    const auto* const found = std::find(begin, end, token.text);
-    if (token.kind != TokenKind::kSymbol || found == end) {
-      return "auto, full or off";
-    }
-    *place = static_cast<Propagation>(found - begin);
-    return nullptr;
+    return read_mode(token, kPropagationNames, "auto, full or off", place);
+  }
+  const char* operator()(Machines* place) const {
+    return read_mode(token, kMachinesNames, "auto or off", place);
   }
   // The one option of this type is a share.
   const char* operator()(float* place) const {
@@ -151,6 +163,9 @@ struct Getter {
   }
   std::string operator()(const Propagation* place) const {
     return std::string(propagation_name(*place));
+  }
+  std::string operator()(const Machines* place) const {
+    return std::string(machines_name(*place));
   }
   std::string operator()(const float* place) const {
     std::ostringstream out;
