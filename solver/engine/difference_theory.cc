@@ -171,14 +171,8 @@ void DifferenceTheory::shrink_atoms(std::size_t count) {
   machines_.reset();
   const int num_variables = search_->num_variables();
   for (auto s = separations_.begin(); s != separations_.end();) {
-    const auto is_gone = [num_variables](Literal literal) {
-      return literal.variable() >= num_variables;
-    };
-    const std::vector<Literal>& conditions = s->second.conditions;
-    const bool ends =
-        is_gone(s->first.first) || is_gone(s->first.second) ||
-        std::any_of(conditions.begin(), conditions.end(), is_gone);
-    s = ends ? separations_.erase(s) : std::next(s);
+    const bool is_gone = s->first.back().variable() >= num_variables;
+    s = is_gone ? separations_.erase(s) : std::next(s);
   }
   while (atoms_.size() > count) {
     const Atom& atom = atoms_.back();
@@ -198,8 +192,12 @@ void DifferenceTheory::shrink_atoms(std::size_t count) {
 }
 
 void DifferenceTheory::assigned(Literal literal) {
+  // Machines want to know of variables that are no atoms.
+  if (literal.index() >= bounds_.size() || bounds_[literal.index()].id == 0) {
+    if (machines_) machines_->assigned(literal);
+    return;
+  }
   const Bound& bound = bounds_[literal.index()];
-  assert(bound.id > 0);
   int& tightest = tightest_[index(bound.direction)];
   const bool implied =
       (tightest != 0 &&

@@ -191,6 +191,10 @@ class DifferenceTheory final : public Theory {
                   const Domain& target_domain);
   void read_separation(const std::vector<Literal>& clause,
                        const std::vector<Literal>& selectors);
+  template <class Visit>
+  void for_each_fact(const Visit& visit) const;
+  std::vector<Precedence> find_precedences(
+      const std::vector<Separation>& separations) const;
   int find_origin(const std::vector<Machine>& machines) const;
   int node_of(const Term* term);
   /// The term of a node; null for node 0.
@@ -225,8 +229,8 @@ class DifferenceTheory final : public Theory {
   bool has_conflict_ = false;
   BoundPropagation propagation_;
   std::unique_ptr<MachinePropagation> machines_;
-  /// By their two literals, the lesser first.
-  std::map<std::pair<Literal, Literal>, Separation> separations_;
+  /// By the literals of their clauses, sorted.
+  std::map<std::vector<Literal>, Separation> separations_;
   /// num_atoms() when machines_ was made.
   std::size_t num_atoms_of_machines_ = 0;
   Logger* logger_ = nullptr;           // borrowed

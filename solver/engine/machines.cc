@@ -21,14 +21,17 @@ std::size_t index(int i) {
 }  // namespace
 
 // Takes a clause for a separation if it is made of two bounds on one pair of
-// nodes, in both directions, each with time in between, and of nothing else but
-// selectors of scopes and what is false for good.
+// nodes, in both directions, each with time in between. What else is in it, and
+// not false for good, are conditions: selectors of scopes, and at most one for
+// each of the tasks.
 void DifferenceTheory::read_separation(const std::vector<Literal>& clause,
                                        const std::vector<Literal>& selectors) {
   const Bound* bounds[2] = {};
   Literal literals[2];
   std::vector<Literal> conditions;
+  Literal presences[2];
   std::size_t num_bounds = 0;
+  std::size_t num_presences = 0;
   for (const Literal literal : clause) {
     if (search_->value(literal) == Value::kFalse) continue;
     if (literal.index() < bounds_.size() && bounds_[literal.index()].id != 0) {
@@ -40,7 +43,9 @@ void DifferenceTheory::read_separation(const std::vector<Literal>& clause,
                selectors.end()) {
       conditions.push_back(~literal);
     } else {
-      return;
+      if (num_presences == 2) return;
+      presences[num_presences] = ~literal;
+      ++num_presences;
     }
   }
   if (num_bounds < 2 || bounds[1]->direction != (bounds[0]->direction ^ 1)) {
@@ -55,15 +60,27 @@ void DifferenceTheory::read_separation(const std::vector<Literal>& clause,
     return la::DNumber(-bound.weight.rational(), -bound.weight.eps());
   };
   const dl::Edge& edge = constraints_[index(bounds[0]->id)].edge;
-  Separation separation{edge.target,          edge.source, time(*bounds[0]),
-                        time(*bounds[1]),     literals[0], literals[1],
-                        std::move(conditions)};
+  Separation separation{edge.target,           edge.source,  time(*bounds[0]),
+                        time(*bounds[1]),      literals[0],  literals[1],
+                        std::move(conditions), presences[0], presences[1]};
   if (!(la::DNumber() < separation.after_first) ||
       !(la::DNumber() < separation.after_second)) {
     return;
   }
-  separations_.emplace(std::pair(literals[0], literals[1]),
-                       std::move(separation));
+  std::vector<Literal> key = clause;
+  std::sort(key.begin(), key.end());
+  separations_.emplace(std::move(key), std::move(separation));
+}
+
+// Calls a visitor with each constraint that level 0 makes hold.
+template <class Visit>
+void DifferenceTheory::for_each_fact(const Visit& visit) const {
+  for (const Atom& atom : atoms_) {
+    const Value value = search_->value(Literal(atom.variable, false));
+    if (value == Value::kUnassigned) continue;
+    const int id = atom.constraints[value == Value::kTrue ? 0 : 1];
+    visit(constraints_[index(id)].edge);
+  }
 }
 
 // The node from which level 0 bounds the most tasks, on both sides if that is
@@ -80,14 +97,10 @@ int DifferenceTheory::find_origin(const std::vector<Machine>& machines) const {
   // Neighbours along level-0 bounds, and against them.
   std::vector<std::vector<int>> neighbours[2];
   for (auto& lists : neighbours) lists.resize(num_nodes);
-  for (const Atom& atom : atoms_) {
-    const Value value = search_->value(Literal(atom.variable, false));
-    if (value == Value::kUnassigned) continue;
-    const int id = atom.constraints[value == Value::kTrue ? 0 : 1];
-    const dl::Edge& edge = constraints_[index(id)].edge;
+  for_each_fact([&neighbours](const dl::Edge& edge) {
     neighbours[0][index(edge.source)].push_back(edge.target);
     neighbours[1][index(edge.target)].push_back(edge.source);
-  }
+  });
   const auto degree = [&neighbours](int node) {
     return neighbours[0][index(node)].size() +
            neighbours[1][index(node)].size();
@@ -136,6 +149,49 @@ int DifferenceTheory::find_origin(const std::vector<Machine>& machines) const {
   return origin;
 }
 
+// Pairs of tasks of which level 0 says that one comes first, in so many steps
+// that each takes time. Looked at are tasks that are not always there; for the
+// others, whatever separates them from each other can say it.
+std::vector<Precedence> DifferenceTheory::find_precedences(
+    const std::vector<Separation>& separations) const {
+  const std::size_t num_nodes = index(mapper_.num_variables()) + 1;
+  std::vector<char> is_optional(num_nodes, 0);
+  for (const Separation& s : separations) {
+    if (s.first_presence.is_defined()) is_optional[index(s.first)] = 1;
+    if (s.second_presence.is_defined()) is_optional[index(s.second)] = 1;
+  }
+  // Nodes that come later, by how much.
+  std::vector<std::vector<std::pair<int, la::DNumber>>> later(num_nodes);
+  for_each_fact([&](const dl::Edge& edge) {
+    const la::DNumber time(-edge.weight.rational(), -edge.weight.eps());
+    if (!(la::DNumber() < time)) return;
+    later[index(edge.target)].emplace_back(edge.source, time);
+  });
+  constexpr std::size_t kMostSteps = 1'000'000;
+  std::size_t steps = 0;
+  std::vector<Precedence> result;
+  std::vector<int> seen_from(num_nodes, -1);
+  for (std::size_t from = 0; from < num_nodes; ++from) {
+    if (is_optional[from] == 0) continue;
+    std::vector<std::pair<int, la::DNumber>> reached{
+        {static_cast<int>(from), la::DNumber()}};
+    seen_from[from] = static_cast<int>(from);
+    for (std::size_t k = 0; k < reached.size(); ++k) {
+      const auto [node, time] = reached[k];
+      if (k > 0 && is_optional[index(node)] != 0) {
+        result.push_back({static_cast<int>(from), node, time});
+      }
+      for (const auto& [next, step] : later[index(node)]) {
+        if (++steps > kMostSteps) return result;
+        if (seen_from[index(next)] == static_cast<int>(from)) continue;
+        seen_from[index(next)] = static_cast<int>(from);
+        reached.emplace_back(next, time + step);
+      }
+    }
+  }
+  return result;
+}
+
 void DifferenceTheory::find_machines(const std::vector<Literal>& selectors) {
   const std::size_t num_known = separations_.size();
   search_->for_each_given_clause([&](const std::vector<Literal>& clause) {
@@ -149,11 +205,20 @@ void DifferenceTheory::find_machines(const std::vector<Literal>& selectors) {
   num_atoms_of_machines_ = atoms_.size();
   MachinePropagation::Problem problem;
   problem.separations.reserve(separations_.size());
-  for (const auto& [literals, separation] : separations_) {
+  for (const auto& [clause, separation] : separations_) {
     problem.separations.push_back(separation);
   }
-  problem.machines = solver::find_machines(problem.separations);
+  match_presences(problem.separations);
+  problem.machines = solver::find_machines(
+      problem.separations, find_precedences(problem.separations));
   if (problem.machines.empty()) return;
+  for (const Machine& machine : problem.machines) {
+    for (const Literal presence : machine.presences) {
+      if (presence.is_defined()) {
+        search_->set_theory_variable(presence.variable());
+      }
+    }
+  }
   problem.num_nodes = mapper_.num_variables() + 1;
   problem.origin = find_origin(problem.machines);
   for (const Atom& atom : atoms_) {

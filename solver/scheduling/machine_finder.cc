@@ -17,25 +17,27 @@ std::size_t index(int i) {
 class Finder {
  public:
   Finder(const std::vector<Separation>& separations,
+         const std::vector<Precedence>& precedences,
          const MachineLimits& limits)
-      : separations_(separations), limits_(limits) {
-    std::vector<int> nodes;
+      : separations_(separations), precedences_(precedences), limits_(limits) {
     for (const Separation& s : separations) {
-      nodes.push_back(s.first);
-      nodes.push_back(s.second);
+      tasks_.emplace_back(s.first, s.first_presence);
+      tasks_.emplace_back(s.second, s.second_presence);
     }
-    std::sort(nodes.begin(), nodes.end());
-    nodes.erase(std::unique(nodes.begin(), nodes.end()), nodes.end());
-    nodes_ = std::move(nodes);
-    neighbours_.resize(nodes_.size());
+    std::sort(tasks_.begin(), tasks_.end());
+    tasks_.erase(std::unique(tasks_.begin(), tasks_.end()), tasks_.end());
+    neighbours_.resize(tasks_.size());
     for (std::size_t k = 0; k < separations.size(); ++k) {
-      const int a = position(separations[k].first);
-      const int b = position(separations[k].second);
-      if (!edges_.emplace(key(a, b), Edge{static_cast<int>(k), false}).second) {
-        continue;
+      const auto [a, b] = positions(separations[k]);
+      add_edge(a, b, {static_cast<int>(k), -1, false});
+    }
+    for (std::size_t k = 0; k < precedences.size(); ++k) {
+      const Precedence& p = precedences[k];
+      for (int a = position(p.before); is_task(a, p.before); ++a) {
+        for (int b = position(p.after); is_task(b, p.after); ++b) {
+          add_edge(a, b, {-1, static_cast<int>(k), true});
+        }
       }
-      neighbours_[index(a)].push_back(b);
-      neighbours_[index(b)].push_back(a);
     }
     for (std::vector<int>& list : neighbours_) {
       std::sort(list.begin(), list.end());
@@ -45,8 +47,7 @@ class Finder {
   std::vector<Machine> find() {
     take_whole_components();
     for (const Separation& s : separations_) {
-      const int a = position(s.first);
-      const int b = position(s.second);
+      const auto [a, b] = positions(s);
       if (steps_ >= limits_.steps) break;
       if (!edges_.at(key(a, b)).covered) take(grow(a, b));
     }
@@ -56,22 +57,47 @@ class Finder {
  private:
   struct Edge {
     int separation;
+    /// If there is no separation.
+    int precedence;
+    /// It is in a machine, or need not be.
     bool covered;
   };
+
+  void add_edge(int a, int b, const Edge& edge) {
+    if (!edges_.emplace(key(a, b), edge).second) return;
+    neighbours_[index(a)].push_back(b);
+    neighbours_[index(b)].push_back(a);
+  }
 
   static std::uint64_t key(int a, int b) {
     const auto low = static_cast<std::uint64_t>(std::min(a, b));
     const auto high = static_cast<std::uint64_t>(std::max(a, b));
     return (low << 32U) | high;
   }
+  // The first of a node's tasks.
   int position(int node) const {
-    return static_cast<int>(
-        std::lower_bound(nodes_.begin(), nodes_.end(), node) - nodes_.begin());
+    const auto found = std::lower_bound(
+        tasks_.begin(), tasks_.end(), node,
+        [](const auto& task, int value) { return task.first < value; });
+    return static_cast<int>(found - tasks_.begin());
+  }
+  bool is_task(int position, int node) const {
+    return index(position) < tasks_.size() &&
+           tasks_[index(position)].first == node;
+  }
+  int position(int node, Literal presence) const {
+    const auto found = std::lower_bound(tasks_.begin(), tasks_.end(),
+                                        std::pair(node, presence));
+    return static_cast<int>(found - tasks_.begin());
+  }
+  std::pair<int, int> positions(const Separation& s) const {
+    return {position(s.first, s.first_presence),
+            position(s.second, s.second_presence)};
   }
 
   void take_whole_components() {
-    std::vector<char> seen(nodes_.size(), 0);
-    for (std::size_t root = 0; root < nodes_.size(); ++root) {
+    std::vector<char> seen(tasks_.size(), 0);
+    for (std::size_t root = 0; root < tasks_.size(); ++root) {
       if (seen[root] != 0) continue;
       seen[root] = 1;
       std::vector<int> component{static_cast<int>(root)};
@@ -131,28 +157,43 @@ class Finder {
     return clique;
   }
 
+  // The time that a task takes if the other one of an edge comes after it; null
+  // if that never happens.
+  const la::DNumber* time_between(int task, const Edge& edge) const {
+    if (edge.separation >= 0) {
+      const Separation& s = separations_[index(edge.separation)];
+      return s.first == task ? &s.after_first : &s.after_second;
+    }
+    const Precedence& p = precedences_[index(edge.precedence)];
+    return p.before == task ? &p.time : nullptr;
+  }
+
   void take(std::vector<int> clique) {
     const std::size_t n = clique.size();
     std::sort(clique.begin(), clique.end());
     Machine machine;
-    machine.separations.assign(n * n, -1);
+    machine.separations.assign(n * n, Machine::kAlwaysAfter);
     machine.durations.resize(n);
     steps_ += n * n;
     for (std::size_t a = 0; a < n; ++a) {
-      machine.tasks.push_back(nodes_[index(clique[a])]);
+      machine.tasks.push_back(tasks_[index(clique[a])].first);
+      machine.presences.push_back(tasks_[index(clique[a])].second);
       for (std::size_t b = 0; b < n; ++b) {
         if (a == b) continue;
         Edge& edge = edges_.at(key(clique[a], clique[b]));
         edge.covered = true;
-        machine.separations[a * n + b] = edge.separation;
-        const Separation& s = separations_[index(edge.separation)];
-        const la::DNumber& time =
-            s.first == machine.tasks[a] ? s.after_first : s.after_second;
-        const bool is_first = b == (a == 0 ? 1U : 0U);
-        if (is_first || time < machine.durations[a]) {
-          machine.durations[a] = time;
-        }
+        const la::DNumber* time = time_between(machine.tasks[a], edge);
+        machine.separations[a * n + b] = edge.separation >= 0 ? edge.separation
+                                         : time != nullptr
+                                             ? Machine::kAlwaysBefore
+                                             : Machine::kAlwaysAfter;
+        if (time == nullptr) continue;
+        la::DNumber& duration = machine.durations[a];
+        const bool is_first = !(la::DNumber() < duration);
+        if (is_first || *time < duration) duration = *time;
       }
+      // A task that always comes last may take no time.
+      if (!(la::DNumber() < machine.durations[a])) return;
     }
     if (n >= limits_.fewest_tasks && n <= limits_.most_tasks) {
       machines_.push_back(std::move(machine));
@@ -160,8 +201,10 @@ class Finder {
   }
 
   const std::vector<Separation>& separations_;
+  const std::vector<Precedence>& precedences_;
   const MachineLimits limits_;
-  std::vector<int> nodes_;                    // by position, ascending
+  /// Nodes and presences, by position, ascending.
+  std::vector<std::pair<int, Literal>> tasks_;
   std::vector<std::vector<int>> neighbours_;  // positions, ascending
   std::unordered_map<std::uint64_t, Edge> edges_;
   std::size_t steps_ = 0;
@@ -170,9 +213,39 @@ class Finder {
 
 }  // namespace
 
+void match_presences(std::vector<Separation>& separations) {
+  // How often a literal was seen with a node.
+  std::unordered_map<std::uint64_t, int> counts;
+  const auto count = [&counts](Literal presence, int node) -> int& {
+    return counts[(static_cast<std::uint64_t>(presence.index()) << 32U) |
+                  static_cast<std::uint64_t>(node)];
+  };
+  for (const Separation& s : separations) {
+    for (const Literal presence : {s.first_presence, s.second_presence}) {
+      if (!presence.is_defined()) continue;
+      ++count(presence, s.first);
+      ++count(presence, s.second);
+    }
+  }
+  for (Separation& s : separations) {
+    int as_they_are = 0;
+    int exchanged = 0;
+    if (s.first_presence.is_defined()) {
+      as_they_are += count(s.first_presence, s.first);
+      exchanged += count(s.first_presence, s.second);
+    }
+    if (s.second_presence.is_defined()) {
+      as_they_are += count(s.second_presence, s.second);
+      exchanged += count(s.second_presence, s.first);
+    }
+    if (exchanged > as_they_are) std::swap(s.first_presence, s.second_presence);
+  }
+}
+
 std::vector<Machine> find_machines(const std::vector<Separation>& separations,
+                                   const std::vector<Precedence>& precedences,
                                    const MachineLimits& limits) {
-  return Finder(separations, limits).find();
+  return Finder(separations, precedences, limits).find();
 }
 
 }  // namespace vorn::solver

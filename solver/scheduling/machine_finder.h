@@ -9,6 +9,11 @@
 
 namespace vorn::solver {
 
+/// Where a separation has presences, finds out which of them belongs to which
+/// task, and exchanges them if need be: a task's own presence is the one that
+/// it is seen with more often. Cost: linear.
+void match_presences(std::vector<Separation>& separations);
+
 /// Bounds on what find_machines does.
 struct MachineLimits {
   /// Fewer tasks make no machine: what two tasks can do, bounds show.
@@ -28,10 +33,16 @@ struct MachineLimits {
 /// neighbours, until all are in one. So tasks can be in several machines, such
 /// as that of their job and that of their tool.
 ///
-/// Of several separations of two tasks the first counts.
+/// Two tasks of which one always comes first need no separation to be in one
+/// set, such as two steps of a job that may both be done by one tool; a set of
+/// such tasks alone is none. What a task is in is a matter of its presence too:
+/// a task with several, one for each tool that may do it, is a task of its own
+/// for each. Of several separations of two tasks the first counts.
 /// Cost: bounded by limits.steps; what is found by then is returned.
-std::vector<Machine> find_machines(const std::vector<Separation>& separations,
-                                   const MachineLimits& limits = {});
+std::vector<Machine> find_machines(
+    const std::vector<Separation>& separations,
+    const std::vector<Precedence>& precedences = {},
+    const MachineLimits& limits = {});
 
 }  // namespace vorn::solver
 

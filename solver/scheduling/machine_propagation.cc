@@ -79,6 +79,15 @@ class Propagation final : public MachinePropagation {
   }
 
   void assigned(Literal literal) override {
+    if (literal.index() < arrivals_.size()) {
+      for (const Place& place : arrivals_[literal.index()]) {
+        const std::size_t m = index(place.machine);
+        states_[m].is_settled = false;
+        mark_moved(m, index(2 * place.task));
+        mark_moved(m, index(2 * place.task + 1));
+        wake(m);
+      }
+    }
     if (literal.index() >= orders_.size()) return;
     for (const Order& order : orders_[literal.index()]) {
       State& state = states_[order.machine];
@@ -246,9 +255,12 @@ class Propagation final : public MachinePropagation {
   struct State {
     /// Forward in time, and backward.
     std::vector<Tasks> tasks;
+    /// Tasks that took part when the rules ran last, ascending.
+    std::vector<std::uint32_t> present;
     /// Pairs of tasks whose order is not decided.
     std::size_t num_open;
-    /// By a * tasks + b: true if a comes before b.
+    /// By a * tasks + b: true if a comes before b; undefined if it always or
+    /// never does.
     std::vector<Literal> orders;
     /// By a * tasks + b: times from start to start, if a comes before b.
     std::vector<T> gaps;
@@ -287,11 +299,26 @@ class Propagation final : public MachinePropagation {
     }
     state.tasks.assign(2, Tasks(durations));
     for (std::size_t a = 0; a < n; ++a) {
-      places_[index(machine.tasks[a])].push_back(
-          {static_cast<int>(m), static_cast<int>(a)});
+      const Place place{static_cast<int>(m), static_cast<int>(a)};
+      places_[index(machine.tasks[a])].push_back(place);
+      const Literal presence = machine.presences[a];
+      if (presence.is_defined()) {
+        if (presence.index() >= arrivals_.size()) {
+          arrivals_.resize(presence.index() + 1);
+        }
+        arrivals_[presence.index()].push_back(place);
+      }
       for (std::size_t b = 0; b < n; ++b) {
         if (a == b) continue;
         const int k = machine.separations[a * n + b];
+        if (k < 0) {
+          if (k == Machine::kAlwaysBefore) {
+            state.tasks[kForward].set_before(a, b);
+            state.tasks[kBackward].set_before(b, a);
+            --state.num_open;
+          }
+          continue;
+        }
         const Separation& s = separations_[index(k)];
         const bool is_first = s.first == machine.tasks[a];
         const Literal literal = is_first ? s.first_first : s.second_first;
@@ -331,18 +358,21 @@ class Propagation final : public MachinePropagation {
     awake_.push_back(m);
   }
 
+  void mark_moved(std::size_t m, std::size_t moved) {
+    State& state = states_[m];
+    if (state.has_moved[moved] != 0) return;
+    state.has_moved[moved] = 1;
+    state.moved.push_back(moved);
+  }
+
   // Lets times have their effect, and wakes machines.
   bool relax(std::vector<Literal>& conflict) {
     const auto visit = [this](int point) {
       for (const Place& place : places_[index(point / 2)]) {
         const std::size_t m = index(place.machine);
-        State& state = states_[m];
-        state.is_settled = false;
+        states_[m].is_settled = false;
         wake(m);
-        const std::size_t moved = index(2 * place.task + point % 2);
-        if (state.has_moved[moved] != 0) continue;
-        state.has_moved[moved] = 1;
-        state.moved.push_back(moved);
+        mark_moved(m, index(2 * place.task + point % 2));
       }
     };
     int crossing = 0;
@@ -387,8 +417,12 @@ class Propagation final : public MachinePropagation {
   }
 
   // Records begin, get demands and premises, and end with a conclusion.
-  void begin_record(const State& state) {
+  void begin_record() {
     records_.push_back({Literal(), demands_.size(), 0, premises_.size(), 0});
+  }
+  // A record that what is known of a machine is a premise of.
+  void begin_record(const State& state) {
+    begin_record();
     premises_.insert(premises_.end(), state.conditions.begin(),
                      state.conditions.end());
   }
@@ -396,6 +430,19 @@ class Propagation final : public MachinePropagation {
     records_.back().last_demand = demands_.size();
     records_.back().last_premise = premises_.size();
     return static_cast<int>(records_.size()) - 1;
+  }
+  bool is_optional(std::size_t m, std::size_t a) const {
+    return machines_[m].presences[a].is_defined();
+  }
+  // Whether a task is there.
+  bool is_present(std::size_t m, std::size_t a) const {
+    return !is_optional(m, a) ||
+           search_.value(machines_[m].presences[a]) == Value::kTrue;
+  }
+  // Makes that a premise, if it need be said.
+  void add_presence(std::size_t m, std::size_t a,
+                    std::vector<Literal>& premises) const {
+    if (is_optional(m, a)) premises.push_back(machines_[m].presences[a]);
   }
   void conclude(Literal literal, int record) {
     records_[index(record)].conclusion = literal;
@@ -405,7 +452,10 @@ class Propagation final : public MachinePropagation {
     reasons_[literal.index()] = record;
   }
 
-  // Orders of two tasks that a time alone rules out.
+  // Orders of two tasks that a time alone rules out. Orders of optional tasks
+  // are left to the graph: few of them matter, and each learnt clause with one
+  // of them tells the search less about which task goes where (flexible shops
+  // took up to four times as many conflicts).
   void order(std::size_t m, std::vector<Literal>& implied) {
     State& state = states_[m];
     const std::vector<int>& nodes = machines_[m].tasks;
@@ -413,7 +463,7 @@ class Propagation final : public MachinePropagation {
     if (!holds(state)) return;
     const auto look = [&](std::size_t a, std::size_t b) {
       const Literal literal = state.orders[a * n + b];
-      if (search_.value(literal) != Value::kUnassigned) return;
+      if (!is_open(literal) || is_optional(m, a) || is_optional(m, b)) return;
       // Another machine may have both tasks.
       if (has_reason(~literal)) return;
       const int early = Windows::earliest(nodes[a]);
@@ -426,7 +476,7 @@ class Propagation final : public MachinePropagation {
       const T slack = largest_slack(excess);
       const bool is_early_newer =
           windows_.newest(early) > windows_.newest(late);
-      begin_record(state);
+      begin_record();
       demands_.push_back(
           {early, windows_.value(early) - (is_early_newer ? slack : T()),
            false});
@@ -465,14 +515,14 @@ class Propagation final : public MachinePropagation {
     counters_.steps += nodes.size();
     Tasks& forward = state.tasks[kForward];
     Tasks& backward = state.tasks[kBackward];
-    const auto takes_part = [this, &nodes](std::size_t a) {
-      return windows_.has(Windows::earliest(nodes[a])) &&
+    const auto takes_part = [this, m, &nodes](std::size_t a) {
+      return is_present(m, a) && windows_.has(Windows::earliest(nodes[a])) &&
              windows_.has(Windows::latest(nodes[a]));
     };
-    std::size_t num_present = 0;
+    present_.clear();
     for (std::size_t a = 0; a < nodes.size(); ++a) {
       if (!takes_part(a)) continue;
-      ++num_present;
+      present_.push_back(static_cast<std::uint32_t>(a));
       const T& early = windows_.value(Windows::earliest(nodes[a]));
       const T& late = windows_.value(Windows::latest(nodes[a]));
       const T& duration = forward.duration[a];
@@ -481,13 +531,10 @@ class Propagation final : public MachinePropagation {
       backward.earliest[a] = late - duration;
       backward.deadline[a] = -early;
     }
-    if (num_present != forward.by_earliest.size()) {
-      std::vector<std::uint32_t> present;
-      for (std::size_t a = 0; a < nodes.size(); ++a) {
-        if (takes_part(a)) present.push_back(static_cast<std::uint32_t>(a));
-      }
+    if (present_ != state.present) {
+      state.present = present_;
       for (Tasks& tasks : state.tasks) {
-        tasks.by_earliest = tasks.by_deadline = present;
+        tasks.by_earliest = tasks.by_deadline = present_;
       }
     }
     for (Tasks& tasks : state.tasks) tasks.sort();
@@ -500,7 +547,12 @@ class Propagation final : public MachinePropagation {
   }
   const Tasks& tasks() const { return states_[machine_].tasks[direction_]; }
 
-  // True if task a comes before task b, in the direction that is looked at.
+  bool is_open(Literal literal) const {
+    return literal.is_defined() && search_.value(literal) == Value::kUnassigned;
+  }
+
+  // True if task a comes before task b, in the direction that is looked at;
+  // undefined if it always or never does.
   Literal order_literal(std::size_t a, std::size_t b) const {
     if (direction_ == kBackward) std::swap(a, b);
     return states_[machine_].orders[a * machines_[machine_].tasks.size() + b];
@@ -553,9 +605,12 @@ class Propagation final : public MachinePropagation {
       rules_.find_preceded(tasks(), [&](std::size_t i, const Set& set,
                                         const T& start, const T& earliest) {
         begin_record(state);
+        add_presence(m, i, premises_);
         for (const std::size_t a : set) {
+          add_presence(m, a, premises_);
           demands_.push_back(starts(a, start, true));
-          premises_.push_back(order_literal(a, i));
+          const Literal order = order_literal(a, i);
+          if (order.is_defined()) premises_.push_back(order);
         }
         ++counters_.preceded;
         raise(i, earliest);
@@ -588,8 +643,10 @@ class Propagation final : public MachinePropagation {
                                          const T& earliest) {
         begin_record(state);
         const T excess = start + tasks().duration[i] + work_of(set) - end;
+        add_presence(m, i, premises_);
         demands_.push_back(starts(i, start - largest_slack(excess), false));
         for (const std::size_t a : set) {
+          add_presence(m, a, premises_);
           demands_.push_back(ends(a, end));
           demands_.push_back(starts(a, earliest - tasks().duration[a], true));
         }
@@ -618,6 +675,7 @@ class Propagation final : public MachinePropagation {
     literals_.insert(literals_.end(), state.conditions.begin(),
                      state.conditions.end());
     for (const std::size_t a : set) {
+      add_presence(machine_, a, literals_);
       const Demand s = starts(a, lowers_start ? start - slack : start, false);
       const Demand e = ends(a, lowers_start ? end : end + slack);
       demand({s.point, s.value});
@@ -644,13 +702,12 @@ class Propagation final : public MachinePropagation {
                                            tasks().duration[task] - end);
     for (const std::size_t b : set) {
       const Literal literal = order_literal(task, b);
-      if (search_.value(literal) != Value::kUnassigned ||
-          has_reason(~literal)) {
-        continue;
-      }
+      if (!is_open(literal) || has_reason(~literal)) continue;
       begin_record(states_[machine_]);
+      add_presence(machine_, task, premises_);
       demands_.push_back(starts(task, lowest, false));
       for (const std::size_t a : set) {
+        add_presence(machine_, a, premises_);
         demands_.push_back(starts(a, lowest, false));
         demands_.push_back(ends(a, end));
       }
@@ -700,11 +757,13 @@ class Propagation final : public MachinePropagation {
       for (std::size_t b = 0; b < duration.size(); ++b) {
         const auto premises = premises_.begin();
         const bool is_premise =
-            b != a &&
-            std::find(premises + static_cast<std::ptrdiff_t>(r.first_premise),
+            order_literal(a, b).is_defined()
+                ? std::find(
+                      premises + static_cast<std::ptrdiff_t>(r.first_premise),
                       premises + static_cast<std::ptrdiff_t>(r.last_premise),
                       order_literal(a, b)) !=
-                premises + static_cast<std::ptrdiff_t>(r.last_premise);
+                      premises + static_cast<std::ptrdiff_t>(r.last_premise)
+                : b != a && tasks().is_before(a, b);
         if (!is_premise) continue;
         only.add(a, duration[a]);
         only.add(b, duration[b]);
@@ -730,7 +789,9 @@ class Propagation final : public MachinePropagation {
   std::vector<std::vector<Place>> places_;  // by node
   std::vector<State> states_;               // by machine
   std::vector<std::vector<Order>> orders_;  // by literal
-  std::vector<Weight> weights_;             // by constraint
+  /// By literal: tasks that are there when it is true.
+  std::vector<std::vector<Place>> arrivals_;
+  std::vector<Weight> weights_;  // by constraint
 
   /// Constraints in order, of which the windows know the first num_fed_.
   std::vector<Pushed> trail_;
@@ -753,6 +814,7 @@ class Propagation final : public MachinePropagation {
   std::size_t direction_ = kForward;
 
   // Scratch space.
+  std::vector<std::uint32_t> present_;
   std::vector<Literal> literals_;
 };
 

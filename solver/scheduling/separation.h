@@ -29,19 +29,43 @@ struct Separation {
   Literal first_first;
   /// True if `second` comes first.
   Literal second_first;
-  /// The clause holds because all of these are true.
+  /// It holds only while all of these are true.
   std::vector<Literal> conditions;
+  /// The same, but as a property of one of the tasks: true if it is there at
+  /// all, such as when it was given to the machine in question. Undefined for a
+  /// task that always is.
+  Literal first_presence;
+  /// As above.
+  Literal second_presence;
+};
+
+/// Two tasks that never overlap, since one always comes first.
+struct Precedence {
+  /// Nodes.
+  int before;
+  /// As above.
+  int after;
+  /// Time from the start of `before` to that of `after`, at least. Positive.
+  la::DNumber time;
 };
 
 /// Tasks no two of which can overlap.
 struct Machine {
   /// Nodes, ascending.
   std::vector<int> tasks;
+  /// When a task is there: a literal, or undefined for always.
+  std::vector<Literal> presences;
   /// How long each task takes, whatever comes after it.
   std::vector<la::DNumber> durations;
   /// Position of the separation of tasks a and b, at a * tasks.size() + b;
-  /// the same for both orders, -1 on the diagonal.
+  /// the same for both orders. Or kAlwaysBefore if a always comes before b,
+  /// kAlwaysAfter if it comes after, kAlwaysAfter on the diagonal.
   std::vector<int> separations;
+
+  /// Values of separations that are no positions.
+  static constexpr int kAlwaysBefore = -1;
+  /// As above.
+  static constexpr int kAlwaysAfter = -2;
 };
 
 }  // namespace vorn::solver

@@ -95,6 +95,12 @@ class Search {
   /// the next two.
   void set_decision(int variable, bool decidable);
 
+  /// From now on the theory is told when `variable` is assigned, as for a
+  /// theory variable. Requires: not inside solve.
+  void set_theory_variable(int variable) {
+    variable_at(variable).theory = true;
+  }
+
   /// Sets the value that the next decision on `variable` tries, until it has
   /// been assigned another.
   void set_phase(int variable, bool value);
