@@ -27,6 +27,17 @@ class ExactTime {
   ExactTime() = default;
   /// As given.
   explicit ExactTime(la::DNumber value) : value_(std::move(value)) {}
+  ExactTime(const ExactTime& other) = default;
+  ExactTime(ExactTime&& other) noexcept = default;
+  ~ExactTime() = default;
+  /// Also to itself, which the number does not allow: the less of two times is
+  /// often the target.
+  ExactTime& operator=(const ExactTime& other) {
+    if (this != &other) value_ = other.value_;
+    return *this;
+  }
+  /// As above.
+  ExactTime& operator=(ExactTime&& other) noexcept = default;
 
   /// Sum.
   friend ExactTime operator+(const ExactTime& a, const ExactTime& b) {
