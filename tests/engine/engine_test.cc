@@ -370,6 +370,8 @@ TEST_F(EngineTest, CheckWithStopFlagSetIsUnknown) {
 TEST_F(EngineTest, CheckStoppedHalfwayCanBeResumed) {
   EngineOptions options;
   options.search.progress_interval = 10;
+  // Each pigeon is a task; adding them up needs no search.
+  options.machines = Machines::kOff;
   Engine engine(store, options);
   for (const Term* term : make_pigeons(12)) engine.assert_term(term);
   std::atomic<bool> stop{false};

@@ -117,17 +117,19 @@ TEST_F(RecordingTest, SessionsKeepTheContract) {
   EXPECT_GT(replay().conflicts, 0U);
 }
 
-// Job shops push, pop and fail by the thousand, without propagation more than
-// with it. Recording must not change a run: the same seed makes the same calls.
+// Job shops push, pop and fail by the thousand, without propagation and sets of
+// tasks more than with them. Recording must not change a run: the same seed
+// makes the same calls.
 TEST_F(RecordingTest, JobShopGivesTheSameCallsEachTime) {
   const std::string script =
       text_of_file(std::string(VORN_JOBSHOP_DIR) + "/ft06-54.smt2");
-  for (const std::string propagation : {"auto", "off"}) {
-    const std::string options = "--seed 3 --propagation " + propagation;
+  for (const std::string mode : {"auto", "off"}) {
+    const std::string options =
+        "--seed 3 --propagation " + mode + " --machines " + mode;
     EXPECT_EQ(record(script, options).output, "unsat\n");
     const std::string first = text_of_file(recording());
     EXPECT_EQ(record(script, options).output, "unsat\n");
-    EXPECT_EQ(text_of_file(recording()), first) << propagation;
+    EXPECT_EQ(text_of_file(recording()), first) << mode;
   }
 
   model::Trace trace = recorded();
@@ -145,8 +147,9 @@ TEST_F(RecordingTest, StoppedRunLeavesWholeLines) {
       run_shell(std::string(VORN_JOBSHOP_DIR) + "/question.sh " +
                 VORN_JOBSHOP_DIR + "/ft10.txt 900");
   ASSERT_EQ(question.status, 0) << question.output;
-  // With propagation it would be answered in time.
-  const Ended ended = record(question.output, "--timeout 1 --propagation off");
+  // With all that the search knows it would be answered in time.
+  const Ended ended =
+      record(question.output, "--timeout 1 --propagation off --machines off");
   EXPECT_EQ(ended.output, "unknown\n");
 
   // The beginning of a long file, and its last line.
