@@ -49,6 +49,8 @@ class OneMachine {
   void set_before(std::size_t a, std::size_t b) {
     tasks_.at(b).after.push_back(a);
   }
+  /// Whether the task is known.
+  bool has(std::size_t name) const { return tasks_.count(name) != 0; }
   /// How many tasks there are.
   std::size_t size() const { return tasks_.size(); }
 

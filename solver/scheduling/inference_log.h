@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SOLVER_SCHEDULING_INFERENCE_LOG_H
+#define VORN_SOLVER_SCHEDULING_INFERENCE_LOG_H
+
+#include <cassert>
+#include <cstddef>
+#include <vector>
+
+#include "solver/search/literal.h"
+
+namespace vorn::solver {
+
+/// What rules have found on the trail as it is, and why: records of demands on
+/// points of TimeWindows, and of literals.
+///
+/// Cost: O(1) for everything; taking a level back frees nothing.
+/// Ownership: all its own. Threads: none.
+template <class T>
+class InferenceLog {
+ public:
+  /// That a point is at least so high.
+  struct Demand {
+    int point;
+    T value;
+    /// If the conclusion need not be as strong, neither need this.
+    bool takes_slack;
+  };
+
+  /// Begins a record; demands and premises that are added belong to it.
+  void begin() {
+    records_.push_back({Literal(), demands_.size(), 0, premises_.size(), 0});
+  }
+  /// What the record under construction needs.
+  void add(const Demand& demand) { demands_.push_back(demand); }
+  /// As above; an undefined literal is none.
+  void add(Literal premise) {
+    if (premise.is_defined()) premises_.push_back(premise);
+  }
+  /// As above.
+  void add(const std::vector<Literal>& premises) {
+    premises_.insert(premises_.end(), premises.begin(), premises.end());
+  }
+  /// Ends the record and returns its number.
+  int end() {
+    records_.back().last_demand = demands_.size();
+    records_.back().last_premise = premises_.size();
+    return static_cast<int>(records_.size()) - 1;
+  }
+  /// Ends the record, which is why the literal holds, and returns its number.
+  int conclude(Literal literal) {
+    const int record = end();
+    records_.back().conclusion = literal;
+    if (literal.index() >= reasons_.size()) {
+      reasons_.resize(literal.index() + 1, kNone);
+    }
+    reasons_[literal.index()] = record;
+    return record;
+  }
+
+  /// How many records there are.
+  std::size_t size() const { return records_.size(); }
+  /// Whether a record concludes the literal.
+  bool has_reason(Literal literal) const {
+    if (literal.index() >= reasons_.size()) return false;
+    const int record = reasons_[literal.index()];
+    return record != kNone && index(record) < records_.size() &&
+           records_[index(record)].conclusion == literal;
+  }
+  /// The number of that record. Requires: has_reason(literal).
+  int reason(Literal literal) const {
+    assert(has_reason(literal));
+    return reasons_[literal.index()];
+  }
+  /// Calls visitors with a record's demands, and with its premises.
+  template <class VisitDemand, class VisitPremise>
+  void visit(int record, const VisitDemand& demand,
+             const VisitPremise& premise) const {
+    const Record& r = records_[index(record)];
+    for (std::size_t k = r.first_demand; k < r.last_demand; ++k) {
+      demand(demands_[k]);
+    }
+    for (std::size_t k = r.first_premise; k < r.last_premise; ++k) {
+      premise(premises_[k]);
+    }
+  }
+
+  /// A level begins.
+  void new_level() {
+    levels_.push_back({records_.size(), demands_.size(), premises_.size()});
+  }
+  /// Takes back all but the first levels. Requires: there are more.
+  void backtrack(int level) {
+    const Level& mark = levels_[index(level)];
+    records_.resize(mark.num_records);
+    demands_.resize(mark.num_demands);
+    premises_.resize(mark.num_premises);
+    levels_.resize(index(level));
+  }
+
+ private:
+  static constexpr int kNone = -1;
+
+  struct Record {
+    /// The literal that follows; none for a time.
+    Literal conclusion;
+    std::size_t first_demand;
+    std::size_t last_demand;
+    std::size_t first_premise;
+    std::size_t last_premise;
+  };
+  struct Level {
+    std::size_t num_records;
+    std::size_t num_demands;
+    std::size_t num_premises;
+  };
+
+  static std::size_t index(int i) { return static_cast<std::size_t>(i); }
+
+  std::vector<Record> records_;
+  std::vector<Demand> demands_;
+  std::vector<Literal> premises_;
+  std::vector<int> reasons_;  // by literal: a record, maybe taken back since
+  std::vector<Level> levels_;
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SOLVER_SCHEDULING_INFERENCE_LOG_H

@@ -1,0 +1,209 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SOLVER_SCHEDULING_MACHINE_STATE_H
+#define VORN_SOLVER_SCHEDULING_MACHINE_STATE_H
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "solver/scheduling/inference_log.h"
+#include "solver/scheduling/machine_rules.h"
+#include "solver/scheduling/separation.h"
+#include "solver/scheduling/time_scale.h"
+#include "solver/scheduling/time_windows.h"
+#include "solver/search/literal.h"
+#include "solver/search/search.h"
+
+namespace vorn::solver {
+
+/// Says when the rules of a machine are to run: always while one run in a dozen
+/// finds something, else once in eight times. On shops one in four does, on
+/// sets of frequencies at different distances one in seventy.
+class MachinePace {
+ public:
+  /// Whether they are to run now.
+  bool is_due() {
+    if (credit_ > 0 || num_passed_ >= kPassed) return true;
+    ++num_passed_;
+    return false;
+  }
+  /// They ran.
+  void ran(bool has_found) {
+    credit_ =
+        has_found ? std::min(credit_ + kGain, kMost) : std::max(credit_ - 1, 0);
+    num_passed_ = 0;
+  }
+
+ private:
+  static constexpr int kGain = 12;
+  static constexpr int kMost = 48;
+  static constexpr int kPassed = 7;
+  int credit_ = kMost;
+  int num_passed_ = 0;
+};
+
+/// Which way time goes; a position in MachineState::tasks.
+enum TimeDirection : std::size_t { kForward, kBackward };
+
+/// A machine in the middle of a search. Tasks are numbered from 0 on.
+/// Memory: a literal and a time for each pair of tasks.
+template <class T>
+struct MachineState {
+  /// No order is decided. Borrows the machine.
+  MachineState(const Machine& of, const std::vector<Separation>& separations,
+               const TimeScale<T>& scale)
+      : machine(&of),
+        num_open(num_tasks() * (num_tasks() - 1) / 2),
+        orders(num_tasks() * num_tasks()),
+        gaps(orders.size()),
+        has_moved(2 * num_tasks(), 0) {
+    const std::size_t n = num_tasks();
+    std::vector<T> durations;
+    for (const la::DNumber& duration : of.durations) {
+      durations.push_back(scale.time(duration));
+    }
+    tasks.assign(2, MachineTasks<T>(std::move(durations)));
+    for (std::size_t a = 0; a < n; ++a) {
+      for (std::size_t b = 0; b < n; ++b) {
+        if (a == b) continue;
+        const int k = of.separations[a * n + b];
+        if (k == Machine::kAlwaysBefore) decide(a, b);
+        if (k < 0) continue;
+        const Separation& s = separations[static_cast<std::size_t>(k)];
+        const bool is_first = s.first == of.tasks[a];
+        orders[a * n + b] = is_first ? s.first_first : s.second_first;
+        gaps[a * n + b] = scale.time(is_first ? s.after_first : s.after_second);
+        conditions.insert(conditions.end(), s.conditions.begin(),
+                          s.conditions.end());
+      }
+    }
+    std::sort(conditions.begin(), conditions.end());
+    conditions.erase(std::unique(conditions.begin(), conditions.end()),
+                     conditions.end());
+  }
+
+  /// What it is.
+  const Machine* machine;
+  /// Forward in time, and backward.
+  std::vector<MachineTasks<T>> tasks;
+  /// Tasks that took part when the rules ran last, ascending.
+  std::vector<std::uint32_t> present;
+  /// Pairs of tasks whose order is not decided.
+  std::size_t num_open;
+  /// By a * num_tasks() + b: true if a comes before b; undefined if it always
+  /// or never does.
+  std::vector<Literal> orders;
+  /// By a * num_tasks() + b: time from start to start, if a comes before b.
+  std::vector<T> gaps;
+  /// All conditions of its separations.
+  std::vector<Literal> conditions;
+  /// It waits to be looked at.
+  bool is_awake = false;
+  /// Nothing has changed since its rules ran.
+  bool is_settled = true;
+  /// How often its rules run.
+  MachinePace pace;
+  /// Places whose times moved since orders were last looked at: twice the task,
+  /// plus 1 for the latest time.
+  std::vector<std::size_t> moved;
+  /// Whether a place is in there.
+  std::vector<char> has_moved;
+
+  /// How many tasks there are.
+  std::size_t num_tasks() const { return machine->tasks.size(); }
+  /// The node of a task.
+  int node(std::size_t a) const { return machine->tasks[a]; }
+  /// When a task is there; undefined for always.
+  Literal presence(std::size_t a) const { return machine->presences[a]; }
+  /// Whether a task is there.
+  bool is_present(std::size_t a, const Search& search) const {
+    const Literal literal = presence(a);
+    return !literal.is_defined() || search.value(literal) == Value::kTrue;
+  }
+  /// Whether the machine does one task at a time.
+  bool holds(const Search& search) const {
+    return std::all_of(
+        conditions.begin(), conditions.end(),
+        [&search](Literal c) { return search.value(c) == Value::kTrue; });
+  }
+
+  /// Notes that task a comes before task b.
+  void decide(std::size_t a, std::size_t b) {
+    tasks[kForward].set_before(a, b);
+    tasks[kBackward].set_before(b, a);
+    --num_open;
+  }
+  /// Takes that back.
+  void undo(std::size_t a, std::size_t b) {
+    tasks[kForward].clear_before(a, b);
+    tasks[kBackward].clear_before(b, a);
+    ++num_open;
+  }
+
+  /// Notes a place whose time moved.
+  void mark_moved(std::size_t place) {
+    if (has_moved[place] != 0) return;
+    has_moved[place] = 1;
+    moved.push_back(place);
+  }
+  /// None has.
+  void clear_moved() {
+    for (const std::size_t place : moved) has_moved[place] = 0;
+    moved.clear();
+  }
+};
+
+/// A machine, seen in one direction of time: what its rules say of starts and
+/// ends, as points of windows and literals. Borrows the state.
+template <class T>
+class MachineView {
+ public:
+  /// As above.
+  MachineView(const MachineState<T>& state, TimeDirection direction)
+      : state_(&state), direction_(direction) {}
+
+  /// The tasks that rules look at.
+  const MachineTasks<T>& tasks() const { return state_->tasks[direction_]; }
+  /// What is seen.
+  const MachineState<T>& state() const { return *state_; }
+
+  /// True if task a comes before task b; undefined if it always or never does.
+  Literal order(std::size_t a, std::size_t b) const {
+    if (direction_ == kBackward) std::swap(a, b);
+    return state_->orders[a * state_->num_tasks() + b];
+  }
+  /// A task starts no earlier than `time`.
+  typename InferenceLog<T>::Demand starts(std::size_t a, const T& time,
+                                          bool takes_slack = false) const {
+    const int node = state_->node(a);
+    if (direction_ == kForward) {
+      return {TimeWindows<T>::earliest(node), time, takes_slack};
+    }
+    return {TimeWindows<T>::latest(node), time + tasks().duration[a],
+            takes_slack};
+  }
+  /// A task has ended by `time`.
+  typename InferenceLog<T>::Demand ends(std::size_t a, const T& time) const {
+    const int node = state_->node(a);
+    if (direction_ == kForward) {
+      return {TimeWindows<T>::latest(node), tasks().duration[a] - time, false};
+    }
+    return {TimeWindows<T>::earliest(node), -time, false};
+  }
+  /// What a set's tasks take together.
+  T work_of(const typename MachineRules<T>::Set& set) const {
+    T work = T();
+    for (const std::size_t a : set) work += tasks().duration[a];
+    return work;
+  }
+
+ private:
+  const MachineState<T>* state_;
+  TimeDirection direction_;
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SOLVER_SCHEDULING_MACHINE_STATE_H
