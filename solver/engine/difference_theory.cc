@@ -169,11 +169,7 @@ void DifferenceTheory::shrink_atoms(std::size_t count) {
     tie = tie->second >= count ? tied_.erase(tie) : std::next(tie);
   }
   machines_.reset();
-  const int num_variables = search_->num_variables();
-  for (auto s = separations_.begin(); s != separations_.end();) {
-    const bool is_gone = s->first.back().variable() >= num_variables;
-    s = is_gone ? separations_.erase(s) : std::next(s);
-  }
+  separations_.shrink_variables(search_->num_variables());
   while (atoms_.size() > count) {
     const Atom& atom = atoms_.back();
     for (const int id : {atom.constraints[1], atom.constraints[0]}) {

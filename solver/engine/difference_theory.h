@@ -18,7 +18,7 @@
 #include "solver/engine/lemma_finder.h"
 #include "solver/engine/lemma_trials.h"
 #include "solver/scheduling/machine_propagation.h"
-#include "solver/scheduling/separation.h"
+#include "solver/scheduling/separation_table.h"
 #include "solver/search/search.h"
 #include "solver/search/theory.h"
 #include "solver/terms/constraint_mapper.h"
@@ -189,8 +189,9 @@ class DifferenceTheory final : public Theory {
                                        const QNumber& value, bool& settled);
   std::size_t tie(std::size_t atom_index, int base, const Domain& source_domain,
                   const Domain& target_domain);
-  void read_separation(const std::vector<Literal>& clause,
-                       const std::vector<Literal>& selectors);
+  std::optional<SeparationTable::Clause> read_orders(
+      const std::vector<Literal>& clause,
+      const std::vector<Literal>& selectors) const;
   template <class Visit>
   void for_each_fact(const Visit& visit) const;
   std::vector<Precedence> find_precedences(
@@ -229,8 +230,7 @@ class DifferenceTheory final : public Theory {
   bool has_conflict_ = false;
   BoundPropagation propagation_;
   std::unique_ptr<MachinePropagation> machines_;
-  /// By the literals of their clauses, sorted.
-  std::map<std::vector<Literal>, Separation> separations_;
+  SeparationTable separations_;
   /// num_atoms() when machines_ was made.
   std::size_t num_atoms_of_machines_ = 0;
   Logger* logger_ = nullptr;           // borrowed

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cassert>
 #include <cstddef>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -20,56 +21,31 @@ std::size_t index(int i) {
 
 }  // namespace
 
-// Takes a clause for a separation if it is made of two bounds on one pair of
-// nodes, in both directions, each with time in between. What else is in it, and
-// not false for good, are conditions: selectors of scopes, and at most one for
-// each of the tasks.
-void DifferenceTheory::read_separation(const std::vector<Literal>& clause,
-                                       const std::vector<Literal>& selectors) {
-  const Bound* bounds[2] = {};
-  Literal literals[2];
-  std::vector<Literal> conditions;
-  Literal presences[2];
-  std::size_t num_bounds = 0;
-  std::size_t num_presences = 0;
+// What a clause says about tasks, if anything: a bound with time in it is an
+// order of two.
+std::optional<SeparationTable::Clause> DifferenceTheory::read_orders(
+    const std::vector<Literal>& clause,
+    const std::vector<Literal>& selectors) const {
+  SeparationTable::Clause read;
   for (const Literal literal : clause) {
     if (search_->value(literal) == Value::kFalse) continue;
-    if (literal.index() < bounds_.size() && bounds_[literal.index()].id != 0) {
-      if (num_bounds == 2) return;
-      bounds[num_bounds] = &bounds_[literal.index()];
-      literals[num_bounds] = literal;
-      ++num_bounds;
+    const int id =
+        literal.index() < bounds_.size() ? bounds_[literal.index()].id : 0;
+    if (id != 0) {
+      // target - source <= -time: the target comes first.
+      const dl::Edge& edge = constraints_[index(id)].edge;
+      la::DNumber time(-edge.weight.rational(), -edge.weight.eps());
+      if (!(la::DNumber() < time)) return {};
+      read.orders.push_back(
+          {literal, {edge.target, edge.source, std::move(time)}});
     } else if (std::find(selectors.begin(), selectors.end(), ~literal) !=
                selectors.end()) {
-      conditions.push_back(~literal);
+      read.conditions.push_back(~literal);
     } else {
-      if (num_presences == 2) return;
-      presences[num_presences] = ~literal;
-      ++num_presences;
+      read.others.push_back(literal);
     }
   }
-  if (num_bounds < 2 || bounds[1]->direction != (bounds[0]->direction ^ 1)) {
-    return;
-  }
-  if (literals[1] < literals[0]) {
-    std::swap(literals[0], literals[1]);
-    std::swap(bounds[0], bounds[1]);
-  }
-  // target - source <= -time: the target comes first.
-  const auto time = [](const Bound& bound) {
-    return la::DNumber(-bound.weight.rational(), -bound.weight.eps());
-  };
-  const dl::Edge& edge = constraints_[index(bounds[0]->id)].edge;
-  Separation separation{edge.target,           edge.source,  time(*bounds[0]),
-                        time(*bounds[1]),      literals[0],  literals[1],
-                        std::move(conditions), presences[0], presences[1]};
-  if (!(la::DNumber() < separation.after_first) ||
-      !(la::DNumber() < separation.after_second)) {
-    return;
-  }
-  std::vector<Literal> key = clause;
-  std::sort(key.begin(), key.end());
-  separations_.emplace(std::move(key), std::move(separation));
+  return read;
 }
 
 // Calls a visitor with each constraint that level 0 makes hold.
@@ -195,8 +171,15 @@ std::vector<Precedence> DifferenceTheory::find_precedences(
 void DifferenceTheory::find_machines(const std::vector<Literal>& selectors) {
   const std::size_t num_known = separations_.size();
   search_->for_each_given_clause([&](const std::vector<Literal>& clause) {
-    read_separation(clause, selectors);
+    const auto read = read_orders(clause, selectors);
+    if (read) separations_.add(*read);
   });
+  if (separations_.has_names()) {
+    search_->for_each_given_clause([&](const std::vector<Literal>& clause) {
+      const auto read = read_orders(clause, selectors);
+      if (read) separations_.add_named(*read);
+    });
+  }
   if (machines_ && num_known == separations_.size() &&
       num_atoms_of_machines_ == atoms_.size()) {
     return;
@@ -204,10 +187,7 @@ void DifferenceTheory::find_machines(const std::vector<Literal>& selectors) {
   machines_.reset();
   num_atoms_of_machines_ = atoms_.size();
   MachinePropagation::Problem problem;
-  problem.separations.reserve(separations_.size());
-  for (const auto& [clause, separation] : separations_) {
-    problem.separations.push_back(separation);
-  }
+  problem.separations = separations_.separations();
   match_presences(problem.separations);
   problem.machines = solver::find_machines(
       problem.separations, find_precedences(problem.separations));
