@@ -7,8 +7,8 @@
 #   scripts/measure_families.sh [--fill] [OPTION ...] [FILE.smt2 ...]
 #
 # OPTIONs are those of bench/families/compare.py, --help lists them. Without
-# --contestant the two are vorn without propagation of implied literals and vorn
-# as it is, with eight seeds for what both answer within a second; without
+# --contestant the two are vorn without propagation of implied literals and sets
+# of tasks, and vorn as it is, with eight seeds for what both answer within a second; without
 # --tables the job-shop tables are those in examples/jobshop/. Prints a Markdown
 # report; --fill puts it into docs/solving.md as well. The standard questions
 # take an hour.
@@ -16,7 +16,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 fill=false
 vorn=$(printf %q "$vorn_root/build/release/bin/vorn")
-contestants=(--contestant "off=$vorn --stats --propagation off"
+contestants=(--contestant "off=$vorn --stats --propagation off --machines off"
   --contestant "auto=$vorn --stats")
 tables=(--tables "$vorn_root/examples/jobshop")
 seeds=(--repeats 8 --take mean --seed-option=--seed --short 1)

@@ -229,8 +229,8 @@ TEST_F(CommandTest, HelpAndVersionEndWithZero) {
   EXPECT_EQ(help.status, 0);
   for (const char* option :
        {"--timeout", "--memory-limit", "--stats", "-v", "--lemmas",
-        "--lemma-overlap", "--lemma-dedup", "--propagation", "--check-models",
-        "--seed", "--explain", "--dot"}) {
+        "--lemma-overlap", "--lemma-dedup", "--propagation", "--machines",
+        "--check-models", "--seed", "--explain", "--dot"}) {
     EXPECT_NE(help.output.find(option), std::string::npos) << option;
   }
   const Result version = run({"--version"});
@@ -258,6 +258,7 @@ TEST_F(CommandTest, RunWithWrongOptionsEndsWithOne) {
                                              {"--lemmas", "many"},
                                              {"--lemma-overlap", "2"},
                                              {"--propagation", "some"},
+                                             {"--machines", "full"},
                                              {"--timeout", "-1"},
                                              {"--seed", "x"},
                                              {"a", "b"}}) {
@@ -278,7 +279,7 @@ TEST_F(CommandTest, RunWithEveryOptionAnswers) {
       "--lemmas",      "both", "--lemma-overlap", "0.25",
       "--lemma-dedup", "on",   "--check-models",  "on",
       "--seed",        "7",    "--timeout",       "60",
-      "--propagation", "full"};
+      "--propagation", "full", "--machines",      "off"};
   const Result result = run(arguments, script);
   EXPECT_EQ(result.output, "unsat\n");
   EXPECT_EQ(result.errors, "");
@@ -287,14 +288,16 @@ TEST_F(CommandTest, RunWithEveryOptionAnswers) {
 
 // The options of the command are those of the script.
 TEST_F(CommandTest, OptionsAreWhatTheScriptSees) {
-  EXPECT_EQ(run({"--lemmas", "long", "--lemma-overlap", "0.25", "--lemma-dedup",
-                 "on", "--seed", "7", "-vv", "--propagation", "off"},
-                "(get-option :dl-tlemma-kinds)"
-                "(get-option :dl-tlemma-min-overlap)"
-                "(get-option :dl-dedup-tlemmas)(get-option :random-seed)"
-                "(get-option :verbosity)(get-option :propagation)")
-                .output,
-            "2\n0.25\ntrue\n7\n2\noff\n");
+  EXPECT_EQ(
+      run({"--lemmas", "long", "--lemma-overlap", "0.25", "--lemma-dedup", "on",
+           "--seed", "7", "-vv", "--propagation", "off", "--machines", "off"},
+          "(get-option :dl-tlemma-kinds)"
+          "(get-option :dl-tlemma-min-overlap)"
+          "(get-option :dl-dedup-tlemmas)(get-option :random-seed)"
+          "(get-option :verbosity)(get-option :propagation)"
+          "(get-option :machines)")
+          .output,
+      "2\n0.25\ntrue\n7\n2\noff\noff\n");
 }
 
 // Explanations are comments too, at once behind the answer they explain.

@@ -31,9 +31,12 @@ TEST(OptionsTest, SetOptionIsReadBackByGetOption) {
   EXPECT_EQ(set(":random-seed", TokenKind::kNumeral, "18446744073709551615"),
             SetResult::kSet);
   EXPECT_EQ(set(":propagation", TokenKind::kSymbol, "full"), SetResult::kSet);
+  EXPECT_EQ(set(":machines", TokenKind::kSymbol, "off"), SetResult::kSet);
   EXPECT_TRUE(options.print_success);
   EXPECT_EQ(options.engine.propagation.mode, Propagation::kFull);
   EXPECT_EQ(get_option(options, ":propagation"), "full");
+  EXPECT_EQ(options.engine.machines, Machines::kOff);
+  EXPECT_EQ(get_option(options, ":machines"), "off");
   EXPECT_EQ(options.engine.lemmas.dl_tlemma_kinds, 3);
   EXPECT_EQ(options.engine.lemmas.dl_tlemma_min_overlap, 0.25F);
   EXPECT_EQ(get_option(options, ":print-success"), "true");
@@ -59,6 +62,10 @@ TEST(OptionsTest, SetOptionToBadValueChangesNothing) {
             SetResult::kBadValue);
   EXPECT_EQ(expected, "auto, full or off");
   EXPECT_EQ(options.engine.propagation.mode, Propagation::kAuto);
+  EXPECT_EQ(set_option(options, ":machines", token(TokenKind::kSymbol, "full"),
+                       false, expected),
+            SetResult::kBadValue);
+  EXPECT_EQ(expected, "auto or off");
   EXPECT_EQ(set_option(options, ":verbosity",
                        token(TokenKind::kNumeral, "18446744073709551616"),
                        false, expected),
