@@ -28,7 +28,9 @@ class Propagation final : public MachinePropagation {
         scale_(std::move(scale)),
         machines_(std::move(problem.machines)),
         windows_(problem.num_nodes, problem.origin),
-        places_(index(problem.num_nodes)) {
+        places_(index(problem.num_nodes)),
+        rivals_(2 * index(problem.num_nodes)),
+        has_moved_(2 * index(problem.num_nodes), 0) {
     states_.reserve(machines_.size());
     for (const Machine& machine : machines_) {
       states_.emplace_back(machine, problem.separations, scale_);
@@ -48,10 +50,7 @@ class Propagation final : public MachinePropagation {
     if (literal.index() >= watches_.size()) return;
     const Watch& watch = watches_[literal.index()];
     for (const Place& place : watch.arrivals) {
-      State& state = states_[place.machine];
-      state.is_settled = false;
-      state.mark_moved(2 * place.task);
-      state.mark_moved(2 * place.task + 1);
+      states_[place.machine].is_settled = false;
       wake(place.machine);
     }
     for (const Order& order : watch.orders) {
@@ -73,9 +72,9 @@ class Propagation final : public MachinePropagation {
     for (const std::size_t m : awake_) {
       states_[m].is_awake = false;
       states_[m].is_settled = true;
-      states_[m].clear_moved();
     }
     awake_.clear();
+    clear_moved();
     // Level -1 is the one before all that was ever pushed.
     assert(level >= 0 || !levels_.empty());
     const Level& mark = levels_[index(level + 1)];
@@ -101,9 +100,7 @@ class Propagation final : public MachinePropagation {
     }
     for (;;) {
       if (!relax(conflict)) return false;
-      for (std::size_t k = 0; k < awake_.size(); ++k) {
-        order(states_[awake_[k]], implied);
-      }
+      find_orders(implied);
       if (!implied.empty() || awake_.empty()) return true;
       const std::size_t m = awake_.back();
       awake_.pop_back();
@@ -160,6 +157,13 @@ class Propagation final : public MachinePropagation {
     std::uint32_t before;
     std::uint32_t after;
   };
+  /// A bound from one point to another, which a literal stands for and rules
+  /// out together with both values.
+  struct Rival {
+    int point;
+    Literal order;
+    T gap;
+  };
   /// What it means for machines that a literal is true.
   struct Watch {
     std::vector<Order> orders;
@@ -184,11 +188,29 @@ class Propagation final : public MachinePropagation {
       for (std::size_t b = 0; b < n; ++b) {
         const Literal order = state.orders[a * n + b];
         if (!order.is_defined()) continue;
-        watch_of(order).orders.push_back({static_cast<std::uint32_t>(m),
-                                          static_cast<std::uint32_t>(a),
-                                          static_cast<std::uint32_t>(b)});
+        Watch& watch = watch_of(order);
+        // Optional tasks are left to the graph: few of their orders matter, and
+        // each learnt clause with one of them tells the search less about which
+        // task goes where (flexible shops took up to four times as many
+        // conflicts).
+        if (watch.orders.empty() && !presence.is_defined() &&
+            !state.presence(b).is_defined()) {
+          const int early = Windows::earliest(state.node(a));
+          const int late = Windows::latest(state.node(b));
+          const T& gap = state.gaps[a * n + b];
+          rivals_[index(early)].push_back({late, order, gap});
+          rivals_[index(late)].push_back({early, order, gap});
+        }
+        watch.orders.push_back({static_cast<std::uint32_t>(m),
+                                static_cast<std::uint32_t>(a),
+                                static_cast<std::uint32_t>(b)});
       }
     }
+  }
+
+  void clear_moved() {
+    for (const int point : moved_) has_moved_[index(point)] = 0;
+    moved_.clear();
   }
 
   // Null for a weight that words do not hold.
@@ -214,8 +236,11 @@ class Propagation final : public MachinePropagation {
       for (const Place& place : places_[index(point / 2)]) {
         states_[place.machine].is_settled = false;
         wake(place.machine);
-        states_[place.machine].mark_moved(2 * place.task + index(point % 2));
       }
+      if (rivals_[index(point)].empty() || has_moved_[index(point)] != 0)
+        return;
+      has_moved_[index(point)] = 1;
+      moved_.push_back(point);
     };
     int crossing = 0;
     if (windows_.relax(visit, &crossing)) return true;
@@ -229,15 +254,13 @@ class Propagation final : public MachinePropagation {
     return false;
   }
 
-  // An earliest and a latest time whose sum is too large by `excess`; the newer
-  // one is lowered by as much as can be.
-  void add_pair(int early, int late, const T& excess) {
+  // Two points whose sum is too large by `excess`; the newer one is lowered by
+  // as much as can be.
+  void add_pair(int a, int b, const T& excess) {
     const T slack = largest_slack(excess);
-    const bool is_early_newer = windows_.newest(early) > windows_.newest(late);
-    log_.add(
-        {early, windows_.value(early) - (is_early_newer ? slack : T()), false});
-    log_.add(
-        {late, windows_.value(late) - (is_early_newer ? T() : slack), false});
+    const bool is_a_newer = windows_.newest(a) > windows_.newest(b);
+    log_.add({a, windows_.value(a) - (is_a_newer ? slack : T()), false});
+    log_.add({b, windows_.value(b) - (is_a_newer ? T() : slack), false});
   }
 
   // All premises of a record, and what its demands come from.
@@ -271,44 +294,24 @@ class Propagation final : public MachinePropagation {
            !log_.has_reason(~literal);
   }
 
-  // Orders of two tasks that a time alone rules out. Orders of optional tasks
-  // are left to the graph: few of them matter, and each learnt clause with one
-  // of them tells the search less about which task goes where (flexible shops
-  // took up to four times as many conflicts).
-  void order(State& state, std::vector<Literal>& implied) {
-    const std::size_t n = state.num_tasks();
-    if (!state.holds(search_)) return;
-    const auto look = [&](std::size_t a, std::size_t b) {
-      const Literal literal = state.orders[a * n + b];
-      if (!is_open(literal) || state.presence(a).is_defined() ||
-          state.presence(b).is_defined()) {
-        return;
-      }
-      const int early = Windows::earliest(state.node(a));
-      const int late = Windows::latest(state.node(b));
-      if (!windows_.has(early) || !windows_.has(late)) return;
-      const T excess =
-          windows_.value(early) + state.gaps[a * n + b] + windows_.value(late);
-      if (!(excess > T())) return;
-      ++counters_.orders;
-      log_.begin();
-      add_pair(early, late, excess);
-      log_.conclude(~literal);
-      implied.push_back(~literal);
-    };
-    counters_.steps += state.moved.size() * n;
-    for (const std::size_t moved : state.moved) {
-      const std::size_t a = moved / 2;
-      for (std::size_t b = 0; b < n; ++b) {
-        if (b == a) continue;
-        if (moved % 2 == 0) {
-          look(a, b);
-        } else {
-          look(b, a);
-        }
+  // Orders of two tasks that times alone rule out.
+  void find_orders(std::vector<Literal>& implied) {
+    for (const int point : moved_) {
+      const std::vector<Rival>& rivals = rivals_[index(point)];
+      counters_.steps += rivals.size();
+      for (const Rival& rival : rivals) {
+        if (!is_open(rival.order) || !windows_.has(rival.point)) continue;
+        const T excess =
+            windows_.value(point) + rival.gap + windows_.value(rival.point);
+        if (!(excess > T())) continue;
+        ++counters_.orders;
+        log_.begin();
+        add_pair(point, rival.point, excess);
+        log_.conclude(~rival.order);
+        implied.push_back(~rival.order);
       }
     }
-    state.clear_moved();
+    clear_moved();
   }
 
   // Brings the times of a machine's tasks up to date, in both directions. Those
@@ -499,8 +502,10 @@ class Propagation final : public MachinePropagation {
   Windows windows_;
   MachineRules<T> rules_;
   std::vector<std::vector<Place>> places_;  // by node
-  std::vector<Watch> watches_;              // by literal
-  std::vector<Weight> weights_;             // by constraint
+  /// By point: what it can rule out, with another.
+  std::vector<std::vector<Rival>> rivals_;
+  std::vector<Watch> watches_;   // by literal
+  std::vector<Weight> weights_;  // by constraint
 
   /// Constraints in order, of which the windows know the first num_fed_.
   std::vector<Pushed> trail_;
@@ -508,6 +513,9 @@ class Propagation final : public MachinePropagation {
   /// Orders of tasks, in the order in which they were decided.
   std::vector<Order> decided_;
   std::vector<Level> levels_;
+  /// Points with rivals that moved since orders were last looked at.
+  std::vector<int> moved_;
+  std::vector<char> has_moved_;  // by point
   /// Machines to look at.
   std::vector<std::size_t> awake_;
   /// What was found, and why.

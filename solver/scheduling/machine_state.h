@@ -57,8 +57,7 @@ struct MachineState {
       : machine(&of),
         num_open(num_tasks() * (num_tasks() - 1) / 2),
         orders(num_tasks() * num_tasks()),
-        gaps(orders.size()),
-        has_moved(2 * num_tasks(), 0) {
+        gaps(orders.size()) {
     const std::size_t n = num_tasks();
     std::vector<T> durations;
     for (const la::DNumber& duration : of.durations) {
@@ -105,12 +104,6 @@ struct MachineState {
   bool is_settled = true;
   /// How often its rules run.
   MachinePace pace;
-  /// Places whose times moved since orders were last looked at: twice the task,
-  /// plus 1 for the latest time.
-  std::vector<std::size_t> moved;
-  /// Whether a place is in there.
-  std::vector<char> has_moved;
-
   /// How many tasks there are.
   std::size_t num_tasks() const { return machine->tasks.size(); }
   /// The node of a task.
@@ -140,18 +133,6 @@ struct MachineState {
     tasks[kForward].clear_before(a, b);
     tasks[kBackward].clear_before(b, a);
     ++num_open;
-  }
-
-  /// Notes a place whose time moved.
-  void mark_moved(std::size_t place) {
-    if (has_moved[place] != 0) return;
-    has_moved[place] = 1;
-    moved.push_back(place);
-  }
-  /// None has.
-  void clear_moved() {
-    for (const std::size_t place : moved) has_moved[place] = 0;
-    moved.clear();
   }
 };
 
