@@ -111,7 +111,8 @@ class Finder {
           component.push_back(next);
         }
       }
-      if (is_clique && component.size() == neighbours_[root].size() + 1) {
+      if (is_clique && component.size() == neighbours_[root].size() + 1 &&
+          component.size() <= limits_.most_tasks) {
         take(std::move(component));
       }
     }
@@ -168,7 +169,24 @@ class Finder {
     return p.before == task ? &p.time : nullptr;
   }
 
+  // A task that comes last of all, whatever happens, takes no known time, and
+  // has no separation from the others. The one before it may be the next such.
+  void remove_last(std::vector<int>& clique) const {
+    const auto is_last = [&](int a) {
+      return std::all_of(clique.begin(), clique.end(), [&](int b) {
+        return a == b || time_between(tasks_[index(a)].first,
+                                      edges_.at(key(a, b))) == nullptr;
+      });
+    };
+    for (;;) {
+      const auto last = std::find_if(clique.begin(), clique.end(), is_last);
+      if (last == clique.end()) return;
+      clique.erase(last);
+    }
+  }
+
   void take(std::vector<int> clique) {
+    remove_last(clique);
     const std::size_t n = clique.size();
     std::sort(clique.begin(), clique.end());
     Machine machine;
@@ -192,8 +210,6 @@ class Finder {
         const bool is_first = !(la::DNumber() < duration);
         if (is_first || *time < duration) duration = *time;
       }
-      // A task that always comes last may take no time.
-      if (!(la::DNumber() < machine.durations[a])) return;
     }
     if (n >= limits_.fewest_tasks && n <= limits_.most_tasks) {
       machines_.push_back(std::move(machine));

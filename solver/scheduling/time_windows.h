@@ -48,8 +48,7 @@ class TimeWindows {
       : newest_(2 * index(num_nodes), -1),
         values_(2 * index(num_nodes)),
         edges_(2 * index(num_nodes)),
-        waits_(2 * index(num_nodes), 0),
-        done_(2 * index(num_nodes), 0) {
+        waits_(2 * index(num_nodes), 0) {
     enter(earliest(origin), T(), kGiven);
     enter(latest(origin), T(), kGiven);
   }
@@ -142,15 +141,17 @@ class TimeWindows {
   /// appends what else it needs.
   template <class Expand>
   void explain(const Expand& expand, std::vector<Literal>& literals) {
-    ++stamp_;
+    int last = -1;
     while (!wanted_.empty()) {
       std::pop_heap(wanted_.begin(), wanted_.end());
       const Wanted top = wanted_.back();
       wanted_.pop_back();
-      // What is wanted comes by falling number; of one point, by falling value.
+      // What is wanted comes by falling number, and of one entry by falling
+      // value. An older entry of a point that was explained is explained all
+      // the same: the newer one may be due to it.
+      if (top.entry == last) continue;
+      last = top.entry;
       const Entry entry = entries_[index(top.entry)];
-      if (done_[index(entry.point)] == stamp_) continue;
-      done_[index(entry.point)] = stamp_;
       if (entry.cause == kGiven) continue;
       if (entry.cause < 0) {
         expand(~entry.cause, entry.value - top.value, literals);
@@ -243,8 +244,6 @@ class TimeWindows {
 
   // Explanation: a heap of entries wanted, and points that are explained.
   std::vector<Wanted> wanted_;
-  std::vector<std::uint64_t> done_;  // by point: stamp
-  std::uint64_t stamp_ = 0;
 };
 
 }  // namespace vorn::solver
