@@ -18,8 +18,8 @@
 namespace vorn::solver {
 namespace {
 
-constexpr std::size_t kDenseFailures = test::kSanitized ? 60 : 300;
-constexpr std::size_t kShare = test::kSanitized ? 6 : 40;
+constexpr std::size_t kDenseFailures = test::kSanitized ? 30 : 150;
+constexpr std::size_t kShare = test::kSanitized ? 4 : 20;
 
 // The first allocations one by one, then ever fewer of the others.
 std::size_t next_failure(std::size_t n) {
