@@ -135,6 +135,10 @@ class DifferenceTheory final : public Theory {
                  std::vector<Literal>& conflict) override;
   void explain(Literal literal, std::vector<Literal>& reason) override;
   bool final_check(std::vector<Literal>& conflict) override;
+  std::optional<bool> advise(int variable) const override {
+    if (!machines_) return {};
+    return machines_->advise(variable);
+  }
   bool next_lemma(std::vector<Literal>& clause) override;
 
  private:

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <optional>
 #include <utility>
 
 #include "solver/scheduling/inference_check.h"
@@ -122,6 +123,23 @@ class Propagation final : public MachinePropagation {
     finish_explanation(reason);
   }
 
+  std::optional<bool> advise(int variable) const override {
+    for (const bool negated : {false, true}) {
+      const Literal literal(variable, negated);
+      if (literal.index() >= watches_.size()) continue;
+      const std::vector<Order>& orders = watches_[literal.index()].orders;
+      if (orders.empty()) continue;
+      const State& state = states_[orders[0].machine];
+      const std::optional<T> excess =
+          excess_of(state, orders[0].before, orders[0].after);
+      const std::optional<T> opposite =
+          excess_of(state, orders[0].after, orders[0].before);
+      if (!excess || !opposite || *excess == *opposite) return {};
+      return (*excess < *opposite) != negated;
+    }
+    return {};
+  }
+
   Counters counters() const override {
     Counters result = counters_;
     result.steps += windows_.num_steps();
@@ -206,6 +224,17 @@ class Propagation final : public MachinePropagation {
                                 static_cast<std::uint32_t>(b)});
       }
     }
+  }
+
+  // By how much task a cannot come before task b, or, below 0, how much room
+  // there is; nothing if a time is missing.
+  std::optional<T> excess_of(const State& state, std::size_t a,
+                             std::size_t b) const {
+    const int early = Windows::earliest(state.node(a));
+    const int late = Windows::latest(state.node(b));
+    if (!windows_.has(early) || !windows_.has(late)) return {};
+    return windows_.value(early) + state.gaps[a * state.num_tasks() + b] +
+           windows_.value(late);
   }
 
   void clear_moved() {

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -112,6 +113,10 @@ class MachinePropagation {
   /// Appends literals, all false and before `literal`, that with it make a
   /// clause that holds. Requires: has_reason(literal).
   virtual void explain(Literal literal, std::vector<Literal>& reason) = 0;
+
+  /// For a variable that orders two tasks: the value that leaves more room
+  /// between the earliest time of one and the latest of the other.
+  virtual std::optional<bool> advise(int variable) const = 0;
 
   /// What was done so far.
   virtual Counters counters() const = 0;

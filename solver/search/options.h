@@ -42,6 +42,10 @@ struct SearchOptions {
   /// The value a variable is first decided to. Search::set_phase overrides it
   /// for one variable.
   bool default_phase = false;
+  /// Ask the theory for the value first, for this many conflicts of a search.
+  /// With times of tasks it builds a first schedule, which finds models early;
+  /// later, what was learnt knows better.
+  int advised_conflicts = 100;
   /// Decide a variable to the value it had last instead of its first phase.
   bool save_phases = true;
   /// In Luby stretches, decide towards the largest assignment without conflict

@@ -111,6 +111,12 @@ Literal Search::do_pick_decision() {
     const int candidate = heap_.pop();
     if (is_open(candidate)) variable = candidate;
   }
+  if (theory_ != nullptr &&
+      statistics_.conflicts <
+          static_cast<std::uint64_t>(options_.advised_conflicts)) {
+    const std::optional<bool> advice = theory_->advise(variable);
+    if (advice) return Literal(variable, !*advice);
+  }
   const bool phase = options_.target_phases && restarts_.is_stable()
                          ? phases_.target(variable)
                          : phases_.saved(variable);

@@ -2,6 +2,7 @@
 #ifndef VORN_SOLVER_SEARCH_THEORY_H
 #define VORN_SOLVER_SEARCH_THEORY_H
 
+#include <optional>
 #include <vector>
 
 #include "solver/search/literal.h"
@@ -68,6 +69,10 @@ class Theory {
   /// model needs must be saved before returning. Otherwise returns false with
   /// `conflict` as in propagate.
   virtual bool final_check(std::vector<Literal>& conflict) = 0;
+
+  /// The value to decide an unassigned variable to, if the theory has an
+  /// opinion. Asked when propagate had nothing to say.
+  virtual std::optional<bool> advise(int /*variable*/) const { return {}; }
 
   /// Called after a theory conflict was analysed and the search has backjumped.
   /// Hands out, one per call, clauses that follow from the theory alone, over

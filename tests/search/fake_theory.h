@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <optional>
 #include <vector>
 
 #include "solver/search/search.h"
@@ -49,6 +50,15 @@ class FakeTheory : public Theory {
   std::function<void(Literal, std::vector<Literal>&)> on_explain;
   std::function<bool(std::vector<Literal>&)> on_final_check;
   std::function<bool(std::vector<Literal>&)> on_next_lemma;
+
+  std::map<int, bool> advice;
+
+  std::optional<bool> advise(int variable) const override {
+    EXPECT_EQ(search_->value(Literal(variable, false)), Value::kUnassigned);
+    const auto found = advice.find(variable);
+    if (found == advice.end()) return {};
+    return found->second;
+  }
 
   void assigned(Literal literal) override {
     EXPECT_EQ(level(), search_->level());

@@ -51,6 +51,20 @@ TEST_F(TheoryTest, SilentTheorySeesAllTheoryLiterals) {
   EXPECT_EQ(theory_.level(), 0);
 }
 
+// Advice decides what the theory has an opinion on, and nothing else.
+TEST_F(TheoryTest, AdviceIsTakenForDecisions) {
+  make_theory_variables(3);
+  theory_.advice = {{0, true}, {1, false}};
+  search_.set_phase(1, true);
+  search_.set_phase(2, true);
+
+  ASSERT_EQ(search_.solve(), Search::Result::kSat);
+
+  EXPECT_TRUE(search_.model_value(positive(0)));
+  EXPECT_TRUE(search_.model_value(negative(1)));
+  EXPECT_TRUE(search_.model_value(positive(2)));
+}
+
 // A theory without any model may say so without a literal.
 TEST_F(TheoryTest, EmptyConflictIsUnsat) {
   theory_.on_propagate = [](Literals&, Literals&) { return false; };
