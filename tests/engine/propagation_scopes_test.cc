@@ -44,6 +44,8 @@ class Follower {
       : limit_(matrix_bytes) {
     EngineOptions options;
     options.propagation.mode = mode;
+    // Sets of tasks imply literals on their own.
+    if (mode == Propagation::kOff) options.machines = Machines::kOff;
     options.propagation.limits.matrix_bytes = matrix_bytes;
     engine_ = std::make_unique<Engine>(store, options);
   }
