@@ -6,9 +6,11 @@
 #
 #   scripts/measure_solving.sh [FILE.smt2 ...]
 #
-# Seconds are processor time of the whole command, one run each. Models are
-# checked; a wrong verdict (by the table of optima, or by a file's :status)
-# shows as WRONG.
+# Each is asked three times: with cycles of the graph alone, with propagation as
+# well, and with sets of tasks, too, which is vorn as it is. Seconds are processor
+# time of the whole command, one run each, with the conflicts in brackets; a run
+# without an answer in 60 s shows as such. Models are checked; a wrong verdict (by
+# the table of optima, or by a file's :status) shows as WRONG.
 source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 # shellcheck disable=SC2086 # a list of words
@@ -20,26 +22,46 @@ jobshop=$vorn_root/examples/jobshop
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 TIMEFORMAT=%U
+limit=60
 
-echo "| question | verdict | seconds | conflicts | decisions |"
+echo "| question | verdict | cycles | propagation | sets of tasks |"
 echo "|---|---|---|---|---|"
 
-# ask NAME FILE WANTED: one row.
-ask() {
-  local seconds
-  seconds=$({ time "$vorn" --stats --timeout 120 "$2" >"$work/answer"; } 2>&1)
-  awk -v name="$1" -v wanted="$3" -v seconds="$seconds" '
+# run FILE WANTED OPTION ...: "verdict seconds (conflicts)".
+run() {
+  local file=$1 wanted=$2 seconds
+  shift 2
+  seconds=$({ time "$vorn" --stats --timeout $limit "$@" "$file" \
+    >"$work/answer"; } 2>&1)
+  awk -v wanted="$wanted" -v seconds="$seconds" -v limit="$limit" '
     /^(sat|unsat|unknown)$/ { verdict = verdict (verdict ? " " : "") $1 }
     /^; / { sub(/^; /, ""); split($0, pair, ": "); value[pair[1]] = pair[2] }
     END {
-      if (wanted != "" && verdict != wanted) verdict = verdict " WRONG"
-      printf "| %s | %s | %s | %d | %d |\n", name, verdict, seconds,
-             value["conflicts"], value["decisions"]
+      if (verdict == "unknown") {
+        printf "- over %d\n", limit
+        exit
+      }
+      if (wanted != "" && verdict != wanted) verdict = "WRONG"
+      printf "%s %.2f (%d)\n", verdict, seconds, value["conflicts"]
     }' "$work/answer"
 }
 
-for table in ft06 ft10 la01 la02 la03 la04 la05; do
-  optimum=$(awk -v t="$table" '$1 == t { print $4 }' "$jobshop/optima.tsv")
+# ask NAME FILE WANTED: one row.
+ask() {
+  local verdict=- answer cells=
+  for settings in "--propagation off --machines off" "--machines off" ""; do
+    # shellcheck disable=SC2086 # a list of words
+    answer=$(run "$2" "$3" $settings)
+    case $verdict,${answer%% *} in
+      WRONG,* | *,-) ;;
+      *) verdict=${answer%% *} ;;
+    esac
+    cells="$cells ${answer#* } |"
+  done
+  echo "| $1 | $verdict |$cells"
+}
+
+tail -n +2 "$jobshop/optima.tsv" | while read -r table _ _ optimum _; do
   for k in "$optimum" "$((optimum - 1))"; do
     "$jobshop/question.sh" "$jobshop/$table.txt" "$k" >"$work/question.smt2"
     wanted=sat
