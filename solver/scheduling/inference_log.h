@@ -28,7 +28,7 @@ class InferenceLog {
 
   /// Begins a record; demands and premises that are added belong to it.
   void begin() {
-    records_.push_back({Literal(), demands_.size(), 0, premises_.size(), 0});
+    records_.push_back({demands_.size(), 0, premises_.size(), 0});
   }
   /// What the record under construction needs.
   void add(const Demand& demand) { demands_.push_back(demand); }
@@ -46,25 +46,22 @@ class InferenceLog {
     records_.back().last_premise = premises_.size();
     return static_cast<int>(records_.size()) - 1;
   }
-  /// Ends the record, which is why the literal holds, and returns its number.
-  int conclude(Literal literal) {
-    const int record = end();
-    records_.back().conclusion = literal;
+  /// A record is why the literal holds. Requires: nothing else is yet.
+  void conclude(Literal literal, int record) {
+    assert(!has_reason(literal));
+    conclusions_.push_back(literal);
     if (literal.index() >= reasons_.size()) {
       reasons_.resize(literal.index() + 1, kNone);
     }
     reasons_[literal.index()] = record;
-    return record;
   }
 
   /// How many records there are.
   std::size_t size() const { return records_.size(); }
   /// Whether a record concludes the literal.
   bool has_reason(Literal literal) const {
-    if (literal.index() >= reasons_.size()) return false;
-    const int record = reasons_[literal.index()];
-    return record != kNone && index(record) < records_.size() &&
-           records_[index(record)].conclusion == literal;
+    return literal.index() < reasons_.size() &&
+           reasons_[literal.index()] != kNone;
   }
   /// The number of that record. Requires: has_reason(literal).
   int reason(Literal literal) const {
@@ -86,7 +83,8 @@ class InferenceLog {
 
   /// A level begins.
   void new_level() {
-    levels_.push_back({records_.size(), demands_.size(), premises_.size()});
+    levels_.push_back({records_.size(), demands_.size(), premises_.size(),
+                       conclusions_.size()});
   }
   /// Takes back all but the first levels. Requires: there are more.
   void backtrack(int level) {
@@ -94,6 +92,10 @@ class InferenceLog {
     records_.resize(mark.num_records);
     demands_.resize(mark.num_demands);
     premises_.resize(mark.num_premises);
+    while (conclusions_.size() > mark.num_conclusions) {
+      reasons_[conclusions_.back().index()] = kNone;
+      conclusions_.pop_back();
+    }
     levels_.resize(index(level));
   }
 
@@ -101,8 +103,6 @@ class InferenceLog {
   static constexpr int kNone = -1;
 
   struct Record {
-    /// The literal that follows; none for a time.
-    Literal conclusion;
     std::size_t first_demand;
     std::size_t last_demand;
     std::size_t first_premise;
@@ -112,6 +112,7 @@ class InferenceLog {
     std::size_t num_records;
     std::size_t num_demands;
     std::size_t num_premises;
+    std::size_t num_conclusions;
   };
 
   static std::size_t index(int i) { return static_cast<std::size_t>(i); }
@@ -119,7 +120,8 @@ class InferenceLog {
   std::vector<Record> records_;
   std::vector<Demand> demands_;
   std::vector<Literal> premises_;
-  std::vector<int> reasons_;  // by literal: a record, maybe taken back since
+  std::vector<Literal> conclusions_;
+  std::vector<int> reasons_;  // by literal: a record, or kNone
   std::vector<Level> levels_;
 };
 
