@@ -20,7 +20,9 @@ class InferenceLog {
  public:
   /// That a point is at least so high.
   struct Demand {
+    /// Of a node's earliest or latest time.
     int point;
+    /// As above.
     T value;
     /// If the conclusion need not be as strong, neither need this.
     bool takes_slack;

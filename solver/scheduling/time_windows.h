@@ -39,7 +39,9 @@ class TimeWindows {
 
   /// That a point is at least so high.
   struct Demand {
+    /// Of a node's earliest or latest time.
     int point;
+    /// As above.
     T value;
   };
 
