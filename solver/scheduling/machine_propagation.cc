@@ -134,6 +134,7 @@ class Propagation final : public MachinePropagation {
   bool has_reason(Literal literal) const override {
     return log_.has_reason(literal);
   }
+
   void explain(Literal literal, std::vector<Literal>& reason) override {
     ++counters_.explanations;
     worth_.explained();
@@ -305,8 +306,9 @@ class Propagation final : public MachinePropagation {
         states_[place.machine].is_settled = false;
         wake(place.machine);
       }
-      if (rivals_[index(point)].empty() || has_moved_[index(point)] != 0)
+      if (rivals_[index(point)].empty() || has_moved_[index(point)] != 0) {
         return;
+      }
       has_moved_[index(point)] = 1;
       moved_.push_back(point);
     };

@@ -104,6 +104,7 @@ struct MachineState {
   bool is_settled = true;
   /// How often its rules run.
   MachinePace pace;
+
   /// How many tasks there are.
   std::size_t num_tasks() const { return machine->tasks.size(); }
   /// The node of a task.

@@ -14,16 +14,18 @@ constexpr std::size_t kMostHalves = 4;
 // Literals and tasks that clauses are kept for; a few hundred bytes each.
 constexpr std::size_t kMostTasks = 200'000;
 
-void sort_unique(std::vector<Literal>& literals) {
-  std::sort(literals.begin(), literals.end());
-  literals.erase(std::unique(literals.begin(), literals.end()), literals.end());
-}
-
 std::vector<Literal> merge(std::vector<Literal> a,
                            const std::vector<Literal>& b) {
   a.insert(a.end(), b.begin(), b.end());
-  sort_unique(a);
+  std::sort(a.begin(), a.end());
+  a.erase(std::unique(a.begin(), a.end()), a.end());
   return a;
+}
+
+std::vector<Literal> without(std::vector<Literal> literals, Literal gone) {
+  literals.erase(std::remove(literals.begin(), literals.end(), gone),
+                 literals.end());
+  return literals;
 }
 
 bool are_opposite(const Precedence& a, const Precedence& b) {
@@ -68,11 +70,6 @@ void SeparationTable::add(const Clause& clause) {
   const Precedence& order = orders[0].second;
   const std::pair<int, int> tasks = std::minmax(order.before, order.after);
   for (const Literal literal : clause.others) {
-    const auto without = [](std::vector<Literal> literals, Literal gone) {
-      literals.erase(std::remove(literals.begin(), literals.end(), gone),
-                     literals.end());
-      return literals;
-    };
     const auto found = halves_.find({~literal, tasks});
     if (found != halves_.end()) {
       for (const Clause& half : found->second) {
@@ -100,11 +97,10 @@ void SeparationTable::add_named(const Clause& clause) {
     expanded.orders.push_back(name->second.orders[0]);
     expanded.conditions =
         merge(std::move(expanded.conditions), name->second.conditions);
-    expanded.others.erase(
-        std::remove(expanded.others.begin(), expanded.others.end(), literal),
-        expanded.others.end());
+    expanded.others = without(std::move(expanded.others), literal);
   }
   const auto& orders = expanded.orders;
+  // What names added nothing to was taken by add.
   if (orders.size() != 2 || clause.orders.size() == 2) return;
   add_separation(orders[0], orders[1], expanded.conditions, expanded.others);
 }

@@ -399,18 +399,24 @@ std::string check_preceded(MachineRules<WordTime>& rules,
   return "";
 }
 
+// So many random sets pass a check.
+template <class Check>
+void expect_all(int cases, unsigned seed, const Check& check, Counts& counts) {
+  Instances instances(seed);
+  MachineRules<WordTime> rules;
+  for (int k = 0; k < cases; ++k) {
+    const Instance instance = instances.make(static_cast<std::size_t>(k % 3));
+    ASSERT_EQ(check(rules, instance, counts), "") << "set " << k;
+  }
+}
+
 // An overload ends a branch of the search, and an order cuts it: what does not
 // follow from the times that are named makes wrong learnt clauses, and what is
 // missed costs conflicts.
 TEST(MachineRulesTest, FindEdgesFindsOverloadsAndLastTasksAndNothingElse) {
   const int cases = scaled(330'000);
-  Instances instances(1);
-  MachineRules<WordTime> rules;
   Counts counts;
-  for (int k = 0; k < cases; ++k) {
-    const Instance instance = instances.make(static_cast<std::size_t>(k % 3));
-    ASSERT_EQ(check_edges(rules, instance, counts), "") << "set " << k;
-  }
+  ASSERT_NO_FATAL_FAILURE(expect_all(cases, 1, check_edges, counts));
   EXPECT_GT(counts.overloads, cases / 10);
   EXPECT_GT(counts.last, cases / 10);
 }
@@ -419,26 +425,16 @@ TEST(MachineRulesTest, FindEdgesFindsOverloadsAndLastTasksAndNothingElse) {
 // all leaves the search to find out.
 TEST(MachineRulesTest, FindNotFirstRaisesEachTaskThatCannotBeFirst) {
   const int cases = scaled(280'000);
-  Instances instances(2);
-  MachineRules<WordTime> rules;
   Counts counts;
-  for (int k = 0; k < cases; ++k) {
-    const Instance instance = instances.make(static_cast<std::size_t>(k % 3));
-    ASSERT_EQ(check_not_first(rules, instance, counts), "") << "set " << k;
-  }
+  ASSERT_NO_FATAL_FAILURE(expect_all(cases, 2, check_not_first, counts));
   EXPECT_GT(counts.not_first, cases / 10);
 }
 
 // As above, for tasks that are known to come after others.
 TEST(MachineRulesTest, FindPrecededFindsTheBestEarliestStart) {
   const int cases = scaled(250'000);
-  Instances instances(3);
-  MachineRules<WordTime> rules;
   Counts counts;
-  for (int k = 0; k < cases; ++k) {
-    const Instance instance = instances.make(static_cast<std::size_t>(k % 3));
-    ASSERT_EQ(check_preceded(rules, instance, counts), "") << "set " << k;
-  }
+  ASSERT_NO_FATAL_FAILURE(expect_all(cases, 3, check_preceded, counts));
   EXPECT_GT(counts.preceded, cases / 10);
 }
 
