@@ -12,12 +12,6 @@ namespace {
 // Lifting recurses once per ite; the stack must hold that.
 constexpr int kMaxLiftDepth = 500;
 
-bool all_integer(const LinearSum& sum) {
-  return std::all_of(
-      sum.monomials.begin(), sum.monomials.end(),
-      [](const LinearSum::Monomial& m) { return m.leaf->sort == Sort::kInt; });
-}
-
 // sum with `branch` in place of the leaf at `position`.
 LinearSum replace_leaf(const LinearSum& sum, std::size_t position,
                        const LinearSum& branch) {
@@ -67,35 +61,42 @@ bool is_arithmetic_atom(const Term* term) {
   }
 }
 
-const Term* AtomNormaliser::normalise(const Term* atom) {
+const AtomNormaliser::NormalForm& AtomNormaliser::normalise(const Term* atom) {
   const auto found = normal_forms_.find(atom);
   if (found != normal_forms_.end()) return found->second;
   lifts_ = 0;
-  const Term* result = do_normalise(atom);
-  normal_forms_.emplace(atom, result);
-  return result;
+  NormalForm result = read(atom);
+  return normal_forms_.emplace(atom, std::move(result)).first->second;
 }
 
-const Term* AtomNormaliser::do_normalise(const Term* atom) {
-  if (atom->kind == Kind::kDistinct) return normalise_pairs(atom);
-  const Term* a = atom->arg(0);
-  const Term* b = atom->arg(1);
+AtomNormaliser::NormalForm AtomNormaliser::read(const Term* atom) {
+  NormalForm result;
+  if (atom->kind == Kind::kDistinct) {
+    result.term = normalise_pairs(atom);
+    return result;
+  }
   LinearSum sum;
-  if (!lineariser_.linearise_difference(a, b, sum)) return nullptr;
+  if (!lineariser_.linearise_difference(atom->arg(0), atom->arg(1), sum)) {
+    return result;
+  }
   if (atom->kind == Kind::kEqual) {
     const Term* leq = normalise_sum(sum, false, 0);
     for (LinearSum::Monomial& m : sum.monomials) m.coefficient = -m.coefficient;
     sum.constant = -sum.constant;
     const Term* geq = leq == nullptr ? nullptr : normalise_sum(sum, false, 0);
-    return geq == nullptr ? nullptr : store_.make_and(leq, geq);
+    if (geq != nullptr) result.term = store_.make_and(leq, geq);
+    return result;
   }
-  DifferenceBound bound;
   const bool strict = atom->kind == Kind::kLess;
+  result.integer = is_integer(sum);
   if (ite_to_lift(sum) == nullptr &&
-      to_bound(sum, strict, all_integer(sum), bound) == BoundOutcome::kBound) {
-    return atom;
+      to_bound(sum, strict, result.integer, result.bound) ==
+          BoundOutcome::kBound) {
+    result.term = atom;
+  } else {
+    result.term = normalise_sum(sum, strict, 0);
   }
-  return normalise_sum(sum, strict, 0);
+  return result;
 }
 
 const Term* AtomNormaliser::normalise_pairs(const Term* distinct) {
@@ -103,7 +104,8 @@ const Term* AtomNormaliser::normalise_pairs(const Term* distinct) {
   for (std::size_t i = 0; i < distinct->num_args; ++i) {
     for (std::size_t j = i + 1; j < distinct->num_args; ++j) {
       const Term* equal = store_.make_equal(distinct->arg(i), distinct->arg(j));
-      const Term* normal = is_arithmetic_atom(equal) ? normalise(equal) : equal;
+      const Term* normal =
+          is_arithmetic_atom(equal) ? normalise(equal).term : equal;
       if (normal == nullptr) return nullptr;
       pairs.push_back(store_.make_not(normal));
     }
@@ -116,8 +118,9 @@ const Term* AtomNormaliser::normalise_sum(const LinearSum& sum, bool strict,
                                           int depth) {
   const Term* ite = ite_to_lift(sum);
   if (ite == nullptr) {
-    DifferenceBound bound;
-    switch (to_bound(sum, strict, all_integer(sum), bound)) {
+    NormalForm normal;
+    normal.integer = is_integer(sum);
+    switch (to_bound(sum, strict, normal.integer, normal.bound)) {
       case BoundOutcome::kTrue:
         return store_.make_true();
       case BoundOutcome::kFalse:
@@ -131,7 +134,8 @@ const Term* AtomNormaliser::normalise_sum(const LinearSum& sum, bool strict,
     const Term* zero = store_.make_number(QNumber(0));
     const Term* atom =
         strict ? store_.make_less(left, zero) : store_.make_leq(left, zero);
-    normal_forms_.emplace(atom, atom);
+    normal.term = atom;
+    normal_forms_.emplace(atom, std::move(normal));
     return atom;
   }
   if (depth == kMaxLiftDepth || ++lifts_ > kMaxLifts) return nullptr;
@@ -162,7 +166,7 @@ const Term* AtomNormaliser::ite_to_lift(const LinearSum& sum) {
   if (candidate == nullptr) return nullptr;
   DifferenceBound bound;
   const bool inside =
-      to_bound(sum, false, all_integer(sum), bound) != BoundOutcome::kOutside;
+      to_bound(sum, false, is_integer(sum), bound) != BoundOutcome::kOutside;
   return inside ? nullptr : candidate;
 }
 
@@ -234,20 +238,11 @@ const Term* AtomNormaliser::first_outside(const Term* term) {
     const Term* done = top;
     stack.pop_back();
     if (inside_.count(done) != 0) continue;
-    if (is_arithmetic_atom(done) && normalise(done) == nullptr) return done;
+    if (is_arithmetic_atom(done) && normalise(done).term == nullptr)
+      return done;
     inside_.insert(done);
   }
   return nullptr;
-}
-
-BoundOutcome AtomNormaliser::read_bound(const Term* bound, DifferenceBound& out,
-                                        bool& integer) {
-  LinearSum sum;
-  if (!lineariser_.linearise_difference(bound->arg(0), bound->arg(1), sum)) {
-    return BoundOutcome::kOutside;
-  }
-  integer = all_integer(sum);
-  return to_bound(sum, bound->kind == Kind::kLess, integer, out);
 }
 
 }  // namespace vorn::solver

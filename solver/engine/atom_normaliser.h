@@ -35,20 +35,27 @@ class AtomNormaliser {
   /// Makes terms in `store`.
   explicit AtomNormaliser(TermStore& store) : store_(store) {}
 
-  /// The rewritten atom; `atom` itself if it is a bound; null if it is outside.
-  /// Requires: kLeq, kLess, or kEqual or kDistinct over arithmetic.
-  const Term* normalise(const Term* atom);
+  /// What an atom says.
+  struct NormalForm {
+    /// The rewritten atom; the atom itself if it is a bound; null if it is
+    /// outside.
+    const Term* term = nullptr;
+    /// The bound, if `term` is the atom itself.
+    DifferenceBound bound;
+    /// Whether the bound is over integers.
+    bool integer = false;
+  };
+
+  /// The normal form of an atom, read once and kept as long as the normaliser
+  /// is. Requires: kLeq, kLess, or kEqual or kDistinct over arithmetic.
+  const NormalForm& normalise(const Term* atom);
 
   /// The first arithmetic atom outside difference logic in `term`, or null.
   /// Cost: visits each subterm once in the life of the object.
   const Term* first_outside(const Term* term);
 
-  /// Reads a bound. The outcome is never kOutside for what normalise returned.
-  BoundOutcome read_bound(const Term* bound, DifferenceBound& out,
-                          bool& integer);
-
  private:
-  const Term* do_normalise(const Term* atom);
+  NormalForm read(const Term* atom);
   const Term* normalise_pairs(const Term* distinct);
   const Term* normalise_sum(const LinearSum& sum, bool strict, int depth);
   bool is_nameable(const Term* ite);
@@ -57,7 +64,7 @@ class AtomNormaliser {
 
   TermStore& store_;
   Lineariser lineariser_;
-  std::unordered_map<const Term*, const Term*> normal_forms_;
+  std::unordered_map<const Term*, NormalForm> normal_forms_;
   std::unordered_map<const Term*, bool> nameable_;
   std::unordered_set<const Term*> inside_;
   int lifts_ = 0;

@@ -2,18 +2,24 @@
 #include "solver/engine/encoder.h"
 
 #include <cassert>
+#include <cstdint>
 #include <utility>
 
 namespace vorn::solver {
+namespace {
 
-Encoder::Encoder(TermStore& store, AtomNormaliser& normaliser,
-                 DifferenceTheory& theory, Search& search)
+ClauseOrigin origin_of(ClauseKind kind, const Term* term) {
+  return {kind, static_cast<std::uint32_t>(term->id)};
+}
+
+}  // namespace
+
+Encoder::Encoder(TermStore& store, AtomNormaliser& normaliser, Problem& problem)
     : store_(store),
       normaliser_(normaliser),
-      theory_(theory),
-      search_(search),
-      true_(search.new_variable(), false) {
-  search_.add_clause({true_});
+      problem_(problem),
+      true_(problem.new_variable(), false) {
+  problem_.add_clause({true_}, {ClauseKind::kConstant});
 }
 
 Literal Encoder::literal_of(const Term* term) {
@@ -22,7 +28,9 @@ Literal Encoder::literal_of(const Term* term) {
   return literal;
 }
 
-void Encoder::assert_term(const Term* term, std::optional<Literal> guard) {
+void Encoder::assert_term(const Term* term, std::size_t position) {
+  const ClauseOrigin origin{ClauseKind::kAsserted,
+                            static_cast<std::uint32_t>(position)};
   std::vector<const Term*> pending{term};
   while (!pending.empty()) {
     const Term* top = pending.back();
@@ -35,23 +43,26 @@ void Encoder::assert_term(const Term* term, std::optional<Literal> guard) {
       continue;
     }
     if (is_arithmetic_atom(top)) {
-      const Term* normal = normaliser_.normalise(top);
+      const Term* normal = normaliser_.normalise(top).term;
       assert(normal != nullptr);
       if (normal != top) {
         pending.push_back(normal);
         continue;
       }
     }
-    assert_one(top, guard);
+    std::vector<Literal> clause;
+    if (!problem_.selectors().empty()) {
+      clause.push_back(~problem_.selectors().back());
+    }
+    add_disjunction(top, origin, clause);
   }
   finish_definitions();
 }
 
-// One conjunct as one clause: the disjuncts of nested disjunctions,
-// implications and negated conjunctions.
-void Encoder::assert_one(const Term* term, std::optional<Literal> guard) {
-  std::vector<Literal> clause;
-  if (guard) clause.push_back(*guard);
+// One conjunct as one clause, after what stands in `clause` already: the
+// disjuncts of nested disjunctions, implications and negated conjunctions.
+void Encoder::add_disjunction(const Term* term, ClauseOrigin origin,
+                              std::vector<Literal>& clause) {
   std::vector<std::pair<const Term*, bool>> pending{{term, false}};
   while (!pending.empty()) {
     const auto [top, negated] = pending.back();
@@ -71,7 +82,7 @@ void Encoder::assert_one(const Term* term, std::optional<Literal> guard) {
       clause.push_back(negated ? ~literal : literal);
     }
   }
-  add(clause);
+  problem_.add_clause(clause, origin);
 }
 
 // Post-order over the subterms without a literal, on a stack of our own.
@@ -114,7 +125,7 @@ bool Encoder::encode_root(const Term* term) {
       set(term, ~true_);
       break;
     case Kind::kSymbol:
-      set(term, Literal(search_.new_variable(), false));
+      set(term, Literal(problem_.new_variable(), false));
       break;
     case Kind::kNot:
       set(term, ~arg(0));
@@ -128,10 +139,10 @@ bool Encoder::encode_root(const Term* term) {
     case Kind::kDistinct:
       // More than two different Booleans do not exist; the store folds those.
       assert(term->num_args == 2);
-      set(term, encode_xor(arg(0), arg(1)));
+      set(term, encode_xor(term, arg(0), arg(1)));
       break;
     case Kind::kEqual:
-      set(term, ~encode_xor(arg(0), arg(1)));
+      set(term, ~encode_xor(term, arg(0), arg(1)));
       break;
     case Kind::kIte:
       encode_ite(term);
@@ -144,23 +155,16 @@ bool Encoder::encode_root(const Term* term) {
 }
 
 bool Encoder::encode_atom(const Term* atom) {
-  const Term* normal = normaliser_.normalise(atom);
-  assert(normal != nullptr);
-  if (normal != atom) {
-    if (needs(normal)) return false;
-    set(atom, known(normal));
+  const AtomNormaliser::NormalForm& normal = normaliser_.normalise(atom);
+  assert(normal.term != nullptr);
+  if (normal.term != atom) {
+    if (needs(normal.term)) return false;
+    set(atom, known(normal.term));
     return true;
   }
-  DifferenceBound bound;
-  bool integer = false;
-  [[maybe_unused]] const BoundOutcome outcome =
-      normaliser_.read_bound(atom, bound, integer);
-  assert(outcome == BoundOutcome::kBound);
-  define_ite_variable(bound.source);
-  define_ite_variable(bound.target);
-  set(atom, theory_.literal_of(bound, integer));
-  std::vector<Literal> clause;
-  while (theory_.take_clause(clause)) add(clause);
+  define_ite_variable(normal.bound.source);
+  define_ite_variable(normal.bound.target);
+  set(atom, problem_.literal_of(normal.bound, normal.integer));
   return true;
 }
 
@@ -168,26 +172,26 @@ bool Encoder::encode_atom(const Term* atom) {
 // all of them. A conjunction is the negation of a disjunction of negations.
 void Encoder::encode_junction(const Term* term) {
   const bool conjunction = term->kind == Kind::kAnd;
-  const Literal name(search_.new_variable(), false);
+  const Literal name(problem_.new_variable(), false);
   const Literal disjunction = conjunction ? ~name : name;
   std::vector<Literal> all{~disjunction};
   for (std::size_t k = 0; k < term->num_args; ++k) {
     const bool premise = term->kind == Kind::kImplies && k == 0;
     const Literal literal = known(term->arg(k));
     const Literal disjunct = conjunction || premise ? ~literal : literal;
-    add({disjunction, ~disjunct});
+    define(ClauseKind::kArgument, term, {disjunction, ~disjunct});
     all.push_back(disjunct);
   }
-  add(all);
+  define(ClauseKind::kArguments, term, all);
   set(term, name);
 }
 
-Literal Encoder::encode_xor(Literal a, Literal b) {
-  const Literal name(search_.new_variable(), false);
-  add({~name, a, b});
-  add({~name, ~a, ~b});
-  add({name, ~a, b});
-  add({name, a, ~b});
+Literal Encoder::encode_xor(const Term* term, Literal a, Literal b) {
+  const Literal name(problem_.new_variable(), false);
+  define(ClauseKind::kXor, term, {~name, a, b});
+  define(ClauseKind::kXor, term, {~name, ~a, ~b});
+  define(ClauseKind::kXor, term, {name, ~a, b});
+  define(ClauseKind::kXor, term, {name, a, ~b});
   return name;
 }
 
@@ -195,14 +199,14 @@ void Encoder::encode_ite(const Term* term) {
   const Literal c = known(term->arg(0));
   const Literal a = known(term->arg(1));
   const Literal b = known(term->arg(2));
-  const Literal name(search_.new_variable(), false);
-  add({~c, ~a, name});
-  add({~c, a, ~name});
-  add({c, ~b, name});
-  add({c, b, ~name});
+  const Literal name(problem_.new_variable(), false);
+  define(ClauseKind::kIte, term, {~c, ~a, name});
+  define(ClauseKind::kIte, term, {~c, a, ~name});
+  define(ClauseKind::kIte, term, {c, ~b, name});
+  define(ClauseKind::kIte, term, {c, b, ~name});
   // Implied, but lets equal branches propagate before the condition is known.
-  add({~a, ~b, name});
-  add({a, b, ~name});
+  define(ClauseKind::kBranches, term, {~a, ~b, name});
+  define(ClauseKind::kBranches, term, {a, b, ~name});
   set(term, name);
 }
 
@@ -217,23 +221,25 @@ void Encoder::define_ite_variable(const Term* leaf) {
   for (std::size_t k = 1; k <= 2; ++k) {
     const Term* branch = leaf->arg(k);
     const Term* guard = k == 1 ? condition : otherwise;
-    definitions_.push_back(
-        store_.make_implies(guard, store_.make_leq(leaf, branch)));
-    definitions_.push_back(
-        store_.make_implies(guard, store_.make_leq(branch, leaf)));
+    definitions_.emplace_back(
+        leaf, store_.make_implies(guard, store_.make_leq(leaf, branch)));
+    definitions_.emplace_back(
+        leaf, store_.make_implies(guard, store_.make_leq(branch, leaf)));
   }
 }
 
 void Encoder::finish_definitions() {
   while (!definitions_.empty()) {
-    const Term* definition = definitions_.back();
+    const auto [leaf, definition] = definitions_.back();
     definitions_.pop_back();
-    assert_one(definition, std::nullopt);
+    std::vector<Literal> clause;
+    add_disjunction(definition, origin_of(ClauseKind::kNamedIte, leaf), clause);
   }
 }
 
-void Encoder::add(const std::vector<Literal>& clause) {
-  search_.add_clause(clause);
+void Encoder::define(ClauseKind kind, const Term* term,
+                     const std::vector<Literal>& clause) {
+  problem_.add_clause(clause, origin_of(kind, term));
 }
 
 std::optional<Literal> Encoder::find(const Term* term) const {

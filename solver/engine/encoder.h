@@ -6,18 +6,19 @@
 #include <optional>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "solver/engine/atom_normaliser.h"
-#include "solver/engine/difference_theory.h"
+#include "solver/engine/problem.h"
+#include "solver/search/clause_origin.h"
 #include "solver/search/literal.h"
-#include "solver/search/search.h"
 #include "solver/terms/term.h"
 #include "solver/terms/term_store.h"
 
 namespace vorn::solver {
 
-/// Turns Boolean terms into clauses of a search.
+/// Turns Boolean terms into clauses of a problem.
 ///
 /// Each distinct subterm gets one literal and the clauses that define it
 /// (Tseitin, "On the Complexity of Derivation in Propositional Calculus",
@@ -27,29 +28,27 @@ namespace vorn::solver {
 /// and disjunctions become clauses.
 ///
 /// Cost: linear in the distinct subterms. No recursion.
-/// Ownership: borrows all four. Threads: none.
+/// Ownership: borrows all three. Threads: none.
 class Encoder {
  public:
-  /// Makes a variable that is true in every model. Requires: the search is at
-  /// level 0.
-  Encoder(TermStore& store, AtomNormaliser& normaliser,
-          DifferenceTheory& theory, Search& search);
+  /// Makes a variable that is true in every model.
+  Encoder(TermStore& store, AtomNormaliser& normaliser, Problem& problem);
 
   /// A literal that has the term's value in every model.
-  /// Requires: Boolean, all its atoms inside the fragment, search at level 0.
+  /// Requires: Boolean, all its atoms inside the fragment.
   Literal literal_of(const Term* term);
 
-  /// Makes the search satisfy `term` whenever `guard`, if any, is true.
-  /// Requires: as literal_of.
-  void assert_term(const Term* term, std::optional<Literal> guard);
+  /// Asserts `term` in the scope that is open, as the assertion of this
+  /// position. Requires: as literal_of.
+  void assert_term(const Term* term, std::size_t position = 0);
 
   /// The literal of an encoded term; nothing if it has none.
   std::optional<Literal> find(const Term* term) const;
 
   /// How much is encoded, to go back to with shrink.
   std::size_t size() const { return encoded_.size(); }
-  /// Forgets what was encoded since size() was `count`. The search's variables
-  /// and the theory's atoms of that time are the caller's to forget.
+  /// Forgets what was encoded since size() was `count`. The variables of that
+  /// time are the caller's to forget.
   void shrink(std::size_t count);
 
  private:
@@ -58,27 +57,28 @@ class Encoder {
   bool encode_atom(const Term* atom);
   void encode_junction(const Term* term);
   void encode_ite(const Term* term);
-  Literal encode_xor(Literal a, Literal b);
+  Literal encode_xor(const Term* term, Literal a, Literal b);
   bool needs(const Term* term);
   Literal known(const Term* term) const { return literals_.at(term); }
   void set(const Term* term, Literal literal);
   void define_ite_variable(const Term* leaf);
   void finish_definitions();
-  void add(const std::vector<Literal>& clause);
-  void assert_one(const Term* term, std::optional<Literal> guard);
+  void define(ClauseKind kind, const Term* term,
+              const std::vector<Literal>& clause);
+  void add_disjunction(const Term* term, ClauseOrigin origin,
+                       std::vector<Literal>& clause);
 
   TermStore& store_;
   AtomNormaliser& normaliser_;
-  DifferenceTheory& theory_;
-  Search& search_;
+  Problem& problem_;
   Literal true_;  // true in every model
 
   std::unordered_map<const Term*, Literal> literals_;
   std::unordered_set<const Term*> named_ites_;
   /// Boolean terms with a literal and arithmetic ites with a name, in order.
   std::vector<const Term*> encoded_;
-  /// What named ites mean, not yet asserted.
-  std::vector<const Term*> definitions_;
+  /// What named ites mean, not yet asserted, with the ite.
+  std::vector<std::pair<const Term*, const Term*>> definitions_;
   std::vector<const Term*> stack_;
 };
 

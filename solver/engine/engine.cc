@@ -10,6 +10,8 @@
 
 #include "solver/engine/difference_theory.h"
 #include "solver/engine/encoder.h"
+#include "solver/engine/problem.h"
+#include "solver/engine/small_domains.h"
 #include "solver/search/search.h"
 #include "solver/terms/evaluator.h"
 
@@ -17,22 +19,21 @@ namespace vorn::solver {
 
 /// What solves: rebuilt from the assertions whenever it is missing.
 struct Engine::Machinery {
-  /// A synchronised assertion level, and what to go back to when it ends.
+  /// What to go back to when a synchronised assertion level ends.
   struct Level {
     int num_variables;
     std::size_t num_atoms;
     std::size_t num_encoded;
     std::size_t num_assertions;
-    /// True while the level's assertions are to hold.
-    Literal selector;
   };
 
   Machinery(TermStore& store, AtomNormaliser& normaliser,
             const EngineOptions& options)
-      : theory(store, normaliser, options.lemmas, options.lemma_trials,
+      : small_domains(problem),
+        theory(store, problem, options.lemmas, options.lemma_trials,
                options.propagation),
         search(attach(theory, search), options.search),
-        encoder(store, normaliser, theory, search) {}
+        encoder(store, normaliser, problem) {}
 
   // The search is told to the theory before it is built: a pointer to it is
   // all that is kept until then.
@@ -42,28 +43,31 @@ struct Engine::Machinery {
   }
 
   void open_level() {
-    Level level{search.num_variables(), theory.num_atoms(), encoder.size(),
-                num_assertions, Literal()};
-    level.selector = Literal(search.new_variable(), false);
-    levels.push_back(level);
+    levels.push_back({problem.num_variables(), problem.atoms().atoms().size(),
+                      encoder.size(), num_assertions});
+    problem.open_scope();
   }
 
   void close_level() {
     const Level& level = levels.back();
     search.shrink_variables(level.num_variables);
     theory.shrink_atoms(level.num_atoms);
+    small_domains.shrink_atoms(level.num_atoms);
     encoder.shrink(level.num_encoded);
+    problem.close_scope();
     num_assertions = level.num_assertions;
     levels.pop_back();
   }
 
-  void assert_term(const Term* term) {
-    std::optional<Literal> guard;
-    if (!levels.empty()) guard = ~levels.back().selector;
-    encoder.assert_term(term, guard);
-    ++num_assertions;
+  // Hands the search what is new in the problem.
+  void feed() {
+    theory.update();
+    Problem::Clause clause;
+    while (problem.take_clause(clause)) search.add_clause(clause.literals);
   }
 
+  Problem problem;
+  SmallDomains small_domains;
   DifferenceTheory theory;
   Search search;
   Encoder encoder;
@@ -145,21 +149,16 @@ void Engine::synchronise() {
     if (opens) {
       machinery_->open_level();
     } else {
-      machinery_->assert_term(assertions_[machinery_->num_assertions]);
+      const std::size_t position = machinery_->num_assertions;
+      machinery_->encoder.assert_term(assertions_[position], position);
+      ++machinery_->num_assertions;
     }
   }
+  machinery_->feed();
   machinery_->theory.start_check();
-  machinery_->theory.split_small_domains();
-  std::vector<Literal> clause;
-  while (machinery_->theory.take_clause(clause)) {
-    machinery_->search.add_clause(clause);
-  }
-  if (options_.machines == Machines::kOff) return;
-  std::vector<Literal> selectors;
-  for (const Machinery::Level& level : machinery_->levels) {
-    selectors.push_back(level.selector);
-  }
-  machinery_->theory.find_machines(selectors);
+  machinery_->small_domains.split(machinery_->search);
+  machinery_->feed();
+  if (options_.machines == Machines::kAuto) machinery_->theory.find_machines();
 }
 
 Answer Engine::check(const std::vector<const Term*>& assumptions) {
@@ -180,15 +179,13 @@ Answer Engine::check(const std::vector<const Term*>& assumptions) {
 
 Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
   synchronise();
-  std::vector<Literal> literals;
-  for (const Machinery::Level& level : machinery_->levels) {
-    literals.push_back(level.selector);
-  }
+  std::vector<Literal> literals = machinery_->problem.selectors();
   std::unordered_map<int, std::size_t> position_of;
   for (std::size_t k = 0; k < assumptions.size(); ++k) {
     literals.push_back(machinery_->encoder.literal_of(assumptions[k]));
     position_of.emplace(literals.back().code(), k);
   }
+  machinery_->feed();
   switch (machinery_->search.solve(literals)) {
     case Search::Result::kSat:
       break;

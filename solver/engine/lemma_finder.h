@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "solver/terms/constraint_mapper.h"
-#include "solver/terms/term_store.h"
 #include "vorn/dl/graph.h"
 #include "vorn/services/configuration.h"
+#include "vorn/services/linear_term_mapper.h"
+#include "vorn/services/term_manager.h"
 
 namespace vorn::solver {
 
@@ -27,16 +27,16 @@ namespace vorn::solver {
 /// before would end; if not, lemmas are off for that one replay.
 ///
 /// Cost: linear in the cycle for each conflict; nothing for other checks.
-/// Ownership: borrows mapper and store. Threads: none.
+/// Ownership: borrows mapper and manager. Threads: none.
 class LemmaFinder {
  public:
   /// Looks for the kinds of lemmas that `configuration` switches on.
   LemmaFinder(const Configuration::Theory::La& configuration,
-              ConstraintMapper& mapper, TermStore& store)
+              la::LinearTermMapper& mapper, TermManager& manager)
       : configuration_(configuration),
         pilot_configuration_(without_lemmas(configuration)),
-        graph_(&configuration_, &mapper, &store),
-        pilot_(&pilot_configuration_, &mapper, &store) {}
+        graph_(&configuration_, &mapper, &manager),
+        pilot_(&pilot_configuration_, &mapper, &manager) {}
 
   /// Looks for lemmas in this conflict and the one before it: the edges of a
   /// cycle in its direction, the one that closed it first, each with its

@@ -24,16 +24,15 @@ std::size_t index(int i) {
 // What a clause says about tasks, if anything: a bound with time in it is an
 // order of two.
 std::optional<SeparationTable::Clause> DifferenceTheory::read_orders(
-    const std::vector<Literal>& clause,
-    const std::vector<Literal>& selectors) const {
+    const std::vector<Literal>& clause) const {
+  const std::vector<Literal>& selectors = problem_.selectors();
   SeparationTable::Clause read;
   for (const Literal literal : clause) {
     if (search_->value(literal) == Value::kFalse) continue;
-    const int id =
-        literal.index() < bounds_.size() ? bounds_[literal.index()].id : 0;
+    const int id = problem_.atoms().bound(literal).id;
     if (id != 0) {
       // target - source <= -time: the target comes first.
-      const dl::Edge& edge = constraints_[index(id)].edge;
+      const dl::Edge& edge = edge_of(id);
       la::DNumber time(-edge.weight.rational(), -edge.weight.eps());
       if (!(la::DNumber() < time)) return {};
       read.orders.push_back(
@@ -51,11 +50,11 @@ std::optional<SeparationTable::Clause> DifferenceTheory::read_orders(
 // Calls a visitor with each constraint that level 0 makes hold.
 template <class Visit>
 void DifferenceTheory::for_each_fact(const Visit& visit) const {
-  for (const Atom& atom : atoms_) {
+  for (const AtomTable::Atom& atom : problem_.atoms().atoms()) {
     const Value value = search_->value(Literal(atom.variable, false));
     if (value == Value::kUnassigned) continue;
     const int id = atom.constraints[value == Value::kTrue ? 0 : 1];
-    visit(constraints_[index(id)].edge);
+    visit(edge_of(id));
   }
 }
 
@@ -69,7 +68,7 @@ int DifferenceTheory::find_origin(const std::vector<Machine>& machines) const {
   std::sort(tasks.begin(), tasks.end());
   tasks.erase(std::unique(tasks.begin(), tasks.end()), tasks.end());
 
-  const std::size_t num_nodes = index(mapper_.num_variables()) + 1;
+  const std::size_t num_nodes = index(problem_.atoms().num_nodes());
   // Neighbours along level-0 bounds, and against them.
   std::vector<std::vector<int>> neighbours[2];
   for (auto& lists : neighbours) lists.resize(num_nodes);
@@ -130,7 +129,7 @@ int DifferenceTheory::find_origin(const std::vector<Machine>& machines) const {
 // others, whatever separates them from each other can say it.
 std::vector<Precedence> DifferenceTheory::find_precedences(
     const std::vector<Separation>& separations) const {
-  const std::size_t num_nodes = index(mapper_.num_variables()) + 1;
+  const std::size_t num_nodes = index(problem_.atoms().num_nodes());
   std::vector<char> is_optional(num_nodes, 0);
   for (const Separation& s : separations) {
     if (s.first_presence.is_defined()) is_optional[index(s.first)] = 1;
@@ -168,24 +167,24 @@ std::vector<Precedence> DifferenceTheory::find_precedences(
   return result;
 }
 
-void DifferenceTheory::find_machines(const std::vector<Literal>& selectors) {
+void DifferenceTheory::find_machines() {
   const std::size_t num_known = separations_.size();
   search_->for_each_given_clause([&](const std::vector<Literal>& clause) {
-    const auto read = read_orders(clause, selectors);
+    const auto read = read_orders(clause);
     if (read) separations_.add(*read);
   });
   if (separations_.has_names()) {
     search_->for_each_given_clause([&](const std::vector<Literal>& clause) {
-      const auto read = read_orders(clause, selectors);
+      const auto read = read_orders(clause);
       if (read) separations_.add_named(*read);
     });
   }
   if (machines_ && num_known == separations_.size() &&
-      num_atoms_of_machines_ == atoms_.size()) {
+      num_atoms_of_machines_ == num_atoms_) {
     return;
   }
   machines_.reset();
-  num_atoms_of_machines_ = atoms_.size();
+  num_atoms_of_machines_ = num_atoms_;
   MachinePropagation::Problem problem;
   problem.separations = separations_.separations();
   match_presences(problem.separations);
@@ -199,20 +198,20 @@ void DifferenceTheory::find_machines(const std::vector<Literal>& selectors) {
       }
     }
   }
-  problem.num_nodes = mapper_.num_variables() + 1;
+  problem.num_nodes = problem_.atoms().num_nodes();
   problem.origin = find_origin(problem.machines);
-  for (const Atom& atom : atoms_) {
+  for (const AtomTable::Atom& atom : problem_.atoms().atoms()) {
     for (const int id : atom.constraints) {
-      problem.weights.push_back(&constraints_[index(id)].edge.weight);
+      problem.weights.push_back(&edge_of(id).weight);
     }
   }
   machines_ = MachinePropagation::make(std::move(problem), *search_);
   for (const Active& active : active_) {
-    const Constraint& constraint = constraints_[index(active.id)];
+    const Literal literal = literal_of(active.id);
     if (!active.implied) {
-      machines_->push(constraint.literal, active.id, constraint.edge);
+      machines_->push(literal, active.id, edge_of(active.id));
     }
-    machines_->assigned(constraint.literal);
+    machines_->assigned(literal);
   }
 }
 

@@ -1,27 +1,10 @@
 // SPDX-License-Identifier: MIT
+#include "solver/engine/small_domains.h"
+
 #include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <optional>
-#include <utility>
+#include <iterator>
+#include <unordered_map>
 #include <vector>
-
-#include "solver/engine/difference_theory.h"
-
-// Small domains: integer variables that the assertions confine to a few values
-// above a common node, such as the number of a machine or a task's place in a
-// short queue.
-//
-// Between two such variables the graph finds each contradiction as a triangle
-// through the common node, one conflict at a time, and only for comparisons
-// that the search has happened to decide. So each such variable gets an atom
-// for each of its values ("x is at most v"), and each bound between two of them
-// is tied to those atoms by clauses, as in an order encoding (Crawford and
-// Baker, "Experimental Results on the Application of Satisfiability Algorithms
-// to Scheduling Problems", 1994): with base z and D = (t - s <= c),
-//   t - z <= a and s - z >= a - c  imply D, and
-//   D and s - z <= a               imply t - z <= a + c.
-// Then one comparison propagates to all others without the graph.
 
 namespace vorn::solver {
 namespace {
@@ -34,14 +17,14 @@ constexpr std::size_t kMaxBoundsOnPair = 8;
 }  // namespace
 
 // The interval to which the level-0 literals confine a pair's difference.
-std::optional<DifferenceTheory::Domain> DifferenceTheory::domain_of(
-    const NodePair& pair) const {
+std::optional<SmallDomains::Domain> SmallDomains::domain_of(
+    const Problem& problem, const Search& search, const AtomTable::Pair& pair) {
   std::optional<QNumber> low;
   std::optional<QNumber> high;
   for (const auto& [weight, position] : pair.bounds) {
-    const Literal literal(atoms_[static_cast<std::size_t>(position)].variable,
-                          false);
-    switch (search_->value(literal)) {
+    const AtomTable::Atom& atom =
+        problem.atoms().atoms()[static_cast<std::size_t>(position)];
+    switch (search.value(Literal(atom.variable, false))) {
       case Value::kTrue:
         if (!high) high = weight.rational();
         break;
@@ -60,29 +43,31 @@ std::optional<DifferenceTheory::Domain> DifferenceTheory::domain_of(
   return Domain{*low, *high};
 }
 
-// The literal of "node's value above `base` is at most `value`"; nothing if
-// that is settled by the domain, and then `settled` says how.
-std::optional<Literal> DifferenceTheory::value_literal(int base, int node,
-                                                       const Domain& domain,
-                                                       const QNumber& value,
-                                                       bool& settled) {
-  settled = !(value < domain.high);
-  if (settled || value < domain.low) return std::nullopt;
-  const DifferenceBound bound{term_of(base), term_of(node),
-                              la::DNumber(value, QNumber(0))};
-  return literal_of(bound, true);
+// The literal of "node's value above `base` is at most `value`", or the
+// domain's own bound if that says already that it is not.
+// Requires: `value` is at most the domain's highest.
+Literal SmallDomains::at_most(int base, int node, const Domain& domain,
+                              const QNumber& value) {
+  QNumber limit = domain.low;
+  limit -= QNumber(1);
+  if (limit < value) limit = value;
+  const AtomTable& atoms = problem_.atoms();
+  return problem_.literal_of({atoms.term_of(base), atoms.term_of(node),
+                              la::DNumber(limit, QNumber(0))},
+                             true);
 }
 
-void DifferenceTheory::split_small_domains() {
+void SmallDomains::split(const Search& search) {
   // A variable's domain above another one; of a pair, each confines the other.
   struct Confined {
     int base;
     Domain domain;
   };
+  const AtomTable& table = problem_.atoms();
   std::unordered_map<int, std::vector<Confined>> by_node;
-  for (const NodePair& pair : pairs_) {
-    if (term_of(pair.target)->sort != Sort::kInt) continue;
-    const std::optional<Domain> domain = domain_of(pair);
+  for (const AtomTable::Pair& pair : table.pairs()) {
+    if (table.term_of(pair.target)->sort != Sort::kInt) continue;
+    const std::optional<Domain> domain = domain_of(problem_, search, pair);
     if (!domain) continue;
     by_node[pair.target].push_back({pair.source, *domain});
     // The constant 0 is no variable to split.
@@ -90,9 +75,9 @@ void DifferenceTheory::split_small_domains() {
     by_node[pair.source].push_back(
         {pair.target, {-domain->high, -domain->low}});
   }
-  const std::size_t num_atoms = atoms_.size();
+  const std::size_t num_atoms = table.atoms().size();
   for (std::size_t k = 0; k < num_atoms; ++k) {
-    const NodePair& pair = pairs_[static_cast<std::size_t>(atoms_[k].pair)];
+    const AtomTable::Pair& pair = table.pair_of(table.atoms()[k]);
     if (pair.bounds.size() > kMaxBoundsOnPair) continue;
     const auto sources = by_node.find(pair.source);
     const auto targets = by_node.find(pair.target);
@@ -107,56 +92,47 @@ void DifferenceTheory::split_small_domains() {
 }
 
 // Both kinds of clauses for one atom between two confined variables. Returns
-// the position of the newest atom in them.
-std::size_t DifferenceTheory::tie(std::size_t atom_index, int base,
-                                  const Domain& source_domain,
-                                  const Domain& target_domain) {
-  const auto pair = static_cast<std::size_t>(atoms_[atom_index].pair);
-  const int source = pairs_[pair].source;
-  const int target = pairs_[pair].target;
-  const QNumber limit = atoms_[atom_index].weight.rational();
-  const Literal difference(atoms_[atom_index].variable, false);
-  std::size_t newest = atom_index;
-  const auto add = [this, &newest](std::optional<Literal> a, bool a_settled,
-                                   std::optional<Literal> b, bool b_settled,
-                                   Literal c) {
-    if ((!a && a_settled) || (!b && b_settled)) return;
-    std::vector<Literal> clause{c};
-    if (a) clause.push_back(*a);
-    if (b) clause.push_back(*b);
-    for (const Literal literal : clause) {
-      const auto variable = static_cast<std::size_t>(literal.variable());
-      newest = std::max(newest,
-                        static_cast<std::size_t>(atom_of_variable_[variable]));
+// the position of the newest atom in them. Domains take part with their bounds,
+// false literals at level 0 that the search drops: so each clause is a sum.
+std::size_t SmallDomains::tie(std::size_t atom, int base,
+                              const Domain& source_domain,
+                              const Domain& target_domain) {
+  const AtomTable& table = problem_.atoms();
+  const int source = table.pair_of(table.atoms()[atom]).source;
+  const int target = table.pair_of(table.atoms()[atom]).target;
+  const QNumber limit = table.atoms()[atom].weight.rational();
+  const Literal difference(table.atoms()[atom].variable, false);
+  std::size_t newest = atom;
+  const auto add = [&](Literal a, Literal b, Literal c) {
+    for (const Literal literal : {a, b}) {
+      newest = std::max(newest, *table.position_of(literal.variable()));
     }
-    clauses_.push_back(std::move(clause));
-  };
-  const auto negate = [](std::optional<Literal> literal) {
-    if (literal) literal = ~*literal;
-    return literal;
+    problem_.add_clause({c, a, b}, {ClauseKind::kSmallDomain});
   };
   for (QNumber a = target_domain.low; a <= target_domain.high;
        a += QNumber(1)) {
-    bool at_most = false;
-    bool below = false;
-    const auto t = value_literal(base, target, target_domain, a, at_most);
+    const Literal t = at_most(base, target, target_domain, a);
     QNumber rest = a;
     rest -= limit;
     rest -= QNumber(1);
-    const auto s = value_literal(base, source, source_domain, rest, below);
-    add(negate(t), !at_most, s, below, difference);
+    if (!(rest < source_domain.high)) continue;
+    add(~t, at_most(base, source, source_domain, rest), difference);
   }
   for (QNumber a = source_domain.low; a <= source_domain.high;
        a += QNumber(1)) {
-    bool at_most = false;
-    bool implied = false;
-    const auto s = value_literal(base, source, source_domain, a, at_most);
+    const Literal s = at_most(base, source, source_domain, a);
     QNumber sum = a;
     sum += limit;
-    const auto t = value_literal(base, target, target_domain, sum, implied);
-    add(negate(s), !at_most, t, implied, ~difference);
+    if (!(sum < target_domain.high)) continue;
+    add(~s, at_most(base, target, target_domain, sum), ~difference);
   }
   return newest;
+}
+
+void SmallDomains::shrink_atoms(std::size_t count) {
+  for (auto tie = tied_.begin(); tie != tied_.end();) {
+    tie = tie->second >= count ? tied_.erase(tie) : std::next(tie);
+  }
 }
 
 }  // namespace vorn::solver

@@ -128,10 +128,10 @@ class StatementReader {
 
   void take_atom(Item item) {
     if (item.written == nullptr) item.written = item.term;
-    const Term* normal = normaliser_.normalise(item.term);
-    assert(normal != nullptr);
-    if (normal != item.term) {
-      item.term = normal;
+    const auto& normal = normaliser_.normalise(item.term);
+    assert(normal.term != nullptr);
+    if (normal.term != item.term) {
+      item.term = normal.term;
       pending_.push_back(item);
       return;
     }
@@ -141,13 +141,9 @@ class StatementReader {
     stated.atom = item.term;
     stated.negated = item.negated;
     stated.outright = outright_;
-    // Normal forms that always or never hold are constants.
-    [[maybe_unused]] const BoundOutcome outcome =
-        normaliser_.read_bound(item.term, stated.bound, stated.integer);
-    assert(outcome == BoundOutcome::kBound);
-    if (item.negated) {
-      stated.bound = negate_bound(stated.bound, stated.integer);
-    }
+    stated.integer = normal.integer;
+    stated.bound = item.negated ? negate_bound(normal.bound, normal.integer)
+                                : normal.bound;
     lineariser_.linearise_difference(item.term->arg(0), item.term->arg(1),
                                      stated.sum);
     stated.strict = (item.term->kind == Kind::kLess) != item.negated;

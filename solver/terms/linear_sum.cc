@@ -19,6 +19,12 @@
 
 namespace vorn::solver {
 
+bool is_integer(const LinearSum& sum) {
+  return std::all_of(
+      sum.monomials.begin(), sum.monomials.end(),
+      [](const LinearSum::Monomial& m) { return m.leaf->sort == Sort::kInt; });
+}
+
 bool Lineariser::linearise(const Term* term, LinearSum& sum) {
   heap_.clear();
   push(term, QNumber(1));

@@ -30,6 +30,9 @@ struct LinearSum {
   QNumber constant;
 };
 
+/// Whether every leaf is an integer.
+bool is_integer(const LinearSum& sum);
+
 /// Turns arithmetic terms into linear sums. An object keeps its buffer between
 /// calls, which saves allocations when many small atoms are turned.
 ///

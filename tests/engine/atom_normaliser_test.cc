@@ -40,11 +40,7 @@ class AtomNormaliserTest : public ::testing::Test {
       if (!seen.insert(top).second) continue;
       if (is_arithmetic_atom(top)) {
         ASSERT_TRUE(top->kind == Kind::kLeq || top->kind == Kind::kLess);
-        DifferenceBound bound;
-        bool integer = false;
-        ASSERT_EQ(normaliser.read_bound(top, bound, integer),
-                  BoundOutcome::kBound);
-        ASSERT_EQ(normaliser.normalise(top), top);
+        ASSERT_EQ(normaliser.normalise(top).term, top);
         continue;
       }
       stack.insert(stack.end(), top->args(), top->args() + top->num_args);
@@ -53,16 +49,13 @@ class AtomNormaliserTest : public ::testing::Test {
 
   void expect_bound(const Term* atom, const Term* source, const Term* target,
                     const la::DNumber& weight, bool expect_integer) {
-    ASSERT_EQ(normaliser.normalise(atom), atom);
-    DifferenceBound bound;
-    bool integer = !expect_integer;
-    ASSERT_EQ(normaliser.read_bound(atom, bound, integer),
-              BoundOutcome::kBound);
-    EXPECT_EQ(bound.source, source);
-    EXPECT_EQ(bound.target, target);
-    EXPECT_EQ(bound.weight.rational(), weight.rational());
-    EXPECT_EQ(bound.weight.eps(), weight.eps());
-    EXPECT_EQ(integer, expect_integer);
+    const AtomNormaliser::NormalForm& normal = normaliser.normalise(atom);
+    ASSERT_EQ(normal.term, atom);
+    EXPECT_EQ(normal.bound.source, source);
+    EXPECT_EQ(normal.bound.target, target);
+    EXPECT_EQ(normal.bound.weight.rational(), weight.rational());
+    EXPECT_EQ(normal.bound.weight.eps(), weight.eps());
+    EXPECT_EQ(normal.integer, expect_integer);
   }
 
   TermStore store;
@@ -90,7 +83,7 @@ TEST_F(AtomNormaliserTest, NormaliseBoundGivesTheBoundItself) {
 }
 
 // A wrong rounding loses solutions or invents them.
-TEST_F(AtomNormaliserTest, ReadBoundDividesAndRoundsIntegers) {
+TEST_F(AtomNormaliserTest, NormaliseDividesAndRoundsIntegers) {
   expect_bound(store.make_leq(times(2, x), number(5)), nullptr, x,
                la::DNumber(2, 0), true);
   expect_bound(store.make_less(times(2, x), number(5)), nullptr, x,
@@ -113,19 +106,19 @@ TEST_F(AtomNormaliserTest, ReadBoundDividesAndRoundsIntegers) {
 TEST_F(AtomNormaliserTest, NormaliseEqualityGivesTwoBounds) {
   const Term* equal = store.make_equal(x, store.make_plus(y, number(1)));
 
-  const Term* normal = normaliser.normalise(equal);
+  const Term* normal = normaliser.normalise(equal).term;
 
   ASSERT_NE(normal, nullptr);
   ASSERT_EQ(normal->kind, Kind::kAnd);
   EXPECT_EQ(normal->num_args, 2U);
   expect_only_bounds(normal);
-  EXPECT_EQ(normaliser.normalise(equal), normal);
+  EXPECT_EQ(normaliser.normalise(equal).term, normal);
 }
 
 // 2x = 3 has no integer solution but reads like a bound on each side.
 TEST_F(AtomNormaliserTest, NormaliseEqualityWithoutIntegerSolutionHasNone) {
   const Term* normal =
-      normaliser.normalise(store.make_equal(times(2, x), number(3)));
+      normaliser.normalise(store.make_equal(times(2, x), number(3))).term;
 
   ASSERT_NE(normal, nullptr);
   for (int value = -3; value <= 4; ++value) {
@@ -139,7 +132,7 @@ TEST_F(AtomNormaliserTest, NormaliseEqualityWithoutIntegerSolutionHasNone) {
 TEST_F(AtomNormaliserTest, NormaliseDistinctSeparatesEveryPair) {
   const Term* distinct = store.make_distinct({x, y, z, number(0)});
 
-  const Term* normal = normaliser.normalise(distinct);
+  const Term* normal = normaliser.normalise(distinct).term;
 
   ASSERT_NE(normal, nullptr);
   expect_only_bounds(normal);
@@ -155,12 +148,14 @@ TEST_F(AtomNormaliserTest, NormaliseDistinctSeparatesEveryPair) {
 TEST_F(AtomNormaliserTest, NormaliseAtomWithoutVariablesGivesConstant) {
   const Term* next = store.make_plus(x, number(1));
 
-  EXPECT_EQ(normaliser.normalise(store.make_leq(x, x)), store.make_true());
-  EXPECT_EQ(normaliser.normalise(store.make_less(x, x)), store.make_false());
-  EXPECT_EQ(normaliser.normalise(store.make_leq(next, x)), store.make_false());
-  EXPECT_EQ(normaliser.normalise(store.make_equal(next, x)),
+  EXPECT_EQ(normaliser.normalise(store.make_leq(x, x)).term, store.make_true());
+  EXPECT_EQ(normaliser.normalise(store.make_less(x, x)).term,
             store.make_false());
-  EXPECT_EQ(normaliser.normalise(store.make_distinct({next, x})),
+  EXPECT_EQ(normaliser.normalise(store.make_leq(next, x)).term,
+            store.make_false());
+  EXPECT_EQ(normaliser.normalise(store.make_equal(next, x)).term,
+            store.make_false());
+  EXPECT_EQ(normaliser.normalise(store.make_distinct({next, x})).term,
             store.make_true());
 }
 
@@ -176,10 +171,10 @@ TEST_F(AtomNormaliserTest, NormaliseAtomOutsideGivesNull) {
       store.make_ite(p, store.make_plus(x, y), zero),
   };
   for (const Term* sum : sums) {
-    EXPECT_EQ(normaliser.normalise(store.make_leq(sum, zero)), nullptr);
-    EXPECT_EQ(normaliser.normalise(store.make_less(zero, sum)), nullptr);
-    EXPECT_EQ(normaliser.normalise(store.make_equal(sum, zero)), nullptr);
-    EXPECT_EQ(normaliser.normalise(store.make_distinct({zero, x, sum})),
+    EXPECT_EQ(normaliser.normalise(store.make_leq(sum, zero)).term, nullptr);
+    EXPECT_EQ(normaliser.normalise(store.make_less(zero, sum)).term, nullptr);
+    EXPECT_EQ(normaliser.normalise(store.make_equal(sum, zero)).term, nullptr);
+    EXPECT_EQ(normaliser.normalise(store.make_distinct({zero, x, sum})).term,
               nullptr);
   }
 }
@@ -211,7 +206,7 @@ TEST_F(AtomNormaliserTest, NormaliseOtherIteLiftsIt) {
       store.make_distinct({doubled, number(2), number(4)}),
   };
   for (const Term* atom : atoms) {
-    const Term* normal = normaliser.normalise(atom);
+    const Term* normal = normaliser.normalise(atom).term;
     ASSERT_NE(normal, nullptr);
     EXPECT_NE(normal, atom);
     expect_only_bounds(normal);
@@ -240,9 +235,9 @@ TEST_F(AtomNormaliserTest, NormaliseDeepIteChainsEnds) {
   const Term* bound = store.make_leq(named, z);
   const Term* too_deep = store.make_leq(unnamed, number(7));
 
-  EXPECT_EQ(normaliser.normalise(bound), bound);
+  EXPECT_EQ(normaliser.normalise(bound).term, bound);
   EXPECT_EQ(normaliser.first_outside(bound), nullptr);
-  EXPECT_EQ(normaliser.normalise(too_deep), nullptr);
+  EXPECT_EQ(normaliser.normalise(too_deep).term, nullptr);
   EXPECT_EQ(normaliser.first_outside(too_deep), too_deep);
 }
 
@@ -253,7 +248,7 @@ TEST_F(AtomNormaliserTest, NormaliseGivesUpPastTheMostLifts) {
     const Term* condition = symbol("c" + std::to_string(i), Sort::kBool);
     sum = store.make_plus(sum,
                           store.make_ite(condition, number(1 << i), number(0)));
-    const Term* normal = normaliser.normalise(store.make_leq(sum, y));
+    const Term* normal = normaliser.normalise(store.make_leq(sum, y)).term;
     // 2 + 4 + ... lifts.
     const bool few = (2 << i) - 1 <= AtomNormaliser::kMaxLifts;
     EXPECT_EQ(normal != nullptr, few) << i;
@@ -318,7 +313,7 @@ TEST_F(AtomNormaliserTest, NormaliseKeepsTheMeaningOfRandomAtoms) {
           break;
       }
       if (!is_arithmetic_atom(atom)) continue;
-      const Term* normal = normaliser.normalise(atom);
+      const Term* normal = normaliser.normalise(atom).term;
       if (normal == nullptr) {
         ++num_outside;
         continue;

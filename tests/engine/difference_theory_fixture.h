@@ -12,11 +12,9 @@
 #include <utility>
 #include <vector>
 
-#include "solver/engine/atom_normaliser.h"
-#include "solver/engine/difference_theory.h"
-#include "solver/search/search.h"
 #include "solver/terms/difference_bound.h"
 #include "solver/terms/term_store.h"
+#include "tests/engine/problem_rig.h"
 #include "tests/terms/random_terms.h"
 
 namespace vorn::solver::testing {
@@ -27,8 +25,7 @@ namespace vorn::solver::testing {
 class DifferenceTheoryFixture : public ::testing::Test {
  protected:
   explicit DifferenceTheoryFixture(Configuration::Theory::La configuration = {})
-      : theory(store, normaliser, configuration), search(&theory) {
-    theory.attach(&search);
+      : rig(store, configuration) {
     for (int i = 0; i < 5; ++i) {
       const std::string suffix = std::to_string(i);
       ints.push_back(store.make_symbol("i" + suffix, Sort::kInt));
@@ -42,21 +39,11 @@ class DifferenceTheoryFixture : public ::testing::Test {
     return {source, target, la::DNumber(weight, strict ? -1 : 0)};
   }
   Literal int_literal(const Term* source, const Term* target, int weight) {
-    return theory.literal_of(bound(source, target, weight), true);
+    return rig.literal_of(bound(source, target, weight), true);
   }
   Literal real_literal(const Term* source, const Term* target, int weight,
                        bool strict = false) {
-    return theory.literal_of(bound(source, target, weight, strict), false);
-  }
-
-  std::vector<std::vector<Literal>> take_clauses() {
-    std::vector<std::vector<Literal>> clauses;
-    std::vector<Literal> clause;
-    while (theory.take_clause(clause)) clauses.push_back(clause);
-    return clauses;
-  }
-  void add_clauses() {
-    for (const auto& clause : take_clauses()) search.add_clause(clause);
+    return rig.literal_of(bound(source, target, weight, strict), false);
   }
 
   // The edge that a literal pushes; before any atom was forgotten.
@@ -99,9 +86,9 @@ class DifferenceTheoryFixture : public ::testing::Test {
   }
 
   TermStore store;
-  AtomNormaliser normaliser{store};
-  DifferenceTheory theory;
-  Search search;
+  ProblemRig rig;
+  DifferenceTheory& theory = rig.theory;
+  Search& search = rig.search;
   std::vector<const Term*> ints;
   std::vector<const Term*> reals;
 };

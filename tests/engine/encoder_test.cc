@@ -11,25 +11,22 @@
 #include <vector>
 
 #include "solver/engine/atom_normaliser.h"
-#include "solver/engine/difference_theory.h"
 #include "solver/search/search.h"
 #include "solver/terms/term_store.h"
+#include "tests/engine/problem_rig.h"
 #include "tests/terms/random_terms.h"
 
 namespace vorn::solver {
 namespace {
 
 // An encoder with all that it needs, over a store of the caller.
-struct Rig {
+struct Rig : testing::ProblemRig {
   explicit Rig(TermStore& store)
-      : normaliser(store),
-        theory(store, normaliser, {}),
-        search(&theory),
-        encoder((theory.attach(&search), store), normaliser, theory, search) {}
+      : ProblemRig(store),
+        normaliser(store),
+        encoder(store, normaliser, problem) {}
 
   AtomNormaliser normaliser;
-  DifferenceTheory theory;
-  Search search;
   Encoder encoder;
 };
 
@@ -63,7 +60,7 @@ class EncoderTest : public ::testing::Test {
   }
 
   static bool is_sat(Rig& rig, const std::vector<Literal>& assumptions) {
-    const Search::Result result = rig.search.solve(assumptions);
+    const Search::Result result = rig.solve(assumptions);
     EXPECT_NE(result, Search::Result::kUnknown);
     return result == Search::Result::kSat;
   }
@@ -75,8 +72,8 @@ class EncoderTest : public ::testing::Test {
     Rig asserted(store);
     Rig denied(store);
     const Literal literal = literals.encoder.literal_of(term);
-    asserted.encoder.assert_term(term, std::nullopt);
-    denied.encoder.assert_term(store.make_not(term), std::nullopt);
+    asserted.encoder.assert_term(term);
+    denied.encoder.assert_term(store.make_not(term));
     for (int bits = 0; bits < 1 << bools.size(); ++bits) {
       const bool value = testing::naive_bool(term, point(bits));
       std::vector<Literal> assumptions = assume(literals, bits);
@@ -172,21 +169,23 @@ TEST_F(EncoderTest, LiteralOfRandomTermFollowsItsTruthTable) {
   }
 }
 
-// A guard is one more literal of each clause: true, it lifts the assertion.
-TEST_F(EncoderTest, AssertTermWithTrueGuardAssertsNothing) {
+// In a scope each clause has one more literal: its selector false, it asserts
+// nothing.
+TEST_F(EncoderTest, AssertTermInScopeHoldsWithItsSelector) {
   Rig rig(store);
-  const Literal guard(rig.search.new_variable(), false);
+  rig.problem.open_scope();
+  const Literal selector = rig.problem.selectors().back();
   const Term* p = bools[0];
   const Term* q = bools[1];
-  rig.encoder.assert_term(store.make_and({p, store.make_equal(p, q)}), guard);
+  rig.encoder.assert_term(store.make_and({p, store.make_equal(p, q)}));
   const Literal not_q = ~rig.encoder.literal_of(q);
 
-  EXPECT_TRUE(is_sat(rig, {guard, not_q}));
-  EXPECT_TRUE(is_sat(rig, {~guard}));
-  EXPECT_FALSE(is_sat(rig, {~guard, not_q}));
-  rig.encoder.assert_term(store.make_false(), guard);
-  EXPECT_FALSE(is_sat(rig, {~guard}));
-  EXPECT_TRUE(is_sat(rig, {guard}));
+  EXPECT_TRUE(is_sat(rig, {~selector, not_q}));
+  EXPECT_TRUE(is_sat(rig, {selector}));
+  EXPECT_FALSE(is_sat(rig, {selector, not_q}));
+  rig.encoder.assert_term(store.make_false());
+  EXPECT_FALSE(is_sat(rig, {selector}));
+  EXPECT_TRUE(is_sat(rig, {~selector}));
 }
 
 // Encoding a shared subterm again and again is exponential in the worst case.
@@ -195,16 +194,16 @@ TEST_F(EncoderTest, LiteralOfSharedSubtermIsEncodedOnce) {
   const Term* atom = store.make_leq(x, y);
   const Term* shared = store.make_xor(atom, bools[0]);
   const Literal literal = rig.encoder.literal_of(shared);
-  const int num_variables = rig.search.num_variables();
+  const int num_variables = rig.problem.num_variables();
   const std::size_t size = rig.encoder.size();
 
   EXPECT_EQ(rig.encoder.literal_of(shared), literal);
   EXPECT_EQ(rig.encoder.literal_of(store.make_not(shared)), ~literal);
   EXPECT_EQ(rig.encoder.find(shared), literal);
-  EXPECT_EQ(rig.search.num_variables(), num_variables);
+  EXPECT_EQ(rig.problem.num_variables(), num_variables);
   EXPECT_EQ(rig.encoder.size(), size + 1);  // the negation
   rig.encoder.literal_of(store.make_and({shared, bools[0], atom}));
-  EXPECT_EQ(rig.search.num_variables(), num_variables + 1);
+  EXPECT_EQ(rig.problem.num_variables(), num_variables + 1);
 }
 
 // Terms whose trees are far too large to walk.
@@ -217,7 +216,7 @@ TEST_F(EncoderTest, LiteralOfDoublingDagIsLinear) {
   }
 
   rig.encoder.literal_of(term);
-  EXPECT_LT(rig.search.num_variables(), 1000);
+  EXPECT_LT(rig.problem.num_variables(), 1000);
   EXPECT_TRUE(is_sat(rig, {}));
 }
 
@@ -235,7 +234,7 @@ TEST_F(EncoderTest, LiteralOfDeepTermEnds) {
   }
 
   rig.encoder.literal_of(chain);
-  rig.encoder.assert_term(store.make_leq(number_chain, y), std::nullopt);
+  rig.encoder.assert_term(store.make_leq(number_chain, y));
   EXPECT_TRUE(is_sat(rig, {}));
 }
 
@@ -254,14 +253,15 @@ TEST_F(EncoderTest, ShrinkForgetsWhatCameLater) {
   Rig rig(store);
   const Term* old_term = store.make_and({bools[0], store.make_leq(x, y)});
   const Literal old_literal = rig.encoder.literal_of(old_term);
-  const int num_variables = rig.search.num_variables();
-  const std::size_t num_atoms = rig.theory.num_atoms();
+  const int num_variables = rig.problem.num_variables();
+  const std::size_t num_atoms = rig.num_atoms();
   const std::size_t size = rig.encoder.size();
   const Term* ite = store.make_ite(bools[1], x, number(4));
   const Term* new_term =
       store.make_xor(old_term, store.make_leq(ite, number(7)));
   for (int round = 0; round < 3; ++round) {
     SCOPED_TRACE(round);
+    rig.problem.open_scope();
     const Literal new_literal = rig.encoder.literal_of(new_term);
     const Literal p1 = rig.encoder.literal_of(bools[1]);
     const Literal big = rig.encoder.literal_of(store.make_leq(number(8), x));
@@ -271,14 +271,13 @@ TEST_F(EncoderTest, ShrinkForgetsWhatCameLater) {
     EXPECT_TRUE(is_sat(rig, {~p1, big, ~old_literal, new_literal}));
     EXPECT_FALSE(is_sat(rig, {~p1, big, old_literal, new_literal}));
 
-    rig.search.shrink_variables(num_variables);
-    rig.theory.shrink_atoms(num_atoms);
+    rig.close_scope(num_atoms, num_variables);
     rig.encoder.shrink(size);
     EXPECT_EQ(rig.encoder.size(), size);
     EXPECT_EQ(rig.encoder.find(old_term), old_literal);
     EXPECT_FALSE(rig.encoder.find(new_term).has_value());
     EXPECT_FALSE(rig.encoder.find(bools[1]).has_value());
-    EXPECT_EQ(rig.search.num_variables(), num_variables);
+    EXPECT_EQ(rig.problem.num_variables(), num_variables);
   }
 }
 
@@ -287,7 +286,7 @@ TEST_F(EncoderTest, AssertTermDefinesNamedItes) {
   Rig rig(store);
   const Term* inner = store.make_ite(bools[1], x, number(2));
   const Term* ite = store.make_ite(bools[0], inner, y);
-  rig.encoder.assert_term(store.make_leq(number(10), ite), std::nullopt);
+  rig.encoder.assert_term(store.make_leq(number(10), ite));
   const Literal p0 = rig.encoder.literal_of(bools[0]);
   const Literal p1 = rig.encoder.literal_of(bools[1]);
   const Literal small_x = rig.encoder.literal_of(store.make_leq(x, number(9)));

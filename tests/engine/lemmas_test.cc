@@ -33,12 +33,12 @@ class LearningTheoryTest : public testing::DifferenceTheoryFixture {
       const int source = pick(6);
       const int target = (source + 1 + pick(5)) % 6;
       literals.push_back(
-          theory.literal_of(bound(nodes[static_cast<std::size_t>(source)],
-                                  nodes[static_cast<std::size_t>(target)],
-                                  pick(9) - 4, !integer && pick(2) == 0),
-                            integer));
+          rig.literal_of(bound(nodes[static_cast<std::size_t>(source)],
+                               nodes[static_cast<std::size_t>(target)],
+                               pick(9) - 4, !integer && pick(2) == 0),
+                         integer));
     }
-    take_clauses();
+    rig.take_clauses();
     for (int round = 0; round < 40; ++round) {
       std::shuffle(literals.begin(), literals.end(), rng);
       std::set<int> assigned;
@@ -51,7 +51,7 @@ class LearningTheoryTest : public testing::DifferenceTheoryFixture {
         if (!theory.propagate(implied, conflict)) break;
       }
       theory.backtrack(0);
-      const std::size_t num_atoms = theory.num_atoms();
+      const std::size_t num_atoms = rig.num_atoms();
       std::vector<Literal> clause;
       while (theory.next_lemma(clause)) {
         ++num_lemmas;
@@ -64,7 +64,7 @@ class LearningTheoryTest : public testing::DifferenceTheoryFixture {
         ASSERT_FALSE(are_consistent(negations));
         clause.clear();
       }
-      num_new_atoms += static_cast<int>(theory.num_atoms() - num_atoms);
+      num_new_atoms += static_cast<int>(rig.num_atoms() - num_atoms);
     }
   }
 };
@@ -88,6 +88,8 @@ TEST_F(LearningTheoryTest, NextLemmaGivesValidClauses) {
 TEST_F(LearningTheoryTest, ShrinkAtomsDropsWaitingLemmas) {
   for (unsigned seed = 0; seed < 200; ++seed) {
     std::mt19937 rng(seed);
+    rig.problem.open_scope();
+    theory.update();
     std::vector<Literal> literals;
     for (int i = 0; i < 20; ++i) {
       const auto source = static_cast<std::size_t>(rng() % 5);
@@ -96,7 +98,7 @@ TEST_F(LearningTheoryTest, ShrinkAtomsDropsWaitingLemmas) {
       literals.push_back(int_literal(ints[source], ints[target],
                                      static_cast<int>(rng() % 7) - 4));
     }
-    take_clauses();
+    rig.take_clauses();
     for (int round = 0; round < 10 && !has_lemmas(); ++round) {
       std::shuffle(literals.begin(), literals.end(), rng);
       std::vector<Literal> implied;
@@ -110,8 +112,7 @@ TEST_F(LearningTheoryTest, ShrinkAtomsDropsWaitingLemmas) {
       theory.backtrack(-1);
     }
     const bool waiting = has_lemmas();
-    theory.shrink_atoms(0);
-    search.shrink_variables(0);
+    rig.close_scope(0, 0);
     std::vector<Literal> clause;
     EXPECT_FALSE(theory.next_lemma(clause));
     if (waiting) return;

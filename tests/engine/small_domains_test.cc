@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "solver/engine/small_domains.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "solver/engine/difference_theory.h"
 #include "tests/engine/difference_theory_fixture.h"
+#include "tests/engine/problem_rig.h"
 
 namespace vorn::solver {
 namespace {
@@ -17,16 +19,13 @@ using SmallDomainsTest = testing::DifferenceTheoryFixture;
 
 // What ties values to bounds must be true wherever the variables may be: it is
 // added to the problem without being asked for.
-TEST_F(SmallDomainsTest, SplitSmallDomainsGivesValidClauses) {
+TEST_F(SmallDomainsTest, SplitGivesValidClauses) {
   constexpr int kMost = 6;
   std::size_t num_clauses = 0;
   for (unsigned seed = 0; seed < 60; ++seed) {
     SCOPED_TRACE(seed);
     TermStore terms;
-    AtomNormaliser atoms(terms);
-    DifferenceTheory small(terms, atoms, {});
-    Search small_search(&small);
-    small.attach(&small_search);
+    testing::ProblemRig small(terms);
     std::mt19937 rng(seed);
     const auto pick = [&rng](int n) {
       return static_cast<int>(rng() % static_cast<unsigned>(n));
@@ -53,18 +52,18 @@ TEST_F(SmallDomainsTest, SplitSmallDomainsGivesValidClauses) {
       const int source = pick(4);
       make_literal(source, (source + 1 + pick(3)) % 4, pick(7) - 3);
     }
-    std::vector<Literal> clause;
-    while (small.take_clause(clause)) small_search.add_clause(clause);
-    for (const Literal fact : facts) small_search.add_clause({fact});
+    small.feed();
+    for (const Literal fact : facts) small.search.add_clause({fact});
 
-    small.split_small_domains();
+    SmallDomains(small.problem).split(small.search);
+    small.theory.update();
 
     // Atom v is variable v, its constraints 2v + 1 and 2v + 2; i1 to i3 are
     // nodes in the order in which they were first seen.
     const auto is_true = [&](Literal literal, const std::vector<int>& values) {
       const int constraint =
           2 * literal.variable() + (literal.is_negated() ? 2 : 1);
-      const dl::Edge edge = small.graph().get_edge(2 * constraint);
+      const dl::Edge edge = small.theory.graph().get_edge(2 * constraint);
       const int difference = values[static_cast<std::size_t>(edge.target)] -
                              values[static_cast<std::size_t>(edge.source)];
       return QNumber(difference) <= edge.weight.rational();
@@ -80,7 +79,7 @@ TEST_F(SmallDomainsTest, SplitSmallDomainsGivesValidClauses) {
         points.push_back(values);
       }
     }
-    while (small.take_clause(clause)) {
+    for (const std::vector<Literal>& clause : small.take_clauses()) {
       ++num_clauses;
       for (const std::vector<int>& values : points) {
         ASSERT_TRUE(std::any_of(
@@ -93,21 +92,22 @@ TEST_F(SmallDomainsTest, SplitSmallDomainsGivesValidClauses) {
 }
 
 // Each check asks for this; a clause given again each time would pile up.
-TEST_F(SmallDomainsTest, SplitSmallDomainsAgainGivesNothingNew) {
+TEST_F(SmallDomainsTest, SplitAgainGivesNothingNew) {
   for (int i = 0; i < 2; ++i) {
     const Term* x = ints[static_cast<std::size_t>(i)];
     search.add_clause({int_literal(nullptr, x, 2)});
     search.add_clause({int_literal(x, nullptr, 0)});
   }
   int_literal(ints[0], ints[1], -1);
-  add_clauses();
-  theory.split_small_domains();
-  const auto clauses = take_clauses();
-  ASSERT_FALSE(clauses.empty());
-  for (const auto& clause : clauses) search.add_clause(clause);
+  rig.feed();
+  SmallDomains domains(rig.problem);
+  domains.split(search);
+  const std::size_t num_clauses = rig.problem.num_clauses();
+  rig.feed();
+  EXPECT_GT(rig.problem.num_clauses(), 0U);
 
-  theory.split_small_domains();
-  EXPECT_TRUE(take_clauses().empty());
+  domains.split(search);
+  EXPECT_EQ(rig.problem.num_clauses(), num_clauses);
 }
 
 }  // namespace

@@ -122,7 +122,7 @@ class ChosenWindows {
   ChosenWindows(unsigned seed, Kind kind)
       : random_(seed),
         kind_(kind),
-        theory_(store_, normaliser_, {}),
+        theory_(store_, problem_, {}),
         watched_(theory_),
         search_(&watched_) {
     theory_.attach(&search_);
@@ -133,10 +133,17 @@ class ChosenWindows {
     const int n = random_.between(4, 6);
     watched_.separations.num_tasks = shop_.num_tasks = n;
     watched_.separations.num_bools = shop_.num_bools = kBools;
-    for (int b = 0; b < kBools; ++b) {
-      bools_.emplace_back(search_.new_variable(), false);
-      watched_.set_boolean(bools_.back(), b);
+    if (kind_ == Kind::kSelector) {
+      problem_.open_scope();
+      bools_ = problem_.selectors();
     }
+    for (int b = 0; b < kBools; ++b) {
+      if (bools_.size() == static_cast<std::size_t>(b)) {
+        bools_.emplace_back(problem_.new_variable(), false);
+      }
+      watched_.set_boolean(boolean(b), b);
+    }
+    theory_.update();
     std::vector<int> durations;
     int work = 0;
     for (int task = 0; task < n; ++task) {
@@ -168,18 +175,16 @@ class ChosenWindows {
       }
       add(clause);
     }
-    std::vector<Literal> clause;
-    while (theory_.take_clause(clause)) search_.add_clause(clause);
+    Problem::Clause clause;
+    while (problem_.take_clause(clause)) search_.add_clause(clause.literals);
     // What is true for good need not be said.
     for (int b = 0; b < kBools; ++b) {
       if (search_.value(boolean(b)) != Value::kTrue) continue;
       watched_.separations.clauses.push_back({{}, {b}, {}});
     }
-    std::vector<Literal> selectors;
-    if (kind_ == Kind::kSelector) selectors.push_back(bools_[0]);
     theory_.start_check();
-    theory_.find_machines(selectors);
-    std::vector<Literal> assumptions = selectors;
+    theory_.find_machines();
+    std::vector<Literal> assumptions = problem_.selectors();
     if (kind_ == Kind::kPresences && random_.pick(4) != 0) {
       // Else the search would rather have most tasks away.
       assumptions = {bools_[0], bools_[1], bools_[2]};
@@ -236,7 +241,8 @@ class ChosenWindows {
       const auto weight = static_cast<int>(bound.weight / kWhole);
       const DifferenceBound difference{node(bound.y), node(bound.x),
                                        la::DNumber(weight, 0)};
-      literals.push_back(theory_.literal_of(difference, true));
+      literals.push_back(problem_.literal_of(difference, true));
+      theory_.update();
       watched_.set_bound(literals.back(), bound);
     }
     search_.add_clause(literals);
@@ -250,7 +256,7 @@ class ChosenWindows {
   Random random_;
   Kind kind_;
   TermStore store_;
-  AtomNormaliser normaliser_{store_};
+  Problem problem_;
   DifferenceTheory theory_;
   WatchedTheory watched_;
   Search search_;

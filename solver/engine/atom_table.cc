@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+#include "solver/engine/atom_table.h"
+
+#include <cassert>
+#include <utility>
+
+namespace vorn::solver {
+namespace {
+
+std::size_t index(int i) {
+  return static_cast<std::size_t>(i);
+}
+
+std::uint64_t key_of(int source, int target) {
+  return (static_cast<std::uint64_t>(source) << 32U) |
+         static_cast<std::uint64_t>(target);
+}
+
+}  // namespace
+
+int AtomTable::add_node(const Term* variable) {
+  if (variable == nullptr) return 0;
+  const auto [position, is_new] = nodes_.emplace(variable, num_nodes());
+  if (is_new) terms_.push_back(variable);
+  return position->second;
+}
+
+int AtomTable::node_of(const Term* variable) const {
+  const auto position = nodes_.find(variable);
+  return position == nodes_.end() ? 0 : position->second;
+}
+
+std::pair<Literal, bool> AtomTable::insert(const DifferenceBound& bound,
+                                           bool integer, int variable) {
+  const int source = add_node(bound.source);
+  const int target = add_node(bound.target);
+  if (source > target) {
+    const auto [opposite, is_new] =
+        insert(negate_bound(bound, integer), integer, variable);
+    return {~opposite, is_new};
+  }
+  const auto [position, is_new_pair] = pair_positions_.emplace(
+      key_of(source, target), static_cast<int>(pairs_.size()));
+  if (is_new_pair) pairs_.push_back({source, target, {}});
+  const int pair = position->second;
+  const auto next = static_cast<int>(atoms_.size());
+  const auto [found, is_new] =
+      pairs_[index(pair)].bounds.emplace(bound.weight, next);
+  if (!is_new) {
+    return {Literal(atoms_[index(found->second)].variable, false), false};
+  }
+  if (index(variable) >= atom_of_variable_.size()) {
+    atom_of_variable_.resize(index(variable) + 1, -1);
+    bounds_.resize(2 * index(variable) + 2);
+  }
+  assert(atom_of_variable_[index(variable)] < 0);
+  const Literal literal(variable, false);
+  const DifferenceBound opposite = negate_bound(bound, integer);
+  Atom atom{variable, {0, 0}, pair, bound.weight};
+  atom.constraints[0] =
+      add_constraint({source, target, bound.weight, 0}, literal, 2 * pair);
+  atom.constraints[1] = add_constraint({target, source, opposite.weight, 0},
+                                       ~literal, 2 * pair + 1);
+  atom_of_variable_[index(variable)] = next;
+  atoms_.push_back(std::move(atom));
+  return {literal, true};
+}
+
+int AtomTable::add_constraint(const dl::Edge& edge, Literal literal,
+                              int direction) {
+  const int id = num_constraints() + 1;
+  constraints_.push_back(
+      {literal, dl::Edge(edge.source, edge.target, edge.weight, id)});
+  bounds_[literal.index()] = {id, direction, edge.weight};
+  return id;
+}
+
+void AtomTable::remove_last() {
+  assert(!atoms_.empty());
+  const Atom& atom = atoms_.back();
+  atom_of_variable_[index(atom.variable)] = -1;
+  for (const bool negated : {false, true}) {
+    bounds_[Literal(atom.variable, negated).index()] = Bound();
+  }
+  pairs_[index(atom.pair)].bounds.erase(atom.weight);
+  atoms_.pop_back();
+}
+
+std::optional<std::size_t> AtomTable::position_of(int variable) const {
+  if (index(variable) >= atom_of_variable_.size()) return std::nullopt;
+  const int position = atom_of_variable_[index(variable)];
+  if (position < 0) return std::nullopt;
+  return index(position);
+}
+
+}  // namespace vorn::solver

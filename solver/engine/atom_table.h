@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SOLVER_ENGINE_ATOM_TABLE_H
+#define VORN_SOLVER_ENGINE_ATOM_TABLE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "solver/search/literal.h"
+#include "solver/terms/difference_bound.h"
+#include "solver/terms/term.h"
+#include "vorn/dl/edge.h"
+#include "vorn/numbers/d_number.h"
+
+namespace vorn::solver {
+
+/// The bounds of a problem, each once, as literals and as edges of a graph.
+///
+/// Each bound is an *atom*: one Boolean variable and two constraints, one for
+/// each polarity. Over the integers the negation of a bound is the tightened
+/// opposite bound, over the reals the strict one. Of x - y <= w and
+/// y - x <= v one is kept as the negation of the other kind, so both directions
+/// of a pair lie in one order.
+///
+/// Constraints are numbered from 1 and no number is used twice, not even after
+/// its atom was forgotten: the graph's lemma search reads the edges of past
+/// conflicts, and takes edge 0 for no edge. Node 0 is the constant 0; the
+/// others are numbered from 1.
+///
+/// Cost: O(1) expected, but a bound is found among those of its pair in
+/// logarithmic time. Ownership: borrows the terms. Threads: none.
+class AtomTable {
+ public:
+  /// Two nodes with bounds between them, source < target.
+  struct Pair {
+    /// The lower node.
+    int source;
+    /// The higher node.
+    int target;
+    /// Positions of atoms by the weight of target - source <= weight.
+    std::map<la::DNumber, int> bounds;
+  };
+  /// A bound target - source <= weight on a pair.
+  struct Atom {
+    /// True when the bound holds.
+    int variable;
+    /// Constraint ids of the atom and of its negation.
+    int constraints[2];
+    /// Position in pairs().
+    int pair;
+    /// The bound's.
+    la::DNumber weight;
+  };
+  /// What a constraint id stands for.
+  struct Constraint {
+    /// True when the constraint holds.
+    Literal literal;
+    /// The constraint, with the id as its own.
+    dl::Edge edge;
+  };
+  /// What an assignment needs to know of a literal, in little memory: a search
+  /// asks a hundred times more often than for anything else here.
+  struct Bound {
+    /// Constraint id; 0 for a literal of no atom.
+    int id = 0;
+    /// Twice the pair, plus 1 for a bound from target to source.
+    int direction = 0;
+    /// The constraint's.
+    la::DNumber weight;
+  };
+
+  /// Ensures: no atoms, and no node but 0.
+  AtomTable() : constraints_(1) {}
+
+  /// The node of a variable, a new one if it has none; 0 for null.
+  int add_node(const Term* variable);
+  /// The node of a variable; 0 if it has none.
+  int node_of(const Term* variable) const;
+  /// The variable of a node; null for node 0.
+  const Term* term_of(int node) const {
+    return node == 0 ? nullptr : terms_[static_cast<std::size_t>(node) - 1];
+  }
+  /// Node 0 included.
+  int num_nodes() const { return static_cast<int>(terms_.size()) + 1; }
+
+  /// The literal of a bound, and whether the bound is new: then `variable`, of
+  /// which no atom may be made yet, becomes its atom.
+  std::pair<Literal, bool> insert(const DifferenceBound& bound, bool integer,
+                                  int variable);
+  /// Forgets the atom added last.
+  void remove_last();
+
+  /// All atoms, oldest first.
+  const std::vector<Atom>& atoms() const { return atoms_; }
+  /// All pairs that have had an atom.
+  const std::vector<Pair>& pairs() const { return pairs_; }
+  /// The pair of an atom.
+  const Pair& pair_of(const Atom& atom) const {
+    return pairs_[static_cast<std::size_t>(atom.pair)];
+  }
+  /// The highest constraint id given; 0 if there is none.
+  int num_constraints() const {
+    return static_cast<int>(constraints_.size()) - 1;
+  }
+  /// Requires: 1 <= id <= num_constraints(), of an atom not forgotten.
+  const Constraint& constraint(int id) const {
+    return constraints_[static_cast<std::size_t>(id)];
+  }
+  /// A literal's bound. Cost: O(1), one cache line.
+  const Bound& bound(Literal literal) const {
+    return literal.index() < bounds_.size() ? bounds_[literal.index()] : none_;
+  }
+  /// The position of a variable's atom; nothing for a variable of none.
+  std::optional<std::size_t> position_of(int variable) const;
+
+ private:
+  int add_constraint(const dl::Edge& edge, Literal literal, int direction);
+
+  std::vector<const Term*> terms_;  // by node, less one
+  std::unordered_map<const Term*, int> nodes_;
+  std::vector<Atom> atoms_;
+  std::vector<int> atom_of_variable_;    // -1 for none
+  std::vector<Constraint> constraints_;  // by id; 0 is unused
+  std::vector<Bound> bounds_;            // by Literal::index
+  std::vector<Pair> pairs_;
+  /// Positions in pairs_, by both nodes packed into a word.
+  std::unordered_map<std::uint64_t, int> pair_positions_;
+  Bound none_;
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SOLVER_ENGINE_ATOM_TABLE_H

@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: MIT
+#include "solver/engine/problem.h"
+
+#include <algorithm>
+#include <cassert>
+#include <iterator>
+#include <map>
+
+#include "solver/terms/term_printer.h"
+
+namespace vorn::solver {
+namespace {
+
+int number_of(Literal literal) {
+  const int number = literal.variable() + 1;
+  return literal.is_negated() ? -number : number;
+}
+
+}  // namespace
+
+// The tighter of two bounds implies the looser one. Links to the neighbours
+// make a chain, through which all others follow.
+Literal Problem::literal_of(const DifferenceBound& bound, bool integer) {
+  const auto [literal, is_new] = atoms_.insert(bound, integer, num_variables_);
+  if (!is_new) return literal;
+  const int variable = new_variable();
+  const AtomTable::Atom& atom = atoms_.atoms().back();
+  const std::map<la::DNumber, int>& bounds = atoms_.pair_of(atom).bounds;
+  const auto here = bounds.find(atom.weight);
+  const auto variable_of = [this](int position) {
+    return atoms_.atoms()[static_cast<std::size_t>(position)].variable;
+  };
+  if (here != bounds.begin()) {
+    const int tighter = variable_of(std::prev(here)->second);
+    add_clause({Literal(tighter, true), Literal(variable, false)},
+               {ClauseKind::kNeighbours});
+  }
+  if (const auto next = std::next(here); next != bounds.end()) {
+    const int looser = variable_of(next->second);
+    add_clause({Literal(variable, true), Literal(looser, false)},
+               {ClauseKind::kNeighbours});
+  }
+  return literal;
+}
+
+void Problem::add_clause(const std::vector<Literal>& literals,
+                         ClauseOrigin origin) {
+  literals_.insert(literals_.end(), literals.begin(), literals.end());
+  ends_.push_back(literals_.size());
+  origins_.push_back(origin);
+}
+
+void Problem::get_clause(std::size_t position, Clause& clause) const {
+  const auto at = [this](std::size_t place) {
+    return literals_.begin() + static_cast<std::ptrdiff_t>(place);
+  };
+  clause.literals.assign(at(start_of(position)), at(ends_[position]));
+  clause.origin = origins_[position];
+}
+
+bool Problem::take_clause(Clause& clause) {
+  if (num_taken_ == num_clauses()) return false;
+  get_clause(num_taken_++, clause);
+  return true;
+}
+
+void Problem::open_scope() {
+  scopes_.push_back({num_variables_, atoms_.atoms().size(), num_clauses()});
+  selectors_.push_back(Literal(new_variable(), false));
+}
+
+void Problem::close_scope() {
+  assert(!scopes_.empty());
+  const Scope scope = scopes_.back();
+  scopes_.pop_back();
+  selectors_.pop_back();
+  num_variables_ = scope.num_variables;
+  while (atoms_.atoms().size() > scope.num_atoms) atoms_.remove_last();
+  // Clauses over older variables alone stay, such as ties of small domains.
+  std::size_t kept = scope.num_clauses;
+  std::size_t end = start_of(kept);
+  std::size_t start = end;
+  const std::size_t num_taken = num_taken_;
+  num_taken_ = std::min(num_taken_, kept);
+  for (std::size_t k = kept; k < num_clauses(); ++k) {
+    const auto first = literals_.begin() + static_cast<std::ptrdiff_t>(start);
+    const auto last = literals_.begin() + static_cast<std::ptrdiff_t>(ends_[k]);
+    start = ends_[k];
+    if (std::any_of(first, last, [this](Literal literal) {
+          return literal.variable() >= num_variables_;
+        })) {
+      continue;
+    }
+    std::copy(first, last,
+              literals_.begin() + static_cast<std::ptrdiff_t>(end));
+    end += static_cast<std::size_t>(last - first);
+    if (k < num_taken) ++num_taken_;
+    ends_[kept] = end;
+    origins_[kept] = origins_[k];
+    ++kept;
+  }
+  literals_.resize(end);
+  ends_.resize(kept);
+  origins_.resize(kept);
+}
+
+void Problem::print(std::ostream& out) const {
+  out << num_variables_ << " variables, " << atoms_.atoms().size()
+      << " bounds, " << num_clauses() << " clauses, " << scopes_.size()
+      << " scopes\n";
+  const auto name = [this](int node) {
+    const Term* term = atoms_.term_of(node);
+    return term == nullptr ? std::string("0") : print_term(term);
+  };
+  for (const AtomTable::Atom& atom : atoms_.atoms()) {
+    const dl::Edge& edge = atoms_.constraint(atom.constraints[0]).edge;
+    out << "bound " << atom.variable + 1 << ": " << name(edge.target) << " - "
+        << name(edge.source) << " <= " << edge.weight << '\n';
+  }
+  Clause clause;
+  for (std::size_t k = 0; k < num_clauses(); ++k) {
+    get_clause(k, clause);
+    out << name_of(clause.origin.kind) << ':';
+    for (const Literal literal : clause.literals) {
+      out << ' ' << number_of(literal);
+    }
+    out << '\n';
+  }
+}
+
+}  // namespace vorn::solver

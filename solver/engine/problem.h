@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SOLVER_ENGINE_PROBLEM_H
+#define VORN_SOLVER_ENGINE_PROBLEM_H
+
+#include <cstddef>
+#include <ostream>
+#include <vector>
+
+#include "solver/engine/atom_table.h"
+#include "solver/search/clause_origin.h"
+#include "solver/search/literal.h"
+#include "solver/terms/difference_bound.h"
+
+namespace vorn::solver {
+
+/// A question as clauses over Boolean variables, some of which are bounds: all
+/// that a search and a graph have to know to answer it.
+///
+/// Plain data, apart from any search: it can be copied, counted and printed. A
+/// search is fed with what take_clause hands out.
+///
+/// Scopes: each has a selector, a variable whose negation stands in each clause
+/// that is asserted in the scope. Closing one forgets the variables made in it
+/// and the clauses that mention them.
+///
+/// Cost: a clause takes 4 bytes a literal and 16 more.
+/// Ownership: borrows the terms of its bounds. Threads: none.
+class Problem {
+ public:
+  /// A clause and why it holds.
+  struct Clause {
+    /// In the order in which they were written.
+    std::vector<Literal> literals;
+    /// Why.
+    ClauseOrigin origin;
+  };
+
+  /// Makes a variable and returns its index, the number of variables before.
+  int new_variable() { return num_variables_++; }
+  /// How many there are, atoms and selectors included.
+  int num_variables() const { return num_variables_; }
+
+  /// The literal of a bound. A new one comes with clauses that link it to its
+  /// neighbours on the pair.
+  Literal literal_of(const DifferenceBound& bound, bool integer);
+  /// Variables that are bounds, and their constraints.
+  const AtomTable& atoms() const { return atoms_; }
+
+  /// Adds a clause. Requires: its variables exist.
+  void add_clause(const std::vector<Literal>& literals, ClauseOrigin origin);
+  /// How many clauses there are.
+  std::size_t num_clauses() const { return origins_.size(); }
+  /// Requires: position < num_clauses(). Cost: a copy.
+  void get_clause(std::size_t position, Clause& clause) const;
+  /// The next clause that was not taken yet; false when there is none.
+  bool take_clause(Clause& clause);
+
+  /// Opens a scope.
+  void open_scope();
+  /// Closes the scope opened last. Cost: linear in its clauses.
+  /// Requires: there is one.
+  void close_scope();
+  /// The selectors of the open scopes, outermost first.
+  const std::vector<Literal>& selectors() const { return selectors_; }
+
+  /// One line a bound, then one line a clause with its literals as numbers from
+  /// 1, negative for negations, and its origin.
+  void print(std::ostream& out) const;
+
+ private:
+  /// What there was before a scope.
+  struct Scope {
+    int num_variables;
+    std::size_t num_atoms;
+    std::size_t num_clauses;
+  };
+
+  std::size_t start_of(std::size_t clause) const {
+    return clause == 0 ? 0 : ends_[clause - 1];
+  }
+
+  int num_variables_ = 0;
+  AtomTable atoms_;
+  // The clauses' literals, one after the other, and where each clause ends.
+  std::vector<Literal> literals_;
+  std::vector<std::size_t> ends_;
+  std::vector<ClauseOrigin> origins_;
+  std::size_t num_taken_ = 0;
+  std::vector<Scope> scopes_;
+  std::vector<Literal> selectors_;
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SOLVER_ENGINE_PROBLEM_H

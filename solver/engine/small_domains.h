@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SOLVER_ENGINE_SMALL_DOMAINS_H
+#define VORN_SOLVER_ENGINE_SMALL_DOMAINS_H
+
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <utility>
+
+#include "solver/engine/problem.h"
+#include "solver/search/literal.h"
+#include "solver/search/search.h"
+#include "vorn/numbers/q_number.h"
+
+namespace vorn::solver {
+
+/// Ties bounds between integer variables that have few values to atoms for
+/// those values.
+///
+/// Small domains are integer variables that the assertions confine to a few
+/// values above a common node, such as the number of a machine or a task's
+/// place in a short queue. Between two such variables the graph finds each
+/// contradiction as a triangle through the common node, one conflict at a time,
+/// and only for comparisons that the search has happened to decide. So each
+/// such variable gets an atom for each of its values ("x is at most v"), and
+/// each bound between two of them is tied to those atoms by clauses, as in an
+/// order encoding (Crawford and Baker, "Experimental Results on the Application
+/// of Satisfiability Algorithms to Scheduling Problems", 1994): with base z and
+/// D = (t - s <= c),
+///   t - z <= a and s - z >= a - c  imply D, and
+///   D and s - z <= a               imply t - z <= a + c.
+/// Then one comparison propagates to all others without the graph.
+///
+/// Ownership: borrows the problem. Threads: none.
+class SmallDomains {
+ public:
+  /// Adds atoms and clauses to `problem`.
+  explicit SmallDomains(Problem& problem) : problem_(problem) {}
+
+  /// Adds the clauses for the domains that level 0 of the search gives and that
+  /// are not tied yet. Requires: the search is at level 0.
+  void split(const Search& search);
+  /// Forgets the ties of atoms from `count` on.
+  void shrink_atoms(std::size_t count);
+
+ private:
+  /// The values low, low + 1, ..., high.
+  struct Domain {
+    QNumber low;
+    QNumber high;
+  };
+
+  static std::optional<Domain> domain_of(const Problem& problem,
+                                         const Search& search,
+                                         const AtomTable::Pair& pair);
+  Literal at_most(int base, int node, const Domain& domain,
+                  const QNumber& value);
+  std::size_t tie(std::size_t atom, int base, const Domain& source_domain,
+                  const Domain& target_domain);
+
+  Problem& problem_;
+  /// By atom and base: the newest atom in the clauses that tie the atom to the
+  /// values above the base.
+  std::map<std::pair<std::size_t, int>, std::size_t> tied_;
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SOLVER_ENGINE_SMALL_DOMAINS_H
