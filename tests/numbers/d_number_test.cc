@@ -127,6 +127,49 @@ TEST_F(DNumberTest, ConstructFromIntsMakesBlockOfItsOwn) {
   }
 }
 
+static_assert(!std::is_constructible_v<DNumber, double, int>);
+static_assert(!std::is_constructible_v<DNumber, int, float>);
+static_assert(!std::is_constructible_v<DNumber, QNumber, double>);
+static_assert(!std::is_constructible_v<DNumber, std::nullptr_t, int>);
+static_assert(!std::is_constructible_v<Block, double, int, int>);
+static_assert(std::is_constructible_v<DNumber, QNumber, long>);
+// Its pool hands out blocks of one size.
+static_assert(std::is_final_v<Block>);
+
+// Weights that a host keeps in wider types than int must not be cut.
+TEST_F(DNumberTest, ConstructFromEveryIntegralTypeIsExact) {
+  EXPECT_TRUE(has_parts(DNumber(3000000000U, 0), 3000000000, 0));
+  EXPECT_TRUE(has_parts(DNumber(0, 3000000000U), 0, 3000000000));
+  EXPECT_TRUE(has_parts(DNumber(5000000000L, -1LL), 5000000000, -1));
+  EXPECT_TRUE(has_parts(DNumber('a', true), 97, 1));
+  EXPECT_TRUE(has_parts(DNumber(QNumber(7), -5000000000L), 7, -5000000000));
+  EXPECT_TRUE(has_parts(DNumber({}, {}), 0, 0));
+  const DNumber wide(std::numeric_limits<std::uint64_t>::max(),
+                     std::numeric_limits<std::int64_t>::min());
+  EXPECT_EQ(wide.rational().to_str(), "18446744073709551615");
+  EXPECT_EQ(wide.eps().to_str(), "-9223372036854775808");
+  EXPECT_EQ(count(wide), 1);
+  Block* const block = Block::alloc(5000000000L, 3000000000U, 2);
+  EXPECT_TRUE(holds(block->rational, 5000000000));
+  EXPECT_TRUE(holds(block->eps, 3000000000));
+  delete block;
+}
+
+// Code that names an operator, to pass it on, say, must find it.
+TEST_F(DNumberTest, OperatorsAreFoundByName) {
+  const DNumber one(1, 0);
+  const DNumber two(2, -1);
+  std::ostringstream out;
+
+  EXPECT_TRUE(vorn::la::operator<(one, two));
+  bool (*const less)(const DNumber&, const DNumber&) = &vorn::la::operator<;
+  EXPECT_FALSE(less(two, one));
+  DNumber (*const sum)(const DNumber&, const DNumber&) = &vorn::la::operator+;
+  EXPECT_TRUE(has_parts(sum(one, two), 3, -1));
+  vorn::la::operator<<(out, two);
+  EXPECT_EQ(out.str(), "2 - eps");
+}
+
 // Hosts build weights from rationals they keep.
 TEST_F(DNumberTest, ConstructFromRationalsCopiesBoth) {
   const QNumber r = big(1, 3);

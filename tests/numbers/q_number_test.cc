@@ -9,6 +9,8 @@
 #include <functional>
 #include <limits>
 #include <numeric>
+#include <sstream>
+#include <string>
 #include <type_traits>
 #include <unordered_set>
 #include <utility>
@@ -44,6 +46,17 @@ static_assert(offsetof(Inspector::BigRepr, den) == sizeof(mpz_t));
 static_assert(sizeof(Inspector::BigRepr) == 2 * sizeof(mpz_t));
 static_assert(std::is_nothrow_default_constructible_v<QNumber>);
 static_assert(std::is_nothrow_constructible_v<QNumber, int>);
+// Floating point, and what holds no number, must not be cut to an integer.
+static_assert(!std::is_constructible_v<QNumber, float>);
+static_assert(!std::is_constructible_v<QNumber, double>);
+static_assert(!std::is_constructible_v<QNumber, long double>);
+static_assert(!std::is_assignable_v<QNumber&, double>);
+static_assert(!std::is_constructible_v<QNumber, std::nullptr_t>);
+static_assert(!std::is_constructible_v<QNumber, const char*>);
+enum class Scoped { kOne = 1 };
+static_assert(!std::is_constructible_v<QNumber, Scoped>);
+static_assert(std::is_nothrow_constructible_v<QNumber, unsigned>);
+static_assert(std::is_convertible_v<unsigned long, QNumber>);
 static_assert(std::is_nothrow_move_constructible_v<QNumber>);
 static_assert(std::is_nothrow_move_assignable_v<QNumber>);
 
@@ -89,6 +102,67 @@ TEST(QNumberTest, ConstructFromIntWidensWithSign) {
     EXPECT_EQ(Inspector::num(q), std::int64_t{n});
     EXPECT_EQ(Inspector::den(q), 1);
   }
+}
+
+template <class Integer>
+void expect_exact(Integer n) {
+  const auto expected =
+      mpq_class(std::is_signed_v<Integer> ? std::to_string(std::int64_t(n))
+                                          : std::to_string(std::uint64_t(n)));
+  const QNumber q = n;
+  EXPECT_TRUE(holds(q, expected));
+  EXPECT_EQ(Inspector::is_big(q), !test::fits(expected));
+}
+
+// A weight read as a long must not lose its upper half on the way in.
+TEST(QNumberTest, ConstructFromEveryIntegralTypeIsExact) {
+  const auto edges = [](auto zero) {
+    using Integer = decltype(zero);
+    using Limits = std::numeric_limits<Integer>;
+    for (const Integer n : {Limits::min(), Limits::max(), Integer(1), zero,
+                            static_cast<Integer>(Limits::max() - 1),
+                            static_cast<Integer>(Limits::max() / 2 + 1),
+                            static_cast<Integer>(Limits::min() + 1)}) {
+      expect_exact(n);
+    }
+  };
+  edges(short{});
+  edges(0);
+  edges(0L);
+  edges(0LL);
+  edges(static_cast<unsigned short>(0));
+  edges(0U);
+  edges(0UL);
+  edges(0ULL);
+  edges(char{});
+  edges(static_cast<signed char>(0));
+  edges(static_cast<unsigned char>(0));
+  edges(wchar_t{});
+  edges(char16_t{});
+  edges(char32_t{});
+  expect_exact(true);
+  expect_exact(false);
+  enum Wide : long { kWide = 5000000000L };
+  EXPECT_EQ(QNumber(kWide).to_str(), "5000000000");
+  EXPECT_EQ(QNumber(5000000000L).to_str(), "5000000000");
+  EXPECT_TRUE(QNumber(2147483647) < 5000000000L);
+}
+
+// Code that names an operator, to pass it on, say, must find it.
+TEST(QNumberTest, OperatorsAreFoundByName) {
+  const QNumber one(1);
+  const QNumber two(2);
+  std::ostringstream out;
+
+  EXPECT_TRUE(vorn::operator<(one, two));
+  EXPECT_FALSE(vorn::operator==(one, two));
+  EXPECT_TRUE(vorn::operator!=(one, two));
+  vorn::operator<<(out, two);
+  EXPECT_EQ(out.str(), "2");
+  bool (*const less)(const QNumber&, const QNumber&) = &vorn::operator<;
+  bool (*const equal)(const QNumber&, const QNumber&) = &vorn::operator==;
+  EXPECT_TRUE(less(one, two));
+  EXPECT_TRUE(equal(two, two));
 }
 
 // Potentials are copied all the time; small ones must not touch the heap.

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <ostream>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include "vorn/export.h"
@@ -40,9 +41,17 @@ namespace vorn::la {
 /// it, with all that share its block, and must not be handed to another; only
 /// the shared zero, which is never counted, is common to all.
 class VORN_EXPORT DNumber {
+  template <class R, class E>
+  static constexpr bool kPlainParts =
+      !std::is_class_v<R> && !std::is_class_v<E>;
+  template <class R, class E>
+  static constexpr bool kExactParts =
+      std::is_convertible_v<R, QNumber>&& std::is_convertible_v<E, QNumber>;
+
  public:
-  /// The block behind the values that share it.
-  struct alignas(8) num_repr {
+  /// The block behind the values that share it. Final: the blocks that a thread
+  /// keeps for its next ones have just this size.
+  struct alignas(8) num_repr final {
     /// The part without eps.
     QNumber rational;
     /// The coefficient of eps.
@@ -52,8 +61,12 @@ class VORN_EXPORT DNumber {
 
     /// Zero with one share.
     constexpr num_repr() noexcept : refcount(1) {}
-    /// r + e*eps with `refs` shares.
-    constexpr num_repr(int r, int e, int refs) noexcept
+    /// r + e*eps with `refs` shares, exactly, from what a QNumber is made of.
+    template <class R, class E,
+              std::enable_if_t<std::is_constructible_v<QNumber, R> &&
+                                   std::is_constructible_v<QNumber, E>,
+                               int> = 0>
+    constexpr num_repr(R r, E e, int refs)
         : rational(r), eps(e), refcount(refs) {}
     /// r + e*eps with one share.
     num_repr(QNumber&& r, QNumber&& e) noexcept
@@ -81,6 +94,15 @@ class VORN_EXPORT DNumber {
   DNumber() noexcept : repr_(word(&zero)) {}
   /// r + e*eps in a block of its own, also for 0 and 0.
   DNumber(int r, int e) : repr_(word(num_repr::alloc(r, e, 1))) {}
+  /// The same from other integral types, each taken exactly. Without it they
+  /// would be cut to ints.
+  template <class R, class E,
+            std::enable_if_t<kPlainParts<R, E> && kExactParts<R, E>, int> = 0>
+  DNumber(R r, E e) : repr_(word(num_repr::alloc(r, e, 1))) {}
+  /// From nothing that a QNumber is not made of, floating point above all.
+  template <class R, class E,
+            std::enable_if_t<kPlainParts<R, E> && !kExactParts<R, E>, int> = 0>
+  DNumber(R r, E e) = delete;
   /// rational + eps*eps in a block of its own.
   DNumber(const QNumber& rational, const QNumber& eps)
       : repr_(word(new num_repr(QNumber(rational), QNumber(eps)))) {}
@@ -120,22 +142,6 @@ class VORN_EXPORT DNumber {
   /// Adds. A tagged target stays as it is; a tagged `other` replaces the
   /// target.
   DNumber& operator+=(const DNumber& other);
-
-  /// A new block even when one operand is zero; a tagged operand (the left one
-  /// first) is the result itself.
-  friend VORN_EXPORT DNumber operator+(const DNumber& a, const DNumber& b);
-
-  /// Lexicographic on (rational, eps); tagged values as said above. Two words
-  /// that are the same are not less.
-  friend bool operator<(const DNumber& a, const DNumber& b) {
-    if (a.repr_ == b.repr_) return false;
-    if (((a.repr_ ^ b.repr_) & kTag) != 0) return mixed_less(a, b);
-    const num_repr& x = *a.repr();
-    const num_repr& y = *b.repr();
-    if (y.rational < x.rational) return false;
-    if (!(x.rational == y.rational)) return true;
-    return x.eps < y.eps;
-  }
 
   /// (a + b) < c without making the sum's block. Cost: no allocation while the
   /// sums of the parts stay small.
@@ -197,12 +203,11 @@ class VORN_EXPORT DNumber {
   /// |k| and "*" unless |k| is 1, and "eps": "4", "1/2 - eps", "0 + 3*eps". A
   /// tagged value is "inf", or "-inf" when its rational part is zero.
   std::string to_str() const;
-  /// Writes the text of to_str.
-  friend VORN_EXPORT std::ostream& operator<<(std::ostream& out,
-                                              const DNumber& d);
 
  private:
   friend struct vorn::Inspector;
+  friend VORN_EXPORT DNumber operator+(const DNumber& a, const DNumber& b);
+  friend bool operator<(const DNumber& a, const DNumber& b);
 
   static constexpr std::uintptr_t kTag = 1;
 
@@ -235,6 +240,27 @@ class VORN_EXPORT DNumber {
   /// Address of a num_repr; bit 0 is the tag.
   std::uintptr_t repr_;
 };
+
+/// A new block even when one operand is zero; a tagged operand (the left one
+/// first) is the result itself.
+VORN_EXPORT DNumber operator+(const DNumber& a, const DNumber& b);
+
+/// Lexicographic on (rational, eps); tagged values as said above. Two words
+/// that are the same are not less.
+inline bool operator<(const DNumber& a, const DNumber& b) {
+  if (a.repr_ == b.repr_) return false;
+  if (((a.repr_ ^ b.repr_) & DNumber::kTag) != 0) {
+    return DNumber::mixed_less(a, b);
+  }
+  const DNumber::num_repr& x = *a.repr();
+  const DNumber::num_repr& y = *b.repr();
+  if (y.rational < x.rational) return false;
+  if (!(x.rational == y.rational)) return true;
+  return x.eps < y.eps;
+}
+
+/// Writes the text of to_str.
+VORN_EXPORT std::ostream& operator<<(std::ostream& out, const DNumber& d);
 
 }  // namespace vorn::la
 

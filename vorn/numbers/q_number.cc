@@ -41,6 +41,14 @@ void QNumber::promote() {
   adopt(new big_repr(num_, den_));
 }
 
+// Requires: den_ == 1.
+void QNumber::make_big(std::uint64_t magnitude, bool negative) {
+  num_ = 0;
+  promote();
+  mpz_set_ui(block()->num, magnitude);
+  if (negative) mpz_neg(block()->num, block()->num);
+}
+
 void QNumber::assign_slow(const QNumber& other) {
   if (!is_big()) {
     adopt(new big_repr(*other.block()));

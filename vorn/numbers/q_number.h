@@ -10,6 +10,7 @@
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "vorn/export.h"
 
@@ -48,9 +49,32 @@ class VORN_EXPORT QNumber {
  public:
   /// Zero, small form.
   constexpr QNumber() noexcept : num_(0), den_(1) {}
-  /// n/1, small form. Implicit: constants in formulas read as numbers.
-  constexpr QNumber(int n) noexcept  // NOLINT(google-explicit-constructor)
-      : num_(n), den_(1) {}
+  /// n/1, exactly, from any integral type: those without a constructor of their
+  /// own, bool and characters among them, are promoted to one that has.
+  /// Implicit: constants in formulas read as numbers.
+  // NOLINTBEGIN(google-explicit-constructor)
+  constexpr QNumber(int n) noexcept : num_(n), den_(1) {}
+  /// As above.
+  constexpr QNumber(unsigned n) noexcept : num_(n), den_(1) {}
+  /// As above. Small form but for the lowest, which has no magnitude in a word.
+  constexpr QNumber(long n) : QNumber(static_cast<long long>(n)) {}
+  /// As above.
+  constexpr QNumber(long long n) : num_(n), den_(1) {
+    if (n == kLowest) make_big(std::uint64_t{1} << 63, true);
+  }
+  /// As above. Small form up to 2^63 - 1.
+  constexpr QNumber(unsigned long n)
+      : QNumber(static_cast<unsigned long long>(n)) {}
+  /// As above.
+  constexpr QNumber(unsigned long long n)
+      : num_(static_cast<std::int64_t>(n)), den_(1) {
+    if (num_ < 0) make_big(n, false);
+  }
+  /// Floating point has to be rounded, or read from text, by the caller.
+  template <class Float,
+            std::enable_if_t<std::is_floating_point_v<Float>, int> = 0>
+  QNumber(Float) = delete;
+  // NOLINTEND(google-explicit-constructor)
   /// An independent copy in the same form. Cost: a block for a big one.
   QNumber(const QNumber& other) : num_(other.num_), den_(other.den_) {
     if (den_ == 0) num_ = clone_block(other);
@@ -131,11 +155,6 @@ class VORN_EXPORT QNumber {
   /// "n" for an integer, otherwise "n/d", decimal. The same text as `<<`.
   std::string to_str() const;
 
-  /// The order of rationals, exact for any mix of forms.
-  friend bool operator<(const QNumber& a, const QNumber& b) {
-    if (a.den_ == 1 && b.den_ == 1) return a.num_ < b.num_;
-    return less_slow(a, b);
-  }
   /// Negative, zero or positive as a + b is below, equal to or above c. Makes
   /// no sum while all three are small integers; otherwise costs an addition and
   /// a comparison.
@@ -147,16 +166,6 @@ class VORN_EXPORT QNumber {
     }
     return compare_sum_slow(a, b, c);
   }
-  /// Equality of values, whatever their forms.
-  friend bool operator==(const QNumber& a, const QNumber& b) {
-    if (a.den_ != 0 && b.den_ != 0) {
-      return a.num_ == b.num_ && a.den_ == b.den_;
-    }
-    return equal_slow(a, b);
-  }
-  /// Writes the text of to_str.
-  friend VORN_EXPORT std::ostream& operator<<(std::ostream& out,
-                                              const QNumber& q);
 
   /// The integer n in the small form. Requires: n is not -2^63.
   static QNumber from_word(std::int64_t n) noexcept {
@@ -194,6 +203,10 @@ class VORN_EXPORT QNumber {
  private:
   friend struct Inspector;
   friend struct QNumberBig;
+  friend bool operator<(const QNumber& a, const QNumber& b);
+  friend bool operator==(const QNumber& a, const QNumber& b);
+  friend VORN_EXPORT std::ostream& operator<<(std::ostream& out,
+                                              const QNumber& q);
   struct big_repr;
 
   static constexpr std::int64_t kLowest =
@@ -209,6 +222,7 @@ class VORN_EXPORT QNumber {
   static std::int64_t clone_block(const QNumber& other);
   void free_block() noexcept;
   void promote();
+  void make_big(std::uint64_t magnitude, bool negative);
   void shrink_if_it_fits();
   void assign_slow(const QNumber& other);
   void move_into_big(QNumber& other) noexcept;
@@ -230,6 +244,18 @@ class VORN_EXPORT QNumber {
   std::int64_t den_;
 };
 
+/// The order of rationals, exact for any mix of forms.
+inline bool operator<(const QNumber& a, const QNumber& b) {
+  if (a.den_ == 1 && b.den_ == 1) return a.num_ < b.num_;
+  return QNumber::less_slow(a, b);
+}
+/// Equality of values, whatever their forms.
+inline bool operator==(const QNumber& a, const QNumber& b) {
+  if (a.den_ != 0 && b.den_ != 0) {
+    return a.num_ == b.num_ && a.den_ == b.den_;
+  }
+  return QNumber::equal_slow(a, b);
+}
 inline bool operator!=(const QNumber& a, const QNumber& b) {
   return !(a == b);
 }
@@ -242,6 +268,8 @@ inline bool operator<=(const QNumber& a, const QNumber& b) {
 inline bool operator>=(const QNumber& a, const QNumber& b) {
   return !(a < b);
 }
+/// Writes the text of to_str.
+VORN_EXPORT std::ostream& operator<<(std::ostream& out, const QNumber& q);
 
 }  // namespace vorn
 
