@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
 #include <string>
 #include <vector>
@@ -592,6 +593,55 @@ TEST(GraphTest, CheckIsExactOnFractions) {
 
   EXPECT_TRUE(t.activate({1, 2, 3, 4}));
   EXPECT_FALSE(t.activate({5}));
+}
+
+/// A graph that is checked once more, found right or not, when it is destroyed.
+class CheckedAtTheEnd {
+ public:
+  CheckedAtTheEnd() {
+    for (int k = 1; k <= kLength; ++k) {
+      graph_.tell_edge(k, edge(k, k + 1, -1));
+    }
+    graph_.tell_edge(kLength + 1, edge(kLength + 1, 1, kLength - 1));
+  }
+  CheckedAtTheEnd(const CheckedAtTheEnd&) = delete;
+  CheckedAtTheEnd& operator=(const CheckedAtTheEnd&) = delete;
+  ~CheckedAtTheEnd() {
+    // The end of the process looks for leaks no more, so its status is ours.
+    if (!is_right()) std::_Exit(1);
+  }
+
+  /// Lowers many nodes, finds a conflict, and takes all back.
+  bool is_right() {
+    for (int k = kLength; k > 0; --k) graph_.push_edge(k);
+    bool right = graph_.check(true);
+    graph_.push_edge(kLength + 1);
+    right = !graph_.check(true) && right;
+    std::vector<int> conflict;
+    graph_.get_conflict_set(&conflict);
+    right = right && conflict.size() == kLength + 1;
+    graph_.pop_edge(kLength + 1);
+    for (int k = 1; k <= kLength; ++k) graph_.pop_edge(k);
+    return right;
+  }
+
+ private:
+  static constexpr int kLength = 200;
+
+  Configuration::Theory::La config_;
+  Graph graph_{&config_, nullptr, nullptr};
+};
+
+// By then whatever belongs to the main thread is gone, and its memory reused.
+[[noreturn]] void end_with_a_static_graph() {
+  { const CheckedAtTheEnd early; }
+  static CheckedAtTheEnd late;
+  std::exit(late.is_right() ? 0 : 1);
+}
+
+// A host may keep a graph in a static object, and ask it in destructors.
+TEST(GraphDeathTest, GraphOfStaticStorageChecksWhileStaticsAreDestroyed) {
+  EXPECT_EXIT(end_with_a_static_graph(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

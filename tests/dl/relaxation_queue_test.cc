@@ -18,7 +18,8 @@ TEST(RelaxationQueueTest, IsFirstInFirstOutAcrossGrowth) {
   for (unsigned seed = 0; seed < 20; ++seed) {
     SCOPED_TRACE(seed);
     std::mt19937 random(seed);
-    RelaxationQueue queue;
+    std::vector<int> ring;
+    RelaxationQueue queue(ring);
     std::deque<int> model;
     for (int step = 0; step < 1000; ++step) {
       ASSERT_EQ(queue.empty(), model.empty());
@@ -43,31 +44,34 @@ TEST(RelaxationQueueTest, IsFirstInFirstOutAcrossGrowth) {
   }
 }
 
-// A run that ends early leaves entries behind; the next must not see them.
-TEST(RelaxationQueueTest, ClearEmptiesAndKeepsStorage) {
-  RelaxationQueue queue;
-  for (int k = 0; k < 100; ++k) queue.push(k);
-  const std::size_t capacity = queue.capacity();
+// A run that ends early leaves entries behind; the next must not see them, and
+// should find the room.
+TEST(RelaxationQueueTest, NextQueueIsEmptyAndHasTheStorage) {
+  std::vector<int> ring;
+  RelaxationQueue first(ring);
+  for (int k = 0; k < 100; ++k) first.push(k);
+  const std::size_t size = ring.size();
 
-  queue.clear();
+  RelaxationQueue second(ring);
 
-  EXPECT_TRUE(queue.empty());
-  EXPECT_EQ(queue.capacity(), capacity);
-  queue.push(7);
-  EXPECT_EQ(queue.pop(), 7);
+  EXPECT_TRUE(second.empty());
+  for (int k = 0; k < 100; ++k) second.push(1000 + k);
+  EXPECT_EQ(ring.size(), size);
+  for (int k = 0; k < 100; ++k) ASSERT_EQ(second.pop(), 1000 + k);
+  EXPECT_TRUE(second.empty());
 }
 
 // Storage of an unusually large run is given back, and can be made again.
-TEST(RelaxationQueueTest, ReleaseGivesStorageBack) {
-  RelaxationQueue queue;
-  for (int k = 0; k < 100; ++k) queue.push(k);
+TEST(RelaxationQueueTest, TakesStorageThatWasGivenBack) {
+  std::vector<int> ring;
+  RelaxationQueue first(ring);
+  for (int k = 0; k < 100; ++k) first.push(k);
+  std::vector<int>().swap(ring);
 
-  queue.release();
+  RelaxationQueue second(ring);
 
-  EXPECT_TRUE(queue.empty());
-  EXPECT_EQ(queue.capacity(), 0U);
-  queue.push(7);
-  EXPECT_EQ(queue.pop(), 7);
+  second.push(7);
+  EXPECT_EQ(second.pop(), 7);
 }
 
 }  // namespace

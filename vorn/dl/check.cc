@@ -25,40 +25,25 @@
 namespace vorn::dl {
 namespace {
 
-/// What one run needs and the next can reuse. One per thread: a graph stays on
-/// its thread and runs do not nest, so graphs of one thread can share it.
-struct CheckBuffers {
-  RelaxationQueue queue;
-  /// Nodes lowered in this run, in order, with repeats.
-  std::vector<int> lowered;
-};
-
-CheckBuffers& check_buffers() {
-  thread_local CheckBuffers buffers;
-  return buffers;
-}
-
 // Storage that an unusually large run may leave behind, in entries.
 constexpr std::size_t kKeptEntries = std::size_t{1} << 20;
 
-/// Empties the buffers at the end of a run, however it ends.
-class BufferLease {
+/// Empties the graph's working lists at the end of a run, however it ends.
+class ListsLease {
  public:
-  BufferLease() : buffers_(check_buffers()) {}
-  BufferLease(const BufferLease&) = delete;
-  BufferLease& operator=(const BufferLease&) = delete;
-  ~BufferLease() {
-    buffers_.queue.clear();
-    buffers_.lowered.clear();
-    if (buffers_.queue.capacity() > kKeptEntries) buffers_.queue.release();
-    if (buffers_.lowered.capacity() > kKeptEntries) {
-      std::vector<int>().swap(buffers_.lowered);
-    }
+  ListsLease(std::vector<int>& ring, std::vector<int>& lowered)
+      : ring_(ring), lowered_(lowered) {}
+  ListsLease(const ListsLease&) = delete;
+  ListsLease& operator=(const ListsLease&) = delete;
+  ~ListsLease() {
+    lowered_.clear();
+    if (ring_.size() > kKeptEntries) std::vector<int>().swap(ring_);
+    if (lowered_.capacity() > kKeptEntries) std::vector<int>().swap(lowered_);
   }
-  CheckBuffers& operator*() { return buffers_; }
 
  private:
-  CheckBuffers& buffers_;
+  std::vector<int>& ring_;
+  std::vector<int>& lowered_;
 };
 
 }  // namespace
@@ -124,9 +109,9 @@ bool Graph::do_check_edge(int e) {
 // back, the edge that closed a negative cycle at the source of `e`.
 int Graph::relax_from(int e) {
   const int source = edges_.at(e).source;
-  BufferLease lease;
-  RelaxationQueue& queue = (*lease).queue;
-  std::vector<int>& lowered = (*lease).lowered;
+  const ListsLease lease(queue_ring_, lowered_);
+  RelaxationQueue queue(queue_ring_);
+  std::vector<int>& lowered = lowered_;
   const auto roll_back = [this, &lowered] {
     for (const int n : lowered) cur_beta_.at(n) = saved_beta_.at(n);
   };

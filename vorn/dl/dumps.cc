@@ -33,14 +33,14 @@ void Graph::dump_debug_status(std::ostream& out) const {
   out << "DL - Graph:\n";
   // Potentials can outlive their nodes; such an index prints as a node without
   // edges, and no node is made for it.
-  static const std::vector<int> kNoEdges;
+  const std::vector<int> no_edges;
   for (int n = 0; n < cur_beta_.num_slots(); ++n) {
     if (!cur_beta_.contains(n)) continue;
     const bool known = nodes_.contains(n);
     out << "nodes_[" << n << "] - pushed: { ";
-    dump_edges(known ? nodes_.at(n).pushed() : kNoEdges);
+    dump_edges(known ? nodes_.at(n).pushed() : no_edges);
     out << "}, notified: { ";
-    dump_edges(known ? nodes_.at(n).notified() : kNoEdges);
+    dump_edges(known ? nodes_.at(n).notified() : no_edges);
     out << "}\n";
   }
 }

@@ -270,6 +270,12 @@ class VORN_EXPORT Graph {
   std::size_t num_long_tlemmas_;
   std::size_t num_dup_short_tlemmas_;
   std::size_t num_dup_long_tlemmas_;
+  // Working lists of a check, for their room alone: the next check reuses it.
+  // The graph's own, so that they live as long as it, also beyond main.
+  /// Storage of the queue of edges to try.
+  std::vector<int> queue_ring_;
+  /// Nodes lowered in this run, in order, with repeats; empty between runs.
+  std::vector<int> lowered_;
 };
 
 }  // namespace vorn::dl

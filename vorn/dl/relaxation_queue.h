@@ -8,17 +8,15 @@
 
 namespace vorn::dl {
 
-/// First-in, first-out queue of edge ids that keeps its storage from run to
-/// run. A ring of a power-of-two size, so that a step is an index and a mask.
+/// First-in, first-out queue of edge ids for one run, in storage that outlives
+/// it. A ring of a power-of-two size, so that a step is an index and a mask.
 class RelaxationQueue {
  public:
+  /// An empty queue. Requires: `ring` outlives it, and is empty or as an
+  /// earlier queue left it.
+  explicit RelaxationQueue(std::vector<int>& ring) : ring_(ring) {}
+
   bool empty() const { return head_ == tail_; }
-  std::size_t capacity() const { return ring_.size(); }
-  void clear() { head_ = tail_ = 0; }
-  void release() {
-    clear();
-    std::vector<int>().swap(ring_);
-  }
 
   void push(int edge) {
     if (tail_ - head_ == ring_.size()) grow(1);
@@ -53,7 +51,7 @@ class RelaxationQueue {
     tail_ = count;
   }
 
-  std::vector<int> ring_;
+  std::vector<int>& ring_;
   // Counts of pops and pushes; their difference is the queue's length.
   std::size_t head_ = 0;
   std::size_t tail_ = 0;
