@@ -6,7 +6,10 @@
 #include <array>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
+#include <sstream>
+#include <streambuf>
 #include <string>
 
 #include "tests/inspector.h"
@@ -107,6 +110,20 @@ class Redirection {
   int saved_;
 };
 
+// Gives a stream another buffer while it lives.
+class BufferSwap {
+ public:
+  BufferSwap(std::ostream& stream, std::streambuf* buffer)
+      : stream_(stream), own_(stream.rdbuf(buffer)) {}
+  ~BufferSwap() { stream_.rdbuf(own_); }
+  BufferSwap(const BufferSwap&) = delete;
+  BufferSwap& operator=(const BufferSwap&) = delete;
+
+ private:
+  std::ostream& stream_;
+  std::streambuf* own_;
+};
+
 // Runs `write` with std::cout on the channel. What it wrote.
 template <class F>
 std::string written_to(Channel& channel, F&& write) {
@@ -192,15 +209,64 @@ TEST_F(LoggerTerminalTest, CarriageReturnStandsBeforeFirstWrittenPiece) {
   EXPECT_EQ(text, "\rshown7\n");
 }
 
-// A stream that is none of the three is no terminal, wherever it writes.
-TEST_F(LoggerTerminalTest, OtherStreamOnTerminalGetsNoCarriageReturn) {
+// A host may write through a stream of its own.
+TEST_F(LoggerTerminalTest, OtherStreamOnTheBufferOfCoutIsOnTheTerminal) {
   const std::string text = written_to(terminal_, [](Logger&) {
     std::ostream other(std::cout.rdbuf());
     Logger logger(other, 2);
     logger("DL") << "text" << endlog;
   });
 
-  EXPECT_EQ(text, "text\n");
+  EXPECT_EQ(text, "\rtext\n");
+}
+
+// Captured output must stay free of carriage returns.
+TEST_F(LoggerTerminalTest, CoutIntoAStringIsNoTerminal) {
+  std::ostringstream captured;
+
+  const std::string text = written_to(terminal_, [&](Logger& logger) {
+    const BufferSwap swap(std::cout, captured.rdbuf());
+    logger("DL") << "text" << endlog;
+  });
+
+  EXPECT_EQ(text, "");
+  EXPECT_EQ(captured.str(), "text\n");
+}
+
+// The same for cerr on the buffer of cout, and the other way round.
+TEST_F(LoggerTerminalTest, StandardStreamAnswersForTheBufferThatItHas) {
+  Pipe pipe;
+  ASSERT_TRUE(pipe.ok());
+  bool cerr_on_terminal = false;
+  bool cout_on_pipe = true;
+  {
+    const Redirection out(STDOUT_FILENO, terminal_.in());
+    const Redirection err(STDERR_FILENO, pipe.in());
+    std::streambuf* const pipe_buffer = std::cerr.rdbuf();
+    const BufferSwap cerr_swap(std::cerr, std::cout.rdbuf());
+    const BufferSwap cout_swap(std::cout, pipe_buffer);
+    cerr_on_terminal = is_terminal(std::cerr);
+    cout_on_pipe = is_terminal(std::cout);
+  }
+
+  EXPECT_TRUE(cerr_on_terminal);
+  EXPECT_FALSE(cout_on_pipe);
+}
+
+// 0 if std::cout is known for a terminal with buffers of its own.
+[[noreturn]] void ask_without_c_streams(const Channel& channel) {
+  std::ios_base::sync_with_stdio(false);
+  ::dup2(channel.in(), STDOUT_FILENO);
+  std::ostream other(std::cout.rdbuf());
+  const bool known = is_terminal(std::cout) && is_terminal(other);
+  std::ostringstream captured;
+  const BufferSwap swap(std::cout, captured.rdbuf());
+  std::_Exit(known && !is_terminal(std::cout) ? 0 : 1);
+}
+
+// Programs that print much give the standard streams other buffers.
+TEST_F(LoggerTerminalTest, CoutWithoutCStreamsIsOnTheTerminal) {
+  EXPECT_EXIT(ask_without_c_streams(terminal_), testing::ExitedWithCode(0), "");
 }
 
 // Each standard stream answers for its own descriptor.

@@ -5,7 +5,7 @@
 
 #include <cstddef>
 #include <cstring>
-#include <iostream>
+#include <fstream>
 #include <limits>
 #include <ostream>
 #include <set>
@@ -278,12 +278,17 @@ TEST_F(LoggerTest, TagsAreComparedAsTexts) {
   EXPECT_EQ(text(), "");
 }
 
-// Only the standard streams can be terminals.
+// Memory, files and nothing at all are no terminals.
 TEST(IsTerminalTest, OtherStreamsAreNone) {
   const std::ostringstream text;
-  const std::ostream alias(std::cout.rdbuf());
+  const std::ofstream file("/dev/null");
+  const std::ofstream closed;
+  const std::ostream nowhere(nullptr);
+  ASSERT_TRUE(file.is_open());
   EXPECT_FALSE(is_terminal(text));
-  EXPECT_FALSE(is_terminal(alias));
+  EXPECT_FALSE(is_terminal(file));
+  EXPECT_FALSE(is_terminal(closed));
+  EXPECT_FALSE(is_terminal(nowhere));
 }
 
 }  // namespace

@@ -22,8 +22,9 @@ struct loglevel {
 struct EndLog {};
 inline constexpr EndLog endlog{};
 
-/// Whether `stream` writes to a terminal. Knows the three standard output
-/// streams; any other stream is none.
+/// Whether `stream` writes to a terminal. What counts is its buffer: the ones
+/// that the standard output streams start with, whichever stream they are lent
+/// to, lead to what their descriptor stands for; memory and files are none.
 VORN_EXPORT bool is_terminal(const std::ostream& stream);
 
 /// Writes leveled, tagged messages to a stream.
