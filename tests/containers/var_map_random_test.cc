@@ -66,7 +66,8 @@ class Twin {
     ASSERT_EQ(found, Entries(expected_.begin(), expected_.end()));
     for (int key = 0; key < slots_; ++key) {
       const auto entry = expected_.find(key);
-      ASSERT_EQ(map_.at(key), entry == expected_.end() ? 0 : entry->second);
+      ASSERT_EQ(Inspector::values(map_)[static_cast<std::size_t>(key)],
+                entry == expected_.end() ? 0 : entry->second);
     }
   }
 

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/build_kind.h"
 #include "tests/containers/probe.h"
 #include "tests/inspector.h"
 #include "tests/numbers/allocation_hooks.h"
@@ -77,6 +78,12 @@ TEST(VarMapTest, NewMapIsEmpty) {
   EXPECT_FALSE(map.contains(0));
 }
 
+/// What stands in a slot, whether its key is present or not.
+template <class Map>
+const auto& slot(const Map& map, int key) {
+  return Inspector::values(map)[static_cast<std::size_t>(key)];
+}
+
 // Slots below a far key exist but are absent, with default values.
 TEST(VarMapTest, IndexBeyondEmptyMapMakesExactlyTheSlotsNeeded) {
   IntMap map;
@@ -87,7 +94,7 @@ TEST(VarMapTest, IndexBeyondEmptyMapMakesExactlyTheSlotsNeeded) {
   EXPECT_EQ(Inspector::present(map).size(), 6U);
   for (int key = 0; key < 5; ++key) {
     EXPECT_FALSE(map.contains(key));
-    EXPECT_EQ(map.at(key), 0);
+    EXPECT_EQ(slot(map, key), 0);
   }
   EXPECT_TRUE(map.contains(5));
   EXPECT_EQ(map.at(5), 42);
@@ -360,7 +367,7 @@ TEST(VarMapTest, ClearAndEraseReleaseTheValues) {
 
   map.key_erase(0);
   EXPECT_EQ(Inspector::refcount(watched), 2);
-  EXPECT_EQ(Inspector::block(map.at(0)), &DNumber::zero);
+  EXPECT_EQ(Inspector::block(slot(map, 0)), &DNumber::zero);
   map.clear();
   EXPECT_EQ(Inspector::refcount(watched), 1);
 }
@@ -369,20 +376,20 @@ TEST(VarMapTest, ClearAndEraseReleaseTheValues) {
 TEST(VarMapTest, AbsentEdgesAndNodesAreDefaults) {
   VarMap<dl::Edge, true, true> edges;
   edges[3] = dl::Edge(1, 2, DNumber(5, 0), 9);
-  EXPECT_EQ(edges.at(0).source, -1);
-  EXPECT_EQ(edges.at(0).target, -1);
-  EXPECT_EQ(edges.at(0).id, -1);
+  EXPECT_EQ(slot(edges, 0).source, -1);
+  EXPECT_EQ(slot(edges, 0).target, -1);
+  EXPECT_EQ(slot(edges, 0).id, -1);
   edges.key_erase(3);
-  EXPECT_EQ(edges.at(3).source, -1);
-  EXPECT_EQ(edges.at(3).id, -1);
-  EXPECT_EQ(edges.at(3).weight.to_str(), "0");
+  EXPECT_EQ(slot(edges, 3).source, -1);
+  EXPECT_EQ(slot(edges, 3).id, -1);
+  EXPECT_EQ(slot(edges, 3).weight.to_str(), "0");
 
   VarMap<dl::Node, true, true> nodes;
   nodes[2].set_pred_edge(7);
-  EXPECT_EQ(nodes.at(1).pred_edge(), -1);
-  EXPECT_TRUE(nodes.at(1).pushed().empty());
+  EXPECT_EQ(slot(nodes, 1).pred_edge(), -1);
+  EXPECT_TRUE(slot(nodes, 1).pushed().empty());
   nodes.key_erase(2);
-  EXPECT_EQ(nodes.at(2).pred_edge(), -1);
+  EXPECT_EQ(slot(nodes, 2).pred_edge(), -1);
 }
 
 // One default per growth: a block per new slot would be a waste of memory.
@@ -394,14 +401,14 @@ TEST(VarMapTest, GrowthFillsSlotsWithCopiesOfOneDefault) {
 
   VarMap<dl::Edge, true, true> edges;
   edges[9];
-  EXPECT_EQ(Inspector::refcount(edges.at(0).weight), 10);
-  EXPECT_EQ(Inspector::block(edges.at(0).weight),
-            Inspector::block(edges.at(8).weight));
+  EXPECT_EQ(Inspector::refcount(slot(edges, 0).weight), 10);
+  EXPECT_EQ(Inspector::block(slot(edges, 0).weight),
+            Inspector::block(slot(edges, 8).weight));
 
   const std::size_t news = test::num_new();
   VarMap<DNumber, true, true> numbers;
   numbers[9];
-  EXPECT_EQ(Inspector::block(numbers.at(4)), &DNumber::zero);
+  EXPECT_EQ(Inspector::block(slot(numbers, 4)), &DNumber::zero);
   EXPECT_EQ(test::num_new(), news + 2);
 }
 
@@ -473,6 +480,20 @@ TEST(VarMapTest, FailedCopyDuringGrowthLeavesMapAsItWas) {
   }
   map[9];
   EXPECT_EQ(map.num_slots(), 10);
+}
+
+// An absent key would be read as a default, or beyond the slots.
+TEST(VarMapDeathTest, AtOfAbsentKeyIsAssertedInDebugBuilds) {
+  if (!test::kAsserts) GTEST_SKIP() << "built without assertions";
+  IntMap map;
+  map[3] = 5;
+  const IntMap& constant = map;
+
+  EXPECT_EQ(map.at(3) + constant.at(3), 10);
+  EXPECT_DEATH(map.at(2), "contains");
+  EXPECT_DEATH(constant.at(4), "contains");
+  map.key_erase(3);
+  EXPECT_DEATH(map.at(3), "contains");
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #define VORN_CONTAINERS_VAR_MAP_H
 
 #include <algorithm>
+#include <cassert>
 #include <cstddef>
 #include <utility>
 #include <vector>
@@ -124,9 +125,15 @@ class VarMap {
   }
 
   /// The value of a present key. Requires: contains(key).
-  T& at(int key) { return values_[static_cast<std::size_t>(key)]; }
+  T& at(int key) {
+    assert(contains(key));
+    return values_[static_cast<std::size_t>(key)];
+  }
   /// The same for reading.
-  const T& at(int key) const { return values_[static_cast<std::size_t>(key)]; }
+  const T& at(int key) const {
+    assert(contains(key));
+    return values_[static_cast<std::size_t>(key)];
+  }
 
   /// Number of slots; every present key is below it.
   int num_slots() const { return static_cast<int>(values_.size()); }

@@ -83,7 +83,9 @@ class VORN_EXPORT Graph {
   /// A value for each node.
   using Potentials = la::VarMap<la::DNumber, true, true>;
 
-  /// Reads nothing from the three.
+  /// Reads nothing from the three. `mapper` and `mgr` may be null while no kind
+  /// of lemma is switched on; `config` may not, as each conflict after the
+  /// first reads it.
   Graph(Configuration::Theory::La* config, la::LinearTermMapper* mapper,
         TermManager* mgr);
   Graph(const Graph&) = delete;
