@@ -27,8 +27,8 @@
 #include "solver/command/descriptor_source.h"
 #include "solver/command/process_host.h"
 #include "solver/command/watchdog.h"
-#include "solver/engine/constraint_picture.h"
 #include "solver/engine/graph_recorder.h"
+#include "solver/explain/constraint_picture.h"
 #include "solver/smtlib/interpreter.h"
 #include "solver/smtlib/options.h"
 

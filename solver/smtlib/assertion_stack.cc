@@ -9,7 +9,7 @@
 
 namespace vorn::solver {
 
-void AssertionStack::add(Assertion assertion) {
+void AssertionStack::add(ScriptFormula assertion) {
   const bool assumed = assume_named_ && assertion.name.has_value();
   assertions_.push_back(std::move(assertion));
   if (!assumed) engine_.assert_term(assertions_.back().term);

@@ -3,12 +3,10 @@
 #define VORN_SMTLIB_ASSERTION_STACK_H
 
 #include <cstddef>
-#include <cstdint>
-#include <optional>
-#include <string>
 #include <vector>
 
 #include "solver/engine/engine.h"
+#include "solver/explain/script_formula.h"
 #include "solver/terms/term.h"
 #include "solver/terms/term_store.h"
 
@@ -24,18 +22,6 @@ namespace vorn::solver {
 /// destroyed.
 class AssertionStack {
  public:
-  /// An assertion, and where it comes from.
-  struct Assertion {
-    /// What is asserted.
-    const Term* term = nullptr;
-    /// As it was written; empty if texts are not kept.
-    std::string text;
-    /// The name that the script gives to the whole of it.
-    std::optional<std::string> name;
-    /// Of the script, where the command starts.
-    std::uint32_t line = 0;
-  };
-
   /// How far core() can be trusted.
   enum class CoreState {
     /// A check of its own confirmed that it is unsatisfiable.
@@ -55,10 +41,10 @@ class AssertionStack {
   /// The engine behind it. Its assertions are not to be changed.
   Engine& engine() { return engine_; }
   /// The assertions of all levels, oldest first.
-  const std::vector<Assertion>& assertions() const { return assertions_; }
+  const std::vector<ScriptFormula>& assertions() const { return assertions_; }
 
   /// Requires: a Boolean term inside the engine's fragment.
-  void add(Assertion assertion);
+  void add(ScriptFormula assertion);
 
   /// How many levels are open.
   std::size_t levels() const { return levels_.size(); }
@@ -91,7 +77,7 @@ class AssertionStack {
 
   Engine engine_;
   bool assume_named_;
-  std::vector<Assertion> assertions_;
+  std::vector<ScriptFormula> assertions_;
   std::vector<std::size_t> levels_;  // assertions_ sizes when pushed
   std::vector<const Term*> assumptions_;
   std::vector<std::size_t> failed_assumptions_;

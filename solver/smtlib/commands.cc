@@ -220,7 +220,7 @@ bool Interpreter::do_assert() {
   if (!read_formula(formula) || !read_close() || !check_fragment(formula)) {
     return false;
   }
-  AssertionStack::Assertion assertion;
+  ScriptFormula assertion;
   assertion.term = formula.term;
   if (options_.produce_assertions) assertion.text = text_of(formula);
   assertion.name = std::move(formula.name);
@@ -325,43 +325,38 @@ bool Interpreter::do_unsupported() {
 
 bool Interpreter::do_check_sat() {
   if (!read_close()) return false;
-  assumption_texts_.clear();
-  assumption_lines_.clear();
+  assumptions_.clear();
   assumed_ = false;
-  check({});
+  check();
   return true;
 }
 
 bool Interpreter::do_check_sat_assuming() {
   if (session_ == nullptr) {
     lexer_.skip_command();
-    check({});
+    check();
     return true;
   }
   if (lexer_.next().kind != TokenKind::kOpen) {
     return fail_at_token("'(' before the assumptions");
   }
   session_->parser->start_command(false);
-  std::vector<const Term*> terms;
-  std::vector<std::string> texts;
-  std::vector<std::uint32_t> lines;
+  std::vector<ScriptFormula> assumptions;
   while (lexer_.next().kind != TokenKind::kClose) {
     ParsedTerm assumption;
     if (!read_formula(assumption) || !check_fragment(assumption)) return false;
-    terms.push_back(assumption.term);
-    texts.push_back(text_of(assumption));
-    lines.push_back(assumption.position.line);
+    assumptions.push_back({assumption.term, text_of(assumption), std::nullopt,
+                           assumption.position.line, true});
   }
   if (!read_close()) return false;
   if (options_.keep_picture) keep_texts();
-  assumption_texts_ = std::move(texts);
-  assumption_lines_ = std::move(lines);
+  assumptions_ = std::move(assumptions);
   assumed_ = true;
-  check(terms);
+  check();
   return true;
 }
 
-void Interpreter::check(const std::vector<const Term*>& assumptions) {
+void Interpreter::check() {
   core_settled_ = false;
   mode_ = Mode::kUnknown;
   Answer answer = Answer::kUnknown;
@@ -370,7 +365,7 @@ void Interpreter::check(const std::vector<const Term*>& assumptions) {
     checking_ = true;
     host_.check_started(options_.timeout);
     if (host_.stop() == SessionHost::Stop::kNone) {
-      answer = session_->stack->check(assumptions);
+      answer = session_->stack->check(terms_of(assumptions_));
       reason_unknown_ = engine_reason();
     }
     host_.check_finished();
@@ -382,7 +377,7 @@ void Interpreter::check(const std::vector<const Term*>& assumptions) {
     }
   }
   if (options_.keep_picture) {
-    record_picture(assumptions, answer);
+    record_picture(answer);
     checked_ = true;
   }
   switch (answer) {
@@ -393,7 +388,7 @@ void Interpreter::check(const std::vector<const Term*>& assumptions) {
     case Answer::kUnsat:
       mode_ = Mode::kUnsat;
       reply_ = "unsat\n";
-      if (options_.explain) explain(assumptions);
+      if (options_.explain) explain();
       break;
     case Answer::kUnknown:
       reply_ = "unknown\n";

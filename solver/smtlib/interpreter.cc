@@ -6,8 +6,8 @@
 #include <new>
 #include <utility>
 
+#include "solver/explain/explanation.h"
 #include "solver/smtlib/command_table.h"
-#include "solver/smtlib/explanation.h"
 #include "solver/smtlib/within_memory.h"
 #include "solver/terms/term_printer.h"
 
@@ -181,6 +181,7 @@ void Interpreter::drop_session() {
     host_.engine_gone();
   }
   session_.reset();
+  assumptions_.clear();
 }
 
 std::vector<std::pair<std::string, std::string>> Interpreter::statistics()

@@ -3,16 +3,15 @@
 #define VORN_SMTLIB_INTERPRETER_H
 
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
-#include "solver/engine/constraint_picture.h"
 #include "solver/engine/engine.h"
+#include "solver/explain/constraint_picture.h"
+#include "solver/explain/script_formula.h"
 #include "solver/smtlib/assertion_stack.h"
 #include "solver/smtlib/lexer.h"
 #include "solver/smtlib/options.h"
@@ -85,8 +84,9 @@ class Interpreter {
     std::unique_ptr<AssertionStack> stack;
     std::vector<const Term*> declared;
     std::vector<TermParser::Name> named;
-    // With keep_picture: comparisons as they were written.
-    std::unordered_map<const Term*, std::string> texts;
+    // With keep_picture: comparisons as they were written, and the names of
+    // the last picture.
+    PictureTexts texts;
     // Sizes of both lists when a level was pushed.
     std::vector<std::pair<std::size_t, std::size_t>> levels;
   };
@@ -153,12 +153,12 @@ class Interpreter {
   bool define(const std::string& name, std::vector<const Term*> parameters);
   void keep_names();
   void keep_texts();
-  void check(const std::vector<const Term*>& assumptions);
+  // The assertions together with assumptions_.
+  void check();
   // Answers unsat at once and makes the explanation the rest of the reply.
-  // Requires: the last check was of these assumptions, and unsat.
-  void explain(const std::vector<const Term*>& assumptions);
-  void record_picture(const std::vector<const Term*>& assumptions,
-                      Answer answer);
+  // Requires: the last check was unsat.
+  void explain();
+  void record_picture(Answer answer);
   std::string engine_reason();
   std::string value_text(const Term* term);
   bool apply_options(ScriptOptions changed, Position position);
@@ -172,10 +172,9 @@ class Interpreter {
   std::unique_ptr<Session> session_;
   bool checking_ = false;
   std::string reason_unknown_;
-  // Texts of the assumptions of the last check, and whether it was one that
-  // takes assumptions.
-  std::vector<std::string> assumption_texts_;
-  std::vector<std::uint32_t> assumption_lines_;
+  // The assumptions of the last check, and whether it was one that takes
+  // assumptions.
+  std::vector<ScriptFormula> assumptions_;
   bool assumed_ = false;
   bool core_settled_ = false;
   std::vector<std::pair<std::string, std::string>> last_statistics_;

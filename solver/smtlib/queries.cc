@@ -241,8 +241,7 @@ bool Interpreter::do_get_assertions() {
   }
   if (session_ == nullptr) return fail(command_, "out of memory");
   std::vector<std::string> parts;
-  for (const AssertionStack::Assertion& assertion :
-       session_->stack->assertions()) {
+  for (const ScriptFormula& assertion : session_->stack->assertions()) {
     parts.push_back(assertion.text);
   }
   reply_ = in_brackets(parts, "\n ");
@@ -282,7 +281,7 @@ bool Interpreter::do_get_unsat_assumptions() {
   }
   std::vector<std::string> parts;
   for (const std::size_t i : session_->stack->failed_assumptions()) {
-    parts.push_back(assumption_texts_[i]);
+    parts.push_back(assumptions_[i].text);
   }
   reply_ = in_brackets(parts, " ");
   return true;

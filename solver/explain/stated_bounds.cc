@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "solver/engine/stated_bounds.h"
+#include "solver/explain/stated_bounds.h"
 
 #include <algorithm>
 #include <cassert>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#ifndef VORN_SOLVER_ENGINE_STATED_BOUNDS_H
-#define VORN_SOLVER_ENGINE_STATED_BOUNDS_H
+#ifndef VORN_SOLVER_EXPLAIN_STATED_BOUNDS_H
+#define VORN_SOLVER_EXPLAIN_STATED_BOUNDS_H
 
 #include <cstddef>
 #include <optional>
@@ -84,4 +84,4 @@ std::vector<std::size_t> find_negative_cycle(
 
 }  // namespace vorn::solver
 
-#endif  // VORN_SOLVER_ENGINE_STATED_BOUNDS_H
+#endif  // VORN_SOLVER_EXPLAIN_STATED_BOUNDS_H

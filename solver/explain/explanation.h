@@ -1,46 +1,30 @@
 // SPDX-License-Identifier: MIT
-#ifndef VORN_SMTLIB_EXPLANATION_H
-#define VORN_SMTLIB_EXPLANATION_H
+#ifndef VORN_SOLVER_EXPLAIN_EXPLANATION_H
+#define VORN_SOLVER_EXPLAIN_EXPLANATION_H
 
 #include <atomic>
 #include <cstddef>
-#include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "solver/engine/engine.h"
-#include "solver/terms/term.h"
+#include "solver/explain/script_formula.h"
 #include "solver/terms/term_store.h"
 
 namespace vorn::solver {
 
-/// One of the formulas that have no model together.
-struct ExplainedFormula {
-  /// What it says.
-  const Term* term = nullptr;
-  /// As it was written.
-  std::string text;
-  /// Where it starts in the script.
-  std::uint32_t line = 0;
-  /// Its name in the script.
-  std::optional<std::string> name;
-  /// An assumption of the check, not an assertion.
-  bool assumed = false;
-};
-
-/// Says in words why the formulas have no model. Each line of the text ends
-/// with a line break and holds no other.
+/// Says in words why the formulas have no model. Each line of the text is a
+/// comment, which a reader of replies skips, and ends with a line break.
 ///
 /// If the bounds that they state outright close a negative cycle, that is
 /// written as a chain of inequalities that adds up to a contradiction:
 ///
-///   unsat, because these 3 assertions cannot hold together:
-///     line 7 (a1)   y - x <= 2
-///     line 8        z - y <= -3
-///     line 9        x - z < 0
-///     sum           0 < -1, which is false
+///   ; unsat, because these 3 assertions cannot hold together:
+///   ;   line 7 (a1)   y - x <= 2
+///   ;   line 8        z - y <= -3
+///   ;   line 9        x - z < 0
+///   ;   sum           0 < -1, which is false
 ///
 /// Otherwise, if one formula states what another denies, these two are shown.
 /// Otherwise it takes a distinction of cases, and the text names formulas that
@@ -57,7 +41,7 @@ struct ExplainedFormula {
 /// it is small or `minimize` is set.
 std::string explain_unsat(TermStore& store, const EngineOptions& options,
                           const std::atomic<bool>* stop, bool minimize,
-                          const std::vector<ExplainedFormula>& formulas);
+                          const std::vector<ScriptFormula>& formulas);
 
 /// The text on one line: blanks and line breaks in a row count as one, and what
 /// is longer than `limit` characters is cut short with "...".
@@ -65,4 +49,4 @@ std::string on_one_line(std::string_view text, std::size_t limit);
 
 }  // namespace vorn::solver
 
-#endif  // VORN_SMTLIB_EXPLANATION_H
+#endif  // VORN_SOLVER_EXPLAIN_EXPLANATION_H

@@ -7,7 +7,7 @@
 #include <sstream>
 #include <string>
 
-#include "solver/engine/constraint_picture.h"
+#include "solver/explain/constraint_picture.h"
 #include "tests/smtlib/text_session.h"
 
 // Pictures of whole scripts.

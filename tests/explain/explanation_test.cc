@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "solver/smtlib/explanation.h"
+#include "solver/explain/explanation.h"
 
 #include <gtest/gtest.h>
 
@@ -184,7 +184,7 @@ TEST(ExplanationTest, CoreThatIsStoppedIsLeftOut) {
   TermStore store;
   const Term* p = store.make_symbol("p", Sort::kBool);
   const Term* q = store.make_symbol("q", Sort::kBool);
-  std::vector<ExplainedFormula> formulas(4);
+  std::vector<ScriptFormula> formulas(4);
   formulas[0].term = store.make_or(p, q);
   formulas[1].term = store.make_or(p, store.make_not(q));
   formulas[2].term = store.make_or(store.make_not(p), q);

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "solver/engine/constraint_picture.h"
+#include "solver/explain/constraint_picture.h"
 
 #include <string_view>
 #include <utility>
 
 #include "solver/engine/atom_normaliser.h"
-#include "solver/engine/stated_bounds.h"
+#include "solver/explain/stated_bounds.h"
 #include "solver/terms/difference_bound.h"
 #include "solver/terms/term_printer.h"
 
@@ -95,9 +95,8 @@ std::string name_of(const StatedBound& stated,
     const auto found = texts.names.find(candidate);
     if (found != texts.names.end()) return print_symbol(found->second);
   }
-  if (texts.written == nullptr) return text_of(written);
-  const auto found = texts.written->find(comparison);
-  if (found == texts.written->end()) return text_of(written);
+  const auto found = texts.written.find(comparison);
+  if (found == texts.written.end()) return text_of(written);
   return shorten(negated ? "(not " + found->second + ')' : found->second);
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "solver/engine/constraint_picture.h"
+#include "solver/explain/constraint_picture.h"
 
 #include <gtest/gtest.h>
 
@@ -98,8 +98,7 @@ TEST_F(ConstraintPictureTest, DrawingOfConflictMarksItsCycle) {
   const Term* b = store_.make_not(at_most(x_, y_, 1));
   const Term* c = store_.make_or(p_, at_most(z_, y_, 4));
   texts.names = {{b, "odd name"}};
-  const PictureTexts::Map written = {{a, "(>= 1 (- x y))"}};
-  texts.written = &written;
+  texts.written = {{a, "(>= 1 (- x y))"}};
 
   EXPECT_EQ(body_of(draw(Answer::kUnsat, {a, c, b}, texts)),
             "n0 [label=\"y\"];\n"

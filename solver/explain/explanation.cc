@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
-#include "solver/smtlib/explanation.h"
+#include "solver/explain/explanation.h"
 
 #include <algorithm>
+#include <sstream>
 #include <unordered_set>
 #include <utility>
 
 #include "solver/engine/atom_normaliser.h"
-#include "solver/engine/stated_bounds.h"
+#include "solver/explain/stated_bounds.h"
 #include "solver/terms/linear_sum.h"
 #include "solver/terms/term_printer.h"
 
@@ -54,7 +55,7 @@ std::string without_breaks(std::string text) {
   return text;
 }
 
-std::string place_of(const ExplainedFormula& formula) {
+std::string place_of(const ScriptFormula& formula) {
   std::string text = "line " + std::to_string(formula.line);
   if (formula.name.has_value()) {
     text += " (" + without_breaks(print_symbol(*formula.name)) + ')';
@@ -63,8 +64,10 @@ std::string place_of(const ExplainedFormula& formula) {
   return text;
 }
 
-std::string text_of(const ExplainedFormula& formula) {
-  return on_one_line(formula.text, kLongestText);
+std::string text_of(const ScriptFormula& formula) {
+  return on_one_line(
+      formula.text.empty() ? print_term(formula.term) : formula.text,
+      kLongestText);
 }
 
 // --- Inequalities ---
@@ -114,7 +117,7 @@ std::string equality_text(const Term* equality) {
   return sum_text(sum, " = ");
 }
 
-Row row_of(const StatedBound& stated, const ExplainedFormula& formula) {
+Row row_of(const StatedBound& stated, const ScriptFormula& formula) {
   Row row;
   row.place = place_of(formula);
   const std::string unrounded = sum_text(stated.sum, comparison(stated.strict));
@@ -146,7 +149,7 @@ Row sum_row(const std::vector<StatedBound>& bounds,
 
 // --- What is said ---
 
-std::string count_text(const std::vector<ExplainedFormula>& formulas,
+std::string count_text(const std::vector<ScriptFormula>& formulas,
                        std::vector<std::size_t> members) {
   std::sort(members.begin(), members.end());
   members.erase(std::unique(members.begin(), members.end()), members.end());
@@ -159,7 +162,7 @@ std::string count_text(const std::vector<ExplainedFormula>& formulas,
          (assumed ? " and assumptions" : "") + " cannot hold together:";
 }
 
-std::string explain_by_chain(const std::vector<ExplainedFormula>& formulas,
+std::string explain_by_chain(const std::vector<ScriptFormula>& formulas,
                              const std::vector<StatedBound>& bounds,
                              const std::vector<std::size_t>& chain) {
   std::vector<Row> rows;
@@ -172,7 +175,7 @@ std::string explain_by_chain(const std::vector<ExplainedFormula>& formulas,
   return "unsat, because " + count_text(formulas, members) + '\n' + table(rows);
 }
 
-std::string list_text(const std::vector<ExplainedFormula>& formulas,
+std::string list_text(const std::vector<ScriptFormula>& formulas,
                       const std::vector<std::size_t>& members) {
   std::vector<Row> rows;
   rows.reserve(members.size());
@@ -182,7 +185,7 @@ std::string list_text(const std::vector<ExplainedFormula>& formulas,
   return table(rows);
 }
 
-std::string explain_by_clash(const std::vector<ExplainedFormula>& formulas,
+std::string explain_by_clash(const std::vector<ScriptFormula>& formulas,
                              const Clash& clash) {
   std::vector<std::size_t> members{clash.affirmed, clash.denied};
   std::sort(members.begin(), members.end());
@@ -205,7 +208,7 @@ class CoreFinder {
  public:
   CoreFinder(TermStore& store, const EngineOptions& options,
              const std::atomic<bool>* stop,
-             const std::vector<ExplainedFormula>& formulas)
+             const std::vector<ScriptFormula>& formulas)
       : engine_(store, options), formulas_(formulas) {
     engine_.set_stop(stop);
     // Each term once, under its first place.
@@ -259,12 +262,12 @@ class CoreFinder {
   }
 
   Engine engine_;
-  const std::vector<ExplainedFormula>& formulas_;
+  const std::vector<ScriptFormula>& formulas_;
 };
 
 std::string explain_by_core(TermStore& store, const EngineOptions& options,
                             const std::atomic<bool>* stop, bool minimize,
-                            const std::vector<ExplainedFormula>& formulas) {
+                            const std::vector<ScriptFormula>& formulas) {
   std::string text =
       "unsat, but no single chain of inequalities shows it: it takes a "
       "distinction of cases.\n";
@@ -286,25 +289,30 @@ std::string explain_by_core(TermStore& store, const EngineOptions& options,
   return text;
 }
 
+std::string in_comments(const std::string& text) {
+  std::istringstream lines(text);
+  std::string result;
+  std::string line;
+  while (std::getline(lines, line)) result += "; " + line + '\n';
+  return result;
+}
+
 }  // namespace
 
 std::string explain_unsat(TermStore& store, const EngineOptions& options,
                           const std::atomic<bool>* stop, bool minimize,
-                          const std::vector<ExplainedFormula>& formulas) {
-  std::vector<const Term*> terms;
-  terms.reserve(formulas.size());
-  for (const ExplainedFormula& formula : formulas) {
-    terms.push_back(formula.term);
-  }
+                          const std::vector<ScriptFormula>& formulas) {
   AtomNormaliser normaliser(store);
   const Statements statements =
-      read_statements(store, normaliser, terms, false);
+      read_statements(store, normaliser, terms_of(formulas), false);
   const std::vector<std::size_t> chain = find_negative_cycle(statements.bounds);
   if (!chain.empty()) {
-    return explain_by_chain(formulas, statements.bounds, chain);
+    return in_comments(explain_by_chain(formulas, statements.bounds, chain));
   }
-  if (statements.clash) return explain_by_clash(formulas, *statements.clash);
-  return explain_by_core(store, options, stop, minimize, formulas);
+  return in_comments(
+      statements.clash
+          ? explain_by_clash(formulas, *statements.clash)
+          : explain_by_core(store, options, stop, minimize, formulas));
 }
 
 std::string on_one_line(std::string_view text, std::size_t limit) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#ifndef VORN_SOLVER_ENGINE_CONSTRAINT_PICTURE_H
-#define VORN_SOLVER_ENGINE_CONSTRAINT_PICTURE_H
+#ifndef VORN_SOLVER_EXPLAIN_CONSTRAINT_PICTURE_H
+#define VORN_SOLVER_EXPLAIN_CONSTRAINT_PICTURE_H
 
 #include <cstddef>
 #include <ostream>
@@ -48,8 +48,8 @@ struct PictureTexts {
   using Map = std::unordered_map<const Term*, std::string>;
   /// Names, without bars, of comparisons or formulas.
   Map names;
-  /// Comparisons as they were written; borrowed. Null for none.
-  const Map* written = nullptr;
+  /// Comparisons as they were written.
+  Map written;
 };
 
 /// Draws the bounds in `formulas`, as the engine sees them after its last
@@ -81,4 +81,4 @@ void write_dot(const ConstraintPicture& picture, std::ostream& out);
 
 }  // namespace vorn::solver
 
-#endif  // VORN_SOLVER_ENGINE_CONSTRAINT_PICTURE_H
+#endif  // VORN_SOLVER_EXPLAIN_CONSTRAINT_PICTURE_H
