@@ -3,10 +3,10 @@
 
 #include <algorithm>
 #include <sstream>
-#include <unordered_set>
 #include <utility>
 
 #include "solver/engine/atom_normaliser.h"
+#include "solver/explain/core_minimiser.h"
 #include "solver/explain/stated_bounds.h"
 #include "solver/terms/linear_sum.h"
 #include "solver/terms/term_printer.h"
@@ -200,79 +200,16 @@ std::string explain_by_clash(const std::vector<ScriptFormula>& formulas,
   return text;
 }
 
-// --- Cores ---
-
-/// Finds formulas without a common model, by an engine to which all are
-/// assumptions.
-class CoreFinder {
- public:
-  CoreFinder(TermStore& store, const EngineOptions& options,
-             const std::atomic<bool>* stop,
-             const std::vector<ScriptFormula>& formulas)
-      : engine_(store, options), formulas_(formulas) {
-    engine_.set_stop(stop);
-    // Each term once, under its first place.
-    std::unordered_set<const Term*> seen;
-    for (std::size_t k = 0; k < formulas.size(); ++k) {
-      if (seen.insert(formulas[k].term).second) core.push_back(k);
-    }
-  }
-
-  /// The answer of the first check, after which `core` has no model if it is
-  /// kUnsat; and `stopped` says whether there was no time to make it smaller.
-  Answer run(bool minimize) {
-    const Answer answer = shrink_to(core);
-    if (answer != Answer::kUnsat) return answer;
-    // What failed is often less when nothing else is there.
-    for (std::size_t before = 0; before != core.size() && !stopped;) {
-      before = core.size();
-      stopped = shrink_to(core) != Answer::kUnsat;
-    }
-    if (!minimize && core.size() > kSmallCore) return answer;
-    // Without what stands before position `i` the rest is satisfiable.
-    for (std::size_t i = 0; i < core.size() && !stopped;) {
-      std::vector<std::size_t> smaller = core;
-      smaller.erase(smaller.begin() + static_cast<std::ptrdiff_t>(i));
-      const Answer without = shrink_to(smaller);
-      stopped = without == Answer::kUnknown;
-      if (without != Answer::kUnsat) ++i;
-    }
-    return answer;
-  }
-
-  /// Ascending positions of formulas.
-  std::vector<std::size_t> core;
-  bool stopped = false;
-
- private:
-  // If these members have no model, those of them that the engine names are
-  // the core.
-  Answer shrink_to(const std::vector<std::size_t>& members) {
-    std::vector<const Term*> terms;
-    terms.reserve(members.size());
-    for (const std::size_t k : members) terms.push_back(formulas_[k].term);
-    const Answer answer = engine_.check(terms);
-    if (answer != Answer::kUnsat) return answer;
-    std::vector<std::size_t> failed;
-    for (const std::size_t i : engine_.failed_assumptions()) {
-      failed.push_back(members[i]);
-    }
-    core = std::move(failed);
-    return answer;
-  }
-
-  Engine engine_;
-  const std::vector<ScriptFormula>& formulas_;
-};
-
 std::string explain_by_core(TermStore& store, const EngineOptions& options,
                             const std::atomic<bool>* stop, bool minimize,
                             const std::vector<ScriptFormula>& formulas) {
   std::string text =
       "unsat, but no single chain of inequalities shows it: it takes a "
       "distinction of cases.\n";
-  CoreFinder finder(store, options, stop, formulas);
-  switch (finder.run(minimize)) {
+  Engine engine(store, options);
+  engine.set_stop(stop);
+  CoreMinimiser minimiser(engine, terms_of(formulas));
+  switch (minimiser.narrow()) {
     case Answer::kUnsat:
       break;
     case Answer::kUnknown:
@@ -282,10 +219,15 @@ std::string explain_by_core(TermStore& store, const EngineOptions& options,
     case Answer::kSat:
       return "internal error: the assertions have a model\n";
   }
-  std::string count = count_text(formulas, finder.core);
+  const std::vector<std::size_t>& core = minimiser.core();
+  const bool shrinks = minimize || core.size() <= kSmallCore;
+  if (shrinks && !minimiser.gave_up()) minimiser.minimise();
+  std::string count = count_text(formulas, core);
   count[0] = 'T';
-  text += count + '\n' + list_text(formulas, finder.core);
-  if (finder.stopped) text += "  maybe fewer; there was no time to find out\n";
+  text += count + '\n' + list_text(formulas, core);
+  if (minimiser.gave_up()) {
+    text += "  maybe fewer; there was no time to find out\n";
+  }
   return text;
 }
 

@@ -7,6 +7,8 @@
 #include <unordered_set>
 #include <utility>
 
+#include "solver/explain/core_minimiser.h"
+
 namespace vorn::solver {
 
 void AssertionStack::add(ScriptFormula assertion) {
@@ -67,41 +69,18 @@ Answer AssertionStack::check(const std::vector<const Term*>& assumptions) {
   return answer;
 }
 
-Answer AssertionStack::check_core(const std::vector<std::size_t>& core) {
-  std::vector<const Term*> terms;
-  std::unordered_set<const Term*> seen;
-  for (const std::size_t i : core) {
-    seen.insert(assertions_[i].term);
-    terms.push_back(assertions_[i].term);
-  }
-  for (const Term* assumption : assumptions_) {
-    if (seen.insert(assumption).second) terms.push_back(assumption);
-  }
-  return engine_.check(terms);
-}
-
 AssertionStack::CoreState AssertionStack::settle_core(bool minimize) {
-  const Answer answer = check_core(core_);
+  std::vector<const Term*> terms;
+  for (const std::size_t i : core_) terms.push_back(assertions_[i].term);
+  CoreMinimiser minimiser(engine_, terms, assumptions_);
+  const Answer answer = minimiser.confirm();
   if (answer == Answer::kSat) return CoreState::kRefuted;
   if (answer == Answer::kUnknown) return CoreState::kReported;
-
-  // Everything before position `i` is known to be needed: without it what is
-  // left, and so each part of it, was satisfiable. A check that is stopped
-  // counts as if it were needed.
-  for (std::size_t i = 0; minimize && i < core_.size();) {
-    std::vector<std::size_t> smaller = core_;
-    smaller.erase(smaller.begin() + static_cast<std::ptrdiff_t>(i));
-    if (check_core(smaller) != Answer::kUnsat) {
-      ++i;
-      continue;
-    }
-    std::vector<std::size_t> kept;
-    for (const std::size_t failed : engine_.failed_assumptions()) {
-      if (failed < smaller.size()) kept.push_back(smaller[failed]);
-    }
-    std::sort(kept.begin(), kept.end());
-    core_ = std::move(kept);
-  }
+  if (!minimize) return CoreState::kConfirmed;
+  minimiser.minimise();
+  std::vector<std::size_t> kept;
+  for (const std::size_t k : minimiser.core()) kept.push_back(core_[k]);
+  core_ = std::move(kept);
   return CoreState::kConfirmed;
 }
 

@@ -68,13 +68,10 @@ class AssertionStack {
   const std::vector<std::size_t>& core() const { return core_; }
 
   /// Confirms core() by a check of its own and, if `minimize`, leaves out what
-  /// can be left out, one assertion after the other.
-  /// Cost: one check, or one per assertion in the core.
+  /// can be left out. Cost: one check, then that of CoreMinimiser::minimise().
   CoreState settle_core(bool minimize);
 
  private:
-  Answer check_core(const std::vector<std::size_t>& core);
-
   Engine engine_;
   bool assume_named_;
   std::vector<ScriptFormula> assertions_;
