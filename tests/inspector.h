@@ -24,6 +24,11 @@ namespace vorn {
 /// its declared type and its place in the object can be tested too. A private
 /// operation is called as `Inspector::name(object, arguments...)`.
 struct Inspector {
+  /// Where a member stands in its object, in bytes.
+  static std::ptrdiff_t offset_in(const void* object, const void* member) {
+    return static_cast<const char*>(member) - static_cast<const char*>(object);
+  }
+
   // QNumber.
 
   /// The big form's block. Complete with "vorn/numbers/big_repr.h".

@@ -10,10 +10,6 @@
 namespace vorn::solver {
 namespace {
 
-std::size_t index(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 class Finder {
  public:
   Finder(const std::vector<Separation>& separations,
@@ -55,6 +51,8 @@ class Finder {
   }
 
  private:
+  static std::size_t index(int i) { return static_cast<std::size_t>(i); }
+
   struct Edge {
     int separation;
     /// If there is no separation.

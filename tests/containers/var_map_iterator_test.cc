@@ -34,23 +34,19 @@ static_assert(
     std::is_same_v<decltype(Inspector::cur_valid(std::declval<Iterator&>())),
                    bool&>);
 
-std::ptrdiff_t offset_in(const void* object, const void* member) {
-  return static_cast<const char*>(member) - static_cast<const char*>(object);
-}
-
 // The iterator's cache stands behind its position.
 TEST(VarMapIteratorTest, LayoutIsMapFlagsPositionCacheValidity) {
   const IntMap map;
   const Iterator it = map.begin();
-  EXPECT_EQ(offset_in(&it, &Inspector::map(it)), 0);
-  EXPECT_EQ(offset_in(&it, &Inspector::flags(it)),
+  EXPECT_EQ(Inspector::offset_in(&it, &Inspector::map(it)), 0);
+  EXPECT_EQ(Inspector::offset_in(&it, &Inspector::flags(it)),
             std::ptrdiff_t{sizeof(void*)});
-  EXPECT_LT(offset_in(&it, &Inspector::flags(it)),
-            offset_in(&it, &Inspector::pos(it)));
-  EXPECT_LT(offset_in(&it, &Inspector::pos(it)),
-            offset_in(&it, &Inspector::cur(it)));
-  EXPECT_LT(offset_in(&it, &Inspector::cur(it)),
-            offset_in(&it, &Inspector::cur_valid(it)));
+  EXPECT_LT(Inspector::offset_in(&it, &Inspector::flags(it)),
+            Inspector::offset_in(&it, &Inspector::pos(it)));
+  EXPECT_LT(Inspector::offset_in(&it, &Inspector::pos(it)),
+            Inspector::offset_in(&it, &Inspector::cur(it)));
+  EXPECT_LT(Inspector::offset_in(&it, &Inspector::cur(it)),
+            Inspector::offset_in(&it, &Inspector::cur_valid(it)));
   EXPECT_EQ(Inspector::map(it), &map);
   EXPECT_EQ(Inspector::flags(it), &Inspector::present(map));
 }

@@ -40,10 +40,6 @@ static_assert(sizeof(IntMap) == sizeof(std::vector<int>) +
                                     sizeof(std::size_t));
 static_assert(std::is_same_v<decltype(std::declval<const IntMap&>()[0]), int&>);
 
-std::ptrdiff_t offset_in(const void* object, const void* member) {
-  return static_cast<const char*>(member) - static_cast<const char*>(object);
-}
-
 std::vector<int> keys_of(const IntMap& map) {
   std::vector<int> keys;
   for (IntMap::VarMapIterator it = map.begin(); it != map.end(); ++it) {
@@ -57,10 +53,10 @@ using ProbeMap = VarMap<Probe, true, true>;
 // The tests read private members by name; their places are part of the type.
 TEST(VarMapTest, LayoutIsValuesThenPresenceThenCount) {
   const IntMap map;
-  EXPECT_EQ(offset_in(&map, &Inspector::values(map)), 0);
-  EXPECT_EQ(offset_in(&map, &Inspector::present(map)),
+  EXPECT_EQ(Inspector::offset_in(&map, &Inspector::values(map)), 0);
+  EXPECT_EQ(Inspector::offset_in(&map, &Inspector::present(map)),
             std::ptrdiff_t{sizeof(std::vector<int>)});
-  EXPECT_EQ(offset_in(&map, &Inspector::num_keys(map)),
+  EXPECT_EQ(Inspector::offset_in(&map, &Inspector::num_keys(map)),
             std::ptrdiff_t{sizeof(std::vector<int>)} +
                 std::ptrdiff_t{sizeof(std::vector<char>)});
 }

@@ -26,7 +26,7 @@
 namespace vorn::dl_test {
 namespace {
 
-constexpr int kTraceLength = 75;
+constexpr int kFailingTraceLength = 75;
 
 /// Calls of either kind to be tried, and of those that hand over.
 constexpr int kCalls = 40;
@@ -50,7 +50,7 @@ Trace make_trace(unsigned seed, ClosureWay way) {
   RandomClosureTrace random(seed, way);
   ClosureUnderTest t(random.setting(), &seen);
   Trace trace;
-  for (int step = 0; step < kTraceLength; ++step) {
+  for (int step = 0; step < kFailingTraceLength; ++step) {
     const ClosureOp op = random.next(t);
     const std::uint64_t rebuilds = t.closure().counters().rebuilds;
     const bool was_matrix = t.closure().uses_matrix();

@@ -29,7 +29,7 @@ using dl_test::to_number;
 using dl_test::Weights;
 
 /// What the runs have met, so that a test can tell that it tested something.
-struct Seen {
+struct SeenInGraphs {
   int consistent = 0;
   int conflicts = 0;
   int long_conflicts = 0;
@@ -39,7 +39,7 @@ struct Seen {
 /// One random host: a graph and, on the side, what should be in it.
 class RandomHost {
  public:
-  RandomHost(unsigned seed, Weights weights, Seen* seen)
+  RandomHost(unsigned seed, Weights weights, SeenInGraphs* seen)
       : random_(seed),
         weights_(weights),
         num_nodes_(random_.between(2, 7)),
@@ -286,7 +286,7 @@ class RandomHost {
   Weights weights_;
   int num_nodes_;
   int num_constraints_;
-  Seen* seen_;
+  SeenInGraphs* seen_;
   GraphUnderTest t_;
   std::map<int, ExactEdge> edges_;
   /// Nodes told since the last reset.
@@ -301,8 +301,8 @@ class RandomHost {
   EdgeIds conflict_;
 };
 
-Seen run(Weights weights, unsigned seeds) {
-  Seen seen;
+SeenInGraphs run(Weights weights, unsigned seeds) {
+  SeenInGraphs seen;
   for (unsigned seed = 1; seed <= seeds; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     RandomHost host(seed, weights, &seen);
@@ -317,7 +317,7 @@ Seen run(Weights weights, unsigned seeds) {
 
 constexpr unsigned kSeeds = 120;
 
-void expect_much_was_seen(const Seen& seen) {
+void expect_much_was_seen(const SeenInGraphs& seen) {
   EXPECT_GT(seen.consistent, 500);
   EXPECT_GT(seen.conflicts, 200);
   EXPECT_GT(seen.long_conflicts, 50);

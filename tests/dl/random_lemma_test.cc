@@ -183,7 +183,7 @@ TEST(WalkEndsTest, CyclesThatMeetTheirNodesInAnotherOrderDoNotEnd) {
 }
 
 /// What the runs have met, so that a test can tell that it tested something.
-struct Seen {
+struct SeenLemmas {
   int short_lemmas = 0;
   int long_lemmas = 0;
   int strict_bounds = 0;
@@ -193,7 +193,7 @@ struct Seen {
 
 class LearningHost {
  public:
-  LearningHost(unsigned seed, Weights weights, Seen* seen)
+  LearningHost(unsigned seed, Weights weights, SeenLemmas* seen)
       : random_(seed),
         weights_(weights),
         num_nodes_(random_.between(3, 8)),
@@ -361,7 +361,7 @@ class LearningHost {
   Weights weights_;
   int num_nodes_;
   int num_constraints_;
-  Seen* seen_;
+  SeenLemmas* seen_;
   GraphUnderTest graph_;
   /// The same graph without lemmas, one check ahead.
   GraphUnderTest scout_;
@@ -377,8 +377,8 @@ class LearningHost {
   std::size_t duplicates_ = 0;
 };
 
-Seen run(Weights weights) {
-  Seen seen;
+SeenLemmas run(Weights weights) {
+  SeenLemmas seen;
   for (unsigned seed = 1; seed <= 400; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     LearningHost host(seed, weights, &seen);
@@ -391,7 +391,7 @@ Seen run(Weights weights) {
   return seen;
 }
 
-void expect_much_was_seen(const Seen& seen) {
+void expect_much_was_seen(const SeenLemmas& seen) {
   EXPECT_GT(seen.short_lemmas, 500);
   EXPECT_GT(seen.long_lemmas, 50);
   EXPECT_GT(seen.bounds_at_zero, 50);
@@ -400,7 +400,7 @@ void expect_much_was_seen(const Seen& seen) {
 
 // A lemma that does not follow makes a host unsound.
 TEST(RandomLemmaTest, LemmasOverSmallIntegersFollow) {
-  const Seen seen = run(Weights::kSmallIntegers);
+  const SeenLemmas seen = run(Weights::kSmallIntegers);
 
   expect_much_was_seen(seen);
   EXPECT_EQ(seen.strict_bounds, 0);
@@ -413,7 +413,7 @@ TEST(RandomLemmaTest, LemmasOverFractionsFollow) {
 
 // Strict premises make strict bounds, and mixed ones the weaker.
 TEST(RandomLemmaTest, LemmasOverStrictBoundsFollow) {
-  const Seen seen = run(Weights::kStrict);
+  const SeenLemmas seen = run(Weights::kStrict);
 
   expect_much_was_seen(seen);
   EXPECT_GT(seen.strict_bounds, 200);

@@ -9,7 +9,7 @@
 namespace vorn::model {
 namespace {
 
-Trace trace_from_text(const std::string& text) {
+Trace parsed(const std::string& text) {
   std::istringstream in(text);
   Trace trace;
   EXPECT_TRUE(read_trace(in, &trace));
@@ -45,8 +45,8 @@ TEST(TraceTest, ReadTraceBringsBackEveryKindOfCall) {
       "dump_list 0\n"
       "logger -1\n";
 
-  EXPECT_EQ(text_of(trace_from_text(text)), text);
-  EXPECT_EQ(text_of(trace_from_text("# a remark\n\n" + text)), text);
+  EXPECT_EQ(text_of(parsed(text)), text);
+  EXPECT_EQ(text_of(parsed("# a remark\n\n" + text)), text);
 }
 
 // Generated traces must survive the file as well, floats included.
@@ -54,7 +54,7 @@ TEST(TraceTest, ReadTraceBringsBackRandomTraces) {
   for (std::uint64_t seed = 1; seed <= 20; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     const std::string text = text_of(random_trace(seed, 200));
-    EXPECT_EQ(text_of(trace_from_text(text)), text);
+    EXPECT_EQ(text_of(parsed(text)), text);
   }
 }
 
@@ -123,7 +123,7 @@ TEST(TraceTest, RandomTracesReachEveryKindOfCall) {
 
 // Pops out of order and the like must be seen, or shrinking leaves contracts.
 TEST(TraceTest, WithoutBreachesDropsOnlyBreaches) {
-  const Trace trace = trace_from_text(
+  const Trace trace = parsed(
       "push 1\n"
       "tell 1 1 2 2 4 0\n"
       "tell 1 1 2 2 5 0\n"
@@ -153,8 +153,7 @@ TEST(TraceTest, WithoutBreachesDropsOnlyBreaches) {
 // Shrinking must keep the failure and drop what plays no part in it.
 TEST(TraceTest, ShrinkLeavesOnlyCallsThatMatter) {
   Trace trace = random_trace(7, 200);
-  const Trace wanted =
-      trace_from_text("reset 1\ntell 900 1 2 6 4 0\npush 900\n");
+  const Trace wanted = parsed("reset 1\ntell 900 1 2 6 4 0\npush 900\n");
   trace.insert(trace.begin() + 100, wanted.begin(), wanted.end());
   trace = without_breaches(trace);
   const auto fails = [](const Trace& part) {
@@ -170,7 +169,7 @@ TEST(TraceTest, ShrinkLeavesOnlyCallsThatMatter) {
 // Digits that play no part hide those that do; weights that have to change
 // together must not stop the rest from becoming simple.
 TEST(TraceTest, ShrinkMakesWeightsSimple) {
-  const Trace trace = trace_from_text(
+  const Trace trace = parsed(
       "tell_bi 1 1 2 2 1267650600228229401496703205376/7 5/3 2 1 3 4 0\n"
       "tell 2 2 1 4 -1267650600228229401496703205376/7 -7\n"
       "tell 3 2 3 6 99 1\n"

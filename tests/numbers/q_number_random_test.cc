@@ -47,10 +47,6 @@ Pair draw_partner(Draw& draw, const Pair& first) {
   }
 }
 
-bool is_small(const QNumber& q) {
-  return !Inspector::is_big(q);
-}
-
 // Whether adding two small values stays in 64-bit words: whether each step of
 // the least-common-multiple method does.
 bool sum_stays_small(const mpq_class& a, const mpq_class& b) {
@@ -69,11 +65,13 @@ bool sum_stays_small(const mpq_class& a, const mpq_class& b) {
 void expect_result(const QNumber& result, const mpq_class& expected,
                    bool operands_small, bool words_suffice) {
   EXPECT_TRUE(holds(result, expected));
-  EXPECT_EQ(is_small(result), operands_small && words_suffice) << expected;
+  EXPECT_EQ(!Inspector::is_big(result), operands_small && words_suffice)
+      << expected;
 }
 
 void check_arithmetic(const Pair& a, const Pair& b) {
-  const bool both_small = is_small(a.number) && is_small(b.number);
+  const bool both_small =
+      !Inspector::is_big(a.number) && !Inspector::is_big(b.number);
 
   QNumber sum = a.number;
   sum += b.number;
@@ -115,7 +113,7 @@ void check_comparisons(const Pair& a, const Pair& b) {
 void check_one(const Pair& a) {
   const QNumber negative = -a.number;
   EXPECT_TRUE(holds(negative, -a.value));
-  EXPECT_EQ(is_small(negative), is_small(a.number));
+  EXPECT_EQ(!Inspector::is_big(negative), !Inspector::is_big(a.number));
   EXPECT_EQ(a.number.sign(), sgn(a.value));
   EXPECT_EQ(a.number.is_integer(), a.value.get_den() == 1);
 
@@ -132,7 +130,7 @@ void check_one(const Pair& a) {
       {a.number.denominator(), a.value.get_den()}};
   for (const auto& [found, expected] : integers) {
     EXPECT_TRUE(holds(found, mpq_class(expected)));
-    EXPECT_EQ(is_small(found), test::fits(expected)) << expected;
+    EXPECT_EQ(!Inspector::is_big(found), test::fits(expected)) << expected;
   }
   EXPECT_TRUE(holds(a.number, a.value)) << "operand changed";
 }
@@ -145,11 +143,11 @@ void check_text(const Pair& a) {
   const std::optional<QNumber> back = QNumber::from_string(out.str());
   ASSERT_TRUE(back.has_value());
   EXPECT_TRUE(holds(*back, a.value));
-  EXPECT_EQ(is_small(*back), test::fits(a.value));
+  EXPECT_EQ(!Inspector::is_big(*back), test::fits(a.value));
 }
 
 void check_aliases(const Pair& a) {
-  const bool was_small = is_small(a.number);
+  const bool was_small = !Inspector::is_big(a.number);
 
   QNumber q = a.number;
   q += q;
@@ -175,24 +173,26 @@ void check_aliases(const Pair& a) {
 }
 
 void check_copies_and_moves(const Pair& a, const Pair& b) {
-  const bool was_small = is_small(a.number);
+  const bool was_small = !Inspector::is_big(a.number);
 
   QNumber copy(b.number);
-  EXPECT_EQ(is_small(copy), is_small(b.number));
+  EXPECT_EQ(!Inspector::is_big(copy), !Inspector::is_big(b.number));
   copy = a.number;
   EXPECT_TRUE(holds(copy, a.value));
   // The target's form wins over a small source.
-  EXPECT_EQ(is_small(copy), is_small(b.number) && was_small);
+  EXPECT_EQ(!Inspector::is_big(copy),
+            !Inspector::is_big(b.number) && was_small);
 
   QNumber source(a.number);
   QNumber taken(std::move(source));
   EXPECT_TRUE(holds(taken, a.value));
-  EXPECT_EQ(is_small(taken), was_small);
+  EXPECT_EQ(!Inspector::is_big(taken), was_small);
 
   QNumber target(b.number);
   target = std::move(taken);
   EXPECT_TRUE(holds(target, a.value));
-  EXPECT_EQ(is_small(target), is_small(b.number) && was_small);
+  EXPECT_EQ(!Inspector::is_big(target),
+            !Inspector::is_big(b.number) && was_small);
   // A moved-from value must still take part in everything.
   taken = b.number;  // NOLINT(bugprone-use-after-move)
   EXPECT_TRUE(holds(taken, b.value));
@@ -210,8 +210,9 @@ TEST_P(QNumberRandomTest, EveryOperationAgreesWithReference) {
     const Pair b = draw_partner(draw, a);
     SCOPED_TRACE(::testing::Message()
                  << "seed " << GetParam() << ", round " << round << ": "
-                 << a.value << (is_small(a.number) ? "" : " (big)") << ", "
-                 << b.value << (is_small(b.number) ? "" : " (big)"));
+                 << a.value << (!Inspector::is_big(a.number) ? "" : " (big)")
+                 << ", " << b.value
+                 << (!Inspector::is_big(b.number) ? "" : " (big)"));
     ASSERT_TRUE(holds(a.number, a.value));
     ASSERT_TRUE(holds(b.number, b.value));
     check_arithmetic(a, b);

@@ -107,7 +107,7 @@ class WatchedTheory final : public Theory {
 };
 
 /// What machines have found.
-struct Found {
+struct FoundByRules {
   std::size_t clauses = 0;
   MachinePropagation::Counters counters;
 };
@@ -128,7 +128,7 @@ class ChosenWindows {
     theory_.attach(&search_);
   }
 
-  void run(Found& found) {
+  void run(FoundByRules& found) {
     constexpr int kBools = 6;
     const int n = random_.between(4, 6);
     watched_.separations.num_tasks = shop_.num_tasks = n;
@@ -265,7 +265,7 @@ class ChosenWindows {
 };
 
 void expect_clauses_to_hold(ChosenWindows::Kind kind, int cases) {
-  Found found;
+  FoundByRules found;
   for (int seed = 0; seed < cases; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     ChosenWindows(static_cast<unsigned>(seed), kind).run(found);

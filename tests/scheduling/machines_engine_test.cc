@@ -95,7 +95,7 @@ class ShopMaker {
 };
 
 /// Counts what machines have found, over several engines.
-class Found {
+class FoundByEngine {
  public:
   void add(const ShopComparison& comparison) {
     for (auto& [name, count] : counts_) {
@@ -115,7 +115,8 @@ class Found {
 // A shop with a length that it can and cannot be done in: the length is that of
 // all tasks together, less as much as possible.
 void find_length(ShopComparison& comparison, ShopMaker& maker,
-                 const std::vector<Wide>& durations, int most, Found& found) {
+                 const std::vector<Wide>& durations, int most,
+                 FoundByEngine& found) {
   const auto end_by = [&](Wide time) {
     std::vector<ShopClause> clauses;
     for (std::size_t t = 0; t < durations.size(); ++t) {
@@ -154,7 +155,7 @@ void find_length(ShopComparison& comparison, ShopMaker& maker,
 // Answers that a shop is shortest are what the reasoning is for: a wrong
 // explanation would make a shorter one impossible, or cut off all.
 TEST(MachinesEngineTest, JobShopsGetTheirShortestLength) {
-  Found found;
+  FoundByEngine found;
   for (const Numbers numbers : kAllNumbers) {
     for (int seed = 0; seed < scaled_few(40); ++seed) {
       SCOPED_TRACE("numbers " + std::to_string(static_cast<int>(numbers)) +
@@ -198,7 +199,7 @@ TEST(MachinesEngineTest, JobShopsGetTheirShortestLength) {
 
 // Each task is in two machines, which know different things about it.
 TEST(MachinesEngineTest, OpenShopsGetTheirShortestLength) {
-  Found found;
+  FoundByEngine found;
   for (const Numbers numbers : kAllNumbers) {
     for (int seed = 0; seed < scaled_few(15); ++seed) {
       SCOPED_TRACE("numbers " + std::to_string(static_cast<int>(numbers)) +
@@ -258,7 +259,7 @@ const Term* separation_term(ShopComparison& comparison,
 // Sets of tasks with gaps that differ from pair to pair, such as frequencies
 // that may not come too close, in windows: all rules have something to find.
 TEST(MachinesEngineTest, TasksWithDifferentGapsAgreeWithAllOrders) {
-  Found found;
+  FoundByEngine found;
   int num_sat = 0;
   const int cases = scaled_few(700);
   for (int seed = 0; seed < cases; ++seed) {
@@ -304,7 +305,7 @@ TEST(MachinesEngineTest, TasksWithDifferentGapsAgreeWithAllOrders) {
 // times that they have raised on the times before. An explanation that leaves
 // out one of these makes a learnt clause that cuts off schedules.
 TEST(MachinesEngineTest, ChosenWindowsAgreeWithAllWaysToChoose) {
-  Found found;
+  FoundByEngine found;
   int num_sat = 0;
   const int cases = scaled_few(300);
   for (int seed = 0; seed < cases; ++seed) {
@@ -411,7 +412,7 @@ std::vector<ShopClause> flexible_shop(ShopMaker& maker, int num_tasks) {
 // A task that is somewhere else takes no time here: what follows from it must
 // name what put it here.
 TEST(MachinesEngineTest, FlexibleShopsAgreeWithAllWaysToChoose) {
-  Found found;
+  FoundByEngine found;
   int num_sat = 0;
   const int cases = scaled_few(160);
   for (int seed = 0; seed < cases; ++seed) {
@@ -441,7 +442,7 @@ TEST(MachinesEngineTest, FlexibleShopsAgreeWithAllWaysToChoose) {
 // Integers that differ are tasks of length 1: `distinct` and x != y have to be
 // read so, and mean no more.
 TEST(MachinesEngineTest, DifferentIntegersAgreeWithAllOrders) {
-  Found found;
+  FoundByEngine found;
   int num_sat = 0;
   const int cases = scaled_few(300);
   for (int seed = 0; seed < cases; ++seed) {
@@ -486,7 +487,7 @@ TEST(MachinesEngineTest, DifferentIntegersAgreeWithAllOrders) {
 // Scopes bring tasks, separations and machines, and take them away; what was
 // learnt from a machine that is gone must not stay.
 TEST(MachinesEngineTest, SessionsAgreeWithAllWaysToChoose) {
-  Found found;
+  FoundByEngine found;
   int num_sat = 0;
   int num_unsat = 0;
   for (int seed = 0; seed < scaled_few(120); ++seed) {
