@@ -24,5 +24,5 @@ if grep -l ilinebr "$VORN_DOC_OUTPUT"/html/*.html >&2; then
   echo "These pages are garbled: a code span holds single quotes." >&2
   exit 1
 fi
-scripts/draw.sh --check
+docs/draw.sh --check
 echo "The API reference is in build/doc/html/index.html"

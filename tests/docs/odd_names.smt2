@@ -1,4 +1,4 @@
-; Symbols and names that a DOT file has to quote, for scripts/draw.sh.
+; Symbols and names that a DOT file has to quote, for docs/draw.sh.
 (set-logic QF_RDL)
 (declare-const |"a" & <b> {c}; #d| Real)
 (declare-const |two

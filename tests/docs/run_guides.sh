@@ -16,9 +16,9 @@
 #
 # Any other block fails. These lines are run in another form:
 #
-#   scripts/test.sh and scripts/doc.sh run this test or beside it: they are only
-#     looked for, as are the scripts that measure and those that test at length,
-#     which take minutes, and the trace tester, which is built with the tests;
+#   scripts but scripts/run.sh, which run this test or beside it, measure, or
+#     test at length, are only looked for, and so is the trace tester, which is
+#     built with the tests;
 #   a build with tests stops at the library, and ctest only lists what it would
 #     run, but must list something;
 #   an example that takes half a minute gets a smaller problem.
@@ -48,9 +48,8 @@ run_line() {
       [[ -f tests/trace/CMakeLists.txt ]] || fail "there is no $line"
       return
       ;;
-    scripts/test.sh | scripts/doc.sh | scripts/measure_* | scripts/bench.sh | \
-      scripts/fuzz.sh* | scripts/check_deep.sh | scripts/coverage.sh | \
-      scripts/mutate.sh* | scripts/profile.sh)
+    scripts/run.sh*) ;;
+    scripts/* | bench/* | tests/*)
       [[ -x ${line%% *} ]] || fail "there is no $line"
       bash -n "${line%% *}"
       return

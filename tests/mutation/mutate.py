@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Runs the tests of the core against mutants of it; see scripts/mutate.sh.
+"""Runs the tests of the core against mutants of it; see tests/mutation/mutate.sh.
 
 A snapshot of the tree is built once: an object for each source file and one
 test program of all of them. A mutant of a .cc file costs one compilation, one
@@ -420,7 +420,7 @@ def write_report(path, results, options, stale, seconds):
 
 
 def main():
-    parser = argparse.ArgumentParser(prog="scripts/mutate.sh")
+    parser = argparse.ArgumentParser(prog="tests/mutation/mutate.sh")
     parser.add_argument("--count", type=int, default=300)
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--sample", action="store_true",

@@ -5,11 +5,11 @@
 # floor, with callgrind's simulation of the caches, prints a Markdown table and
 # writes it to docs/performance.md:
 #
-#   scripts/profile.sh
+#   bench/profile.sh
 #
 # Simulated: 32 KiB of first-level data cache and 1 MiB behind it. Counts are
 # the same on a busy machine. Takes a few minutes.
-source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
+source "$(dirname "${BASH_SOURCE[0]}")/../scripts/setup.sh"
 
 vorn_install valgrind
 bench=$(vorn_build_bench)

@@ -3,13 +3,13 @@
 #
 # Draws the pictures of the documentation:
 #
-#   scripts/draw.sh [--check]
+#   docs/draw.sh [--check]
 #
 # docs/NAME.dot becomes docs/NAME.svg, and docs/conflict.smt2, by way of
 # vorn --dot, docs/conflict.svg. With --check nothing is changed; it fails if a
 # picture in docs/ says something else than one drawn now, or if Graphviz
 # complains about what vorn writes.
-source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
+source "$(dirname "${BASH_SOURCE[0]}")/../scripts/setup.sh"
 
 # shellcheck disable=SC2086 # lists of words
 vorn_install $vorn_packages_build $vorn_packages_doc
@@ -52,7 +52,7 @@ for name in conflict layers life; do
   if [ "${1-}" != --check ]; then
     cp "$work/$name.svg" "$docs/$name.svg"
   elif ! diff <(words_of "$docs/$name.svg") <(words_of "$work/$name.svg"); then
-    echo "docs/$name.svg is not up to date; run scripts/draw.sh" >&2
+    echo "docs/$name.svg is not up to date; run docs/draw.sh" >&2
     exit 1
   fi
 done

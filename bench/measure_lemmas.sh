@@ -3,12 +3,12 @@
 #
 # Measures what lemmas do for job-shop questions, as Markdown tables:
 #
-#   scripts/measure_lemmas.sh [TABLE ...]
+#   bench/measure_lemmas.sh [TABLE ...]
 #
 # Each table (la01 to la05 if none is named) is asked for a schedule of its
 # optimum and of one less, without lemmas and with each kind at each overlap.
 # Times are seconds of the whole command, one run each.
-source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
+source "$(dirname "${BASH_SOURCE[0]}")/../scripts/setup.sh"
 
 # shellcheck disable=SC2086 # a list of words
 vorn_install $vorn_packages_build

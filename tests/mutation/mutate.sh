@@ -3,8 +3,8 @@
 #
 # Plants mistakes in the core, one at a time, and sees whether a test notices:
 #
-#   scripts/mutate.sh [--count N] [--seed N] [--files GLOB] [--jobs N] [--resume]
-#   scripts/mutate.sh --sample
+#   tests/mutation/mutate.sh [--count N] [--seed N] [--files GLOB] [--jobs N] [--resume]
+#   tests/mutation/mutate.sh --sample
 #
 # N mistakes (300) are chosen by the seed (1) and shared out among the files of
 # vorn/, or those that match the GLOB, by their size. --sample makes 20, which
@@ -14,7 +14,7 @@
 # The report is build/mutation/report.md; what survives is to be killed by a new
 # test, or explained in tests/mutation/equivalent.txt. Fails if something
 # survives unexplained.
-source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
+source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/setup.sh"
 
 # shellcheck disable=SC2086 # lists of words
 vorn_install $vorn_packages_build $vorn_packages_test python3

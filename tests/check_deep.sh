@@ -3,7 +3,7 @@
 #
 # Sets up and runs the checks that take too long for every change:
 #
-#   scripts/check_deep.sh [PART ...]
+#   tests/check_deep.sh [PART ...]
 #
 # The parts, all of them if none is named:
 #
@@ -17,7 +17,7 @@
 #
 # Each says at its end how many tests passed and how long they took. Goes on to
 # the next part when one fails, and fails at the end.
-source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
+source "$(dirname "${BASH_SOURCE[0]}")/../scripts/setup.sh"
 
 parts=("$@")
 [ ${#parts[@]} -gt 0 ] || parts=(debugstl valgrind asan)

@@ -4,14 +4,14 @@
 # Asks vorn about job-shop tables at their optimum and one below, and about the
 # SMT-LIB files named, and prints a Markdown table:
 #
-#   scripts/measure_solving.sh [FILE.smt2 ...]
+#   bench/measure_solving.sh [FILE.smt2 ...]
 #
 # Each is asked three times: with cycles of the graph alone, with propagation as
 # well, and with sets of tasks, too, which is vorn as it is. Seconds are processor
 # time of the whole command, one run each, with the conflicts in brackets; a run
 # without an answer in 20 s shows as such. Models are checked; a wrong verdict (by
 # the table of optima, or by a file's :status) shows as WRONG.
-source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
+source "$(dirname "${BASH_SOURCE[0]}")/../scripts/setup.sh"
 
 # shellcheck disable=SC2086 # a list of words
 vorn_install $vorn_packages_build

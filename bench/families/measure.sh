@@ -4,7 +4,7 @@
 # Compares two settings of vorn, or two builds of it, on families of questions
 # that bench/families/ generates:
 #
-#   scripts/measure_families.sh [--fill] [OPTION ...] [FILE.smt2 ...]
+#   bench/families/measure.sh [--fill] [OPTION ...] [FILE.smt2 ...]
 #
 # OPTIONs are those of bench/families/compare.py, --help lists them. Without
 # --contestant the two are vorn without propagation of implied literals and sets
@@ -12,7 +12,7 @@
 # --tables the job-shop tables are those in examples/jobshop/. Prints a Markdown
 # report; --fill puts it into docs/solving.md as well. The standard questions
 # take an hour.
-source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
+source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/setup.sh"
 
 fill=false
 vorn=$(printf %q "$vorn_root/build/release/bin/vorn")
