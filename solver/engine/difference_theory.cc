@@ -144,8 +144,10 @@ bool DifferenceTheory::propagate(std::vector<Literal>& implied,
       if (search_->value(literal) != Value::kTrue) implied.push_back(literal);
     }
     if (!implied.empty() || !machines_) return true;
+    origin_ = {ClauseKind::kMachine};
     return machines_->run(implied, conflict);
   }
+  origin_ = {ClauseKind::kCycle};
   bool is_chosen = false;
   Span least;
   propagation_.find_cycles(search_->statistics(), edge,
@@ -194,9 +196,11 @@ void DifferenceTheory::learn_from_conflict() {
 void DifferenceTheory::explain(Literal literal, std::vector<Literal>& reason) {
   reason.push_back(literal);
   if (machines_ && machines_->has_reason(literal)) {
+    origin_ = {ClauseKind::kMachine};
     machines_->explain(literal, reason);
     return;
   }
+  origin_ = {ClauseKind::kPath};
   path_.clear();
   propagation_.explain(problem_.atoms().bound(literal).id, &path_);
   for (const int id : path_) {
@@ -272,10 +276,12 @@ bool DifferenceTheory::next_lemma(std::vector<Literal>& clause) {
   for (;;) {
     if (problem_.take_clause(link_)) {
       clause = link_.literals;
+      origin_ = link_.origin;
       return true;
     }
     if (!lemma_.empty()) {
       clause.swap(lemma_);
+      origin_ = {ClauseKind::kLemma};
       lemma_.clear();
       return true;
     }

@@ -118,6 +118,7 @@ class DifferenceTheory final : public Theory {
     return machines_->advise(variable);
   }
   bool next_lemma(std::vector<Literal>& clause) override;
+  ClauseOrigin origin() const override { return origin_; }
 
  private:
   /// An assigned literal's constraint.
@@ -160,6 +161,7 @@ class DifferenceTheory final : public Theory {
   bool tries_lemmas_;
   LemmaTrials lemma_trials_;
   std::unique_ptr<LemmaFinder> lemma_finder_;
+  ClauseOrigin origin_;
   /// The graph has met a conflict in this check: conflict_set_.
   bool has_conflict_ = false;
   BoundPropagation propagation_;

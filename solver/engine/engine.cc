@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "solver/engine/clause_auditor.h"
 #include "solver/engine/difference_theory.h"
 #include "solver/engine/encoder.h"
 #include "solver/engine/problem.h"
@@ -33,7 +34,11 @@ struct Engine::Machinery {
         theory(store, problem, options.lemmas, options.lemma_trials,
                options.propagation),
         search(attach(theory, search), options.search),
-        encoder(store, normaliser, problem) {}
+        encoder(store, normaliser, problem) {
+#ifndef NDEBUG
+    search.set_listener(&auditor);
+#endif
+  }
 
   // The search is told to the theory before it is built: a pointer to it is
   // all that is kept until then.
@@ -63,10 +68,15 @@ struct Engine::Machinery {
   void feed() {
     theory.update();
     Problem::Clause clause;
-    while (problem.take_clause(clause)) search.add_clause(clause.literals);
+    while (problem.take_clause(clause)) {
+      search.add_clause(clause.literals, clause.origin);
+    }
   }
 
   Problem problem;
+#ifndef NDEBUG
+  ClauseAuditor auditor{problem};
+#endif
   SmallDomains small_domains;
   DifferenceTheory theory;
   Search search;
@@ -186,7 +196,11 @@ Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
     position_of.emplace(literals.back().code(), k);
   }
   machinery_->feed();
-  switch (machinery_->search.solve(literals)) {
+  const Search::Result result = machinery_->search.solve(literals);
+#ifndef NDEBUG
+  assert(machinery_->auditor.num_wrong() == 0);
+#endif
+  switch (result) {
     case Search::Result::kSat:
       break;
     case Search::Result::kUnsat:

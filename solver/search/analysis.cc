@@ -46,6 +46,8 @@ bool Search::resolve_conflict(bool from_theory) {
       highest = std::max(highest, level_of(literal.variable()));
     }
     if (highest == 0) {
+      if (level() == 0) do_note_units();
+      do_derive({});
       consistent_ = false;
       return false;
     }
@@ -73,7 +75,7 @@ void Search::do_resolve_conflict(int level) {
   }
   do_analyze();
   do_minimise();
-  do_learn();
+  do_learn(do_derive(learnt_));
   do_clear_marks();
   heap_.decay();
   do_decay_clauses();
@@ -137,13 +139,19 @@ ClauseRef Search::do_reason(Literal literal) {
   reason_.clear();
   theory_->explain(literal, reason_);
   assert(!reason_.empty() && reason_[0] == literal);
+  // The listener's clause is the theory's, and has them all.
+  const bool keeps_all = gate_.is_watched();
+  const ClauseNumber number =
+      keeps_all ? gate_.add(reason_, theory_->origin()) : 0;
   std::size_t kept = 1;
   for (std::size_t i = 1; i < reason_.size(); ++i) {
     assert(value(reason_[i]) == Value::kFalse);
-    if (!is_false_at_level_0(reason_[i])) reason_[kept++] = reason_[i];
+    if (!keeps_all && is_false_at_level_0(reason_[i])) continue;
+    reason_[kept++] = reason_[i];
   }
   reason_.resize(kept);
-  const ClauseRef ref = explanations_.add(reason_, false, 0) | kExplanationBit;
+  const ClauseRef ref =
+      explanations_.add(reason_, false, 0, number) | kExplanationBit;
   assert(ref != kNoReason && ref != kTheoryReason);
   variable_at(variable).reason = ref;
   return ref;
@@ -193,6 +201,7 @@ int Search::do_stamp_levels(const std::vector<Literal>& clause) {
 }
 
 void Search::do_minimise() {
+  shortened_.clear();
   const std::size_t before = learnt_.size();
   const int glue = do_stamp_levels(learnt_);
   std::size_t kept = 1;
@@ -283,6 +292,9 @@ void Search::do_shorten_by_binaries() {
     if (value(other) != Value::kTrue || mark != Mark::kNeeded) continue;
     mark = Mark::kRedundant;
     shorter = true;
+    if (gate_.is_watched()) {
+      shortened_.emplace_back(other.variable(), watch.clause());
+    }
   }
   if (!shorter) return;
   learnt_.erase(std::remove_if(learnt_.begin() + 1, learnt_.end(),
@@ -299,14 +311,14 @@ void Search::do_clear_marks() {
 }
 
 /// Backjumps to where learnt_ implies its first literal, and stores it.
-void Search::do_learn() {
+void Search::do_learn(ClauseNumber number) {
   const int glue = do_stamp_levels(learnt_);
   restarts_.record_conflict(glue);
   ++statistics_.learnt_clauses;
   statistics_.learnt_literals += learnt_.size();
   if (learnt_.size() == 1) {
     backtrack(0);
-    assign(learnt_[0], kNoReason);
+    do_assign_unit(learnt_[0], number);
     return;
   }
   std::size_t second = 1;
@@ -318,7 +330,7 @@ void Search::do_learn() {
   }
   std::swap(learnt_[1], learnt_[second]);
   backtrack(level_of(learnt_[1].variable()));
-  const ClauseRef ref = do_store(learnt_, true, glue);
+  const ClauseRef ref = do_store(learnt_, true, glue, number);
   const Clause clause = clauses_[ref];
   do_bump_clause(clause);
   clause.set_use(glue <= options_.middle_glue ? 2 : 1);
@@ -352,6 +364,7 @@ void Search::do_analyze_assumption(Literal assumption) {
     }
   }
   do_clear_marks();
+  do_derive_failed();
 }
 
 }  // namespace vorn::solver

@@ -11,22 +11,19 @@ namespace {
 // The upper half of the references is left to the users, to tag.
 constexpr std::size_t kMaxWords = std::size_t{1} << 31;
 
-std::size_t words_of(int size) {
-  return static_cast<std::size_t>(Clause::kHeaderWords) +
-         static_cast<std::size_t>(size);
-}
-
 }  // namespace
 
 ClauseRef ClauseDatabase::add(const std::vector<Literal>& literals, bool learnt,
-                              int glue) {
+                              int glue, ClauseNumber number) {
   assert(!literals.empty());
-  const std::size_t start = words_.size();
-  if (literals.size() > kMaxWords - Clause::kHeaderWords ||
-      start > kMaxWords - Clause::kHeaderWords - literals.size()) {
+  const std::size_t header = number_words_ + Clause::kHeaderWords;
+  if (literals.size() > kMaxWords - header ||
+      words_.size() > kMaxWords - header - literals.size()) {
     throw std::bad_alloc();
   }
-  words_.resize(start + Clause::kHeaderWords + literals.size());
+  const std::size_t start = words_.size() + number_words_;
+  words_.resize(words_.size() + header + literals.size());
+  set_number(static_cast<ClauseRef>(start), number);
   words_[start] = static_cast<std::uint32_t>(literals.size());
   words_[start + 1] = learnt ? Clause::kLearntBit : 0;
   Clause clause(words_.data() + start);
@@ -36,6 +33,19 @@ ClauseRef ClauseDatabase::add(const std::vector<Literal>& literals, bool learnt,
     clause.set(static_cast<int>(i), literals[i]);
   }
   return static_cast<ClauseRef>(start);
+}
+
+ClauseNumber ClauseDatabase::number(ClauseRef ref) const {
+  ClauseNumber result = 0;
+  if (number_words_ != 0) {
+    std::memcpy(&result, words_.data() + ref - number_words_, sizeof result);
+  }
+  return result;
+}
+
+void ClauseDatabase::set_number(ClauseRef ref, ClauseNumber number) {
+  if (number_words_ == 0) return;
+  std::memcpy(words_.data() + ref - number_words_, &number, sizeof number);
 }
 
 void ClauseDatabase::remove(ClauseRef ref) {
@@ -62,8 +72,9 @@ ClauseRef ClauseDatabase::moved(ClauseRef ref) {
   assert(!clause.is_deleted());
   // A moved clause keeps its new reference in place of its size.
   if (clause.is_moved()) return clause.words_[0];
-  const auto result = static_cast<ClauseRef>(target_.size());
-  const auto from = words_.begin() + static_cast<std::ptrdiff_t>(ref);
+  const auto result = static_cast<ClauseRef>(target_.size() + number_words_);
+  const auto from =
+      words_.begin() + static_cast<std::ptrdiff_t>(ref - number_words_);
   target_.insert(target_.end(), from,
                  from + static_cast<std::ptrdiff_t>(words_of(clause.size())));
   clause.words_[0] = result;

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <vector>
 
+#include "solver/search/clause_gate.h"
 #include "solver/search/literal.h"
 
 namespace vorn::solver {
@@ -19,7 +20,8 @@ using ClauseRef = std::uint32_t;
 /// allocation in the database invalidates it.
 ///
 /// Layout, in 32-bit words: size; flags, use counter and glue; activity; then
-/// one word for each literal. `Word` is std::uint32_t or the const of it.
+/// one word for each literal. In front of these stands the clause's number if
+/// clauses have one. `Word` is std::uint32_t or the const of it.
 template <typename Word>
 class BasicClause {
  public:
@@ -122,7 +124,16 @@ class ClauseDatabase {
  public:
   /// Requires: at least one literal; below 2^31 words in all, beyond which
   /// std::bad_alloc is thrown. Invalidates views, not references.
-  ClauseRef add(const std::vector<Literal>& literals, bool learnt, int glue);
+  ClauseRef add(const std::vector<Literal>& literals, bool learnt, int glue,
+                ClauseNumber number = 0);
+
+  /// Clauses have numbers from now on, for two words each.
+  /// Requires: there are no clauses yet.
+  void keep_numbers() { number_words_ = 2; }
+  /// The clause's number; 0 if clauses have none.
+  ClauseNumber number(ClauseRef ref) const;
+  /// Gives a clause another number, if clauses have them.
+  void set_number(ClauseRef ref, ClauseNumber number);
 
   /// Requires: `ref` is not deleted yet.
   void remove(ClauseRef ref);
@@ -159,6 +170,12 @@ class ClauseDatabase {
   void end_collection();
 
  private:
+  std::size_t words_of(int size) const {
+    return number_words_ +
+           static_cast<std::size_t>(Clause::kHeaderWords + size);
+  }
+
+  std::size_t number_words_ = 0;
   std::vector<std::uint32_t> words_;
   std::vector<std::uint32_t> target_;  // empty outside of collections
   std::size_t wasted_ = 0;

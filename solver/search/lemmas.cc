@@ -12,19 +12,31 @@
 
 namespace vorn::solver {
 
-bool Search::add_clause(const std::vector<Literal>& clause) {
+bool Search::add_clause(const std::vector<Literal>& clause,
+                        ClauseOrigin origin) {
   assert(level() == 0);
   if (!consistent_) return false;
+  ClauseNumber number = gate_.add(clause, origin);
   lemma_ = clause;
-  if (!do_normalise(lemma_)) return true;
+  if (!do_normalise(lemma_)) {
+    gate_.forget(number);
+    return true;
+  }
+  number = do_note_shorter(clause, lemma_, number);
   if (lemma_.empty()) {
     consistent_ = false;
   } else if (lemma_.size() == 1) {
-    assign(lemma_[0], kNoReason);
+    do_assign_unit(lemma_[0], number);
   } else {
-    do_attach(do_store(lemma_, false, 0));
+    do_attach(do_store(lemma_, false, 0, number));
   }
-  if (propagate_clauses() != kNoReason) consistent_ = false;
+  const ClauseRef conflict = propagate_clauses();
+  do_note_units();
+  if (conflict != kNoReason) {
+    do_note_conflict(conflict);
+    do_derive({});
+    consistent_ = false;
+  }
   return consistent_;
 }
 
@@ -48,12 +60,21 @@ bool Search::do_normalise(std::vector<Literal>& clause) {
 
 /// Takes in the lemma in lemma_.
 Search::LemmaOutcome Search::do_add_lemma() {
-  if (!do_normalise(lemma_)) return LemmaOutcome::kDone;
+  ClauseNumber number = 0;
+  if (gate_.is_watched()) {
+    number = gate_.add(lemma_, theory_->origin());
+    reason_ = lemma_;
+  }
+  if (!do_normalise(lemma_)) {
+    gate_.forget(number);
+    return LemmaOutcome::kDone;
+  }
+  number = do_note_shorter(reason_, lemma_, number);
   ++statistics_.lemmas;
   if (lemma_.empty()) return LemmaOutcome::kUnsat;
   if (lemma_.size() == 1) {
     backtrack(0);
-    assign(lemma_[0], kNoReason);
+    do_assign_unit(lemma_[0], number);
     return LemmaOutcome::kDone;
   }
 
@@ -79,7 +100,7 @@ Search::LemmaOutcome Search::do_add_lemma() {
   for (const Literal literal : lemma_) {
     if (value(literal) == Value::kUnassigned) ++glue;
   }
-  const ClauseRef ref = do_store(lemma_, true, glue);
+  const ClauseRef ref = do_store(lemma_, true, glue, number);
   clauses_[ref].set_lemma();
   do_attach(ref);
 
@@ -89,8 +110,7 @@ Search::LemmaOutcome Search::do_add_lemma() {
   if (value(first) != Value::kUnassigned &&
       level_of(first.variable()) <= implied_at) {
     if (value(first) == Value::kTrue) return LemmaOutcome::kDone;
-    conflict_ = lemma_;
-    conflict_ref_ = ref;
+    do_note_conflict(ref);
     return LemmaOutcome::kConflict;
   }
   backtrack(implied_at);

@@ -24,10 +24,7 @@ Search::Fixpoint Search::propagate() {
   for (;;) {
     const ClauseRef conflict = propagate_clauses();
     if (conflict != kNoReason) {
-      const Clause clause = clauses_[conflict];
-      conflict_.clear();
-      for (int i = 0; i < clause.size(); ++i) conflict_.push_back(clause[i]);
-      conflict_ref_ = conflict;
+      do_note_conflict(conflict);
       return Fixpoint::kClauseConflict;
     }
     if (theory_ == nullptr) return Fixpoint::kReached;
@@ -35,6 +32,15 @@ Search::Fixpoint Search::propagate() {
     const Fixpoint result = do_propagate_theory(progress);
     if (result != Fixpoint::kReached || !progress) return result;
   }
+}
+
+/// Makes a stored clause, all of whose literals are false, the conflict.
+void Search::do_note_conflict(ClauseRef conflict) {
+  const Clause clause = clauses_[conflict];
+  conflict_.clear();
+  for (int i = 0; i < clause.size(); ++i) conflict_.push_back(clause[i]);
+  conflict_ref_ = conflict;
+  conflict_number_ = clauses_.number(conflict);
 }
 
 /// Returns a clause all of whose literals are false, or kNoReason.
@@ -119,6 +125,7 @@ Search::Fixpoint Search::do_propagate_theory(bool& progress) {
   conflict_.clear();
   conflict_ref_ = kNoReason;
   if (!theory_->propagate(implied_, conflict_)) {
+    do_note_theory_conflict();
     return Fixpoint::kTheoryConflict;
   }
   for (const Literal literal : implied_) {
@@ -134,9 +141,10 @@ Search::Fixpoint Search::do_propagate_theory(bool& progress) {
         // Its opposite was reported, too: the reason is a conflict. At level
         // 0 the empty clause is as good.
         conflict_.clear();
-        if (level() > 0) {
+        if (level() > 0 || gate_.is_watched()) {
           ++statistics_.theory_explanations;
           theory_->explain(literal, conflict_);
+          do_note_theory_conflict();
         }
         return Fixpoint::kTheoryConflict;
     }

@@ -25,12 +25,18 @@ constexpr float kMaxClauseIncrement = 1e20F;
 }  // namespace
 
 ClauseRef Search::do_store(const std::vector<Literal>& literals, bool learnt,
-                           int glue) {
+                           int glue, ClauseNumber number) {
   // The list has room before the clause exists, so that no clause is lost.
   std::vector<ClauseRef>& list = learnt ? learnts_ : given_;
   list.push_back(0);
-  list.back() = clauses_.add(literals, learnt, glue);
+  list.back() = clauses_.add(literals, learnt, glue, number);
   return list.back();
+}
+
+/// The caller then has to call do_drop_deleted.
+void Search::do_remove(ClauseRef ref) {
+  gate_.forget(clauses_.number(ref));
+  clauses_.remove(ref);
 }
 
 void Search::do_attach(ClauseRef ref) {
@@ -108,7 +114,7 @@ void Search::do_delete_useless() {
   const double share = std::clamp(options_.reduce_fraction, 0.0, 1.0);
   const auto count =
       static_cast<std::size_t>(share * static_cast<double>(candidates.size()));
-  for (std::size_t i = 0; i < count; ++i) clauses_.remove(candidates[i]);
+  for (std::size_t i = 0; i < count; ++i) do_remove(candidates[i]);
   statistics_.deleted_clauses += count;
 }
 
@@ -146,17 +152,27 @@ void Search::do_simplify_clause(ClauseRef ref) {
   for (int i = 0; i < clause.size(); ++i) {
     if (!is_true_at_level_0(clause[i])) continue;
     assert(!is_reason(ref));
-    clauses_.remove(ref);
+    do_remove(ref);
     return;
   }
   // The watches stay: one of them false at level 0 would make the other true.
   assert(!is_false_at_level_0(clause[0]) && !is_false_at_level_0(clause[1]));
+  std::vector<Literal> whole;
+  if (gate_.is_watched()) {
+    for (int i = 0; i < clause.size(); ++i) whole.push_back(clause[i]);
+  }
   int kept = 2;
   for (int i = 2; i < clause.size(); ++i) {
     const Literal literal = clause[i];
     if (!is_false_at_level_0(literal)) clause.set(kept++, literal);
   }
-  if (kept < clause.size()) clauses_.shrink(ref, kept);
+  if (kept == clause.size()) return;
+  clauses_.shrink(ref, kept);
+  if (!gate_.is_watched()) return;
+  std::vector<Literal> shorter;
+  for (int i = 0; i < kept; ++i) shorter.push_back(clause[i]);
+  clauses_.set_number(ref,
+                      do_note_shorter(whole, shorter, clauses_.number(ref)));
 }
 
 /// Removes all mention of deleted clauses, renews the entries of clauses that

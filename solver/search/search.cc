@@ -47,7 +47,10 @@ Search::Result Search::do_solve() {
       }
       continue;
     }
-    if (level() == 0 && wants_simplification()) do_simplify();
+    if (level() == 0) {
+      do_note_units();
+      if (wants_simplification()) do_simplify();
+    }
     if (restarts_.wants_restart()) do_restart();
     if (statistics_.conflicts >= next_reduction_) do_reduce();
     if (explanations_.num_words() > explanations_limit_) {
@@ -69,6 +72,7 @@ Search::Result Search::do_solve() {
     conflict_.clear();
     conflict_ref_ = kNoReason;
     if (theory_->final_check(conflict_)) return Result::kSat;
+    do_note_theory_conflict();
     if (!resolve_conflict(true)) return Result::kUnsat;
   }
 }

@@ -11,6 +11,8 @@
 #include <vector>
 
 #include "solver/search/clause_database.h"
+#include "solver/search/clause_gate.h"
+#include "solver/search/clause_origin.h"
 #include "solver/search/decision_heap.h"
 #include "solver/search/literal.h"
 #include "solver/search/options.h"
@@ -65,6 +67,10 @@ class Search {
   Search& operator=(const Search&) = delete;
   ~Search() = default;
 
+  /// Who hears of every clause from now on; null for nobody. The search finds
+  /// the same with and without. Requires: there is no clause yet.
+  void set_listener(ClauseListener* listener);
+
   // --- Building ---------------------------------------------------------
 
   /// Makes a variable and returns its index, the number of variables before
@@ -76,9 +82,9 @@ class Search {
 
   /// Adds a clause and propagates it at level 0 (through clauses; the theory
   /// follows in the next solve). Literals may repeat, in any order; a
-  /// tautology is dropped. Returns is_consistent().
-  /// Requires: not inside solve; the variables exist.
-  bool add_clause(const std::vector<Literal>& clause);
+  /// tautology is dropped. Returns is_consistent(). `origin` is for the
+  /// listener. Requires: not inside solve; the variables exist.
+  bool add_clause(const std::vector<Literal>& clause, ClauseOrigin origin = {});
 
   /// Forgets every variable from index `count` on and every clause, given or
   /// learnt, that mentions one. Level-0 literals of the other variables stay;
@@ -266,17 +272,25 @@ class Search {
     values_[(~literal).index()] = Value::kFalse;
     Variable& variable = variable_at(literal.variable());
     variable.level = level();
-    variable.reason = variable.level == 0 ? kNoReason : reason;
+    variable.reason =
+        variable.level == 0 && !gate_.is_watched() ? kNoReason : reason;
     __builtin_prefetch(&watches_of(~literal));
     trail_.push_back(literal);
   }
   /// Takes back all levels above `level`; does nothing if there are none.
   void backtrack(int level);
 
+  /// Assigns the literal of a clause that has no other. Requires: level 0.
+  void do_assign_unit(Literal literal, ClauseNumber number) {
+    gate_.set_unit(literal.variable(), number);
+    assign(literal, kNoReason);
+  }
+
   // propagation.cc: fixpoints. After a conflict, conflict_ is a false clause.
   enum class Fixpoint { kReached, kClauseConflict, kTheoryConflict };
   Fixpoint propagate();
   ClauseRef propagate_clauses();
+  void do_note_conflict(ClauseRef conflict);
   Fixpoint do_propagate_theory(bool& progress);
 
   // analysis.cc: from conflicts to learnt clauses and cores.
@@ -291,16 +305,31 @@ class Search {
   void do_shorten_by_binaries();
   int do_stamp_levels(const std::vector<Literal>& clause);
   void do_clear_marks();
-  void do_learn();
+  void do_learn(ClauseNumber number);
   void do_analyze_assumption(Literal assumption);
 
   // lemmas.cc: clauses that arrive at any level.
   LemmaOutcome do_add_lemma();
   bool do_normalise(std::vector<Literal>& clause);
 
+  // derivation.cc: what the listener is told.
+  ClauseNumber number_of(ClauseRef reason) const {
+    return is_explanation(reason)
+               ? explanations_.number(reason & ~kExplanationBit)
+               : clauses_.number(reason);
+  }
+  void do_note_theory_conflict();
+  void do_note_units();
+  ClauseNumber do_note_shorter(const std::vector<Literal>& clause,
+                               const std::vector<Literal>& shorter,
+                               ClauseNumber number);
+  ClauseNumber do_derive(const std::vector<Literal>& clause);
+  void do_derive_failed();
+
   // reduction.cc: storing and deleting clauses.
   ClauseRef do_store(const std::vector<Literal>& literals, bool learnt,
-                     int glue);
+                     int glue, ClauseNumber number);
+  void do_remove(ClauseRef ref);
   void do_attach(ClauseRef ref);
   bool is_reason(ClauseRef ref) const;
   void do_bump_clause(Clause clause);
@@ -332,6 +361,7 @@ class Search {
   std::size_t theory_head_ = 0;    // trail_ from here on is not told
 
   // Clauses.
+  ClauseGate gate_;
   ClauseDatabase clauses_;
   std::vector<std::vector<Watch>> watches_;
   std::vector<ClauseRef> given_;
@@ -362,6 +392,7 @@ class Search {
   // Scratch space, empty or clear between uses.
   std::vector<Literal> conflict_;
   ClauseRef conflict_ref_ = kNoReason;  // conflict_'s clause, if stored
+  ClauseNumber conflict_number_ = 0;    // conflict_'s
   std::vector<Literal> learnt_;
   std::vector<Literal> lemma_;
   std::vector<Literal> implied_;
@@ -369,6 +400,14 @@ class Search {
   std::vector<Mark> marks_;
   std::vector<int> marked_;  // variables whose mark is set
   std::vector<Frame> frames_;
+  // For the listener: variables whose literal a binary clause took out of
+  // learnt_, with that clause; level-0 literals already noted; premises; what
+  // the derivation under way has settled.
+  std::vector<std::pair<int, ClauseRef>> shortened_;
+  std::size_t num_noted_units_ = 0;
+  std::vector<ClauseNumber> premises_;
+  std::vector<std::uint64_t> settled_stamps_;  // by variable
+  std::uint64_t settled_stamp_ = 0;
   std::vector<std::uint64_t> level_stamps_;
   std::uint64_t stamp_ = 0;
 };

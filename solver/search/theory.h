@@ -5,6 +5,7 @@
 #include <optional>
 #include <vector>
 
+#include "solver/search/clause_origin.h"
 #include "solver/search/literal.h"
 
 namespace vorn::solver {
@@ -59,8 +60,8 @@ class Theory {
   /// `reason` with a clause with reason[0] == literal and all others false and
   /// assigned before it. Also called at once, with `literal` false, when
   /// propagate reported a literal together with its opposite. Asked at most
-  /// once between the literal's assignment and its removal; never for literals
-  /// implied at level 0.
+  /// once between the literal's assignment and its removal; for literals
+  /// implied at level 0 only if somebody listens to the search's clauses.
   virtual void explain(Literal literal, std::vector<Literal>& reason) = 0;
 
   /// All variables that must be assigned are, and propagate had nothing to
@@ -69,6 +70,9 @@ class Theory {
   /// model needs must be saved before returning. Otherwise returns false with
   /// `conflict` as in propagate.
   virtual bool final_check(std::vector<Literal>& conflict) = 0;
+
+  /// Why the clause that was handed out last holds; for listeners.
+  virtual ClauseOrigin origin() const { return {ClauseKind::kCycle}; }
 
   /// The value to decide an unassigned variable to, if the theory has an
   /// opinion. Asked when propagate had nothing to say.

@@ -78,7 +78,7 @@ void Search::shrink_variables(int count) {
       const Clause clause = clauses_[ref];
       for (int i = 0; i < clause.size(); ++i) {
         if (is_kept(clause[i])) continue;
-        clauses_.remove(ref);
+        do_remove(ref);
         break;
       }
     }
@@ -95,6 +95,8 @@ void Search::shrink_variables(int count) {
                               [&](Literal l) { return !is_kept(l); }),
                trail_.end());
   simplified_literals_ = std::min(simplified_literals_, trail_.size());
+  num_noted_units_ = trail_.size();
+  gate_.shrink_variables(count);
   theory_head_ = 0;
   if (theory_ != nullptr) theory_->backtrack(-1);
 
