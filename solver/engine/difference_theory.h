@@ -60,6 +60,8 @@ class DifferenceTheory final : public Theory {
   /// Makes the search's variables those of the problem, and the graph's
   /// constraints those of its atoms, as far as they are new.
   void update();
+  /// How many atoms the graph knows, to go back to with shrink_atoms.
+  std::size_t num_atoms() const { return num_atoms_; }
   /// Forgets the newest atoms, down to `count`, and lemmas not yet taken.
   /// Requires: the problem has them still, and no literal is assigned.
   void shrink_atoms(std::size_t count);

@@ -18,16 +18,34 @@
 
 namespace vorn::solver {
 
+// The parts of the machinery's scopes.
+static std::size_t mark_of(const Search& search) {
+  return static_cast<std::size_t>(search.num_variables());
+}
+static void roll_back(Search& search, std::size_t mark) {
+  search.shrink_variables(static_cast<int>(mark));
+}
+static std::size_t mark_of(const DifferenceTheory& theory) {
+  return theory.num_atoms();
+}
+static void roll_back(DifferenceTheory& theory, std::size_t mark) {
+  theory.shrink_atoms(mark);
+}
+static std::size_t mark_of(const Problem& problem) {
+  return problem.selectors().size();
+}
+static void roll_back(Problem& problem, std::size_t mark) {
+  while (problem.selectors().size() > mark) problem.close_scope();
+}
+static std::size_t mark_of(const Encoder& encoder) {
+  return encoder.size();
+}
+static void roll_back(Encoder& encoder, std::size_t mark) {
+  encoder.shrink(mark);
+}
+
 /// What solves: rebuilt from the assertions whenever it is missing.
 struct Engine::Machinery {
-  /// What to go back to when a synchronised assertion level ends.
-  struct Level {
-    int num_variables;
-    std::size_t num_atoms;
-    std::size_t num_encoded;
-    std::size_t num_assertions;
-  };
-
   Machinery(TermStore& store, AtomNormaliser& normaliser,
             const EngineOptions& options)
       : small_domains(problem),
@@ -47,21 +65,10 @@ struct Engine::Machinery {
     return &theory;
   }
 
-  void open_level() {
-    levels.push_back({problem.num_variables(), problem.atoms().atoms().size(),
-                      encoder.size(), num_assertions});
+  void open_scope() {
+    feed();
+    scopes.push();
     problem.open_scope();
-  }
-
-  void close_level() {
-    const Level& level = levels.back();
-    search.shrink_variables(level.num_variables);
-    theory.shrink_atoms(level.num_atoms);
-    small_domains.shrink_atoms(level.num_atoms);
-    encoder.shrink(level.num_encoded);
-    problem.close_scope();
-    num_assertions = level.num_assertions;
-    levels.pop_back();
   }
 
   // Hands the search what is new in the problem.
@@ -81,8 +88,12 @@ struct Engine::Machinery {
   DifferenceTheory theory;
   Search search;
   Encoder encoder;
-  std::vector<Level> levels;
+  /// How many of the engine's assertions are encoded.
   std::size_t num_assertions = 0;
+  /// The engine's scopes, as far as they are opened here, too.
+  ScopeStack<Search, DifferenceTheory, SmallDomains, Encoder, std::size_t,
+             Problem>
+      scopes{search, theory, small_domains, encoder, num_assertions, problem};
 };
 
 /// The symbols' values in the last model, and values of terms on top of them.
@@ -129,16 +140,14 @@ void Engine::assert_term(const Term* term) {
 
 void Engine::push() {
   model_.reset();
-  level_starts_.push_back(assertions_.size());
+  scopes_.push();
 }
 
 void Engine::pop() {
-  assert(!level_starts_.empty());
   model_.reset();
-  assertions_.resize(level_starts_.back());
-  level_starts_.pop_back();
-  if (machinery_ && machinery_->levels.size() > level_starts_.size()) {
-    machinery_->close_level();
+  scopes_.pop();
+  if (machinery_ && machinery_->scopes.size() > scopes_.size()) {
+    machinery_->scopes.pop();
   }
 }
 
@@ -152,12 +161,12 @@ void Engine::synchronise() {
   machinery_->search.set_progress(progress_);
   machinery_->theory.set_logger(logger_);
   while (machinery_->num_assertions < assertions_.size() ||
-         machinery_->levels.size() < level_starts_.size()) {
-    const std::size_t level = machinery_->levels.size();
-    const bool opens = level < level_starts_.size() &&
-                       machinery_->num_assertions == level_starts_[level];
+         machinery_->scopes.size() < scopes_.size()) {
+    const std::size_t scope = machinery_->scopes.size();
+    const bool opens = scope < scopes_.size() &&
+                       machinery_->num_assertions == scopes_.start(scope);
     if (opens) {
-      machinery_->open_level();
+      machinery_->open_scope();
     } else {
       const std::size_t position = machinery_->num_assertions;
       machinery_->encoder.assert_term(assertions_[position], position);

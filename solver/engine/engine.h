@@ -18,6 +18,7 @@
 #include "solver/search/options.h"
 #include "solver/search/statistics.h"
 #include "solver/terms/difference_bound.h"
+#include "solver/terms/scope_stack.h"
 #include "solver/terms/term.h"
 #include "solver/terms/term_store.h"
 #include "vorn/services/configuration.h"
@@ -82,7 +83,7 @@ class Engine {
   /// Requires: num_levels() > 0.
   void pop();
   /// How many scopes are open.
-  std::size_t num_levels() const { return level_starts_.size(); }
+  std::size_t num_levels() const { return scopes_.size(); }
   /// The assertions of all open scopes, oldest first.
   const std::vector<const Term*>& assertions() const { return assertions_; }
 
@@ -145,7 +146,7 @@ class Engine {
   EngineOptions options_;
   AtomNormaliser normaliser_;
   std::vector<const Term*> assertions_;
-  std::vector<std::size_t> level_starts_;
+  ScopeStack<std::vector<const Term*>> scopes_{assertions_};
 
   const std::atomic<bool>* stop_ = nullptr;
   Logger* logger_ = nullptr;

@@ -129,9 +129,9 @@ std::size_t SmallDomains::tie(std::size_t atom, int base,
   return newest;
 }
 
-void SmallDomains::shrink_atoms(std::size_t count) {
+void SmallDomains::rollback(std::size_t mark) {
   for (auto tie = tied_.begin(); tie != tied_.end();) {
-    tie = tie->second >= count ? tied_.erase(tie) : std::next(tie);
+    tie = tie->second >= mark ? tied_.erase(tie) : std::next(tie);
   }
 }
 

@@ -40,8 +40,10 @@ class SmallDomains {
   /// Adds the clauses for the domains that level 0 of the search gives and that
   /// are not tied yet. Requires: the search is at level 0.
   void split(const Search& search);
-  /// Forgets the ties of atoms from `count` on.
-  void shrink_atoms(std::size_t count);
+  /// How many atoms there are, to go back to with rollback.
+  std::size_t mark() const { return problem_.atoms().atoms().size(); }
+  /// Forgets the ties of atoms from `mark` on.
+  void rollback(std::size_t mark);
 
  private:
   /// The values low, low + 1, ..., high.

@@ -2,8 +2,6 @@
 #include "solver/smtlib/assertion_stack.h"
 
 #include <algorithm>
-#include <cassert>
-#include <iterator>
 #include <unordered_set>
 #include <utility>
 
@@ -18,17 +16,13 @@ void AssertionStack::add(ScriptFormula assertion) {
 }
 
 void AssertionStack::push() {
-  levels_.push_back(assertions_.size());
+  scopes_.push();
   engine_.push();
 }
 
 void AssertionStack::pop() {
-  assert(!levels_.empty());
   engine_.pop();
-  assertions_.erase(
-      assertions_.begin() + static_cast<std::ptrdiff_t>(levels_.back()),
-      assertions_.end());
-  levels_.pop_back();
+  scopes_.pop();
 }
 
 Answer AssertionStack::check(const std::vector<const Term*>& assumptions) {

@@ -7,6 +7,7 @@
 
 #include "solver/engine/engine.h"
 #include "solver/explain/script_formula.h"
+#include "solver/terms/scope_stack.h"
 #include "solver/terms/term.h"
 #include "solver/terms/term_store.h"
 
@@ -47,7 +48,7 @@ class AssertionStack {
   void add(ScriptFormula assertion);
 
   /// How many levels are open.
-  std::size_t levels() const { return levels_.size(); }
+  std::size_t levels() const { return scopes_.size(); }
   /// Opens a level.
   void push();
   /// Requires: levels() > 0.
@@ -75,7 +76,7 @@ class AssertionStack {
   Engine engine_;
   bool assume_named_;
   std::vector<ScriptFormula> assertions_;
-  std::vector<std::size_t> levels_;  // assertions_ sizes when pushed
+  ScopeStack<std::vector<ScriptFormula>> scopes_{assertions_};
   std::vector<const Term*> assumptions_;
   std::vector<std::size_t> failed_assumptions_;
   std::vector<std::size_t> core_;

@@ -235,15 +235,13 @@ bool Interpreter::do_push() {
   std::size_t count = 0;
   Position position;
   if (!read_count(count, position)) return false;
-  const std::size_t levels = session_->levels.size();
+  const std::size_t levels = session_->stack->levels();
   if (count > kMostLevels - levels) {
     return fail(position, "there cannot be more than " +
                               std::to_string(kMostLevels) + " levels");
   }
   for (; count > 0; --count) {
-    session_->levels.emplace_back(session_->declared.size(),
-                                  session_->named.size());
-    session_->symbols.push();
+    if (!options_.global_declarations) session_->scopes.push();
     session_->stack->push();
   }
   mode_ = Mode::kAssert;
@@ -254,7 +252,7 @@ bool Interpreter::do_pop() {
   std::size_t count = 0;
   Position position;
   if (!read_count(count, position)) return false;
-  const std::size_t levels = session_->levels.size();
+  const std::size_t levels = session_->stack->levels();
   if (count > levels) {
     return fail(position, "there " +
                               (levels == 1 ? "is 1 level"
@@ -264,12 +262,7 @@ bool Interpreter::do_pop() {
   }
   for (; count > 0; --count) {
     session_->stack->pop();
-    session_->symbols.pop();
-    if (!options_.global_declarations) {
-      session_->declared.resize(session_->levels.back().first);
-      session_->named.resize(session_->levels.back().second);
-    }
-    session_->levels.pop_back();
+    if (!options_.global_declarations) session_->scopes.pop();
   }
   mode_ = Mode::kAssert;
   return true;
@@ -303,8 +296,6 @@ bool Interpreter::do_reset_assertions() {
   // The declarations stay, and with them the terms.
   host_.engine_gone();
   session_->stack.reset();
-  session_->levels.clear();
-  while (session_->symbols.levels() > 0) session_->symbols.pop();
   make_stack();
   return true;
 }

@@ -160,7 +160,6 @@ void Interpreter::start_session() {
   session_->parser =
       std::make_unique<TermParser>(lexer_, session_->store, session_->symbols);
   session_->parser->set_arithmetic(arithmetic_);
-  session_->symbols.make_global(options_.global_declarations);
   make_stack();
 }
 

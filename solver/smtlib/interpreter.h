@@ -19,6 +19,7 @@
 #include "solver/smtlib/source.h"
 #include "solver/smtlib/symbol_table.h"
 #include "solver/smtlib/term_parser.h"
+#include "solver/terms/scope_stack.h"
 #include "solver/terms/term.h"
 #include "solver/terms/term_store.h"
 
@@ -87,8 +88,11 @@ class Interpreter {
     // With keep_picture: comparisons as they were written, and the names of
     // the last picture.
     PictureTexts texts;
-    // Sizes of both lists when a level was pushed.
-    std::vector<std::pair<std::size_t, std::size_t>> levels;
+    // What pop takes back, unless declarations are global; there are no scopes
+    // here then.
+    ScopeStack<std::vector<const Term*>, std::vector<TermParser::Name>,
+               SymbolTable>
+        scopes{declared, named, symbols};
   };
 
   // Running.

@@ -134,7 +134,7 @@ bool Interpreter::do_get_info() {
     reply_ = "(:reason-unknown " + reason_unknown_ + ")\n";
   } else if (keyword == ":assertion-stack-levels") {
     const std::size_t levels =
-        session_ == nullptr ? 0 : session_->levels.size();
+        session_ == nullptr ? 0 : session_->stack->levels();
     reply_ = "(:assertion-stack-levels " + std::to_string(levels) + ")\n";
   } else if (keyword == ":all-statistics") {
     std::vector<std::string> parts;

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "solver/smtlib/symbol_table.h"
 
-#include <cassert>
 #include <utility>
 
 namespace vorn::solver {
@@ -41,12 +40,6 @@ bool SymbolTable::define(const std::string& name, Meaning meaning) {
   trail_.push_back(name);
   globals_.emplace(name, std::move(meaning));
   return true;
-}
-
-void SymbolTable::pop() {
-  assert(!levels_.empty());
-  if (!global_) rollback(levels_.back());
-  levels_.pop_back();
 }
 
 void SymbolTable::rollback(std::size_t mark) {

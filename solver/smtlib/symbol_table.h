@@ -36,10 +36,10 @@ struct Meaning {
 /// The names of a script: the predefined ones, the declared and defined ones,
 /// and on top of those the variables that are bound where the parser stands.
 ///
-/// Cost: every operation O(1) expected, except pop, O(names that go).
+/// Cost: every operation O(1) expected, except rollback, O(names that go).
 class SymbolTable {
  public:
-  /// A table with the predefined names at level 0.
+  /// A table with the predefined names.
   SymbolTable();
 
   /// What `name` stands for now, or null. A bound variable hides all else.
@@ -49,24 +49,14 @@ class SymbolTable {
   /// What `name` stands for outside all binders, or null.
   const Meaning* find_global(const std::string& name) const;
 
-  /// Gives `name` a meaning until its level is popped. False, without effect,
-  /// if the name has one already.
+  /// Gives `name` a meaning until it is rolled back. False, without effect, if
+  /// the name has one already.
   bool define(const std::string& name, Meaning meaning);
 
-  /// Definitions from now on survive pop.
-  void make_global(bool global) { global_ = global; }
-
-  /// How many levels are open.
-  std::size_t levels() const { return levels_.size(); }
-  /// Opens a level of definitions.
-  void push() { levels_.push_back(trail_.size()); }
-  /// Takes back the latest level's names. Requires: levels() > 0.
-  void pop();
-
-  /// The state of the definitions, for rollback. Requires for its use: no push
-  /// or pop in between.
+  /// The state of the definitions, for rollback. Requires for its use: no
+  /// rollback to an earlier one in between.
   std::size_t mark() const { return trail_.size(); }
-  /// Takes back the definitions made since the mark, global or not.
+  /// Takes back the definitions made since the mark.
   void rollback(std::size_t mark);
 
   /// Lets `name` stand for `term` until unbound.
@@ -80,9 +70,7 @@ class SymbolTable {
   using Locals = std::unordered_map<std::string, std::vector<Meaning>>;
 
   std::unordered_map<std::string, Meaning> globals_;
-  std::vector<std::string> trail_;   // defined names, in order
-  std::vector<std::size_t> levels_;  // trail_ sizes when pushed
-  bool global_ = false;
+  std::vector<std::string> trail_;  // defined names, in order
   // The bindings of a name, innermost last. An emptied list stays until no
   // variable is bound at all, since a `let` in a loop reuses its names.
   Locals locals_;

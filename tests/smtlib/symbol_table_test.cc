@@ -42,27 +42,18 @@ TEST_F(SymbolTableTest, DefineTwiceKeepsTheFirst) {
   EXPECT_EQ(term_of("a"), x_);
 }
 
-// pop takes back what its level defined, and only that.
-TEST_F(SymbolTableTest, PopForgetsItsLevel) {
-  define("a", x_);
-  table_.push();
-  define("b", y_);
-  table_.pop();
-  EXPECT_EQ(term_of("a"), x_);
-  EXPECT_EQ(term_of("b"), nullptr);
-}
-
-// :global-declarations keeps them, but an error still takes them back.
-TEST_F(SymbolTableTest, PopWhenGlobalKeepsNames) {
-  table_.make_global(true);
-  table_.push();
+// What an error or a pop takes back is what was defined since, and only that.
+TEST_F(SymbolTableTest, RollbackForgetsWhatCameSince) {
   define("a", x_);
   const std::size_t mark = table_.mark();
   define("b", y_);
+  define("c", y_);
   table_.rollback(mark);
-  table_.pop();
   EXPECT_EQ(term_of("a"), x_);
   EXPECT_EQ(term_of("b"), nullptr);
+  EXPECT_EQ(term_of("c"), nullptr);
+  EXPECT_TRUE(define("b", x_));
+  EXPECT_EQ(term_of("b"), x_);
 }
 
 // Inner bindings hide outer ones and the globals until they end.
