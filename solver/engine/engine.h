@@ -139,6 +139,7 @@ class Engine {
   class Model;
 
   void synchronise();
+  // Requires: the last answer is forgotten. Throws std::bad_alloc.
   Answer do_check(const std::vector<const Term*>& assumptions);
   bool model_holds(const std::vector<const Term*>& assumptions);
 

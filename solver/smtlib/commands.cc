@@ -24,49 +24,50 @@ constexpr std::size_t kMostLevels = 1000000;
 
 const Interpreter::Command Interpreter::kCommands[] = {
     // name, handler, need, edits, reports
-    {"assert", &Interpreter::do_assert, Need::kLogic, true, false},
-    {"check-sat", &Interpreter::do_check_sat, Need::kLogic, false, false},
-    {"check-sat-assuming", &Interpreter::do_check_sat_assuming, Need::kLogic,
+    {"assert", &Interpreter::run_assert, Need::kLogic, true, false},
+    {"check-sat", &Interpreter::run_check_sat, Need::kLogic, false, false},
+    {"check-sat-assuming", &Interpreter::run_check_sat_assuming, Need::kLogic,
      false, false},
-    {"declare-const", &Interpreter::do_declare_const, Need::kLogic, true,
+    {"declare-const", &Interpreter::run_declare_const, Need::kLogic, true,
      false},
-    {"declare-datatype", &Interpreter::do_unsupported, Need::kNothing, false,
+    {"declare-datatype", &Interpreter::run_unsupported, Need::kNothing, false,
      false},
-    {"declare-datatypes", &Interpreter::do_unsupported, Need::kNothing, false,
+    {"declare-datatypes", &Interpreter::run_unsupported, Need::kNothing, false,
      false},
-    {"declare-fun", &Interpreter::do_declare_fun, Need::kLogic, true, false},
-    {"declare-sort", &Interpreter::do_unsupported, Need::kNothing, false,
+    {"declare-fun", &Interpreter::run_declare_fun, Need::kLogic, true, false},
+    {"declare-sort", &Interpreter::run_unsupported, Need::kNothing, false,
      false},
-    {"define-const", &Interpreter::do_define_const, Need::kLogic, true, false},
-    {"define-fun", &Interpreter::do_define_fun, Need::kLogic, true, false},
-    {"define-fun-rec", &Interpreter::do_unsupported, Need::kNothing, false,
+    {"define-const", &Interpreter::run_define_const, Need::kLogic, true, false},
+    {"define-fun", &Interpreter::run_define_fun, Need::kLogic, true, false},
+    {"define-fun-rec", &Interpreter::run_unsupported, Need::kNothing, false,
      false},
-    {"define-funs-rec", &Interpreter::do_unsupported, Need::kNothing, false,
+    {"define-funs-rec", &Interpreter::run_unsupported, Need::kNothing, false,
      false},
-    {"define-sort", &Interpreter::do_unsupported, Need::kNothing, false, false},
-    {"echo", &Interpreter::do_echo, Need::kNothing, false, true},
-    {"exit", &Interpreter::do_exit, Need::kNothing, false, false},
-    {"get-assertions", &Interpreter::do_get_assertions, Need::kLogic, false,
+    {"define-sort", &Interpreter::run_unsupported, Need::kNothing, false,
+     false},
+    {"echo", &Interpreter::run_echo, Need::kNothing, false, true},
+    {"exit", &Interpreter::run_exit, Need::kNothing, false, false},
+    {"get-assertions", &Interpreter::run_get_assertions, Need::kLogic, false,
      true},
-    {"get-assignment", &Interpreter::do_get_assignment, Need::kModel, false,
+    {"get-assignment", &Interpreter::run_get_assignment, Need::kModel, false,
      true},
-    {"get-info", &Interpreter::do_get_info, Need::kNothing, false, true},
-    {"get-model", &Interpreter::do_get_model, Need::kModel, false, true},
-    {"get-option", &Interpreter::do_get_option, Need::kNothing, false, true},
-    {"get-proof", &Interpreter::do_unsupported, Need::kNothing, false, true},
-    {"get-unsat-assumptions", &Interpreter::do_get_unsat_assumptions,
+    {"get-info", &Interpreter::run_get_info, Need::kNothing, false, true},
+    {"get-model", &Interpreter::run_get_model, Need::kModel, false, true},
+    {"get-option", &Interpreter::run_get_option, Need::kNothing, false, true},
+    {"get-proof", &Interpreter::run_unsupported, Need::kNothing, false, true},
+    {"get-unsat-assumptions", &Interpreter::run_get_unsat_assumptions,
      Need::kUnsat, false, true},
-    {"get-unsat-core", &Interpreter::do_get_unsat_core, Need::kUnsat, false,
+    {"get-unsat-core", &Interpreter::run_get_unsat_core, Need::kUnsat, false,
      true},
-    {"get-value", &Interpreter::do_get_value, Need::kModel, false, true},
-    {"pop", &Interpreter::do_pop, Need::kLogic, true, false},
-    {"push", &Interpreter::do_push, Need::kLogic, true, false},
-    {"reset", &Interpreter::do_reset, Need::kNothing, false, false},
-    {"reset-assertions", &Interpreter::do_reset_assertions, Need::kLogic, false,
-     false},
-    {"set-info", &Interpreter::do_set_info, Need::kNothing, false, false},
-    {"set-logic", &Interpreter::do_set_logic, Need::kStart, false, false},
-    {"set-option", &Interpreter::do_set_option, Need::kNothing, false, false},
+    {"get-value", &Interpreter::run_get_value, Need::kModel, false, true},
+    {"pop", &Interpreter::run_pop, Need::kLogic, true, false},
+    {"push", &Interpreter::run_push, Need::kLogic, true, false},
+    {"reset", &Interpreter::run_reset, Need::kNothing, false, false},
+    {"reset-assertions", &Interpreter::run_reset_assertions, Need::kLogic,
+     false, false},
+    {"set-info", &Interpreter::run_set_info, Need::kNothing, false, false},
+    {"set-logic", &Interpreter::run_set_logic, Need::kStart, false, false},
+    {"set-option", &Interpreter::run_set_option, Need::kNothing, false, false},
 };
 
 const Interpreter::Command* Interpreter::find_command(const std::string& name) {
@@ -78,7 +79,7 @@ const Interpreter::Command* Interpreter::find_command(const std::string& name) {
   return found == std::end(kCommands) || found->name != name ? nullptr : found;
 }
 
-bool Interpreter::do_set_logic() {
+bool Interpreter::run_set_logic() {
   std::string logic;
   if (!read_symbol(logic)) return false;
   const Position position = lexer_.token().position;
@@ -100,7 +101,7 @@ bool Interpreter::do_set_logic() {
 
 // --- Declarations and definitions ---
 
-bool Interpreter::do_declare_fun() {
+bool Interpreter::run_declare_fun() {
   std::string name;
   if (!read_new_symbol(name)) return false;
   if (lexer_.next().kind != TokenKind::kOpen) return fail_at_token("'('");
@@ -111,7 +112,7 @@ bool Interpreter::do_declare_fun() {
   return declare(name);
 }
 
-bool Interpreter::do_declare_const() {
+bool Interpreter::run_declare_const() {
   std::string name;
   return read_new_symbol(name) && declare(name);
 }
@@ -134,12 +135,12 @@ bool Interpreter::declare(const std::string& name) {
   return true;
 }
 
-bool Interpreter::do_define_const() {
+bool Interpreter::run_define_const() {
   std::string name;
   return read_new_symbol(name) && define(name, {});
 }
 
-bool Interpreter::do_define_fun() {
+bool Interpreter::run_define_fun() {
   std::string name;
   std::vector<const Term*> parameters;
   return read_new_symbol(name) && read_parameters(parameters) &&
@@ -213,7 +214,7 @@ void Interpreter::keep_names() {
 
 // --- Assertions ---
 
-bool Interpreter::do_assert() {
+bool Interpreter::run_assert() {
   ParsedTerm formula;
   session_->parser->start_command(true);
   lexer_.next();
@@ -231,7 +232,7 @@ bool Interpreter::do_assert() {
   return true;
 }
 
-bool Interpreter::do_push() {
+bool Interpreter::run_push() {
   std::size_t count = 0;
   Position position;
   if (!read_count(count, position)) return false;
@@ -248,7 +249,7 @@ bool Interpreter::do_push() {
   return true;
 }
 
-bool Interpreter::do_pop() {
+bool Interpreter::run_pop() {
   std::size_t count = 0;
   Position position;
   if (!read_count(count, position)) return false;
@@ -268,7 +269,7 @@ bool Interpreter::do_pop() {
   return true;
 }
 
-bool Interpreter::do_reset() {
+bool Interpreter::run_reset() {
   if (!read_close()) return false;
   drop_session();
   if (options_.regular_output_channel !=
@@ -285,7 +286,7 @@ bool Interpreter::do_reset() {
   return true;
 }
 
-bool Interpreter::do_reset_assertions() {
+bool Interpreter::run_reset_assertions() {
   if (!read_close()) return false;
   mode_ = Mode::kAssert;
   if (session_ == nullptr || !options_.global_declarations) {
@@ -300,13 +301,13 @@ bool Interpreter::do_reset_assertions() {
   return true;
 }
 
-bool Interpreter::do_exit() {
+bool Interpreter::run_exit() {
   if (!read_close()) return false;
   exited_ = true;
   return true;
 }
 
-bool Interpreter::do_unsupported() {
+bool Interpreter::run_unsupported() {
   lexer_.skip_command();
   reply_ = "unsupported\n";
   return true;
@@ -314,7 +315,7 @@ bool Interpreter::do_unsupported() {
 
 // --- Checks ---
 
-bool Interpreter::do_check_sat() {
+bool Interpreter::run_check_sat() {
   if (!read_close()) return false;
   assumptions_.clear();
   assumed_ = false;
@@ -322,7 +323,7 @@ bool Interpreter::do_check_sat() {
   return true;
 }
 
-bool Interpreter::do_check_sat_assuming() {
+bool Interpreter::run_check_sat_assuming() {
   if (session_ == nullptr) {
     lexer_.skip_command();
     check();

@@ -125,31 +125,31 @@ class Interpreter {
 
   // Commands, each to be entered with the command's name as current token and
   // left with its closing bracket. Nothing is changed before that is read.
-  bool do_set_logic();
-  bool do_set_option();
-  bool do_get_option();
-  bool do_set_info();
-  bool do_get_info();
-  bool do_declare_fun();
-  bool do_declare_const();
-  bool do_define_fun();
-  bool do_define_const();
-  bool do_assert();
-  bool do_push();
-  bool do_pop();
-  bool do_check_sat();
-  bool do_check_sat_assuming();
-  bool do_get_model();
-  bool do_get_value();
-  bool do_get_assignment();
-  bool do_get_assertions();
-  bool do_get_unsat_core();
-  bool do_get_unsat_assumptions();
-  bool do_echo();
-  bool do_reset();
-  bool do_reset_assertions();
-  bool do_exit();
-  bool do_unsupported();
+  bool run_set_logic();
+  bool run_set_option();
+  bool run_get_option();
+  bool run_set_info();
+  bool run_get_info();
+  bool run_declare_fun();
+  bool run_declare_const();
+  bool run_define_fun();
+  bool run_define_const();
+  bool run_assert();
+  bool run_push();
+  bool run_pop();
+  bool run_check_sat();
+  bool run_check_sat_assuming();
+  bool run_get_model();
+  bool run_get_value();
+  bool run_get_assignment();
+  bool run_get_assertions();
+  bool run_get_unsat_core();
+  bool run_get_unsat_assumptions();
+  bool run_echo();
+  bool run_reset();
+  bool run_reset_assertions();
+  bool run_exit();
+  bool run_unsupported();
 
   // Their parts. The first three read the rest of the command.
   bool declare(const std::string& name);

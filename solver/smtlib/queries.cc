@@ -45,10 +45,10 @@ std::string in_brackets(const std::vector<std::string>& parts,
 
 // --- Options and information ---
 
-bool Interpreter::do_set_option() {
+bool Interpreter::run_set_option() {
   std::string keyword;
   if (!read_keyword(keyword)) return false;
-  if (!get_option(options_, keyword).has_value()) return do_unsupported();
+  if (!get_option(options_, keyword).has_value()) return run_unsupported();
   lexer_.next();
   const Token value = lexer_.token();
   if (value.kind == TokenKind::kClose || !skip_expression(lexer_)) {
@@ -62,7 +62,7 @@ bool Interpreter::do_set_option() {
     case SetResult::kSet:
       return apply_options(std::move(changed), value.position);
     case SetResult::kUnsupported:
-      return do_unsupported();
+      return run_unsupported();
     case SetResult::kTooLate:
       return fail(command_,
                   "option " + keyword + " can be set only before set-logic");
@@ -100,7 +100,7 @@ bool Interpreter::apply_options(ScriptOptions changed, Position position) {
   return true;
 }
 
-bool Interpreter::do_get_option() {
+bool Interpreter::run_get_option() {
   std::string keyword;
   if (!read_keyword(keyword) || !read_close()) return false;
   const std::optional<std::string> value = get_option(options_, keyword);
@@ -108,7 +108,7 @@ bool Interpreter::do_get_option() {
   return true;
 }
 
-bool Interpreter::do_set_info() {
+bool Interpreter::run_set_info() {
   std::string keyword;
   if (!read_keyword(keyword)) return false;
   if (lexer_.next().kind == TokenKind::kClose) return true;
@@ -116,7 +116,7 @@ bool Interpreter::do_set_info() {
   return read_close();
 }
 
-bool Interpreter::do_get_info() {
+bool Interpreter::run_get_info() {
   std::string keyword;
   if (!read_keyword(keyword) || !read_close()) return false;
   if (keyword == ":name") {
@@ -148,7 +148,7 @@ bool Interpreter::do_get_info() {
   return true;
 }
 
-bool Interpreter::do_echo() {
+bool Interpreter::run_echo() {
   if (lexer_.next().kind != TokenKind::kString) {
     return fail_at_token("a string");
   }
@@ -179,7 +179,7 @@ std::string Interpreter::value_text(const Term* term) {
   return print_value(engine.number_value(term), term->sort);
 }
 
-bool Interpreter::do_get_model() {
+bool Interpreter::run_get_model() {
   if (!read_close() ||
       !need_option(options_.produce_models, ":produce-models")) {
     return false;
@@ -193,7 +193,7 @@ bool Interpreter::do_get_model() {
   return true;
 }
 
-bool Interpreter::do_get_value() {
+bool Interpreter::run_get_value() {
   if (lexer_.next().kind != TokenKind::kOpen) {
     return fail_at_token("'(' before the terms");
   }
@@ -217,7 +217,7 @@ bool Interpreter::do_get_value() {
   return true;
 }
 
-bool Interpreter::do_get_assignment() {
+bool Interpreter::run_get_assignment() {
   if (!read_close() ||
       !need_option(options_.produce_assignments, ":produce-assignments")) {
     return false;
@@ -234,7 +234,7 @@ bool Interpreter::do_get_assignment() {
 
 // --- Assertions and cores ---
 
-bool Interpreter::do_get_assertions() {
+bool Interpreter::run_get_assertions() {
   if (!read_close() ||
       !need_option(options_.produce_assertions, ":produce-assertions")) {
     return false;
@@ -248,7 +248,7 @@ bool Interpreter::do_get_assertions() {
   return true;
 }
 
-bool Interpreter::do_get_unsat_core() {
+bool Interpreter::run_get_unsat_core() {
   if (!read_close() ||
       !need_option(options_.produce_unsat_cores, ":produce-unsat-cores")) {
     return false;
@@ -271,7 +271,7 @@ bool Interpreter::do_get_unsat_core() {
   return true;
 }
 
-bool Interpreter::do_get_unsat_assumptions() {
+bool Interpreter::run_get_unsat_assumptions() {
   if (!read_close() || !need_option(options_.produce_unsat_assumptions,
                                     ":produce-unsat-assumptions")) {
     return false;

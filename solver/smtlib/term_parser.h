@@ -132,6 +132,7 @@ class TermParser {
   bool fail(Position position, std::string message);
   bool fail_at_token(const char* expected);
   bool expect_close(const char* expected);
+  // Requires: nothing is left of the term before.
   bool do_parse(ParsedTerm& result);
   bool read_start(PlacedTerm& value);
   bool read_number(PlacedTerm& value);

@@ -150,7 +150,7 @@ const Term* TermStore::find_or_make(const Shape& shape) {
     grow_index();
     i = find_slot(shape, hash);
   }
-  const Term* made = do_make(shape);
+  const Term* made = make_new(shape);
   index_[i] = {hash, static_cast<std::uint32_t>(made->id + 1)};
   ++num_indexed_;
   return made;
@@ -168,7 +168,7 @@ void TermStore::grow_index() {
   index_.swap(grown);
 }
 
-const Term* TermStore::do_make(const Shape& shape) {
+const Term* TermStore::make_new(const Shape& shape) {
   // A slot holds the id plus one, and a term the number of its arguments, in
   // 32 bits. So many terms or arguments take more than a hundred gigabytes:
   // the limit is one of memory and is reported as such.
@@ -265,7 +265,7 @@ const Term* TermStore::make_fresh_symbol(const std::string& prefix, Sort sort) {
           find({Kind::kSymbol, other, nullptr, 0, nullptr, &name}) != nullptr;
     }
   }
-  return do_make({Kind::kSymbol, sort, nullptr, 0, nullptr, &name});
+  return make_new({Kind::kSymbol, sort, nullptr, 0, nullptr, &name});
 }
 
 // --- Boolean structure ---

@@ -159,7 +159,7 @@ class TermStore final : public TermManager {
   const Term* find(const Shape& shape) const;
   const Term* find_or_make(const Shape& shape);
   // Makes the term, of which there is none yet, without entering it.
-  const Term* do_make(const Shape& shape);
+  const Term* make_new(const Shape& shape);
   void grow_index();
   const Term* const* copy_args(const Term* const* args, std::size_t count);
 
@@ -169,6 +169,7 @@ class TermStore final : public TermManager {
                         const std::vector<const Term*>& terms);
   const Term* make_junction(Kind kind, const Term* const* terms,
                             std::size_t count);
+  // Requires: count > 0.
   const Term* do_make_plus(const Term* const* terms, std::size_t count);
   const Term* pick_branch(const Term* branch, Sort sort);
 
