@@ -105,6 +105,15 @@ std::optional<int> parse_arguments(int argc, char** argv,
   std::string dedup = script.engine.lemmas.dl_dedup_tlemmas ? "on" : "off";
   std::string check_models = script.engine.check_models ? "on" : "off";
 
+  // An option with a value of a few words, the keys of `words`.
+  const auto choose = [&app](const char* option, std::string& value,
+                             const auto& words, const char* names,
+                             const char* description) {
+    app.add_option(option, value, description)
+        ->type_name(names)
+        ->check(CLI::IsMember(words).description(""))
+        ->capture_default_str();
+  };
   app.add_option("file", arguments.file,
                  "The script; - stands for standard input")
       ->type_name("FILE")
@@ -134,38 +143,23 @@ std::optional<int> parse_arguments(int argc, char** argv,
       ->type_name("FILE");
   app.add_flag("-v,--verbose", script.verbosity,
                "Log on standard error; -vv logs the graph's lemmas");
-  app.add_option("--lemmas", lemma_names,
-                 "Lemmas to learn from successive conflicts; auto: short "
-                 "ones where they pay")
-      ->type_name("none|short|long|both|auto")
-      ->check(CLI::IsMember(kinds).description(""))
-      ->capture_default_str();
+  choose("--lemmas", lemma_names, kinds, "none|short|long|both|auto",
+         "Lemmas to learn from successive conflicts; auto: short "
+         "ones where they pay");
   app.add_option("--lemma-overlap", script.engine.lemmas.dl_tlemma_min_overlap,
                  "Least overlap of two conflicts to learn lemmas from")
       ->type_name("SHARE")
       ->check(CLI::Range(0.0, 1.0).description(""))
       ->capture_default_str();
-  app.add_option("--lemma-dedup", dedup, "Drop lemmas learnt before")
-      ->type_name("on|off")
-      ->check(CLI::IsMember(on_off).description(""))
-      ->capture_default_str();
-  app.add_option("--check-models", check_models,
-                 "Check each model before answering sat")
-      ->type_name("on|off")
-      ->check(CLI::IsMember(on_off).description(""))
-      ->capture_default_str();
-  app.add_option("--propagation", propagation,
-                 "Find literals that the active constraints imply: as far as "
-                 "it pays, all, or none")
-      ->type_name("auto|full|off")
-      ->check(CLI::IsMember(propagations).description(""))
-      ->capture_default_str();
-  app.add_option("--machines", machines,
-                 "Find sets of tasks that cannot overlap, and reason about "
-                 "them: as far as it pays, or not")
-      ->type_name("auto|off")
-      ->check(CLI::IsMember(machines_modes).description(""))
-      ->capture_default_str();
+  choose("--lemma-dedup", dedup, on_off, "on|off", "Drop lemmas learnt before");
+  choose("--check-models", check_models, on_off, "on|off",
+         "Check each model before answering sat");
+  choose("--propagation", propagation, propagations, "auto|full|off",
+         "Find literals that the active constraints imply: as far as "
+         "it pays, all, or none");
+  choose("--machines", machines, machines_modes, "auto|off",
+         "Find sets of tasks that cannot overlap, and reason about "
+         "them: as far as it pays, or not");
   app.add_option("--seed", script.engine.search.seed, "Seed of random choices")
       ->type_name("N")
       ->capture_default_str();

@@ -2,6 +2,7 @@
 #include "solver/explain/explanation.h"
 
 #include <algorithm>
+#include <set>
 #include <sstream>
 #include <utility>
 
@@ -150,9 +151,7 @@ Row sum_row(const std::vector<StatedBound>& bounds,
 // --- What is said ---
 
 std::string count_text(const std::vector<ScriptFormula>& formulas,
-                       std::vector<std::size_t> members) {
-  std::sort(members.begin(), members.end());
-  members.erase(std::unique(members.begin(), members.end()), members.end());
+                       const std::set<std::size_t>& members) {
   const bool assumed =
       std::any_of(members.begin(), members.end(),
                   [&formulas](std::size_t k) { return formulas[k].assumed; });
@@ -166,9 +165,9 @@ std::string explain_by_chain(const std::vector<ScriptFormula>& formulas,
                              const std::vector<StatedBound>& bounds,
                              const std::vector<std::size_t>& chain) {
   std::vector<Row> rows;
-  std::vector<std::size_t> members;
+  std::set<std::size_t> members;
   for (const std::size_t k : chain) {
-    members.push_back(bounds[k].formula);
+    members.insert(bounds[k].formula);
     rows.push_back(row_of(bounds[k], formulas[bounds[k].formula]));
   }
   rows.push_back(sum_row(bounds, chain));
@@ -176,9 +175,8 @@ std::string explain_by_chain(const std::vector<ScriptFormula>& formulas,
 }
 
 std::string list_text(const std::vector<ScriptFormula>& formulas,
-                      const std::vector<std::size_t>& members) {
+                      const std::set<std::size_t>& members) {
   std::vector<Row> rows;
-  rows.reserve(members.size());
   for (const std::size_t k : members) {
     rows.push_back({place_of(formulas[k]), text_of(formulas[k]), ""});
   }
@@ -187,9 +185,7 @@ std::string list_text(const std::vector<ScriptFormula>& formulas,
 
 std::string explain_by_clash(const std::vector<ScriptFormula>& formulas,
                              const Clash& clash) {
-  std::vector<std::size_t> members{clash.affirmed, clash.denied};
-  std::sort(members.begin(), members.end());
-  members.erase(std::unique(members.begin(), members.end()), members.end());
+  const std::set<std::size_t> members{clash.affirmed, clash.denied};
   std::string text = "unsat, because " + count_text(formulas, members) + '\n' +
                      list_text(formulas, members);
   if (clash.term->kind != Kind::kTrue && clash.term->kind != Kind::kFalse) {
@@ -219,9 +215,10 @@ std::string explain_by_core(TermStore& store, const EngineOptions& options,
     case Answer::kSat:
       return "internal error: the assertions have a model\n";
   }
-  const std::vector<std::size_t>& core = minimiser.core();
-  const bool shrinks = minimize || core.size() <= kSmallCore;
+  const bool shrinks = minimize || minimiser.core().size() <= kSmallCore;
   if (shrinks && !minimiser.gave_up()) minimiser.minimise();
+  const std::set<std::size_t> core(minimiser.core().begin(),
+                                   minimiser.core().end());
   std::string count = count_text(formulas, core);
   count[0] = 'T';
   text += count + '\n' + list_text(formulas, core);

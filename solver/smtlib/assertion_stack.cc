@@ -29,13 +29,10 @@ Answer AssertionStack::check(const std::vector<const Term*>& assumptions) {
   assumptions_ = assumptions;
   failed_assumptions_.clear();
   core_.clear();
-  if (assume_named_) {
-    for (std::size_t i = 0; i < assertions_.size(); ++i) {
-      if (assertions_[i].name.has_value()) core_.push_back(i);
-    }
+  std::vector<std::size_t> named;
+  for (std::size_t i = 0; assume_named_ && i < assertions_.size(); ++i) {
+    if (assertions_[i].name.has_value()) named.push_back(i);
   }
-  const std::vector<std::size_t> named = std::move(core_);
-  core_.clear();
 
   // The engine sees each term once, under its first name.
   std::vector<const Term*> terms;

@@ -198,12 +198,16 @@ bool Interpreter::read_close() {
   return fail_at_token("')'");
 }
 
+bool Interpreter::read_close_with(const char* option) {
+  if (!read_close()) return false;
+  if (get_option(options_, option) == "true") return true;
+  return fail(command_, std::string("option ") + option +
+                            " has to be true for this command");
+}
+
 bool Interpreter::read_symbol(std::string& name) {
   const Token& token = lexer_.next();
-  const bool is_symbol =
-      token.kind == TokenKind::kQuotedSymbol ||
-      (token.kind == TokenKind::kSymbol && !is_reserved_word(token.text));
-  if (!is_symbol) return fail_at_token("a symbol");
+  if (!is_symbol(token)) return fail_at_token("a symbol");
   name = token.text;
   return true;
 }
@@ -271,12 +275,6 @@ bool Interpreter::check_fragment(const ParsedTerm& term) {
 
 std::string Interpreter::text_of(const ParsedTerm& term) {
   return std::string(lexer_.text(term.begin, term.end));
-}
-
-bool Interpreter::need_option(bool value, const char* option) {
-  if (value) return true;
-  return fail(command_, std::string("option ") + option +
-                            " has to be true for this command");
 }
 
 }  // namespace vorn::solver

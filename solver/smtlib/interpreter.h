@@ -110,6 +110,8 @@ class Interpreter {
 
   // Reading the parts of commands.
   bool read_close();
+  // The same for a command that needs an option to be true.
+  bool read_close_with(const char* option);
   bool read_symbol(std::string& name);
   bool read_new_symbol(std::string& name);
   bool read_keyword(std::string& keyword);
@@ -121,7 +123,6 @@ class Interpreter {
   bool read_formula(ParsedTerm& term);
   bool check_fragment(const ParsedTerm& term);
   std::string text_of(const ParsedTerm& term);
-  bool need_option(bool value, const char* option);
 
   // Commands, each to be entered with the command's name as current token and
   // left with its closing bracket. Nothing is changed before that is read.

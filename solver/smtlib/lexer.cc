@@ -6,6 +6,8 @@
 #include <cassert>
 #include <utility>
 
+#include "solver/terms/term_printer.h"
+
 namespace vorn::solver {
 namespace {
 
@@ -29,8 +31,7 @@ constexpr std::array<unsigned char, 256> make_classes() {
   for (unsigned c = '0'; c <= '9'; ++c) classes[c] = kDigit;
   for (unsigned c = 'a'; c <= 'z'; ++c) classes[c] = kSymbolStart;
   for (unsigned c = 'A'; c <= 'Z'; ++c) classes[c] = kSymbolStart;
-  for (const char c : {'~', '!', '@', '$', '%', '^', '&', '*', '_', '-', '+',
-                       '=', '<', '>', '.', '?', '/'}) {
+  for (const char c : kSymbolPunctuation) {
     classes[static_cast<unsigned char>(c)] = kSymbolStart;
   }
   return classes;
@@ -67,12 +68,9 @@ bool is_symbol_character(char c) {
 
 }  // namespace
 
-bool is_reserved_word(std::string_view name) {
-  constexpr std::string_view kReserved[] = {
-      "!",      "_",   "as",    "BINARY",  "DECIMAL", "exists", "HEXADECIMAL",
-      "forall", "let", "match", "NUMERAL", "par",     "STRING"};
-  return std::find(std::begin(kReserved), std::end(kReserved), name) !=
-         std::end(kReserved);
+bool is_symbol(const Token& token) {
+  return token.kind == TokenKind::kQuotedSymbol ||
+         (token.kind == TokenKind::kSymbol && !is_reserved_word(token.text));
 }
 
 Lexer::Lexer(Source& source) : source_(source), buffer_(kBufferSize) {}

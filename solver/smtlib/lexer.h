@@ -136,9 +136,8 @@ class Lexer {
   char open_quote_ = 0;
 };
 
-/// Whether an unquoted `name` belongs to the syntax of terms and can name
-/// nothing.
-bool is_reserved_word(std::string_view name);
+/// Whether the token can name something.
+bool is_symbol(const Token& token);
 
 }  // namespace vorn::solver
 

@@ -180,10 +180,7 @@ std::string Interpreter::value_text(const Term* term) {
 }
 
 bool Interpreter::run_get_model() {
-  if (!read_close() ||
-      !need_option(options_.produce_models, ":produce-models")) {
-    return false;
-  }
+  if (!read_close_with(":produce-models")) return false;
   reply_ = "(\n";
   for (const Term* symbol : session_->declared) {
     reply_ += "  (define-fun " + print_symbol(symbol->name()) + " () " +
@@ -204,10 +201,7 @@ bool Interpreter::run_get_value() {
     if (!read_term(terms.emplace_back())) return false;
     lexer_.next();
   }
-  if (!read_close() ||
-      !need_option(options_.produce_models, ":produce-models")) {
-    return false;
-  }
+  if (!read_close_with(":produce-models")) return false;
   std::vector<std::string> parts;
   parts.reserve(terms.size());
   for (const ParsedTerm& term : terms) {
@@ -218,10 +212,7 @@ bool Interpreter::run_get_value() {
 }
 
 bool Interpreter::run_get_assignment() {
-  if (!read_close() ||
-      !need_option(options_.produce_assignments, ":produce-assignments")) {
-    return false;
-  }
+  if (!read_close_with(":produce-assignments")) return false;
   std::vector<std::string> parts;
   for (const TermParser::Name& named : session_->named) {
     if (!named.term->is_bool()) continue;
@@ -235,10 +226,7 @@ bool Interpreter::run_get_assignment() {
 // --- Assertions and cores ---
 
 bool Interpreter::run_get_assertions() {
-  if (!read_close() ||
-      !need_option(options_.produce_assertions, ":produce-assertions")) {
-    return false;
-  }
+  if (!read_close_with(":produce-assertions")) return false;
   if (session_ == nullptr) return fail(command_, "out of memory");
   std::vector<std::string> parts;
   for (const ScriptFormula& assertion : session_->stack->assertions()) {
@@ -249,10 +237,7 @@ bool Interpreter::run_get_assertions() {
 }
 
 bool Interpreter::run_get_unsat_core() {
-  if (!read_close() ||
-      !need_option(options_.produce_unsat_cores, ":produce-unsat-cores")) {
-    return false;
-  }
+  if (!read_close_with(":produce-unsat-cores")) return false;
   AssertionStack& stack = *session_->stack;
   if (!core_settled_) {
     const AssertionStack::CoreState state =
@@ -272,10 +257,7 @@ bool Interpreter::run_get_unsat_core() {
 }
 
 bool Interpreter::run_get_unsat_assumptions() {
-  if (!read_close() || !need_option(options_.produce_unsat_assumptions,
-                                    ":produce-unsat-assumptions")) {
-    return false;
-  }
+  if (!read_close_with(":produce-unsat-assumptions")) return false;
   if (!assumed_) {
     return fail(command_, "the last check had no assumptions");
   }

@@ -41,11 +41,6 @@ std::string describe(const Token& token) {
   }
 }
 
-bool is_symbol(const Token& token) {
-  return token.kind == TokenKind::kQuotedSymbol ||
-         (token.kind == TokenKind::kSymbol && !is_reserved_word(token.text));
-}
-
 // A negative number written in one piece. The standard spells it (- 3), but
 // some generators of scripts do not.
 std::optional<QNumber> read_negative(const std::string& text) {

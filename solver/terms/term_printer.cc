@@ -2,8 +2,8 @@
 #include "solver/terms/term_printer.h"
 
 #include <algorithm>
-#include <array>
 #include <cassert>
+#include <iterator>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -60,57 +60,20 @@ bool is_digit(char c) {
 
 bool is_simple_character(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || is_digit(c) ||
-         std::string_view("~!@$%^&*_-+=<>.?/").find(c) !=
-             std::string_view::npos;
+         kSymbolPunctuation.find(c) != std::string_view::npos;
 }
 
-bool is_reserved(std::string_view name) {
-  static constexpr std::array<std::string_view, 43> kReserved = {
-      "!",
-      "_",
-      "as",
-      "BINARY",
-      "DECIMAL",
-      "exists",
-      "forall",
-      "HEXADECIMAL",
-      "let",
-      "match",
-      "NUMERAL",
-      "par",
-      "STRING",
-      "assert",
-      "check-sat",
-      "check-sat-assuming",
-      "declare-const",
-      "declare-datatype",
-      "declare-datatypes",
-      "declare-fun",
-      "declare-sort",
-      "define-fun",
-      "define-fun-rec",
-      "define-funs-rec",
-      "define-sort",
-      "echo",
-      "exit",
-      "get-assertions",
-      "get-assignment",
-      "get-info",
-      "get-model",
-      "get-option",
-      "get-proof",
-      "get-unsat-assumptions",
-      "get-unsat-core",
-      "get-value",
-      "pop",
-      "push",
-      "reset",
-      "reset-assertions",
-      "set-info",
-      "set-logic",
-      "set-option",
-  };
-  return std::find(kReserved.begin(), kReserved.end(), name) != kReserved.end();
+// Reserved, though no term is hard to read with them in it.
+// Requires: no blank in the name.
+bool is_command_name(std::string_view name) {
+  static constexpr std::string_view kNames =
+      " assert check-sat check-sat-assuming declare-const declare-datatype "
+      "declare-datatypes declare-fun declare-sort define-fun "
+      "define-fun-rec define-funs-rec define-sort echo exit get-assertions "
+      "get-assignment get-info get-model get-option get-proof "
+      "get-unsat-assumptions get-unsat-core get-value pop push reset "
+      "reset-assertions set-info set-logic set-option ";
+  return kNames.find(' ' + std::string(name) + ' ') != std::string_view::npos;
 }
 
 class Printer {
@@ -265,9 +228,17 @@ std::string print_symbol(std::string_view name) {
   const bool is_simple =
       !name.empty() && !is_digit(name.front()) &&
       std::all_of(name.begin(), name.end(), is_simple_character) &&
-      !is_reserved(name);
+      !is_reserved_word(name) && !is_command_name(name);
   const std::string text(name);
   return is_simple ? text : '|' + text + '|';
+}
+
+bool is_reserved_word(std::string_view name) {
+  constexpr std::string_view kWords[] = {
+      "!",      "_",   "as",    "BINARY",  "DECIMAL", "exists", "HEXADECIMAL",
+      "forall", "let", "match", "NUMERAL", "par",     "STRING"};
+  return std::find(std::begin(kWords), std::end(kWords), name) !=
+         std::end(kWords);
 }
 
 const char* print_sort(Sort sort) {

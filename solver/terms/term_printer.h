@@ -30,6 +30,13 @@ std::string print_value(const QNumber& value, Sort sort);
 /// a reserved word. Requires: no '|' and no '\' in the name.
 std::string print_symbol(std::string_view name);
 
+/// Characters of unquoted symbols that are neither letters nor digits.
+inline constexpr std::string_view kSymbolPunctuation = "~!@$%^&*_-+=<>.?/";
+
+/// Whether an unquoted `name` belongs to the syntax of terms and can name
+/// nothing.
+bool is_reserved_word(std::string_view name);
+
 /// "Bool", "Int" or "Real".
 const char* print_sort(Sort sort);
 
