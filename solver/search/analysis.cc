@@ -46,19 +46,19 @@ bool Search::resolve_conflict(bool from_theory) {
       highest = std::max(highest, level_of(literal.variable()));
     }
     if (highest == 0) {
-      if (level() == 0) do_note_units();
-      do_derive({});
+      if (level() == 0) note_units();
+      derive({});
       consistent_ = false;
       return false;
     }
-    do_resolve_conflict(highest);
+    learn_from_conflict(highest);
     if (!from_theory) return true;
 
     LemmaOutcome outcome = LemmaOutcome::kDone;
     while (outcome == LemmaOutcome::kDone) {
       lemma_.clear();
       if (!theory_->next_lemma(lemma_)) return true;
-      outcome = do_add_lemma();
+      outcome = add_lemma();
     }
     if (outcome == LemmaOutcome::kUnsat) {
       consistent_ = false;
@@ -67,18 +67,18 @@ bool Search::resolve_conflict(bool from_theory) {
   }
 }
 
-void Search::do_resolve_conflict(int level) {
+void Search::learn_from_conflict(int level) {
   backtrack(level);
   if (options_.target_phases) {
     phases_.record_assignment(trail_,
                               static_cast<std::size_t>(level_starts_.back()));
   }
-  do_analyze();
-  do_minimise();
-  do_learn(do_derive(learnt_));
-  do_clear_marks();
+  analyze();
+  minimise();
+  learn(derive(learnt_));
+  clear_marks();
   heap_.decay();
-  do_decay_clauses();
+  decay_clauses();
   const int interval = std::max(options_.progress_interval, 1);
   if (progress_ &&
       statistics_.conflicts % static_cast<std::uint64_t>(interval) == 0) {
@@ -88,11 +88,11 @@ void Search::do_resolve_conflict(int level) {
 
 /// Resolves conflict_ into learnt_, with the literal of the current level
 /// first. Ensures: the variables of learnt_ are marked kSeen.
-void Search::do_analyze() {
+void Search::analyze() {
   int open = 0;  // marked literals of the current level, not yet resolved away
   learnt_.assign(1, Literal());
-  if (conflict_ref_ != kNoReason) do_use_clause(conflict_ref_);
-  for (const Literal literal : conflict_) do_mark(literal, open);
+  if (conflict_ref_ != kNoReason) use_clause(conflict_ref_);
+  for (const Literal literal : conflict_) mark_literal(literal, open);
   std::size_t position = trail_.size();
   for (;;) {
     Literal last;
@@ -103,17 +103,17 @@ void Search::do_analyze() {
       learnt_[0] = ~last;
       return;
     }
-    const ClauseRef reason = do_reason(last);
+    const ClauseRef reason = reason_of(last);
     assert(reason != kNoReason);
-    if (!is_explanation(reason)) do_use_clause(reason);
+    if (!is_explanation(reason)) use_clause(reason);
     const Clause clause = clause_of(reason);
     for (int i = 0; i < clause.size(); ++i) {
-      if (clause[i] != last) do_mark(clause[i], open);
+      if (clause[i] != last) mark_literal(clause[i], open);
     }
   }
 }
 
-void Search::do_mark(Literal literal, int& open) {
+void Search::mark_literal(Literal literal, int& open) {
   const int variable = literal.variable();
   const int variable_level = level_of(variable);
   if (mark_of(variable) != Mark::kNone || variable_level == 0) return;
@@ -131,7 +131,7 @@ void Search::do_mark(Literal literal, int& open) {
 /// The reason of a true literal, after asking the theory if need be. Literals
 /// false at level 0 are left out of what the theory says. Cost: views of
 /// explanations become invalid.
-ClauseRef Search::do_reason(Literal literal) {
+ClauseRef Search::reason_of(Literal literal) {
   const int variable = literal.variable();
   const ClauseRef known = variable_at(variable).reason;
   if (known != kTheoryReason) return known;
@@ -159,12 +159,12 @@ ClauseRef Search::do_reason(Literal literal) {
 
 /// Notes that a clause took part in a conflict: keeps it longer, and improves
 /// its glue, which tends to fall over time.
-void Search::do_use_clause(ClauseRef ref) {
+void Search::use_clause(ClauseRef ref) {
   const Clause clause = clauses_[ref];
   if (!clause.is_learnt()) return;
   ++statistics_.learnt_uses;
   if (clause.is_lemma()) ++statistics_.lemma_uses;
-  do_bump_clause(clause);
+  bump_clause(clause);
   int glue = clause.glue();
   if (glue > options_.keep_glue) {
     ++stamp_;
@@ -186,7 +186,7 @@ void Search::do_use_clause(ClauseRef ref) {
 
 /// Stamps the levels of the assigned literals of `clause`, level 0 left out,
 /// and returns how many there are.
-int Search::do_stamp_levels(const std::vector<Literal>& clause) {
+int Search::stamp_levels(const std::vector<Literal>& clause) {
   ++stamp_;
   int result = 0;
   for (const Literal literal : clause) {
@@ -200,33 +200,33 @@ int Search::do_stamp_levels(const std::vector<Literal>& clause) {
   return result;
 }
 
-void Search::do_minimise() {
+void Search::minimise() {
   shortened_.clear();
   const std::size_t before = learnt_.size();
-  const int glue = do_stamp_levels(learnt_);
+  const int glue = stamp_levels(learnt_);
   std::size_t kept = 1;
   for (std::size_t i = 1; i < learnt_.size(); ++i) {
     const Literal literal = learnt_[i];
-    if (!do_is_redundant(literal)) learnt_[kept++] = literal;
+    if (!is_redundant(literal)) learnt_[kept++] = literal;
   }
   learnt_.resize(kept);
   if (glue <= kMaxShortenedGlue &&
       learnt_.size() <= static_cast<std::size_t>(kMaxShortenedSize)) {
-    do_shorten_by_binaries();
+    shorten_by_binaries();
   }
   statistics_.minimised_literals += before - learnt_.size();
 }
 
 /// Whether the falsity of `literal`, of learnt_, follows from that of the rest
 /// of learnt_. Requires: the levels of learnt_ are stamped.
-bool Search::do_is_redundant(Literal literal) {
+bool Search::is_redundant(Literal literal) {
   const auto can_expand = [this](ClauseRef reason) {
     return reason != kNoReason &&
            (reason != kTheoryReason || options_.minimise_through_theory);
   };
   if (!can_expand(variable_at(literal.variable()).reason)) return false;
   frames_.clear();
-  frames_.push_back({literal, do_reason(~literal), 0});
+  frames_.push_back({literal, reason_of(~literal), 0});
   while (!frames_.empty()) {
     Frame& frame = frames_.back();
     const Clause clause = clause_of(frame.reason);
@@ -260,7 +260,7 @@ bool Search::do_is_redundant(Literal literal) {
     }
     if (next.is_defined()) {
       ++frame.next;
-      const ClauseRef reason = do_reason(~next);
+      const ClauseRef reason = reason_of(~next);
       frames_.push_back({next, reason, 0});
       continue;
     }
@@ -276,7 +276,7 @@ bool Search::do_is_redundant(Literal literal) {
 
 /// A binary clause of learnt_[0] and the opposite of another literal of learnt_
 /// makes that literal superfluous.
-void Search::do_shorten_by_binaries() {
+void Search::shorten_by_binaries() {
   const Literal first = learnt_[0];
   bool shorter = false;
   // All marks so far have done their work; from here on a literal of learnt_ is
@@ -305,20 +305,20 @@ void Search::do_shorten_by_binaries() {
                 learnt_.end());
 }
 
-void Search::do_clear_marks() {
+void Search::clear_marks() {
   for (const int variable : marked_) mark_of(variable) = Mark::kNone;
   marked_.clear();
 }
 
 /// Backjumps to where learnt_ implies its first literal, and stores it.
-void Search::do_learn(ClauseNumber number) {
-  const int glue = do_stamp_levels(learnt_);
+void Search::learn(ClauseNumber number) {
+  const int glue = stamp_levels(learnt_);
   restarts_.record_conflict(glue);
   ++statistics_.learnt_clauses;
   statistics_.learnt_literals += learnt_.size();
   if (learnt_.size() == 1) {
     backtrack(0);
-    do_assign_unit(learnt_[0], number);
+    assign_unit(learnt_[0], number);
     return;
   }
   std::size_t second = 1;
@@ -330,17 +330,17 @@ void Search::do_learn(ClauseNumber number) {
   }
   std::swap(learnt_[1], learnt_[second]);
   backtrack(level_of(learnt_[1].variable()));
-  const ClauseRef ref = do_store(learnt_, true, glue, number);
+  const ClauseRef ref = store_clause(learnt_, true, glue, number);
   const Clause clause = clauses_[ref];
-  do_bump_clause(clause);
+  bump_clause(clause);
   clause.set_use(glue <= options_.middle_glue ? 2 : 1);
-  do_attach(ref);
+  attach_clause(ref);
   assign(learnt_[0], ref);
 }
 
 /// Fills failed_ for an assumption that is false: the assumptions that its
 /// falsity was derived from, and itself.
-void Search::do_analyze_assumption(Literal assumption) {
+void Search::analyze_assumption(Literal assumption) {
   failed_.assign(1, assumption);
   if (level_of(assumption.variable()) == 0) return;
   mark_of(assumption.variable()) = Mark::kSeen;
@@ -349,7 +349,7 @@ void Search::do_analyze_assumption(Literal assumption) {
   for (std::size_t i = trail_.size(); i-- > start;) {
     const Literal literal = trail_[i];
     if (mark_of(literal.variable()) == Mark::kNone) continue;
-    const ClauseRef reason = do_reason(literal);
+    const ClauseRef reason = reason_of(literal);
     if (reason == kNoReason) {
       // All decisions so far are assumptions.
       failed_.push_back(literal);
@@ -363,8 +363,8 @@ void Search::do_analyze_assumption(Literal assumption) {
       marked_.push_back(variable);
     }
   }
-  do_clear_marks();
-  do_derive_failed();
+  clear_marks();
+  derive_failed();
 }
 
 }  // namespace vorn::solver

@@ -31,7 +31,7 @@ void DecisionHeap::insert(int variable) {
   if (contains(variable)) return;
   heap_.push_back(variable);
   positions_[to_index(variable)] = size() - 1;
-  do_move_up(size() - 1);
+  move_up(size() - 1);
 }
 
 int DecisionHeap::pop() {
@@ -41,8 +41,8 @@ int DecisionHeap::pop() {
   const int last = heap_.back();
   heap_.pop_back();
   if (!heap_.empty()) {
-    do_place(0, last);
-    do_move_down(0);
+    place(0, last);
+    move_down(0);
   }
   return result;
 }
@@ -50,23 +50,23 @@ int DecisionHeap::pop() {
 void DecisionHeap::bump(int variable) {
   double& activity = activities_[to_index(variable)];
   activity += increment_;
-  if (activity > kMaxActivity) do_rescale();
-  if (contains(variable)) do_move_up(positions_[to_index(variable)]);
+  if (activity > kMaxActivity) rescale();
+  if (contains(variable)) move_up(positions_[to_index(variable)]);
 }
 
-void DecisionHeap::do_move_up(int position) {
+void DecisionHeap::move_up(int position) {
   const int variable = heap_[to_index(position)];
   while (position > 0) {
     const int parent = (position - 1) / 2;
     const int above = heap_[to_index(parent)];
     if (!is_before(variable, above)) break;
-    do_place(position, above);
+    place(position, above);
     position = parent;
   }
-  do_place(position, variable);
+  place(position, variable);
 }
 
-void DecisionHeap::do_move_down(int position) {
+void DecisionHeap::move_down(int position) {
   const int variable = heap_[to_index(position)];
   for (;;) {
     int child = 2 * position + 1;
@@ -74,18 +74,18 @@ void DecisionHeap::do_move_down(int position) {
     if (child + 1 < size() && is_before(at(child + 1), at(child))) ++child;
     const int below = at(child);
     if (!is_before(below, variable)) break;
-    do_place(position, below);
+    place(position, below);
     position = child;
   }
-  do_place(position, variable);
+  place(position, variable);
 }
 
-void DecisionHeap::do_rescale() {
+void DecisionHeap::rescale() {
   for (double& activity : activities_) activity /= kMaxActivity;
   increment_ /= kMaxActivity;
   // Activities that became equal by underflow are ordered by index, which the
   // heap may not respect yet.
-  for (int i = size() / 2; i-- > 0;) do_move_down(i);
+  for (int i = size() / 2; i-- > 0;) move_down(i);
 }
 
 void DecisionHeap::check_invariants() const {

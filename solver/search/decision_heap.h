@@ -69,13 +69,13 @@ class DecisionHeap {
   static constexpr double kMaxActivity = 1e100;
 
   static std::size_t to_index(int i) { return static_cast<std::size_t>(i); }
-  void do_place(int position, int variable) {
+  void place(int position, int variable) {
     heap_[to_index(position)] = variable;
     positions_[to_index(variable)] = position;
   }
-  void do_move_up(int position);
-  void do_move_down(int position);
-  void do_rescale();
+  void move_up(int position);
+  void move_down(int position);
+  void rescale();
 
   double growth_;
   double increment_ = 1.0;

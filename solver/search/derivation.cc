@@ -26,7 +26,7 @@ void Search::set_listener(ClauseListener* listener) {
 }
 
 /// Numbers the theory's clause in conflict_.
-void Search::do_note_theory_conflict() {
+void Search::note_theory_conflict() {
   if (gate_.is_watched()) {
     conflict_number_ = gate_.add(conflict_, theory_->origin());
   }
@@ -34,7 +34,7 @@ void Search::do_note_theory_conflict() {
 
 /// Makes a clause of each literal that level 0 has implied since the last call.
 /// Requires: level 0. Ensures: no literal has a reason.
-void Search::do_note_units() {
+void Search::note_units() {
   if (!gate_.is_watched()) return;
   assert(level() == 0);
   for (; num_noted_units_ < trail_.size(); ++num_noted_units_) {
@@ -62,9 +62,9 @@ void Search::do_note_units() {
 
 /// The number of `shorter`, which is `clause` less what is false at level 0:
 /// that of `clause`, or a new one if something is missing.
-ClauseNumber Search::do_note_shorter(const std::vector<Literal>& clause,
-                                     const std::vector<Literal>& shorter,
-                                     ClauseNumber number) {
+ClauseNumber Search::note_shorter(const std::vector<Literal>& clause,
+                                  const std::vector<Literal>& shorter,
+                                  ClauseNumber number) {
   if (!gate_.is_watched()) return 0;
   premises_.clear();
   for (const Literal literal : clause) {
@@ -80,7 +80,7 @@ ClauseNumber Search::do_note_shorter(const std::vector<Literal>& clause,
 
 /// The number of a clause that follows from conflict_ and reasons.
 /// Requires: the reasons were asked for, and lead to literals of the clause.
-ClauseNumber Search::do_derive(const std::vector<Literal>& clause) {
+ClauseNumber Search::derive(const std::vector<Literal>& clause) {
   if (!gate_.is_watched()) return 0;
   premises_.clear();
   ++settled_stamp_;
@@ -132,7 +132,7 @@ ClauseNumber Search::do_derive(const std::vector<Literal>& clause) {
 
 /// Derives that the assumptions in failed_ have no model in common.
 /// Requires: the first of them is false.
-void Search::do_derive_failed() {
+void Search::derive_failed() {
   if (!gate_.is_watched()) return;
   const int variable = failed_[0].variable();
   if (level_of(variable) == 0) return;  // a clause of its own
@@ -145,7 +145,7 @@ void Search::do_derive_failed() {
   conflict_number_ = number_of(reason);
   std::vector<Literal> negated;
   for (const Literal literal : failed_) negated.push_back(~literal);
-  do_derive(negated);
+  derive(negated);
 }
 
 }  // namespace vorn::solver

@@ -24,18 +24,18 @@ Search::Fixpoint Search::propagate() {
   for (;;) {
     const ClauseRef conflict = propagate_clauses();
     if (conflict != kNoReason) {
-      do_note_conflict(conflict);
+      note_conflict(conflict);
       return Fixpoint::kClauseConflict;
     }
     if (theory_ == nullptr) return Fixpoint::kReached;
     bool progress = false;
-    const Fixpoint result = do_propagate_theory(progress);
+    const Fixpoint result = propagate_theory(progress);
     if (result != Fixpoint::kReached || !progress) return result;
   }
 }
 
 /// Makes a stored clause, all of whose literals are false, the conflict.
-void Search::do_note_conflict(ClauseRef conflict) {
+void Search::note_conflict(ClauseRef conflict) {
   const Clause clause = clauses_[conflict];
   conflict_.clear();
   for (int i = 0; i < clause.size(); ++i) conflict_.push_back(clause[i]);
@@ -115,7 +115,7 @@ ClauseRef Search::propagate_clauses() {
 
 /// Tells the theory what is new and asks it. `progress` becomes true if it
 /// implied literals, which then are assigned.
-Search::Fixpoint Search::do_propagate_theory(bool& progress) {
+Search::Fixpoint Search::propagate_theory(bool& progress) {
   assert(clause_head_ == trail_.size());
   for (; theory_head_ < trail_.size(); ++theory_head_) {
     const Literal literal = trail_[theory_head_];
@@ -125,7 +125,7 @@ Search::Fixpoint Search::do_propagate_theory(bool& progress) {
   conflict_.clear();
   conflict_ref_ = kNoReason;
   if (!theory_->propagate(implied_, conflict_)) {
-    do_note_theory_conflict();
+    note_theory_conflict();
     return Fixpoint::kTheoryConflict;
   }
   for (const Literal literal : implied_) {
@@ -144,7 +144,7 @@ Search::Fixpoint Search::do_propagate_theory(bool& progress) {
         if (level() > 0 || gate_.is_watched()) {
           ++statistics_.theory_explanations;
           theory_->explain(literal, conflict_);
-          do_note_theory_conflict();
+          note_theory_conflict();
         }
         return Fixpoint::kTheoryConflict;
     }

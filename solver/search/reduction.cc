@@ -3,7 +3,7 @@
 //
 // Learnt clauses with glue up to SearchOptions::keep_glue stay for good. Each
 // reduction lets every other clause live that is a reason or was used lately
-// (see do_use_clause; the better half by glue has to be unused for longer),
+// (see use_clause; the better half by glue has to be unused for longer),
 // and deletes the given fraction of the rest, the least active first. The
 // distance between reductions grows with the square root of their number, so
 // that the clauses kept do, too.
@@ -24,8 +24,8 @@ constexpr float kMaxClauseIncrement = 1e20F;
 
 }  // namespace
 
-ClauseRef Search::do_store(const std::vector<Literal>& literals, bool learnt,
-                           int glue, ClauseNumber number) {
+ClauseRef Search::store_clause(const std::vector<Literal>& literals,
+                               bool learnt, int glue, ClauseNumber number) {
   // The list has room before the clause exists, so that no clause is lost.
   std::vector<ClauseRef>& list = learnt ? learnts_ : given_;
   list.push_back(0);
@@ -33,13 +33,13 @@ ClauseRef Search::do_store(const std::vector<Literal>& literals, bool learnt,
   return list.back();
 }
 
-/// The caller then has to call do_drop_deleted.
-void Search::do_remove(ClauseRef ref) {
+/// The caller then has to call drop_deleted.
+void Search::remove_clause(ClauseRef ref) {
   gate_.forget(clauses_.number(ref));
   clauses_.remove(ref);
 }
 
-void Search::do_attach(ClauseRef ref) {
+void Search::attach_clause(ClauseRef ref) {
   const Clause clause = clauses_[ref];
   const bool binary = clause.size() == 2;
   watches_of(clause[0]).push_back(Watch(ref, clause[1], binary));
@@ -60,12 +60,12 @@ bool Search::is_reason(ClauseRef ref) const {
   return false;
 }
 
-void Search::do_bump_clause(Clause clause) {
+void Search::bump_clause(Clause clause) {
   clause.set_activity(clause.activity() + clause_increment_);
 }
 
 /// Makes later bumps of clauses count more than the ones so far.
-void Search::do_decay_clauses() {
+void Search::decay_clauses() {
   clause_increment_ /= static_cast<float>(options_.clause_decay);
   // Leaves room for any number of bumps on top.
   if (clause_increment_ <= kMaxClauseIncrement) return;
@@ -77,7 +77,7 @@ void Search::do_decay_clauses() {
 }
 
 /// Deletes the less useful learnt clauses. Requires: propagated.
-void Search::do_reduce() {
+void Search::reduce_clauses() {
   assert(clause_head_ == trail_.size());
   ++statistics_.reductions;
   const double growth =
@@ -85,12 +85,12 @@ void Search::do_reduce() {
   next_reduction_ = statistics_.conflicts +
                     static_cast<std::uint64_t>(
                         std::max(options_.reduce_interval, 1) * growth);
-  if (wants_simplification()) do_mark_satisfied();
-  do_delete_useless();
-  do_drop_deleted();
+  if (wants_simplification()) mark_satisfied();
+  delete_useless();
+  drop_deleted();
 }
 
-void Search::do_delete_useless() {
+void Search::delete_useless() {
   std::vector<ClauseRef> candidates;
   for (const ClauseRef ref : learnts_) {
     const Clause clause = clauses_[ref];
@@ -114,7 +114,7 @@ void Search::do_delete_useless() {
   const double share = std::clamp(options_.reduce_fraction, 0.0, 1.0);
   const auto count =
       static_cast<std::size_t>(share * static_cast<double>(candidates.size()));
-  for (std::size_t i = 0; i < count; ++i) do_remove(candidates[i]);
+  for (std::size_t i = 0; i < count; ++i) remove_clause(candidates[i]);
   statistics_.deleted_clauses += count;
 }
 
@@ -129,30 +129,30 @@ bool Search::wants_simplification() const {
 }
 
 /// Brings the clauses up to date with level 0. Requires: propagated.
-void Search::do_simplify() {
-  do_mark_satisfied();
-  do_drop_deleted();
+void Search::simplify() {
+  mark_satisfied();
+  drop_deleted();
 }
 
 /// Deletes clauses true at level 0 and takes literals false at level 0 out of
-/// the others. The caller then has to call do_drop_deleted.
-void Search::do_mark_satisfied() {
+/// the others. The caller then has to call drop_deleted.
+void Search::mark_satisfied() {
   assert(clause_head_ == trail_.size());
   simplified_literals_ = level_starts_.empty()
                              ? trail_.size()
                              : static_cast<std::size_t>(level_starts_[0]);
   next_simplification_ = statistics_.propagations + clauses_.num_words();
   for (const std::vector<ClauseRef>* list : {&given_, &learnts_}) {
-    for (const ClauseRef ref : *list) do_simplify_clause(ref);
+    for (const ClauseRef ref : *list) simplify_clause(ref);
   }
 }
 
-void Search::do_simplify_clause(ClauseRef ref) {
+void Search::simplify_clause(ClauseRef ref) {
   const Clause clause = clauses_[ref];
   for (int i = 0; i < clause.size(); ++i) {
     if (!is_true_at_level_0(clause[i])) continue;
     assert(!is_reason(ref));
-    do_remove(ref);
+    remove_clause(ref);
     return;
   }
   // The watches stay: one of them false at level 0 would make the other true.
@@ -171,13 +171,12 @@ void Search::do_simplify_clause(ClauseRef ref) {
   if (!gate_.is_watched()) return;
   std::vector<Literal> shorter;
   for (int i = 0; i < kept; ++i) shorter.push_back(clause[i]);
-  clauses_.set_number(ref,
-                      do_note_shorter(whole, shorter, clauses_.number(ref)));
+  clauses_.set_number(ref, note_shorter(whole, shorter, clauses_.number(ref)));
 }
 
 /// Removes all mention of deleted clauses, renews the entries of clauses that
 /// have been simplified, and collects garbage if there is much.
-void Search::do_drop_deleted() {
+void Search::drop_deleted() {
   for (std::size_t i = 0; i < watches_.size(); ++i) {
     const Literal watched = Literal::from_code(static_cast<int>(i));
     std::vector<Watch>& list = watches_[i];
@@ -204,10 +203,10 @@ void Search::do_drop_deleted() {
                                }),
                 list->end());
   }
-  if (clauses_.wants_collection()) do_collect_garbage();
+  if (clauses_.wants_collection()) collect_garbage();
 }
 
-void Search::do_collect_garbage() {
+void Search::collect_garbage() {
   clauses_.begin_collection();
   for (std::vector<ClauseRef>* list : {&given_, &learnts_}) {
     for (ClauseRef& ref : *list) ref = clauses_.moved(ref);
@@ -223,7 +222,7 @@ void Search::do_collect_garbage() {
 }
 
 /// Drops the explanations that are no longer reasons.
-void Search::do_collect_explanations() {
+void Search::collect_explanations() {
   explanations_.begin_collection();
   for (const Literal literal : trail_) {
     ClauseRef& reason = variable_at(literal.variable()).reason;

@@ -30,10 +30,10 @@ Search::Result Search::solve(const std::vector<Literal>& assumptions) {
   if (!consistent_) return Result::kUnsat;
   assumptions_ = assumptions;
   const Result result = do_solve();
-  if (result == Result::kSat) do_save_model();
+  if (result == Result::kSat) save_model();
   backtrack(0);
   // At level 0 nothing has a reason.
-  do_collect_explanations();
+  collect_explanations();
   return result;
 }
 
@@ -48,19 +48,19 @@ Search::Result Search::do_solve() {
       continue;
     }
     if (level() == 0) {
-      do_note_units();
-      if (wants_simplification()) do_simplify();
+      note_units();
+      if (wants_simplification()) simplify();
     }
-    if (restarts_.wants_restart()) do_restart();
-    if (statistics_.conflicts >= next_reduction_) do_reduce();
+    if (restarts_.wants_restart()) restart();
+    if (statistics_.conflicts >= next_reduction_) reduce_clauses();
     if (explanations_.num_words() > explanations_limit_) {
-      do_collect_explanations();
+      collect_explanations();
     }
 
     bool failed = false;
-    Literal next = do_pick_assumption(failed);
+    Literal next = pick_assumption(failed);
     if (failed) return Result::kUnsat;
-    if (!next.is_defined()) next = do_pick_decision();
+    if (!next.is_defined()) next = pick_decision();
     if (next.is_defined()) {
       ++statistics_.decisions;
       open_level();
@@ -72,7 +72,7 @@ Search::Result Search::do_solve() {
     conflict_.clear();
     conflict_ref_ = kNoReason;
     if (theory_->final_check(conflict_)) return Result::kSat;
-    do_note_theory_conflict();
+    note_theory_conflict();
     if (!resolve_conflict(true)) return Result::kUnsat;
   }
 }
@@ -80,7 +80,7 @@ Search::Result Search::do_solve() {
 /// The next assumption without a value, or undefined if all are true. Opens an
 /// empty level for each true one, so that level i + 1 is assumption i's. If
 /// there is a false one, fills failed_ and sets `failed`.
-Literal Search::do_pick_assumption(bool& failed) {
+Literal Search::pick_assumption(bool& failed) {
   while (level() < static_cast<int>(assumptions_.size())) {
     const Literal assumption = assumptions_[level_starts_.size()];
     switch (value(assumption)) {
@@ -90,7 +90,7 @@ Literal Search::do_pick_assumption(bool& failed) {
         open_level();
         break;
       case Value::kFalse:
-        do_analyze_assumption(assumption);
+        analyze_assumption(assumption);
         failed = true;
         return Literal();
     }
@@ -99,7 +99,7 @@ Literal Search::do_pick_assumption(bool& failed) {
 }
 
 /// The literal to decide on, or undefined if all is decided.
-Literal Search::do_pick_decision() {
+Literal Search::pick_decision() {
   int variable = -1;
   const auto is_open = [this](int candidate) {
     return value(Literal(candidate, false)) == Value::kUnassigned &&
@@ -127,7 +127,7 @@ Literal Search::do_pick_decision() {
   return Literal(variable, !phase);
 }
 
-void Search::do_restart() {
+void Search::restart() {
   ++statistics_.restarts;
   restarts_.record_restart();
   if (options_.rephase_interval > 0 && options_.save_phases &&
@@ -140,12 +140,12 @@ void Search::do_restart() {
     phases_.rephase(random_);
     return;
   }
-  backtrack(do_reusable_level());
+  backtrack(reusable_level());
 }
 
 /// The level up to which a restart would make the same decisions again: those
 /// on assumptions and on variables that come before the most active free one.
-int Search::do_reusable_level() {
+int Search::reusable_level() {
   while (!heap_.is_empty() &&
          (value(Literal(heap_.top(), false)) != Value::kUnassigned ||
           !variable_at(heap_.top()).decidable)) {
@@ -163,7 +163,7 @@ int Search::do_reusable_level() {
   return result;
 }
 
-void Search::do_save_model() {
+void Search::save_model() {
   model_.resize(variables_.size());
   for (int variable = 0; variable < num_variables(); ++variable) {
     model_[static_cast<std::size_t>(variable)] =

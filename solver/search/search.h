@@ -205,7 +205,7 @@ class Search {
     kNeeded,     // not shown to be implied
   };
 
-  /// A literal on the path of do_is_redundant: its reason is scanned from
+  /// A literal on the path of is_redundant: its reason is scanned from
   /// position `next` on.
   struct Frame {
     Literal literal;
@@ -253,11 +253,11 @@ class Search {
 
   // search.cc: the main loop.
   Result do_solve();
-  Literal do_pick_assumption(bool& failed);
-  Literal do_pick_decision();
-  void do_restart();
-  int do_reusable_level();
-  void do_save_model();
+  Literal pick_assumption(bool& failed);
+  Literal pick_decision();
+  void restart();
+  int reusable_level();
+  void save_model();
   bool is_stopped() const {
     return stop_ != nullptr && stop_->load(std::memory_order_relaxed);
   }
@@ -281,7 +281,7 @@ class Search {
   void backtrack(int level);
 
   /// Assigns the literal of a clause that has no other. Requires: level 0.
-  void do_assign_unit(Literal literal, ClauseNumber number) {
+  void assign_unit(Literal literal, ClauseNumber number) {
     gate_.set_unit(literal.variable(), number);
     assign(literal, kNoReason);
   }
@@ -290,27 +290,27 @@ class Search {
   enum class Fixpoint { kReached, kClauseConflict, kTheoryConflict };
   Fixpoint propagate();
   ClauseRef propagate_clauses();
-  void do_note_conflict(ClauseRef conflict);
-  Fixpoint do_propagate_theory(bool& progress);
+  void note_conflict(ClauseRef conflict);
+  Fixpoint propagate_theory(bool& progress);
 
   // analysis.cc: from conflicts to learnt clauses and cores.
   bool resolve_conflict(bool from_theory);
-  void do_resolve_conflict(int level);
-  void do_analyze();
-  void do_mark(Literal literal, int& open);
-  ClauseRef do_reason(Literal literal);
-  void do_use_clause(ClauseRef ref);
-  void do_minimise();
-  bool do_is_redundant(Literal literal);
-  void do_shorten_by_binaries();
-  int do_stamp_levels(const std::vector<Literal>& clause);
-  void do_clear_marks();
-  void do_learn(ClauseNumber number);
-  void do_analyze_assumption(Literal assumption);
+  void learn_from_conflict(int level);
+  void analyze();
+  void mark_literal(Literal literal, int& open);
+  ClauseRef reason_of(Literal literal);
+  void use_clause(ClauseRef ref);
+  void minimise();
+  bool is_redundant(Literal literal);
+  void shorten_by_binaries();
+  int stamp_levels(const std::vector<Literal>& clause);
+  void clear_marks();
+  void learn(ClauseNumber number);
+  void analyze_assumption(Literal assumption);
 
-  // lemmas.cc: clauses that arrive at any level.
-  LemmaOutcome do_add_lemma();
-  bool do_normalise(std::vector<Literal>& clause);
+  // clauses.cc: clauses from outside, at any level.
+  LemmaOutcome add_lemma();
+  bool normalise_clause(std::vector<Literal>& clause);
 
   // derivation.cc: what the listener is told.
   ClauseNumber number_of(ClauseRef reason) const {
@@ -318,31 +318,31 @@ class Search {
                ? explanations_.number(reason & ~kExplanationBit)
                : clauses_.number(reason);
   }
-  void do_note_theory_conflict();
-  void do_note_units();
-  ClauseNumber do_note_shorter(const std::vector<Literal>& clause,
-                               const std::vector<Literal>& shorter,
-                               ClauseNumber number);
-  ClauseNumber do_derive(const std::vector<Literal>& clause);
-  void do_derive_failed();
+  void note_theory_conflict();
+  void note_units();
+  ClauseNumber note_shorter(const std::vector<Literal>& clause,
+                            const std::vector<Literal>& shorter,
+                            ClauseNumber number);
+  ClauseNumber derive(const std::vector<Literal>& clause);
+  void derive_failed();
 
   // reduction.cc: storing and deleting clauses.
-  ClauseRef do_store(const std::vector<Literal>& literals, bool learnt,
-                     int glue, ClauseNumber number);
-  void do_remove(ClauseRef ref);
-  void do_attach(ClauseRef ref);
+  ClauseRef store_clause(const std::vector<Literal>& literals, bool learnt,
+                         int glue, ClauseNumber number);
+  void remove_clause(ClauseRef ref);
+  void attach_clause(ClauseRef ref);
   bool is_reason(ClauseRef ref) const;
-  void do_bump_clause(Clause clause);
-  void do_decay_clauses();
-  void do_simplify();
-  void do_reduce();
-  void do_delete_useless();
+  void bump_clause(Clause clause);
+  void decay_clauses();
+  void simplify();
+  void reduce_clauses();
+  void delete_useless();
   bool wants_simplification() const;
-  void do_mark_satisfied();
-  void do_simplify_clause(ClauseRef ref);
-  void do_drop_deleted();
-  void do_collect_garbage();
-  void do_collect_explanations();
+  void mark_satisfied();
+  void simplify_clause(ClauseRef ref);
+  void drop_deleted();
+  void collect_garbage();
+  void collect_explanations();
 
   Theory* theory_;  // borrowed, may be null
   const SearchOptions options_;

@@ -18,23 +18,23 @@ bool Search::add_clause(const std::vector<Literal>& clause,
   if (!consistent_) return false;
   ClauseNumber number = gate_.add(clause, origin);
   lemma_ = clause;
-  if (!do_normalise(lemma_)) {
+  if (!normalise_clause(lemma_)) {
     gate_.forget(number);
     return true;
   }
-  number = do_note_shorter(clause, lemma_, number);
+  number = note_shorter(clause, lemma_, number);
   if (lemma_.empty()) {
     consistent_ = false;
   } else if (lemma_.size() == 1) {
-    do_assign_unit(lemma_[0], number);
+    assign_unit(lemma_[0], number);
   } else {
-    do_attach(do_store(lemma_, false, 0, number));
+    attach_clause(store_clause(lemma_, false, 0, number));
   }
   const ClauseRef conflict = propagate_clauses();
-  do_note_units();
+  note_units();
   if (conflict != kNoReason) {
-    do_note_conflict(conflict);
-    do_derive({});
+    note_conflict(conflict);
+    derive({});
     consistent_ = false;
   }
   return consistent_;
@@ -42,7 +42,7 @@ bool Search::add_clause(const std::vector<Literal>& clause,
 
 /// Sorts the clause and drops repeated literals and those false at level 0.
 /// Returns false if the clause is always true or true at level 0.
-bool Search::do_normalise(std::vector<Literal>& clause) {
+bool Search::normalise_clause(std::vector<Literal>& clause) {
   std::sort(clause.begin(), clause.end());
   std::size_t kept = 0;
   Literal previous;
@@ -59,22 +59,22 @@ bool Search::do_normalise(std::vector<Literal>& clause) {
 }
 
 /// Takes in the lemma in lemma_.
-Search::LemmaOutcome Search::do_add_lemma() {
+Search::LemmaOutcome Search::add_lemma() {
   ClauseNumber number = 0;
   if (gate_.is_watched()) {
     number = gate_.add(lemma_, theory_->origin());
     reason_ = lemma_;
   }
-  if (!do_normalise(lemma_)) {
+  if (!normalise_clause(lemma_)) {
     gate_.forget(number);
     return LemmaOutcome::kDone;
   }
-  number = do_note_shorter(reason_, lemma_, number);
+  number = note_shorter(reason_, lemma_, number);
   ++statistics_.lemmas;
   if (lemma_.empty()) return LemmaOutcome::kUnsat;
   if (lemma_.size() == 1) {
     backtrack(0);
-    do_assign_unit(lemma_[0], number);
+    assign_unit(lemma_[0], number);
     return LemmaOutcome::kDone;
   }
 
@@ -96,13 +96,13 @@ Search::LemmaOutcome Search::do_add_lemma() {
   const Literal second = lemma_[1];
 
   // Literals without a level count one level each.
-  int glue = do_stamp_levels(lemma_);
+  int glue = stamp_levels(lemma_);
   for (const Literal literal : lemma_) {
     if (value(literal) == Value::kUnassigned) ++glue;
   }
-  const ClauseRef ref = do_store(lemma_, true, glue, number);
+  const ClauseRef ref = store_clause(lemma_, true, glue, number);
   clauses_[ref].set_lemma();
-  do_attach(ref);
+  attach_clause(ref);
 
   if (value(second) != Value::kFalse) return LemmaOutcome::kDone;
   // Only `first` can make the lemma true from this level on.
@@ -110,7 +110,7 @@ Search::LemmaOutcome Search::do_add_lemma() {
   if (value(first) != Value::kUnassigned &&
       level_of(first.variable()) <= implied_at) {
     if (value(first) == Value::kTrue) return LemmaOutcome::kDone;
-    do_note_conflict(ref);
+    note_conflict(ref);
     return LemmaOutcome::kConflict;
   }
   backtrack(implied_at);
