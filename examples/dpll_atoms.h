@@ -25,9 +25,9 @@ class DpllAtoms {
   }
 
   // The literal "target - source <= weight", over integers. The edges of a new
-  // one go to both graphs.
+  // one go to the graph.
   int literal(int source, int target, const vorn::QNumber& weight,
-              vorn::dl::Graph& first, vorn::dl::Graph& second) {
+              vorn::dl::Graph& graph) {
     const Term* limit =
         terms_.make_plus(term(source), terms_.make_number(weight));
     const Term* atom = terms_.make_leq(term(target), limit);
@@ -39,10 +39,8 @@ class DpllAtoms {
     // Not target - source <= w is source - target <= -w - 1.
     vorn::QNumber opposite = -weight;
     opposite += vorn::QNumber(-1);
-    for (vorn::dl::Graph* graph : {&first, &second}) {
-      graph->tell_edge(2 * v - 1, {source, target, {weight, 0}, v});
-      graph->tell_edge(2 * v, {target, source, {opposite, 0}, -v});
-    }
+    graph.tell_edge(2 * v - 1, {source, target, {weight, 0}, v});
+    graph.tell_edge(2 * v, {target, source, {opposite, 0}, -v});
     return v;
   }
 
@@ -57,7 +55,7 @@ class DpllAtoms {
   // Reads a lemma, a clause of terms that the graph made with our store. A
   // bound that is no atom yet becomes one. False if it holds trivially.
   bool read(const vorn::dl::Graph::Lemma& lemma, std::vector<int>& clause,
-            vorn::dl::Graph& first, vorn::dl::Graph& second) {
+            vorn::dl::Graph& graph) {
     for (const vorn::Term_* disjunct : lemma.second) {
       const Term* atom = static_cast<const Term*>(disjunct);
       const bool negated = atom->kind == vorn::solver::Kind::kNot;
@@ -70,7 +68,7 @@ class DpllAtoms {
       const Term* weight = sum ? limit->arg(1) : limit;
       const int source = sum ? mapper_.node_of(limit->arg(0)) : 0;
       const int target = mapper_.node_of(atom->arg(0));
-      const int v = literal(source, target, weight->number(), first, second);
+      const int v = literal(source, target, weight->number(), graph);
       clause.push_back(negated ? -v : v);
     }
     return true;

@@ -20,14 +20,14 @@ class DpllHost {
 
   DpllHost() {
     settings_.dl_tlemma_min_overlap = 0.2F;
-    // Judges by the same overlap, but has no kind of lemma switched on.
-    scout_settings_ = settings_;
+    // Or a search for lemmas, which is part of a check, may not come back.
+    graph_.guard_lemma_walks(true);
   }
 
   int new_node(const char* name) { return atoms_.new_node(name); }
   // The literal "target - source <= weight".
   int bound(int source, int target, int weight) {
-    return atoms_.literal(source, target, weight, scout_, graph_);
+    return atoms_.literal(source, target, weight, graph_);
   }
   void add_clause(const Clause& clause) { clauses_.push_back(clause); }
 
@@ -74,7 +74,6 @@ class DpllHost {
   void assign(int literal) {
     values_[static_cast<std::size_t>(std::abs(literal))] = literal > 0 ? 1 : -1;
     trail_.push_back(literal);
-    scout_.push_edge(DpllAtoms::constraint_of(literal));
     graph_.push_edge(DpllAtoms::constraint_of(literal));
   }
 
@@ -85,7 +84,6 @@ class DpllHost {
       const int literal = trail_.back();
       values_[static_cast<std::size_t>(std::abs(literal))] = 0;
       graph_.pop_edge(DpllAtoms::constraint_of(literal));
-      scout_.pop_edge(DpllAtoms::constraint_of(literal));
     }
   }
 
@@ -111,13 +109,8 @@ class DpllHost {
   }
 
   // Called when the clauses have come to rest: they are cheaper to ask.
-  //
-  // The search for lemmas, which is part of the check, can run without end. So
-  // a second graph, which gets the same calls and learns nothing, goes first
-  // and says whether this one would end; if not, it is left out.
   bool check_graph() {
-    const bool ends = scout_.check(true) || scout_.lemma_walk_ends();
-    settings_.dl_tlemma_kinds = ends && num_lemmas_ < kMostLemmas ? 3 : 0;
+    settings_.dl_tlemma_kinds = num_lemmas_ < kMostLemmas ? 3 : 0;
     if (graph_.check(true)) return true;
     // The constraints of a conflict cannot all hold. That is a clause, and the
     // search is better off for keeping it.
@@ -128,7 +121,7 @@ class DpllHost {
     add_clause(reason);
     while (graph_.has_lemmas()) {
       Clause lemma;
-      if (atoms_.read(graph_.get_next_lemma(), lemma, scout_, graph_)) {
+      if (atoms_.read(graph_.get_next_lemma(), lemma, graph_)) {
         add_clause(lemma);
         ++num_lemmas_;
       }
@@ -136,11 +129,9 @@ class DpllHost {
     return false;
   }
 
-  // What the graphs borrow comes before them, and so outlives them.
+  // What the graph borrows comes before it, and so outlives it.
   DpllAtoms atoms_;
   vorn::Configuration::Theory::La settings_;
-  vorn::Configuration::Theory::La scout_settings_;
-  vorn::dl::Graph scout_{&scout_settings_, nullptr, nullptr};
   vorn::dl::Graph graph_{&settings_, &atoms_.mapper(), &atoms_.terms()};
   std::vector<int> values_;  // by variable: 1, -1, or 0 for none
   std::vector<Clause> clauses_;

@@ -347,7 +347,7 @@ std::vector<std::pair<std::string, std::string>> Engine::statistics() const {
   const std::size_t first = rows.size();
   finder->graph().get_stats(rows);
   rows[first] = conflicts.front();
-  row("dl endless walks avoided", finder->num_endless_walks());
+  row("dl endless walks avoided", finder->graph().num_endless_walks());
   return rows;
 }
 

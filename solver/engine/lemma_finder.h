@@ -3,7 +3,6 @@
 #define VORN_SOLVER_ENGINE_LEMMA_FINDER_H
 
 #include <cstddef>
-#include <cstdint>
 #include <vector>
 
 #include "vorn/dl/graph.h"
@@ -22,9 +21,7 @@ namespace vorn::solver {
 /// must close the same cycle again, since no other edges are active; then all
 /// are taken back.
 ///
-/// That also bounds each search. The same conflict is first replayed on a third
-/// graph, without lemmas, which says whether the search over it and the one
-/// before would end; if not, lemmas are off for that one replay.
+/// That graph guards its walks, so that each search ends.
 ///
 /// Cost: linear in the cycle for each conflict; nothing for other checks.
 /// Ownership: borrows mapper and manager. Threads: none.
@@ -34,9 +31,9 @@ class LemmaFinder {
   LemmaFinder(const Configuration::Theory::La& configuration,
               la::LinearTermMapper& mapper, TermManager& manager)
       : configuration_(configuration),
-        pilot_configuration_(without_lemmas(configuration)),
-        graph_(&configuration_, &mapper, &manager),
-        pilot_(&pilot_configuration_, &mapper, &manager) {}
+        graph_(&configuration_, &mapper, &manager) {
+    graph_.guard_lemma_walks(true);
+  }
 
   /// Looks for lemmas in this conflict and the one before it: the edges of a
   /// cycle in its direction, the one that closed it first, each with its
@@ -46,30 +43,15 @@ class LemmaFinder {
   /// Forgets a constraint, which may not come back.
   void forget(int constraint);
 
-  /// Its queue holds the lemmas, its statistics count conflicts and lemmas.
+  /// Its queue holds the lemmas, it counts conflicts, lemmas and endless walks.
   dl::Graph& graph() { return graph_; }
   /// The same, to look at.
   const dl::Graph& graph() const { return graph_; }
 
-  /// Conflicts whose search was left out because it would not have ended.
-  std::uint64_t num_endless_walks() const { return num_endless_walks_; }
-
  private:
-  static Configuration::Theory::La without_lemmas(
-      Configuration::Theory::La configuration) {
-    configuration.dl_tlemma_kinds = 0;
-    return configuration;
-  }
-  void activate(dl::Graph& graph, const std::vector<const dl::Edge*>& cycle);
-  static void take_back(dl::Graph& graph,
-                        const std::vector<const dl::Edge*>& cycle);
-
   Configuration::Theory::La configuration_;
-  Configuration::Theory::La pilot_configuration_;
   dl::Graph graph_;
-  dl::Graph pilot_;
   std::vector<char> told_;  // by constraint id
-  std::uint64_t num_endless_walks_ = 0;
 };
 
 }  // namespace vorn::solver

@@ -468,46 +468,101 @@ TEST(GraphDeathTest, SearchOfCyclesInOppositeDirectionsDoesNotEnd) {
               "");
 }
 
-// Asking tells whether the search would end, without searching.
-TEST(GraphTest, LemmaWalkEndsTellsWalksWithoutEnd) {
+// With the guard the same search comes back, has done nothing, and is counted.
+TEST(GraphTest, GuardLeavesOutASearchThatWouldNotEnd) {
   OppositeCycles t;
-  t.config.dl_tlemma_kinds = 0;
+  EXPECT_EQ(t.graph.num_endless_walks(), 0U);
+  t.graph.guard_lemma_walks(true);
 
-  EXPECT_FALSE(t.graph.lemma_walk_ends());
+  Inspector::do_search_lemmas(t.graph);
+  Inspector::do_search_lemmas(t.graph);
 
+  EXPECT_EQ(t.graph.num_endless_walks(), 2U);
   EXPECT_EQ(t.searches(), 0U);
+  EXPECT_FALSE(t.graph.has_lemmas());
   EXPECT_EQ(t.terms.made, Texts());
   EXPECT_EQ(t.prev_conflict(), (EdgeIds{2, 4, 6}));
   EXPECT_EQ(t.cur_conflict(), (EdgeIds{8, 10, 12}));
 }
 
-// Every other pair of cycles is walked to the end.
-TEST(GraphTest, LemmaWalkEndsForWalksThatDo) {
-  TwoDetoursTwoRuns t;
-  EXPECT_TRUE(t.graph.lemma_walk_ends());
-  t.prev_conflict() = t.prev;
-  EXPECT_TRUE(t.graph.lemma_walk_ends());
-  t.cur_conflict() = t.cur;
-  EXPECT_TRUE(t.graph.lemma_walk_ends());
-  t.prev_conflict() = t.cur;
-  EXPECT_TRUE(t.graph.lemma_walk_ends());
-  t.cur_conflict() = t.prev;
-  EXPECT_TRUE(t.graph.lemma_walk_ends());
-  t.prev_conflict().clear();
-  EXPECT_TRUE(t.graph.lemma_walk_ends());
+// A guard that is taken off guards no more; a host sees what it has asked for.
+TEST(GraphDeathTest, SearchAfterTheGuardIsTakenOffDoesNotEnd) {
+  OppositeCycles t;
+  t.graph.guard_lemma_walks(true);
+  t.graph.guard_lemma_walks(false);
+
+  EXPECT_EXIT(search_with_a_time_limit(&t), testing::KilledBySignal(SIGVTALRM),
+              "");
 }
 
-// A walk that is not begun ends: too little overlap, or an unknown edge.
-TEST(GraphTest, LemmaWalkEndsForWalksThatAreNotBegun) {
-  OppositeCycles t;
-  t.config.dl_tlemma_min_overlap = 0.1F;
-  EXPECT_TRUE(t.graph.lemma_walk_ends());
-  t.config.dl_tlemma_min_overlap = 0.0F;
-  EXPECT_FALSE(t.graph.lemma_walk_ends());
+// The guard changes nothing for any search that ends.
+TEST(GraphTest, GuardLeavesSearchesAloneThatEnd) {
+  using Prepare = void (*)(TwoDetoursTwoRuns&);
+  const std::vector<Prepare> cases = {
+      [](TwoDetoursTwoRuns&) {},
+      [](TwoDetoursTwoRuns& t) { t.prev_conflict() = t.prev; },
+      [](TwoDetoursTwoRuns& t) { t.cur_conflict() = t.cur; },
+      [](TwoDetoursTwoRuns& t) {
+        t.prev_conflict() = t.prev;
+        t.cur_conflict() = t.cur;
+      },
+      [](TwoDetoursTwoRuns& t) {
+        t.prev_conflict() = t.cur;
+        t.cur_conflict() = t.cur;
+      }};
+  std::size_t made = 0;
+  for (const Prepare prepare : cases) {
+    TwoDetoursTwoRuns plain;
+    TwoDetoursTwoRuns guarded;
+    guarded.graph.guard_lemma_walks(true);
+    prepare(plain);
+    prepare(guarded);
 
+    Inspector::do_search_lemmas(plain.graph);
+    Inspector::do_search_lemmas(guarded.graph);
+
+    EXPECT_EQ(guarded.terms.made, plain.terms.made);
+    EXPECT_EQ(guarded.searches(), plain.searches());
+    EXPECT_EQ(guarded.graph.num_endless_walks(), 0U);
+    made += plain.terms.made.size();
+  }
+  EXPECT_GT(made, 0U);
+}
+
+// No walk, no end to miss: too little overlap, no kind of lemma, or an unknown
+// edge.
+TEST(GraphTest, GuardCountsNoWalkThatIsNotBegun) {
+  OppositeCycles t;
+  t.graph.guard_lemma_walks(true);
+  const int kinds = t.config.dl_tlemma_kinds;
+  t.config.dl_tlemma_kinds = 0;
+  Inspector::do_search_lemmas(t.graph);
+  t.config.dl_tlemma_kinds = kinds;
+  t.config.dl_tlemma_min_overlap = 0.1F;
+  Inspector::do_search_lemmas(t.graph);
+  t.config.dl_tlemma_min_overlap = 0.0F;
   t.graph.retract_edge(2);
-  EXPECT_TRUE(t.graph.lemma_walk_ends());
+  Inspector::do_search_lemmas(t.graph);
+
+  EXPECT_EQ(t.graph.num_endless_walks(), 0U);
+  EXPECT_EQ(t.searches(), 1U);
   EXPECT_FALSE(t.is_registered(4));
+}
+
+// End to end: the check that finds the second conflict returns.
+TEST(GraphTest, GuardedCheckReturnsFromOppositeCycles) {
+  OppositeCycles t;
+  t.graph.guard_lemma_walks(true);
+  t.prev_conflict().clear();
+  t.cur_conflict().clear();
+  ASSERT_FALSE(t.activate({1, 2, 3}));
+  t.pop({1, 2, 3});
+
+  EXPECT_FALSE(t.activate({4, 5, 6}));
+
+  EXPECT_EQ(t.graph.num_endless_walks(), 1U);
+  EXPECT_EQ(t.conflict_set().size(), 3U);
+  EXPECT_FALSE(t.graph.has_lemmas());
 }
 
 // End to end: two checks that fail one after the other.

@@ -17,9 +17,9 @@
 // premises, as edges, and the negation of its bound close a negative cycle.
 //
 // The hosts keep to what lemmas need: constraint 0 unused, no constraint told
-// anew with other ends, no positive eps coefficient. A second graph without
-// lemmas runs ahead and shows the conflict of each check, so that a walk that
-// would not end is left out.
+// anew with other ends, no positive eps coefficient. The graph guards its
+// walks. A second one without lemmas runs ahead and shows the conflict of each
+// check, which tells the tests whether the guard has to leave the search out.
 
 namespace vorn::dl {
 namespace {
@@ -168,8 +168,8 @@ bool walk_ends(const Edges& edges, const EdgeIds& cur, const EdgeIds& prev) {
   return true;
 }
 
-// Keeps walks without end away from the graph, which would not come back: two
-// cycles over the same three nodes, the other way round.
+// The judge of the guard below: two cycles over the same three nodes, the other
+// way round.
 TEST(WalkEndsTest, CyclesThatMeetTheirNodesInAnotherOrderDoNotEnd) {
   const Edges edges = {{2, {1, 2, {}}},  {4, {2, 3, {}}},  {6, {3, 1, {}}},
                        {8, {1, 3, {}}},  {10, {3, 2, {}}}, {12, {2, 1, {}}},
@@ -189,6 +189,7 @@ struct SeenLemmas {
   int strict_bounds = 0;
   int bounds_at_zero = 0;
   int duplicates = 0;
+  int endless_walks = 0;
 };
 
 class LearningHost {
@@ -203,6 +204,8 @@ class LearningHost {
         random_.one_of(std::vector<float>{0.0F, 0.3F, 0.5F, 0.75F});
     scout_.config.dl_tlemma_min_overlap = graph_.config.dl_tlemma_min_overlap;
     graph_.config.dl_dedup_tlemmas = random_.one_in(2);
+    graph_.config.dl_tlemma_kinds = 3;
+    graph_.graph.guard_lemma_walks(true);
     for (int k = 1; k <= num_constraints_; ++k) {
       if (random_.one_in(3)) graph_.mapper.negated.insert(k);
       ends_[2 * k] = random_ends();
@@ -282,20 +285,24 @@ class LearningHost {
 
   void check() {
     const bool consistent = scout_.graph.check(true);
-    bool search = false;
-    if (!consistent) {
-      search = overlaps_enough();
-      search = search &&
-               walk_ends(edges_, scout_.cur_conflict(), scout_.prev_conflict());
-    }
-    graph_.config.dl_tlemma_kinds = search ? 3 : 0;
-    const std::size_t searches = Inspector::num_tlemma_searches(graph_.graph);
+    const bool searches = !consistent && overlaps_enough();
+    const bool ends = !searches || walk_ends(edges_, scout_.cur_conflict(),
+                                             scout_.prev_conflict());
+    const std::size_t searches_before =
+        Inspector::num_tlemma_searches(graph_.graph);
+    const std::size_t endless_before = graph_.graph.num_endless_walks();
 
     EXPECT_EQ(graph_.graph.check(true), consistent);
 
     EXPECT_EQ(graph_.cur_conflict(), scout_.cur_conflict());
     EXPECT_EQ(Inspector::num_tlemma_searches(graph_.graph),
-              searches + (search ? 1 : 0));
+              searches_before + (searches && ends ? 1 : 0));
+    EXPECT_EQ(graph_.graph.num_endless_walks(),
+              endless_before + (ends ? 0 : 1));
+    if (!ends) {
+      EXPECT_FALSE(graph_.graph.has_lemmas());
+      ++seen_->endless_walks;
+    }
     verify_lemmas();
     if (consistent) return;
     pop_last();
@@ -404,6 +411,7 @@ TEST(RandomLemmaTest, LemmasOverSmallIntegersFollow) {
 
   expect_much_was_seen(seen);
   EXPECT_EQ(seen.strict_bounds, 0);
+  EXPECT_GT(seen.endless_walks, 0);
 }
 
 // Sums of fractions in the terms are exact.

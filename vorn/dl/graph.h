@@ -129,7 +129,7 @@ class VORN_EXPORT Graph {
   /// ignored: there is no cheaper, incomplete check.
   ///
   /// Cost: only nodes whose potential falls are visited. The lemma search may
-  /// run without end in a rare state; see Configuration::Theory::La.
+  /// run without end unless guard_lemma_walks is on.
   /// On failing memory, edges that were done are active and no longer queued;
   /// the one being done is not active and still queued, and invariants (1) to
   /// (3) hold. The current conflict may then be empty, and lemmas missing.
@@ -176,14 +176,15 @@ class VORN_EXPORT Graph {
   bool has_lemmas() { return !lemmas_.empty(); }
   /// Takes the oldest lemma off the queue. Requires: has_lemmas().
   Lemma get_next_lemma();
-  /// Whether a lemma search over the last two conflicts ends, if they overlap
-  /// enough for one at all; see Configuration::Theory::La for the state in
-  /// which it does not. The search runs inside the check that finds a conflict,
-  /// so a host that must be sure asks a second graph beforehand, with no kind
-  /// of lemma switched on but the same least overlap, given the same calls, and
-  /// switches lemmas off for the one check that would not return.
-  /// Cost: linear in the two conflicts.
-  bool lemma_walk_ends();
+  /// Whether a lemma search first makes sure that its walk ends (see
+  /// Configuration::Theory::La for the state in which it does not). One that
+  /// would not is left out: it teaches nothing and does not count as a search.
+  /// Off in a new graph, whose check then does not return from such a walk.
+  /// Cost: a second walk for each search, in which nothing is learnt; allocates
+  /// nothing.
+  void guard_lemma_walks(bool on) { guards_walks_ = on; }
+  /// Searches that were left out for that. Not among the statistics.
+  std::size_t num_endless_walks() const { return num_endless_walks_; }
 
   // Statistics (statistics.cc) and dumps (dumps.cc).
 
@@ -272,6 +273,8 @@ class VORN_EXPORT Graph {
   std::size_t num_long_tlemmas_;
   std::size_t num_dup_short_tlemmas_;
   std::size_t num_dup_long_tlemmas_;
+  bool guards_walks_;
+  std::size_t num_endless_walks_;
   // Working lists of a check, for their room alone: the next check reuses it.
   // The graph's own, so that they live as long as it, also beyond main.
   /// Storage of the queue of edges to try.

@@ -21,8 +21,9 @@
 // A side that reaches a node of both cycles waits there for the other. When the
 // cycles meet their common nodes in another order, both sides can come to wait
 // at different nodes, and the walk then repeats that step without end. That is
-// how the walk is defined, and no limit is put on it; the condition, its
-// frequency and what a host can do stand at Configuration::Theory::La.
+// how the walk is defined, and no limit is put on it. A host that asks for the
+// guard has each walk made once before, for its way alone; whether it ends is
+// known then, and nothing has been learnt, logged or counted if it does not.
 
 namespace vorn::dl {
 namespace {
@@ -81,6 +82,12 @@ class ConflictWalk {
   bool at_end() const { return i_ >= cur_.size() || j_ >= prev_.size(); }
   /// Both sides wait, at different nodes: no later step moves either.
   bool is_stuck() const { return wait_a_ && wait_b_; }
+  /// Whether it comes to its end from here.
+  bool ends() const {
+    ConflictWalk ahead(*this);
+    while (!ahead.at_end() && !ahead.is_stuck()) ahead.next();
+    return ahead.at_end();
+  }
 
   /// The step at hand; moves on to the next one. Requires: not at_end().
   Step next() {
@@ -159,20 +166,6 @@ bool Graph::conflicts_are_registered() const {
          std::all_of(prev_conflict_.begin(), prev_conflict_.end(), registered);
 }
 
-bool Graph::lemma_walk_ends() {
-  if (cur_conflict_.empty() || prev_conflict_.empty()) return true;
-  if (!conflicts_overlap() || !conflicts_are_registered()) return true;
-  std::size_t off_cur = 0;
-  std::size_t off_prev = 0;
-  NodePairs node_map;
-  do_synch_conflicts(cur_conflict_.size(), prev_conflict_.size(), off_cur,
-                     off_prev, node_map);
-  ConflictWalk walk(cur_conflict_, prev_conflict_, off_cur, off_prev, edges_,
-                    node_map);
-  while (!walk.at_end() && !walk.is_stuck()) walk.next();
-  return walk.at_end();
-}
-
 void Graph::walk_conflicts() {
   const bool learn_short = (config_->dl_tlemma_kinds & kShortLemmas) != 0;
   const bool learn_long = (config_->dl_tlemma_kinds & kLongLemmas) != 0;
@@ -181,6 +174,14 @@ void Graph::walk_conflicts() {
   NodePairs node_map;
   do_synch_conflicts(cur_conflict_.size(), prev_conflict_.size(), off_cur,
                      off_prev, node_map);
+  ConflictWalk walk(cur_conflict_, prev_conflict_, off_cur, off_prev, edges_,
+                    node_map);
+  if (guards_walks_ && !walk.ends()) {
+    // Counted there instead: it was no search.
+    --num_tlemma_searches_;
+    ++num_endless_walks_;
+    return;
+  }
 
   // The shared stretch that ends at the last step, if in_common.
   bool in_common = false;
@@ -200,8 +201,6 @@ void Graph::walk_conflicts() {
     do_learn_long_interpolant_lemmas(common_start, common_end, sum_common,
                                      list_common);
   };
-  ConflictWalk walk(cur_conflict_, prev_conflict_, off_cur, off_prev, edges_,
-                    node_map);
   while (!walk.at_end()) {
     const ConflictWalk::Step step = walk.next();
     const Edge& a = edges_.at(step.cur_edge);

@@ -19,7 +19,9 @@ Graph::Graph(Configuration::Theory::La* config, la::LinearTermMapper* mapper,
       num_short_tlemmas_(0),
       num_long_tlemmas_(0),
       num_dup_short_tlemmas_(0),
-      num_dup_long_tlemmas_(0) {}
+      num_dup_long_tlemmas_(0),
+      guards_walks_(false),
+      num_endless_walks_(0) {}
 
 bool Graph::tell_edge(int k, const Edge& e) {
   return do_tell_edge(2 * k, e);

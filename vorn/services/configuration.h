@@ -15,13 +15,8 @@ struct Configuration {
     /// cycles meet their shared nodes in another order, both sides can come to
     /// wait at different nodes, and **that walk never ends**: there is no exit
     /// and no step limit. A high least overlap makes it rarer and does not rule
-    /// it out. Over 3,000 random sequences of calls, with no constraint ever
-    /// registered anew, 9 of 76,897 searches would not have ended at a least
-    /// overlap of 0.0, and one of about 65,000 each at 0.3, 0.5 and 0.7. The
-    /// conflicts of job-shop problems meet the state far more often: at 0.5,
-    /// more than half of the searches of la01. docs/lemmas.md has the figures.
-    /// A host that switches lemmas on bounds its runs from outside (a watchdog)
-    /// or asks beforehand with Graph::lemma_walk_ends.
+    /// it out; docs/lemmas.md says how often it happens. A host that switches
+    /// lemmas on switches Graph::guard_lemma_walks on, too.
     struct La {
       /// Bit set of the lemmas to learn: 1 short interpolants, 2 long ones. 0
       /// switches the search off.
