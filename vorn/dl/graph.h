@@ -23,7 +23,20 @@
 #include "vorn/services/term.h"
 #include "vorn/services/term_manager.h"
 
-// The theory of difference constraints as a weighted graph.
+// The theory of difference constraints as a weighted graph, in ten lines:
+//
+// ```cpp
+// vorn::Configuration::Theory::La settings;  // no lemmas
+// vorn::dl::Graph graph(&settings, nullptr, nullptr);
+// graph.tell_edge(1, {1, 2, {4, 0}, 1});    // constraint 1: x2 - x1 <= 4
+// graph.tell_edge(2, {2, 1, {-4, -1}, 2});  // constraint 2: x1 - x2 < -4
+// graph.push_edge(1);
+// graph.push_edge(2);
+// std::vector<int> conflict;
+// if (!graph.check(true)) graph.get_conflict_set(&conflict);  // 2 and 1
+// graph.pop_edge(2);                       // the latest push first
+// const auto x2 = graph.get_potential(2);  // with that of 1: solves the rest
+// ```
 //
 // A variable is a node, a constraint target - source <= weight an edge, and a
 // set of constraints has a solution exactly when its edges close no cycle of
@@ -40,17 +53,12 @@
 //   pop_edge      registered again
 //   retract_edge  unknown again
 //
-// What a host must keep to for every lemma to follow from the constraints:
-//  (1) Leave constraint 0 unused. Edge id 0 cannot be told from "no edge" in
-//      the lemma search; with it in use, 51 of 24,943 lemmas of a random model
-//      did not follow.
-//  (2) Do not register a constraint id anew with other end nodes while one of
-//      the last two conflicts names it (55 of 15,563 did not follow). Numbering
-//      constraints once and for all does it.
-//  (3) Register no weight with a positive eps coefficient. A lemma states a
-//      strict bound for any coefficient but zero, which for a positive one is
-//      more than its premises give.
-// Verdicts and conflict sets do not depend on these.
+// Left to the host, if it has lemmas on (docs/lemmas.md has the reasons, and
+// says how often each matters): lemmas follow from the constraints if
+// constraint 0 stays unused, no constraint that one of the last two conflicts
+// names is told anew with other end nodes, and no weight has a positive eps
+// coefficient; and every check returns if guard_lemma_walks is on. Verdicts and
+// conflict sets do not depend on these.
 
 namespace vorn::dl {
 
