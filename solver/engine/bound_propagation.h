@@ -164,7 +164,8 @@ class BoundPropagation {
   // Constraints looked at for cycles, and the steps after which no more are.
   static constexpr std::size_t kMostRefused = 20;
   static constexpr std::uint64_t kStepsForCycles = 200'000;
-  // Constraints told in one call: some 50 ms.
+  // Constraints told in one call, so that it does not hold the search up for
+  // long.
   static constexpr std::size_t kTold = 20'000;
 
   // Whether there is something to hand over that may pay; then all that was

@@ -19,12 +19,12 @@ namespace vorn::solver {
 struct ConstraintPicture {
   /// A bound, drawn as an arrow from one variable to another.
   struct Edge {
-    /// Positions in `nodes`. The edge says target - source <= weight, and that
-    /// strictly if the weight's eps coefficient is below 0.
+    /// Position in `nodes` of the variable that is taken off.
     std::size_t source = 0;
-    /// See `source`.
+    /// Position in `nodes` of the variable that it is taken off from.
     std::size_t target = 0;
-    /// See `source`.
+    /// What target - source is at most; strictly if the eps coefficient is
+    /// below 0.
     la::DNumber weight;
     /// What to call it, not escaped.
     std::string name;
@@ -42,7 +42,7 @@ struct ConstraintPicture {
   std::string active_means;
 };
 
-/// What a picture says about terms.
+/// The names under which a picture shows comparisons and variables.
 struct PictureTexts {
   /// Texts by term.
   using Map = std::unordered_map<const Term*, std::string>;

@@ -24,7 +24,7 @@ struct StatedBound {
   /// The kLeq or kLess term of this one bound, and whether the bound is its
   /// negation.
   const Term* atom = nullptr;
-  /// See `atom`.
+  /// Of `atom`: the bound says that it is false.
   bool negated = false;
   /// Whether it holds whenever the formula does, with no case to distinguish.
   bool outright = false;
@@ -32,7 +32,7 @@ struct StatedBound {
   /// The bound before coefficients are divided out and integers rounded:
   /// `sum` < 0 if strict, else `sum` <= 0.
   LinearSum sum;
-  /// See `sum`.
+  /// Whether `sum` is below 0, not only at most 0.
   bool strict = false;
   /// Whether every leaf is an integer.
   bool integer = false;

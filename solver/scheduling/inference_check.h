@@ -17,7 +17,7 @@
 
 namespace vorn::solver {
 
-/// As above.
+/// Tasks whose orders are all tried in a moment.
 inline constexpr std::size_t kMostChecked = 7;
 
 /// The tasks that a record mentions, and others, with what it knows of them.
@@ -72,7 +72,7 @@ template <class T>
   return !only.is_feasible();
 }
 
-/// Whether a task comes before another.
+/// Whether what a record mentions leaves no order in which `after` comes first.
 template <class T>
 [[nodiscard]] bool forces_order(const MachineView<T>& view,
                                 const InferenceLog<T>& log, int record,
@@ -83,7 +83,7 @@ template <class T>
   return !only.is_feasible();
 }
 
-/// Whether the tasks do not fit.
+/// Whether what a record mentions leaves no order of its tasks at all.
 template <class T>
 [[nodiscard]] bool forces_conflict(const MachineView<T>& view,
                                    const InferenceLog<T>& log, int record) {

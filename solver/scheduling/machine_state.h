@@ -19,8 +19,7 @@
 namespace vorn::solver {
 
 /// Says when the rules of a machine are to run: always while one run in a dozen
-/// finds something, else once in eight times. On shops one in four does, on
-/// sets of frequencies at different distances one in seventy.
+/// finds something, else once in eight times.
 class MachinePace {
  public:
   /// Whether they are to run now.

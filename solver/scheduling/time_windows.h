@@ -166,7 +166,8 @@ class TimeWindows {
       demand({from, top.value + edge.weight});
     }
   }
-  /// See explain. Requires: the demand is met.
+  /// Adds a bound on a time to what the explanation at hand has to show.
+  /// Requires: the demand is met.
   void demand(const Demand& demand) {
     wanted_.push_back({oldest(demand), demand.value});
     std::push_heap(wanted_.begin(), wanted_.end());

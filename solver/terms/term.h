@@ -84,9 +84,9 @@ struct Term : Term_ {
     return *payload_.name;
   }
 
-  /// Whether it is true or false.
+  /// Whether its sort is Bool, so that it has a truth value.
   bool is_bool() const { return sort == Sort::kBool; }
-  /// Whether it is a number.
+  /// Whether its sort is Int or Real, so that it has a number for a value.
   bool is_arithmetic() const { return sort != Sort::kBool; }
 
  private:

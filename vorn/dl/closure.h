@@ -70,8 +70,8 @@ class VORN_EXPORT Closure {
   struct Limits {
     /// Bytes for the matrix and its record of improvements. Above them the
     /// closure goes on with paths. 0: paths from the start. The default is
-    /// enough for some 600 nodes; from about 500 on, sparse graphs are faster
-    /// with paths (docs/performance.md).
+    /// enough for some 600 nodes; docs/performance.md says for which graphs
+    /// paths are faster.
     std::size_t matrix_bytes = std::size_t{16} << 20U;
     /// Edges that the way of paths tries in each of the two directions from one
     /// new edge.

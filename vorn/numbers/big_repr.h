@@ -73,9 +73,10 @@ inline std::uint64_t magnitude(std::int64_t x) {
 }
 
 /// Greatest common divisor; gcd(0, b) = b. Stein's binary algorithm: shifts
-/// and subtractions where Euclid's loop divides, a quarter of the time here.
-/// The shift of the next step is read off the difference before its magnitude
-/// is known (x and -x end in as many zero bits), which shortens each step.
+/// and subtractions where Euclid's loop divides, which takes several times as
+/// long. The shift of the next step is read off the difference before its
+/// magnitude is known (x and -x end in as many zero bits), which shortens each
+/// step.
 inline std::uint64_t gcd(std::uint64_t a, std::uint64_t b) {
   if (a == 0) return b;
   if (b == 0) return a;
@@ -97,8 +98,8 @@ inline std::int64_t signed_gcd(std::uint64_t a, std::uint64_t b) {
   return static_cast<std::int64_t>(gcd(a, b));
 }
 
-/// x / d, exact or truncated. Requires: d > 0. Half the latency of a 64-bit
-/// division when both fit 32 bits, as the parts of most fractions do.
+/// x / d, exact or truncated. Requires: d > 0. Divides words of 32 bits, which
+/// is faster, when both are that short, as the parts of most fractions are.
 inline std::int64_t quotient(std::int64_t x, std::int64_t d) {
   if (d == 1) return x;
   if (((x | d) >> 32) == 0) {

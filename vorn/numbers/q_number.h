@@ -54,18 +54,19 @@ class VORN_EXPORT QNumber {
   /// Implicit: constants in formulas read as numbers.
   // NOLINTBEGIN(google-explicit-constructor)
   constexpr QNumber(int n) noexcept : num_(n), den_(1) {}
-  /// As above.
+  /// The same for an unsigned.
   constexpr QNumber(unsigned n) noexcept : num_(n), den_(1) {}
-  /// As above. Small form but for the lowest, which has no magnitude in a word.
+  /// The same for a long; in the big form if it is the lowest, whose magnitude
+  /// no word holds.
   constexpr QNumber(long n) : QNumber(static_cast<long long>(n)) {}
-  /// As above.
+  /// The same for a long long; as for a long.
   constexpr QNumber(long long n) : num_(n), den_(1) {
     if (n == kLowest) make_big(std::uint64_t{1} << 63, true);
   }
-  /// As above. Small form up to 2^63 - 1.
+  /// The same for an unsigned long; in the big form from 2^63 on.
   constexpr QNumber(unsigned long n)
       : QNumber(static_cast<unsigned long long>(n)) {}
-  /// As above.
+  /// The same for an unsigned long long; as for an unsigned long.
   constexpr QNumber(unsigned long long n)
       : num_(static_cast<std::int64_t>(n)), den_(1) {
     if (num_ < 0) make_big(n, false);
