@@ -69,7 +69,7 @@ void DifferenceTheory::update() {
   }
 }
 
-void DifferenceTheory::shrink_atoms(std::size_t count) {
+void DifferenceTheory::rollback(std::size_t mark) {
   assert(active_.empty());
   lemma_.clear();
   if (lemma_finder_) {
@@ -78,7 +78,7 @@ void DifferenceTheory::shrink_atoms(std::size_t count) {
   }
   machines_.reset();
   separations_.shrink_variables(search_->num_variables());
-  while (num_atoms_ > count) {
+  while (num_atoms_ > mark) {
     const AtomTable::Atom& atom = problem_.atoms().atoms()[--num_atoms_];
     for (const int id : {atom.constraints[1], atom.constraints[0]}) {
       if (recorder_ != nullptr) recorder_->retract(id);

@@ -60,11 +60,11 @@ class DifferenceTheory final : public Theory {
   /// Makes the search's variables those of the problem, and the graph's
   /// constraints those of its atoms, as far as they are new.
   void update();
-  /// How many atoms the graph knows, to go back to with shrink_atoms.
-  std::size_t num_atoms() const { return num_atoms_; }
-  /// Forgets the newest atoms, down to `count`, and lemmas not yet taken.
+  /// How many atoms the graph knows, to go back to with rollback.
+  std::size_t mark() const { return num_atoms_; }
+  /// Forgets the atoms from `mark` on, and lemmas not yet taken.
   /// Requires: the problem has them still, and no literal is assigned.
-  void shrink_atoms(std::size_t count);
+  void rollback(std::size_t mark);
 
   /// Looks for sets of tasks that cannot overlap, and reasons about them from
   /// now on (machines.cc). A clause counts if the literals in it that are no

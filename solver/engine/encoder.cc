@@ -248,8 +248,8 @@ std::optional<Literal> Encoder::find(const Term* term) const {
   return found->second;
 }
 
-void Encoder::shrink(std::size_t count) {
-  while (encoded_.size() > count) {
+void Encoder::rollback(std::size_t mark) {
+  while (encoded_.size() > mark) {
     literals_.erase(encoded_.back());
     named_ites_.erase(encoded_.back());
     encoded_.pop_back();

@@ -45,11 +45,11 @@ class Encoder {
   /// The literal of an encoded term; nothing if it has none.
   std::optional<Literal> find(const Term* term) const;
 
-  /// How much is encoded, to go back to with shrink.
-  std::size_t size() const { return encoded_.size(); }
-  /// Forgets what was encoded since size() was `count`. The variables of that
-  /// time are the caller's to forget.
-  void shrink(std::size_t count);
+  /// How much is encoded, to go back to with rollback.
+  std::size_t mark() const { return encoded_.size(); }
+  /// Forgets what was encoded since. The variables of that time are the
+  /// caller's to forget.
+  void rollback(std::size_t mark);
 
  private:
   Literal encode(const Term* term);

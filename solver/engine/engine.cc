@@ -18,32 +18,6 @@
 
 namespace vorn::solver {
 
-// The parts of the machinery's scopes.
-static std::size_t mark_of(const Search& search) {
-  return static_cast<std::size_t>(search.num_variables());
-}
-static void roll_back(Search& search, std::size_t mark) {
-  search.shrink_variables(static_cast<int>(mark));
-}
-static std::size_t mark_of(const DifferenceTheory& theory) {
-  return theory.num_atoms();
-}
-static void roll_back(DifferenceTheory& theory, std::size_t mark) {
-  theory.shrink_atoms(mark);
-}
-static std::size_t mark_of(const Problem& problem) {
-  return problem.selectors().size();
-}
-static void roll_back(Problem& problem, std::size_t mark) {
-  while (problem.selectors().size() > mark) problem.close_scope();
-}
-static std::size_t mark_of(const Encoder& encoder) {
-  return encoder.size();
-}
-static void roll_back(Encoder& encoder, std::size_t mark) {
-  encoder.shrink(mark);
-}
-
 /// What solves: rebuilt from the assertions whenever it is missing.
 struct Engine::Machinery {
   Machinery(TermStore& store, AtomNormaliser& normaliser,

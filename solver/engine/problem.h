@@ -57,6 +57,12 @@ class Problem {
 
   /// Opens a scope.
   void open_scope();
+  /// How many scopes are open, to go back to with rollback.
+  std::size_t mark() const { return scopes_.size(); }
+  /// Closes the scopes from `mark` on.
+  void rollback(std::size_t mark) {
+    while (scopes_.size() > mark) close_scope();
+  }
   /// Closes the scope opened last. Cost: linear in its clauses.
   /// Requires: there is one.
   void close_scope();

@@ -94,6 +94,10 @@ class Search {
   /// Requires: not inside solve; count >= 0. Nothing happens if there are no
   /// such variables. Cost: linear in all clauses.
   void shrink_variables(int count);
+  /// The number of variables, for a stack of scopes to go back to.
+  std::size_t mark() const { return variables_.size(); }
+  /// shrink_variables to a number that mark() gave.
+  void rollback(std::size_t mark) { shrink_variables(static_cast<int>(mark)); }
 
   /// Says whether the search may decide `variable`; true for a new variable.
   /// If not, it can remain unassigned in a model, and the caller answers for

@@ -195,13 +195,13 @@ TEST_F(EncoderTest, LiteralOfSharedSubtermIsEncodedOnce) {
   const Term* shared = store.make_xor(atom, bools[0]);
   const Literal literal = rig.encoder.literal_of(shared);
   const int num_variables = rig.problem.num_variables();
-  const std::size_t size = rig.encoder.size();
+  const std::size_t size = rig.encoder.mark();
 
   EXPECT_EQ(rig.encoder.literal_of(shared), literal);
   EXPECT_EQ(rig.encoder.literal_of(store.make_not(shared)), ~literal);
   EXPECT_EQ(rig.encoder.find(shared), literal);
   EXPECT_EQ(rig.problem.num_variables(), num_variables);
-  EXPECT_EQ(rig.encoder.size(), size + 1);  // the negation
+  EXPECT_EQ(rig.encoder.mark(), size + 1);  // the negation
   rig.encoder.literal_of(store.make_and({shared, bools[0], atom}));
   EXPECT_EQ(rig.problem.num_variables(), num_variables + 1);
 }
@@ -249,13 +249,13 @@ TEST_F(EncoderTest, FindUnknownTermGivesNothing) {
 
 // Popping a scope forgets its variables; a literal that stays behind would be
 // another variable's soon.
-TEST_F(EncoderTest, ShrinkForgetsWhatCameLater) {
+TEST_F(EncoderTest, RollbackForgetsWhatCameLater) {
   Rig rig(store);
   const Term* old_term = store.make_and({bools[0], store.make_leq(x, y)});
   const Literal old_literal = rig.encoder.literal_of(old_term);
   const int num_variables = rig.problem.num_variables();
   const std::size_t num_atoms = rig.num_atoms();
-  const std::size_t size = rig.encoder.size();
+  const std::size_t size = rig.encoder.mark();
   const Term* ite = store.make_ite(bools[1], x, number(4));
   const Term* new_term =
       store.make_xor(old_term, store.make_leq(ite, number(7)));
@@ -272,8 +272,8 @@ TEST_F(EncoderTest, ShrinkForgetsWhatCameLater) {
     EXPECT_FALSE(is_sat(rig, {~p1, big, old_literal, new_literal}));
 
     rig.close_scope(num_atoms, num_variables);
-    rig.encoder.shrink(size);
-    EXPECT_EQ(rig.encoder.size(), size);
+    rig.encoder.rollback(size);
+    EXPECT_EQ(rig.encoder.mark(), size);
     EXPECT_EQ(rig.encoder.find(old_term), old_literal);
     EXPECT_FALSE(rig.encoder.find(new_term).has_value());
     EXPECT_FALSE(rig.encoder.find(bools[1]).has_value());

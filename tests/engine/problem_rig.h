@@ -49,7 +49,7 @@ struct ProblemRig {
   /// variables.
   void close_scope(std::size_t num_atoms, int num_variables) {
     search.shrink_variables(num_variables);
-    theory.shrink_atoms(num_atoms);
+    theory.rollback(num_atoms);
     problem.close_scope();
   }
 
