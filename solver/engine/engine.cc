@@ -6,6 +6,7 @@
 #include <new>
 #include <optional>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "solver/engine/clause_auditor.h"
@@ -174,7 +175,9 @@ Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
   synchronise();
   std::vector<Literal> literals = machinery_->problem.selectors();
   std::unordered_map<int, std::size_t> position_of;
+  std::unordered_set<const Term*> seen;
   for (std::size_t k = 0; k < assumptions.size(); ++k) {
+    if (!seen.insert(assumptions[k]).second) continue;
     literals.push_back(machinery_->encoder.literal_of(assumptions[k]));
     position_of.emplace(literals.back().code(), k);
   }

@@ -87,12 +87,14 @@ class Engine {
   /// The assertions of all open scopes, oldest first.
   const std::vector<const Term*>& assertions() const { return assertions_; }
 
-  /// Whether assertions and assumptions have a common model.
+  /// Whether assertions and assumptions have a common model. A repeated
+  /// assumption counts at its first position.
   /// Requires: assumptions are Boolean and inside the fragment.
   Answer check(const std::vector<const Term*>& assumptions = {});
 
-  /// After kUnsat: positions of assumptions that are inconsistent with the
-  /// assertions. Empty if the assertions are inconsistent by themselves.
+  /// After kUnsat: ascending positions of assumptions that are inconsistent
+  /// with the assertions. Empty if the assertions are inconsistent by
+  /// themselves.
   const std::vector<std::size_t>& failed_assumptions() const {
     return failed_assumptions_;
   }

@@ -2,7 +2,7 @@
 #include "solver/explain/core_minimiser.h"
 
 #include <cstddef>
-#include <unordered_set>
+#include <numeric>
 #include <utility>
 
 namespace vorn::solver {
@@ -10,11 +10,11 @@ namespace vorn::solver {
 CoreMinimiser::CoreMinimiser(Engine& engine,
                              const std::vector<const Term*>& formulas,
                              const std::vector<const Term*>& given)
-    : engine_(engine), formulas_(formulas), given_(given) {
-  std::unordered_set<const Term*> seen;
-  for (std::size_t k = 0; k < formulas_.size(); ++k) {
-    if (seen.insert(formulas_[k]).second) core_.push_back(k);
-  }
+    : engine_(engine),
+      formulas_(formulas),
+      given_(given),
+      core_(formulas.size()) {
+  std::iota(core_.begin(), core_.end(), std::size_t{0});
 }
 
 Answer CoreMinimiser::narrow() {
@@ -44,13 +44,7 @@ Answer CoreMinimiser::ask(const std::vector<std::size_t>& members) {
   std::vector<const Term*> terms;
   terms.reserve(members.size() + given_.size());
   for (const std::size_t k : members) terms.push_back(formulas_[k]);
-  // Each term once.
-  if (!given_.empty()) {
-    std::unordered_set<const Term*> seen(terms.begin(), terms.end());
-    for (const Term* term : given_) {
-      if (seen.insert(term).second) terms.push_back(term);
-    }
-  }
+  terms.insert(terms.end(), given_.begin(), given_.end());
   const Answer answer = engine_.check(terms);
   if (answer == Answer::kUnknown) gave_up_ = true;
   return answer;

@@ -23,8 +23,7 @@ namespace vorn::solver {
 /// Ownership: borrows the engine and leaves its assertions as they are.
 class CoreMinimiser {
  public:
-  /// Looks among `formulas`, of which repeated ones count at their first place.
-  /// `given`: assumptions of each check beside them.
+  /// Looks among `formulas`. `given`: assumptions of each check beside them.
   /// Requires: as Engine::check.
   CoreMinimiser(Engine& engine, const std::vector<const Term*>& formulas,
                 const std::vector<const Term*>& given = {});

@@ -37,8 +37,8 @@ namespace vorn::solver {
 /// need be, and the text says so. Requires: the formulas are inside difference
 /// logic and have no model.
 /// Cost: linear in the formulas and a graph of their bounds; for a core also
-/// checks: one or more of ever fewer formulas, then one for each of the core if
-/// it is small or `minimize` is set.
+/// the checks of a CoreMinimiser, which minimises a small core or if
+/// `minimize`.
 std::string explain_unsat(TermStore& store, const EngineOptions& options,
                           const std::atomic<bool>* stop, bool minimize,
                           const std::vector<ScriptFormula>& formulas);

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "solver/smtlib/assertion_stack.h"
 
-#include <algorithm>
-#include <unordered_set>
 #include <utility>
 
 #include "solver/explain/core_minimiser.h"
@@ -34,29 +32,18 @@ Answer AssertionStack::check(const std::vector<const Term*>& assumptions) {
     if (assertions_[i].name.has_value()) named.push_back(i);
   }
 
-  // The engine sees each term once, under its first name.
   std::vector<const Term*> terms;
-  std::vector<std::size_t> origins;  // into `named`, then into assumptions
-  std::unordered_set<const Term*> seen;
-  for (std::size_t i = 0; i < named.size() + assumptions.size(); ++i) {
-    const Term* term = i < named.size() ? assertions_[named[i]].term
-                                        : assumptions[i - named.size()];
-    if (!seen.insert(term).second) continue;
-    terms.push_back(term);
-    origins.push_back(i);
-  }
+  for (const std::size_t i : named) terms.push_back(assertions_[i].term);
+  terms.insert(terms.end(), assumptions.begin(), assumptions.end());
   const Answer answer = engine_.check(terms);
   if (answer != Answer::kUnsat) return answer;
   for (const std::size_t failed : engine_.failed_assumptions()) {
-    const std::size_t origin = origins[failed];
-    if (origin < named.size()) {
-      core_.push_back(named[origin]);
+    if (failed < named.size()) {
+      core_.push_back(named[failed]);
     } else {
-      failed_assumptions_.push_back(origin - named.size());
+      failed_assumptions_.push_back(failed - named.size());
     }
   }
-  std::sort(core_.begin(), core_.end());
-  std::sort(failed_assumptions_.begin(), failed_assumptions_.end());
   return answer;
 }
 

@@ -85,11 +85,9 @@ class Interpreter {
     std::unique_ptr<AssertionStack> stack;
     std::vector<const Term*> declared;
     std::vector<TermParser::Name> named;
-    // With keep_picture: comparisons as they were written, and the names of
-    // the last picture.
+    // With keep_picture; its names are those in the last picture.
     PictureTexts texts;
-    // What pop takes back, unless declarations are global; there are no scopes
-    // here then.
+    // What pop takes back; stays without scopes if declarations are global.
     ScopeStack<std::vector<const Term*>, std::vector<TermParser::Name>,
                SymbolTable>
         scopes{declared, named, symbols};

@@ -152,13 +152,11 @@ struct Getter {
   std::string operator()(const bool* place) const {
     return *place ? "true" : "false";
   }
-  std::string operator()(const std::uint64_t* place) const {
-    return std::to_string(*place);
-  }
   std::string operator()(const std::string* place) const {
     return quote_string(*place);
   }
-  std::string operator()(const int* place) const {
+  template <class Number>
+  std::string operator()(const Number* place) const {
     return std::to_string(*place);
   }
   std::string operator()(const Propagation* place) const {

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <cassert>
-#include <string>
 #include <vector>
 
 #include "solver/explain/constraint_picture.h"

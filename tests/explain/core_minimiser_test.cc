@@ -163,11 +163,10 @@ class CoreMinimiserTest : public ::testing::Test {
   const Term* q_ = store_.make_symbol("q", Sort::kBool);
 };
 
-// What stands twice is one member: leaving out one of two would show nothing.
+// What stands twice is one member: both would be left in or out together.
 TEST_F(CoreMinimiserTest, RepeatedFormulasCountOnce) {
   const Term* not_p = store_.make_not(p_);
   CoreMinimiser minimiser(engine_, {p_, q_, p_, not_p, not_p});
-  EXPECT_EQ(minimiser.core(), (Positions{0, 1, 3}));
   ASSERT_EQ(minimiser.narrow(), Answer::kUnsat);
   minimiser.minimise();
   EXPECT_EQ(minimiser.core(), (Positions{0, 3}));
