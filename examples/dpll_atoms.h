@@ -6,7 +6,7 @@
 #include <map>
 #include <vector>
 
-#include "solver/terms/constraint_mapper.h"
+#include "examples/constraint_mapper.h"
 #include "solver/terms/term_store.h"
 #include "vorn/dl/graph.h"
 
@@ -75,7 +75,7 @@ class DpllAtoms {
   }
 
   vorn::solver::TermStore& terms() { return terms_; }
-  vorn::solver::ConstraintMapper& mapper() { return mapper_; }
+  ConstraintMapper& mapper() { return mapper_; }
 
  private:
   const Term* term(int node) {
@@ -84,7 +84,7 @@ class DpllAtoms {
   }
 
   vorn::solver::TermStore terms_;
-  vorn::solver::ConstraintMapper mapper_;
+  ConstraintMapper mapper_;
   std::map<const Term*, int> variables_;
 };
 

@@ -2,8 +2,8 @@
 #include "solver/engine/lemma_terms.h"
 
 #include <cassert>
+#include <cstdint>
 
-#include "solver/terms/constraint_mapper.h"
 #include "solver/terms/difference_bound.h"
 
 namespace vorn::solver {
@@ -36,7 +36,10 @@ const Term_* LemmaTerms::constraint_to_lit(int constraint) {
   const auto [term, negated] = term_of(constraint);
   const Literal literal = problem_.atoms().constraint(constraint).literal;
   literals_.emplace(term, negated ? ~literal : literal);
-  return ConstraintMapper::make_literal(term, negated);
+  // The sign lives in the pointer's lowest bit.
+  const auto bits = reinterpret_cast<std::uintptr_t>(term);
+  // NOLINTNEXTLINE(performance-no-int-to-ptr)
+  return reinterpret_cast<const Term_*>(bits | (negated ? 1U : 0U));
 }
 
 bool LemmaTerms::read(const dl::Graph::Lemma& lemma,

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "solver/terms/constraint_mapper.h"
+#include "examples/constraint_mapper.h"
 
 #include <gtest/gtest.h>
 
