@@ -41,9 +41,9 @@ void QNumber::promote() {
   adopt(new big_repr(num_, den_));
 }
 
-// Requires: den_ == 1.
+// Requires: den_ == 1. Whatever the numerator is, its block has room for a
+// word.
 void QNumber::make_big(std::uint64_t magnitude, bool negative) {
-  num_ = 0;
   promote();
   mpz_set_ui(block()->num, magnitude);
   if (negative) mpz_neg(block()->num, block()->num);
