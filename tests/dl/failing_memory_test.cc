@@ -33,8 +33,8 @@ bool allocates_nothing(const std::function<void()>& operation) {
   return succeeds_with(0, operation);
 }
 
-/// Runs `body` where nothing has been run before: a thread keeps storage from
-/// check to check, and a run that needs none cannot fail.
+/// Runs `body` where nothing has been run before: a thread keeps blocks of
+/// numbers, and a run that needs no others cannot fail.
 void on_fresh_thread(const std::function<void()>& body) {
   std::thread(body).join();
 }
@@ -85,10 +85,9 @@ struct Chain : GraphUnderTest {
 
 /// One check that has over a million edges to try at once: node 2 falls again
 /// and again before any of the edges that leave it has its turn.
-void huge_queue() {
+void huge_queue(GraphUnderTest& t) {
   constexpr int kFalls = 1100;
   constexpr int kLeaving = 1000;
-  GraphUnderTest t;
   std::vector<int> all;
   for (int k = 1; k <= kFalls; ++k) {
     t.tell(k, 1, 2, -k);
@@ -110,9 +109,8 @@ void huge_queue() {
 /// One check that lowers nodes over a million times: along a chain, each node
 /// once for each node before it, since the edges that skip a part of the chain
 /// come first, those to its end before the others.
-void huge_run() {
+void huge_run(GraphUnderTest& t) {
   constexpr int kNodes = 1500;
-  GraphUnderTest t;
   std::vector<int> all;
   for (int n = kNodes; n >= 2; --n) {
     t.tell(n, 1, n, -1);
@@ -421,38 +419,49 @@ TEST(FailingMemoryTest, ActivatingASatisfiedEdgeAgainAllocatesNothing) {
   EXPECT_EQ(t.active(1), (EdgeIds{2, 4}));
 }
 
+/// Allocations of a check that lowers the node behind `node`, both new.
+std::size_t allocations_of_small_check(GraphUnderTest& t, int node) {
+  t.tell(node, node, node + 1, -1);
+  t.push({node});
+  {
+    // Blocks of numbers come out of what the thread keeps of these.
+    std::vector<la::DNumber> numbers(10);
+    for (la::DNumber& number : numbers) number = la::DNumber(1, 1);
+  }
+  const std::size_t before = test::num_new();
+  EXPECT_TRUE(t.graph.check(true));
+  return test::num_new() - before;
+}
+
 // Storage is kept from check to check, but what one huge run has left would
-// burden the thread for ever.
+// burden the graph for ever.
 TEST(FailingMemoryTest, StorageIsKeptFromCheckToCheckUnlessItIsHuge) {
-  std::size_t fresh = 0;
-  std::size_t second = 0;
-  std::size_t after_huge_queue = 0;
-  std::size_t after_huge_run = 0;
-  on_fresh_thread([&] {
-    const auto small_check = [] {
-      GraphUnderTest t;
-      t.tell(1, 1, 2, -1);
-      t.push({1});
-      const std::size_t before = test::num_new();
-      EXPECT_TRUE(t.graph.check(true));
-      return test::num_new() - before;
-    };
-    {
-      // Blocks of numbers come out of what the thread keeps of these.
-      std::vector<la::DNumber> numbers(10);
-      for (la::DNumber& number : numbers) number = la::DNumber(1, 1);
-    }
-    fresh = small_check();
-    second = small_check();
-    huge_queue();
-    after_huge_queue = small_check();
-    huge_run();
-    after_huge_run = small_check();
-  });
+  GraphUnderTest plain;
+  GraphUnderTest after_huge_queue;
+  GraphUnderTest after_huge_run;
+  huge_queue(after_huge_queue);
+  huge_run(after_huge_run);
+
+  const std::size_t first = allocations_of_small_check(plain, 5000);
+  const std::size_t second = allocations_of_small_check(plain, 6000);
+
   // One list is of the edges to try, the other of the nodes that were lowered.
-  EXPECT_EQ(second + 2, fresh);
-  EXPECT_EQ(after_huge_queue, second + 1);
-  EXPECT_EQ(after_huge_run, second + 1);
+  EXPECT_EQ(second + 2, first);
+  EXPECT_EQ(allocations_of_small_check(after_huge_queue, 5000), second + 1);
+  EXPECT_EQ(allocations_of_small_check(after_huge_run, 5000), second + 1);
+  EXPECT_EQ(allocations_of_small_check(after_huge_queue, 6000), second);
+  EXPECT_EQ(allocations_of_small_check(after_huge_run, 6000), second);
+}
+
+// What one graph keeps is nothing to another.
+TEST(FailingMemoryTest, StorageIsNotShared) {
+  GraphUnderTest one;
+  GraphUnderTest other;
+
+  const std::size_t first = allocations_of_small_check(one, 5000);
+
+  EXPECT_EQ(allocations_of_small_check(other, 5000), first);
+  EXPECT_LT(allocations_of_small_check(one, 6000), first);
 }
 
 // Reading out a conflict again and again reuses the two buffers.

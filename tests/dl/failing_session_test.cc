@@ -305,7 +305,7 @@ Findings expected_findings() {
 }
 
 /// Fails every allocation of a session in turn. Each session has a thread of
-/// its own, since a graph's thread keeps storage from check to check.
+/// its own, since a thread keeps blocks of numbers from one to the next.
 void fail_each(Manner manner) {
   const Findings expected = expected_findings();
   const std::ptrdiff_t live = test::num_live();
