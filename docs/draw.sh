@@ -8,13 +8,13 @@
 # docs/NAME.dot becomes docs/NAME.svg, and docs/conflict.smt2, by way of
 # vorn --dot, docs/conflict.svg. With --check nothing is changed; it fails if a
 # picture in docs/ says something else than one drawn now, or if Graphviz
-# complains about what vorn writes.
+# complains about what vorn writes. VORN names a command that is built already.
 source "$(dirname "${BASH_SOURCE[0]}")/../scripts/setup.sh"
 
 # shellcheck disable=SC2086 # lists of words
 vorn_install $vorn_packages_build $vorn_packages_doc
-vorn_build release OFF vorn_command
-vorn=$vorn_root/build/release/bin/vorn
+[ -n "${VORN-}" ] || vorn_build release OFF vorn_command
+vorn=${VORN:-$vorn_root/build/release/bin/vorn}
 docs=$vorn_root/docs
 work=$vorn_root/build/pictures
 mkdir -p "$work"

@@ -75,15 +75,36 @@ vorn_build() {
       --preset "$preset" -DVORN_BUILD_TESTS="$tests" \
       -DVORN_BUILD_EXAMPLES="$tests"
   fi
-  local stamp="$build/.built-$tests"
-  if [ ! -f "$stamp" ]; then
-    echo "Building Vorn ($preset), which takes a few minutes once ..." >&2
-  fi
-  local targets=()
+  local targets=() log=$build.build.log live=no
   [ $# -eq 0 ] || targets=(--target "$@")
-  vorn_quietly "$build.build.log" \
-    cmake --build "$build" -j "$vorn_jobs" "${targets[@]}"
-  touch "$stamp"
+  [ ! -t 2 ] || live=yes
+  if ! cmake --build "$build" -j "$vorn_jobs" "${targets[@]}" 2>&1 </dev/null |
+    tee "$log" | vorn_show_progress "$preset" $live >&2; then
+    tail -n 60 "$log" >&2
+    echo "Building failed; the whole output is in $log" >&2
+    return 1
+  fi
+}
+
+# Turns what make prints while it compiles for a preset into one line that
+# grows; on a terminal (yes) into one that changes.
+vorn_show_progress() {
+  local line percent shown=-1
+  while IFS= read -r line; do
+    [[ $line =~ ^\[\ *([0-9]+)%\]\ Building ]] || continue
+    percent=${BASH_REMATCH[1]}
+    if [ "$2" = yes ]; then
+      printf '\rBuilding Vorn (%s): %s%%' "$1" "$percent"
+    elif [ "$shown" -lt 0 ]; then
+      printf 'Building Vorn (%s):' "$1"
+    elif [ "$percent" -ge $((shown + 10)) ]; then
+      printf ' %s%%' "$percent"
+    else
+      continue
+    fi
+    shown=$percent
+  done
+  [ "$shown" -lt 0 ] || echo
 }
 
 # Builds the benchmark program, and prints where it is.

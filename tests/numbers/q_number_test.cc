@@ -142,8 +142,8 @@ TEST(QNumberTest, ConstructFromEveryIntegralTypeIsExact) {
   edges(char32_t{});
   expect_exact(true);
   expect_exact(false);
-  enum Wide : long { kWide = 5000000000L };
-  EXPECT_EQ(QNumber(kWide).to_str(), "5000000000");
+  enum Wide : long { kWideValue = 5000000000L };
+  EXPECT_EQ(QNumber(kWideValue).to_str(), "5000000000");
   EXPECT_EQ(QNumber(5000000000L).to_str(), "5000000000");
   EXPECT_TRUE(QNumber(2147483647) < 5000000000L);
 }

@@ -185,12 +185,12 @@ class Subsets {
   std::vector<Subset> all_;
 };
 
-enum class Rule { kOverload, kLast, kNotFirst, kPreceded };
+enum class RuleKind { kOverload, kLast, kNotFirst, kPreceded };
 
 /// A call of a visitor; what it was not passed is 0.
 template <class T>
 struct Finding {
-  Rule rule;
+  RuleKind rule;
   std::uint32_t task;
   Set set;
   T start;
@@ -205,10 +205,10 @@ std::vector<Finding<T>> find_edges(MachineRules<T>& rules,
   rules.find_edges(
       tasks,
       [&](const Set& set, const T& start, const T& end) {
-        found.push_back({Rule::kOverload, 0, set, start, end, T()});
+        found.push_back({RuleKind::kOverload, 0, set, start, end, T()});
       },
       [&](std::uint32_t i, const Set& set, const T& start, const T& end) {
-        found.push_back({Rule::kLast, i, set, start, end, T()});
+        found.push_back({RuleKind::kLast, i, set, start, end, T()});
       });
   return found;
 }
@@ -219,7 +219,7 @@ std::vector<Finding<T>> find_not_first(MachineRules<T>& rules,
   rules.find_not_first(
       tasks, [&](std::uint32_t i, const Set& set, const T& start, const T& end,
                  const T& earliest) {
-        found.push_back({Rule::kNotFirst, i, set, start, end, earliest});
+        found.push_back({RuleKind::kNotFirst, i, set, start, end, earliest});
       });
   return found;
 }
@@ -229,7 +229,7 @@ std::vector<Finding<T>> find_preceded(MachineRules<T>& rules,
   std::vector<Finding<T>> found;
   rules.find_preceded(tasks, [&](std::uint32_t i, const Set& set,
                                  const T& start, const T& earliest) {
-    found.push_back({Rule::kPreceded, i, set, start, T(), earliest});
+    found.push_back({RuleKind::kPreceded, i, set, start, T(), earliest});
   });
   return found;
 }
@@ -243,20 +243,21 @@ std::string fault_of(const Instance& instance,
   if (!set || *set == 0) return "not a set of tasks that take part";
   std::vector<KnownTask<WordTime>> known;
   std::size_t i = 0;
-  if (finding.rule != Rule::kOverload) {
+  if (finding.rule != RuleKind::kOverload) {
     const std::optional<unsigned> task = instance.bits({finding.task});
     if (!task) return "not a task that takes part";
     if ((*task & *set) != 0) return "the task is in the set";
     i = static_cast<std::size_t>(instance.positions[finding.task]);
     known.push_back({instance.duration(i)});
-    if (finding.rule == Rule::kLast || finding.rule == Rule::kNotFirst) {
+    if (finding.rule == RuleKind::kLast ||
+        finding.rule == RuleKind::kNotFirst) {
       if (instance.earliest(i) < finding.start)
         return "the task can be earlier";
       known[0].start = finding.start;
     }
   }
-  const bool starts = finding.rule != Rule::kNotFirst;
-  const bool ends = finding.rule != Rule::kPreceded;
+  const bool starts = finding.rule != RuleKind::kNotFirst;
+  const bool ends = finding.rule != RuleKind::kPreceded;
   for (std::size_t k = 0; k < instance.size(); ++k) {
     if ((*set >> k & 1U) == 0) continue;
     KnownTask<WordTime> task{instance.duration(k)};
@@ -267,16 +268,16 @@ std::string fault_of(const Instance& instance,
       task.end = finding.end;
       if (*task.end < instance.deadline(k)) return "one of the set is later";
     }
-    if (finding.rule == Rule::kPreceded) {
+    if (finding.rule == RuleKind::kPreceded) {
       if ((instance.before[i] >> k & 1U) == 0) return "no known order";
       known[0].after |= 1U << known.size();
     }
     known.push_back(task);
   }
   switch (finding.rule) {
-    case Rule::kOverload:
+    case RuleKind::kOverload:
       return some_order_fits(known) ? "the set fits" : "";
-    case Rule::kLast:
+    case RuleKind::kLast:
       if ((*set & ~instance.before[i]) == 0) return "that was known";
       // One of the set comes after the task.
       for (std::size_t k = 1; k < known.size(); ++k) {
@@ -285,8 +286,8 @@ std::string fault_of(const Instance& instance,
         known[k].after = 0;
       }
       return "";
-    case Rule::kNotFirst:
-    case Rule::kPreceded:
+    case RuleKind::kNotFirst:
+    case RuleKind::kPreceded:
       if (!(instance.earliest(i) < finding.earliest)) return "nothing is new";
       known[0].end = finding.earliest + known[0].duration;
       known[0].is_strict = true;
@@ -316,7 +317,7 @@ std::string check_edges(MachineRules<WordTime>& rules, const Instance& instance,
     if (is_overloaded) return "went on after an overload";
     const std::string fault = fault_of(instance, finding);
     if (!fault.empty()) return fault;
-    if (finding.rule == Rule::kOverload) {
+    if (finding.rule == RuleKind::kOverload) {
       is_overloaded = true;
       ++counts.overloads;
     } else {
