@@ -12,9 +12,10 @@
 #include <string>
 #include <vector>
 
+#include "tests/child.h"
 #include "tests/model/runner.h"
 #include "tests/model/trace.h"
-#include "tests/trace/command_helpers.h"
+#include "tests/temporary_folder.h"
 
 // Does the tester find what it is there for? The faults are planted: the graph
 // gets slightly other calls than the model, or the run itself ends badly.
@@ -26,6 +27,7 @@ using model::Call;
 using model::CallKind;
 using model::RunResult;
 using model::Trace;
+using test::TemporaryFolder;
 
 bool is_tell(const Call& call) {
   return call.kind == CallKind::kTell || call.kind == CallKind::kTellBi;
@@ -246,24 +248,30 @@ TEST(TesterTest, ShrinkFileWritesTheShrunkTrace) {
 // Scripts look at the exit status of the program.
 TEST(TesterProgramTest, ExitStatusTellsAgreementFromMisuse) {
   const TemporaryFolder folder;
-  const std::string program = VORN_TRACE_TESTER;
-  const Ended agree =
-      run_shell(program + " --seed 3 --count 5 --out " + folder.path());
-  EXPECT_EQ(agree.status, 0) << agree.output;
+  const auto run = [](const std::vector<std::string>& arguments) {
+    return test::run_program(VORN_TRACE_TESTER, arguments);
+  };
+  const test::Ended agree =
+      run({"--seed", "3", "--count", "5", "--out", folder.path()});
+  EXPECT_EQ(agree.status, 0) << agree.output << agree.errors;
   EXPECT_EQ(agree.output.rfind("5 traces, ", 0), 0U) << agree.output;
-  EXPECT_EQ(run_shell(program + " --seconds 0.1 --jobs 2").status, 0);
+  EXPECT_EQ(run({"--seconds", "0.1", "--jobs", "2"}).status, 0);
   const std::string good =
       folder.write("good.trace", "tell 1 1 2 2 1 0\npush 1\ncheck\n");
-  EXPECT_EQ(run_shell(program + " --replay " + good + " " + good).status, 0);
-  EXPECT_EQ(run_shell(program + " --shrink " + good).status, 0);
-  EXPECT_EQ(run_shell(program + " --help").status, 0);
+  EXPECT_EQ(run({"--replay", good, good}).status, 0);
+  EXPECT_EQ(run({"--shrink", good}).status, 0);
+  EXPECT_EQ(run({"--help"}).status, 0);
 
-  for (const std::string& arguments :
-       {std::string("--count x"), std::string("--count 0"),
-        std::string("--frobnicate"), std::string("--jobs 0"),
-        std::string("file"), "--replay " + folder.file("none"),
-        "--replay " + good + " --shrink " + good}) {
-    EXPECT_EQ(run_shell(program + " " + arguments).status, 2) << arguments;
+  for (const std::vector<std::string>& arguments :
+       std::vector<std::vector<std::string>>{
+           {"--count", "x"},
+           {"--count", "0"},
+           {"--frobnicate"},
+           {"--jobs", "0"},
+           {"file"},
+           {"--replay", folder.file("none")},
+           {"--replay", good, "--shrink", good}}) {
+    EXPECT_EQ(run(arguments).status, 2) << arguments.back();
   }
 }
 

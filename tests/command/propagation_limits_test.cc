@@ -10,16 +10,13 @@
 #include <vector>
 
 #include "tests/build_kind.h"
-#include "tests/pressure/child.h"
+#include "tests/command/scripts.h"
 
 // Limits that fall into a search which spends its time on what the active
 // constraints imply, with a matrix of distances and with paths.
 
-namespace vorn::pressure {
+namespace vorn::command {
 namespace {
-
-// How late an end may come: the tests share a busy machine.
-constexpr double kGrace = test::kSanitized ? 20 : 5;
 
 // Long enough for thousands of steps of the closure behind the facts.
 constexpr std::chrono::milliseconds kIntoTheSearch{test::kSanitized ? 1500
@@ -105,7 +102,8 @@ TEST(PropagationLimitsTest, InterruptAnswersUnknownAndPrintsStatistics) {
       write_busy_assertions(out, question);
       out << "(check-sat)(echo \"no\")";
     });
-    Child child({"--propagation", "full", "--stats", script.name()});
+    Child child(VORN_COMMAND,
+                {"--propagation", "full", "--stats", script.name()});
     ASSERT_TRUE(child.wait_for_output("read"));
     std::this_thread::sleep_for(kIntoTheSearch);
     child.send_signal(SIGINT);
@@ -164,4 +162,4 @@ TEST(PropagationLimitsTest, MemoryLimitIsNoTighterForTheMatrix) {
 }
 
 }  // namespace
-}  // namespace vorn::pressure
+}  // namespace vorn::command

@@ -13,11 +13,11 @@
 #include <vector>
 
 #include "tests/build_kind.h"
-#include "tests/pressure/child.h"
+#include "tests/command/scripts.h"
 
 // SIGINT and SIGTERM at any moment.
 
-namespace vorn::pressure {
+namespace vorn::command {
 namespace {
 
 // Rounds of cheap questions, and then one that is never answered. `expected`
@@ -85,7 +85,7 @@ TEST(SignalTest, AtRandomMomentsEndsCleanly) {
     const int signal = random() % 2 == 0 ? SIGINT : SIGTERM;
     SCOPED_TRACE("run " + std::to_string(i) + " signal " +
                  std::to_string(signal) + " after " + std::to_string(delay));
-    Child child({script.name()});
+    Child child(VORN_COMMAND, {script.name()});
     std::this_thread::sleep_for(std::chrono::duration<double>(delay));
     child.send_signal(signal);
     const Ended ended = child.wait();
@@ -109,7 +109,7 @@ TEST(SignalTest, BehindTheFirstHandlerEndsTheRun) {
     out << "(check-sat)(echo \"no\")";
   });
   setenv("LD_PRELOAD", VORN_SIGNAL_IN_SIGACTION, 1);
-  Child child({script.name()});
+  Child child(VORN_COMMAND, {script.name()});
   unsetenv("LD_PRELOAD");
   const Ended ended = child.wait();
   EXPECT_EQ(ended.status, 128 + SIGTERM);
@@ -125,7 +125,7 @@ TEST(SignalTest, TerminationInACheckAnswersAndPrintsStatistics) {
     write_hard_assertions(out, 60);
     out << "(check-sat)(echo \"no\")";
   });
-  Child child({"--stats", script.name()});
+  Child child(VORN_COMMAND, {"--stats", script.name()});
   std::this_thread::sleep_for(kIntoTheCheck);
   child.send_signal(SIGTERM);
   const Ended ended = child.wait();
@@ -143,7 +143,7 @@ Ended signal_inside_one_relaxation(const std::vector<int>& signals) {
     write_long_relaxation(out);
     out << "(check-sat)(echo \"no\")";
   });
-  Child child({script.name()});
+  Child child(VORN_COMMAND, {script.name()});
   EXPECT_TRUE(child.wait_for_output("read"));
   std::this_thread::sleep_for(kIntoTheCheck);
   for (const int signal : signals) {
@@ -170,4 +170,4 @@ TEST(SignalTest, InsideOneRelaxationAnswersUnknown) {
 }
 
 }  // namespace
-}  // namespace vorn::pressure
+}  // namespace vorn::command

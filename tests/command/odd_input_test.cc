@@ -5,11 +5,11 @@
 #include <sstream>
 #include <string>
 
-#include "tests/pressure/child.h"
+#include "tests/command/scripts.h"
 
 // Input that is no script, or one from another system.
 
-namespace vorn::pressure {
+namespace vorn::command {
 namespace {
 
 // The errors a user meets first.
@@ -121,4 +121,4 @@ TEST(OddInputTest, ByteOrderMarkIsToldOnce) {
 }
 
 }  // namespace
-}  // namespace vorn::pressure
+}  // namespace vorn::command

@@ -5,24 +5,30 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
+#include "tests/command/scripts.h"
 #include "tests/model/runner.h"
 #include "tests/model/trace.h"
-#include "tests/trace/command_helpers.h"
+#include "tests/temporary_folder.h"
 
 // The command's recordings of its calls on the graph, made again beside the
 // model.
 
-namespace vorn::trace {
+namespace vorn::command {
 namespace {
+
+using test::TemporaryFolder;
+using test::text_of_file;
 
 class RecordingTest : public ::testing::Test {
  protected:
   /// What the command did on the script, with its recording.
-  Ended record(const std::string& script, const std::string& options = "") {
-    const std::string file = folder_.write("script.smt2", script);
-    return run_shell(std::string(VORN_COMMAND) + " --record-graph " +
-                     recording() + " " + options + " " + file);
+  Ended record(const std::string& script,
+               std::vector<std::string> options = {}) {
+    options.insert(options.end(), {"--record-graph", recording(),
+                                   folder_.write("script.smt2", script)});
+    return run(options);
   }
 
   std::string recording() const { return folder_.file("calls.trace"); }
@@ -124,8 +130,8 @@ TEST_F(RecordingTest, JobShopGivesTheSameCallsEachTime) {
   const std::string script =
       text_of_file(std::string(VORN_JOBSHOP_DIR) + "/ft06-54.smt2");
   for (const std::string mode : {"auto", "off"}) {
-    const std::string options =
-        "--seed 3 --propagation " + mode + " --machines " + mode;
+    const std::vector<std::string> options = {
+        "--seed", "3", "--propagation", mode, "--machines", mode};
     EXPECT_EQ(record(script, options).output, "unsat\n");
     const std::string first = text_of_file(recording());
     EXPECT_EQ(record(script, options).output, "unsat\n");
@@ -143,13 +149,14 @@ TEST_F(RecordingTest, JobShopGivesTheSameCallsEachTime) {
 // A run that ends at a limit ends without tidying up; what it leaves must be a
 // trace all the same.
 TEST_F(RecordingTest, StoppedRunLeavesWholeLines) {
+  const std::string folder = VORN_JOBSHOP_DIR;
   const Ended question =
-      run_shell(std::string(VORN_JOBSHOP_DIR) + "/question.sh " +
-                VORN_JOBSHOP_DIR + "/ft10.txt 900");
-  ASSERT_EQ(question.status, 0) << question.output;
+      test::run_program(folder + "/question.sh", {folder + "/ft10.txt", "900"});
+  ASSERT_EQ(question.status, 0) << question.errors;
   // With all that the search knows it would be answered in time.
   const Ended ended =
-      record(question.output, "--timeout 1 --propagation off --machines off");
+      record(question.output,
+             {"--timeout", "1", "--propagation", "off", "--machines", "off"});
   EXPECT_EQ(ended.output, "unknown\n");
 
   // The beginning of a long file, and its last line.
@@ -179,19 +186,19 @@ TEST_F(RecordingTest, UnwritableFileIsAnError) {
       folder_.write("script.smt2",
                     "(set-logic QF_IDL)(declare-const x Int)\n"
                     "(assert (< x 3))(check-sat)\n");
-  const std::string command = std::string(VORN_COMMAND) + " --record-graph ";
-
   const Ended missing =
-      run_shell(command + folder_.file("no/such/folder") + " " + script);
+      run({"--record-graph", folder_.file("no/such/folder"), script});
   EXPECT_EQ(missing.status, 1);
-  EXPECT_EQ(missing.output, "vorn: cannot open " +
+  EXPECT_EQ(missing.output, "");
+  EXPECT_EQ(missing.errors, "vorn: cannot open " +
                                 folder_.file("no/such/folder") +
                                 ": No such file or directory\n");
-  const Ended full = run_shell(command + "/dev/full " + script);
+  const Ended full = run({"--record-graph", "/dev/full", script});
   EXPECT_EQ(full.status, 1);
-  EXPECT_EQ(full.output,
-            "sat\nvorn: cannot write /dev/full: No space left on device\n");
+  EXPECT_EQ(full.output, "sat\n");
+  EXPECT_EQ(full.errors,
+            "vorn: cannot write /dev/full: No space left on device\n");
 }
 
 }  // namespace
-}  // namespace vorn::trace
+}  // namespace vorn::command

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
-#ifndef VORN_PRESSURE_CHILD_H
-#define VORN_PRESSURE_CHILD_H
-
-#include <sys/types.h>
+#ifndef VORN_TESTS_COMMAND_SCRIPTS_H
+#define VORN_TESTS_COMMAND_SCRIPTS_H
 
 #include <chrono>
 #include <fstream>
@@ -11,61 +9,22 @@
 #include <vector>
 
 #include "tests/build_kind.h"
+#include "tests/child.h"
 
-namespace vorn::pressure {
+namespace vorn::command {
 
-/// For each standard stream of a command, where it leads.
-struct Streams {
-  /// This stream is closed when the command starts.
-  static constexpr int kClosed = -2;
-  /// Standard input: /dev/null; output and errors: kept in Ended.
-  static constexpr int kDefault = -1;
+using test::Child;
+using test::Ended;
+using test::Streams;
 
-  /// One of the above or a file descriptor, which is borrowed.
-  int in = kDefault;
-  int out = kDefault;
-  int err = kDefault;
-};
+/// How late an end may come, in seconds: the tests share a busy machine.
+constexpr double kGrace = test::kSanitized ? 20 : 5;
 
-/// What became of a command.
-struct Ended {
-  /// As a shell shows it: the exit status, or 128 and the signal's number.
-  int status = 0;
-  /// The signal that ended it, 0 if none did.
-  int signal = 0;
-  std::string output;
-  std::string errors;
-  double seconds = 0;
-  double peak_mebibytes = 0;
-};
-
-/// A running vorn. Standard output and error go to files, so that it is never
-/// held up by a reader.
-class Child {
- public:
-  explicit Child(const std::vector<std::string>& arguments,
-                 const Streams& streams = {});
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
-  ~Child();
-
-  void send_signal(int signal) const;
-  /// Waits until it has printed `text`. False if it does not within two
-  /// minutes.
-  bool wait_for_output(const std::string& text) const;
-  /// Waits for its end. One that runs on for two minutes is killed, which
-  /// Ended tells as signal 9.
-  Ended wait();
-
- private:
-  pid_t pid_ = -1;
-  int out_ = -1;
-  int err_ = -1;
-  std::chrono::steady_clock::time_point start_;
-};
-
-Ended run(const std::vector<std::string>& arguments,
-          const Streams& streams = {});
+/// Runs vorn.
+inline Ended run(const std::vector<std::string>& arguments,
+                 const Streams& streams = {}) {
+  return test::run_program(VORN_COMMAND, arguments, streams);
+}
 
 /// A file that lasts as long as this, written piece by piece: the memory of
 /// this process must not count as a child's.
@@ -106,6 +65,6 @@ constexpr std::chrono::milliseconds kIntoTheCheck{test::kSanitized ? 5000
 /// The same with that as the limit of the checks that follow.
 void write_limited_relaxation(std::ostream& out);
 
-}  // namespace vorn::pressure
+}  // namespace vorn::command
 
-#endif  // VORN_PRESSURE_CHILD_H
+#endif  // VORN_TESTS_COMMAND_SCRIPTS_H

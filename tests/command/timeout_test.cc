@@ -6,15 +6,12 @@
 #include <vector>
 
 #include "tests/build_kind.h"
-#include "tests/pressure/child.h"
+#include "tests/command/scripts.h"
 
 // Time that runs out where nothing looks at the clock.
 
-namespace vorn::pressure {
+namespace vorn::command {
 namespace {
-
-// How late an end may come: the tests share a busy machine.
-constexpr double kGrace = test::kSanitized ? 20 : 5;
 
 constexpr char kLastWords[] =
     "vorn: time limit reached; the rest of the script was not run\n";
@@ -147,4 +144,4 @@ TEST(TimeoutTest, BothLimitsAnswerUnknown) {
 }
 
 }  // namespace
-}  // namespace vorn::pressure
+}  // namespace vorn::command

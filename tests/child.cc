@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "tests/pressure/child.h"
+#include "tests/child.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,14 +11,11 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
-#include <iterator>
 #include <thread>
+#include <utility>
 
-#include "tests/build_kind.h"
-
-namespace vorn::pressure {
+namespace vorn::test {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -26,7 +24,7 @@ constexpr std::chrono::seconds kLongest{120};
 
 // A file without a name, which goes when the last descriptor is closed.
 int nameless_file() {
-  std::string name = ::testing::TempDir() + "vorn-pressure-XXXXXX";
+  std::string name = ::testing::TempDir() + "vorn-test-XXXXXX";
   const int fd = mkostemp(name.data(), O_CLOEXEC | O_APPEND);
   EXPECT_GE(fd, 0);
   unlink(name.c_str());
@@ -50,24 +48,49 @@ void lead(int stream, int wanted, int normal) {
   if (wanted == Streams::kClosed) {
     close(stream);
   } else {
-    dup2(wanted == Streams::kDefault ? normal : wanted, stream);
+    dup2(wanted >= 0 ? wanted : normal, stream);
   }
+}
+
+void close_if_open(int& fd) {
+  if (fd >= 0) close(fd);
+  fd = -1;
+}
+
+/// The two ends of a pipe, to read from and to write to.
+std::array<int, 2> open_pipe() {
+  std::array<int, 2> ends{};
+  EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+  return ends;
 }
 
 }  // namespace
 
-Child::Child(const std::vector<std::string>& arguments, const Streams& streams)
+Child::Child(std::string program, const std::vector<std::string>& arguments,
+             const Streams& streams)
     : out_(nameless_file()), err_(nameless_file()), start_(Clock::now()) {
-  std::vector<std::string> words = {VORN_COMMAND};
+  std::vector<std::string> words = {std::move(program)};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> argv;
   for (std::string& word : words) argv.push_back(word.data());
   argv.push_back(nullptr);
-  const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  int input = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  int output = out_;
+  if (streams.in == Streams::kPipe) {
+    close(input);
+    const std::array<int, 2> ends = open_pipe();
+    input = ends[0];
+    to_input_ = ends[1];
+  }
+  if (streams.out == Streams::kPipe) {
+    const std::array<int, 2> ends = open_pipe();
+    from_output_ = ends[0];
+    output = ends[1];
+  }
   pid_ = fork();
   if (pid_ == 0) {
-    lead(STDIN_FILENO, streams.in, nothing);
-    lead(STDOUT_FILENO, streams.out, out_);
+    lead(STDIN_FILENO, streams.in, input);
+    lead(STDOUT_FILENO, streams.out, output);
     lead(STDERR_FILENO, streams.err, err_);
     // What a test runner, or a shell in the background, has chosen to ignore
     // would be inherited.
@@ -77,7 +100,8 @@ Child::Child(const std::vector<std::string>& arguments, const Streams& streams)
     execv(argv[0], argv.data());
     _exit(127);
   }
-  close(nothing);
+  close(input);
+  if (output != out_) close(output);
 }
 
 Child::~Child() {
@@ -85,8 +109,53 @@ Child::~Child() {
     kill(pid_, SIGKILL);
     waitpid(pid_, nullptr, 0);
   }
+  close_input();
+  close_output();
   close(out_);
   close(err_);
+}
+
+void Child::send(const std::string& text) const {
+  // A program that ends early must not end the test.
+  const auto before = std::signal(SIGPIPE, SIG_IGN);
+  std::size_t sent = 0;
+  while (sent < text.size()) {
+    const ssize_t size =
+        write(to_input_, text.data() + sent, text.size() - sent);
+    if (size <= 0) break;
+    sent += static_cast<std::size_t>(size);
+  }
+  std::signal(SIGPIPE, before);
+}
+
+void Child::close_input() {
+  close_if_open(to_input_);
+}
+
+std::string Child::read_line() const {
+  std::string line;
+  while (line.empty() || line.back() != '\n') {
+    pollfd ready = {from_output_, POLLIN, 0};
+    char c = 0;
+    if (poll(&ready, 1, 10000) != 1 || read(from_output_, &c, 1) != 1) break;
+    line += c;
+  }
+  return line;
+}
+
+std::string Child::read_output() const {
+  std::string text;
+  std::array<char, 4096> buffer{};
+  for (;;) {
+    const ssize_t size = read(from_output_, buffer.data(), buffer.size());
+    if (size < 0 && errno == EINTR) continue;
+    if (size <= 0) return text;
+    text.append(buffer.data(), static_cast<std::size_t>(size));
+  }
+}
+
+void Child::close_output() {
+  close_if_open(from_output_);
 }
 
 void Child::send_signal(int signal) const {
@@ -123,68 +192,10 @@ Ended Child::wait() {
   return ended;
 }
 
-Ended run(const std::vector<std::string>& arguments, const Streams& streams) {
-  return Child(arguments, streams).wait();
+Ended run_program(const std::string& program,
+                  const std::vector<std::string>& arguments,
+                  const Streams& streams) {
+  return Child(program, arguments, streams).wait();
 }
 
-ScriptFile::ScriptFile(const std::function<void(std::ostream&)>& write)
-    : name_(::testing::TempDir() + "vorn-pressure-XXXXXX") {
-  const int fd = mkostemp(name_.data(), O_CLOEXEC);
-  EXPECT_GE(fd, 0);
-  close(fd);
-  std::ofstream out(name_, std::ios::binary);
-  write(out);
-  EXPECT_TRUE(out.flush().good());
-}
-
-ScriptFile::ScriptFile(const std::string& text)
-    : ScriptFile([&text](std::ostream& out) { out << text; }) {}
-
-ScriptFile::~ScriptFile() {
-  std::remove(name_.c_str());
-}
-
-std::string ScriptFile::text() const {
-  std::ifstream in(name_, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-void repeat(std::ostream& out, const char* text, int count) {
-  for (int i = 0; i < count; ++i) out << text;
-}
-
-void write_hard_assertions(std::ostream& out, int jobs) {
-  // Adding up the jobs would answer at once.
-  out << "(set-option :machines off)(set-logic QF_IDL)\n";
-  for (int i = 0; i < jobs; ++i) {
-    out << "(declare-const s" << i << " Int)(assert (<= 0 s" << i << ' '
-        << 2 * jobs - 3 << "))\n";
-  }
-  for (int i = 0; i < jobs; ++i) {
-    for (int j = 0; j < i; ++j) {
-      out << "(assert (or (<= 2 (- s" << i << " s" << j << ")) (<= 2 (- s" << j
-          << " s" << i << "))))\n";
-    }
-  }
-}
-
-void write_long_relaxation(std::ostream& out) {
-  constexpr int nodes = test::kSanitized ? 30000 : 50000;
-  out << "(set-logic QF_IDL)\n";
-  for (int i = 0; i < nodes; ++i) out << "(declare-const x" << i << " Int)\n";
-  for (int i = 0; i + 1 < nodes; ++i) {
-    if (i + 2 < nodes) {
-      out << "(assert (<= (- x" << i + 2 << " x" << i << ") 4))\n";
-    }
-    out << "(assert (<= (- x" << i + 1 << " x" << i << ") 1))\n";
-  }
-  out << "(echo \"read\")(declare-const z Int)"
-         "(assert (<= (- x0 z) (- 1000000)))\n";
-}
-
-void write_limited_relaxation(std::ostream& out) {
-  out << "(set-option :timeout " << kIntoTheCheck.count() << ')';
-  write_long_relaxation(out);
-}
-
-}  // namespace vorn::pressure
+}  // namespace vorn::test

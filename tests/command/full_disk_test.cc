@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "tests/build_kind.h"
-#include "tests/pressure/child.h"
+#include "tests/command/scripts.h"
 
 // A disk that is full, which /dev/full always is.
 
-namespace vorn::pressure {
+namespace vorn::command {
 namespace {
 
 // Conflicts that overlap, so that the log of lemmas has something to say.
@@ -149,4 +149,4 @@ TEST_F(FullDiskTest, RecordingEndsWithOneAndTheReason) {
 }
 
 }  // namespace
-}  // namespace vorn::pressure
+}  // namespace vorn::command

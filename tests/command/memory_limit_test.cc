@@ -6,12 +6,12 @@
 #include <vector>
 
 #include "tests/build_kind.h"
-#include "tests/pressure/child.h"
+#include "tests/command/scripts.h"
 
 // Memory that runs out while a script is read, turned into clauses and bounds,
 // or solved.
 
-namespace vorn::pressure {
+namespace vorn::command {
 namespace {
 
 constexpr char kMemout[] = "unknown\n(:reason-unknown memout)\n";
@@ -122,4 +122,4 @@ TEST_F(MemoryLimitTest, ResetAfterMemoutGoesOn) {
 }
 
 }  // namespace
-}  // namespace vorn::pressure
+}  // namespace vorn::command

@@ -8,11 +8,11 @@
 #include <ostream>
 #include <string>
 
-#include "tests/pressure/child.h"
+#include "tests/command/scripts.h"
 
 // Standard streams that are closed from the start, or whose reader goes away.
 
-namespace vorn::pressure {
+namespace vorn::command {
 namespace {
 
 constexpr char kThreeEchoes[] = "(echo \"a\")(echo \"b\")(echo \"c\")";
@@ -95,7 +95,7 @@ TEST_F(ClosedStreamsTest, ReaderThatLeavesEndsTheRun) {
   ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
   Streams streams;
   streams.out = ends[1];
-  Child child({script.name()}, streams);
+  Child child(VORN_COMMAND, {script.name()}, streams);
   close(ends[1]);
   std::string line;
   char c = 0;
@@ -124,4 +124,4 @@ TEST_F(ClosedStreamsTest, ReaderThatNeverCameEndsTheRun) {
 }
 
 }  // namespace
-}  // namespace vorn::pressure
+}  // namespace vorn::command

@@ -5,13 +5,13 @@
 #include <string>
 
 #include "tests/build_kind.h"
-#include "tests/pressure/child.h"
+#include "tests/command/scripts.h"
 
 // Input beyond what anybody writes by hand: 100 MB in one line, brackets a
 // million deep. The sanitizers' builds try a tenth of each, those with the
 // checked library a hundredth of the depth.
 
-namespace vorn::pressure {
+namespace vorn::command {
 namespace {
 
 constexpr int kDepth = test::kCheckedLibrary ? 10000
@@ -144,4 +144,4 @@ TEST_P(LineTest, OfAHundredMegabytesAnswersOrSaysWhere) {
 INSTANTIATE_TEST_SUITE_P(All, LineTest, ::testing::ValuesIn(kLines));
 
 }  // namespace
-}  // namespace vorn::pressure
+}  // namespace vorn::command
