@@ -70,6 +70,12 @@ const Interpreter::Command Interpreter::kCommands[] = {
     {"set-option", &Interpreter::run_set_option, Need::kNothing, false, false},
 };
 
+std::vector<std::string_view> Interpreter::command_names() {
+  std::vector<std::string_view> names;
+  for (const Command& command : kCommands) names.push_back(command.name);
+  return names;
+}
+
 const Interpreter::Command* Interpreter::find_command(const std::string& name) {
   const auto* found =
       std::lower_bound(std::begin(kCommands), std::end(kCommands), name,

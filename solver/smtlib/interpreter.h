@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -51,6 +52,9 @@ class Interpreter {
   /// Reads, runs and answers one command. False if there is none left: the
   /// script has ended or exited, or its output can no longer be written.
   bool run_command();
+
+  /// All that is known as a command, sorted.
+  static std::vector<std::string_view> command_names();
 
   /// Whether any command was answered with an error.
   bool had_error() const { return had_error_; }
