@@ -4,8 +4,8 @@
 # Sets up and runs the tests:
 #
 #   scripts/test.sh            formatting, and every test that one build can run,
-#                              optimised and with assertions: six minutes on two
-#                              processors, half of them for building, once
+#                              optimised and with assertions: five minutes on two
+#                              processors, three of them for building, once
 #   scripts/test.sh NAME ...   of these the tests whose names match a NAME, which
 #                              is a regular expression
 #   scripts/test.sh --all      everything that must pass: also the tests that
