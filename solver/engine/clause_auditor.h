@@ -22,7 +22,7 @@ namespace vorn::solver {
 class ClauseAuditor final : public ClauseListener {
  public:
   /// Literals that are kept, at most.
-  static constexpr std::size_t kMostLiterals = 4'000'000;
+  static constexpr std::size_t kMostLiterals = 200'000;
 
   /// Looks up bounds in `problem`.
   explicit ClauseAuditor(const Problem& problem) : problem_(problem) {}

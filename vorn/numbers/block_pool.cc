@@ -1,12 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "vorn/numbers/block_pool.h"
 
+#include <cstddef>
 #include <new>
 
 namespace vorn::la {
 
 bool BlockPool::opens() noexcept {
   if (closed_ || most_kept_ != 0) return false;
+  // Registering the destructor ends the process if memory has run out, so it is
+  // seen beforehand that there is some: enough that a block of it, freed, can
+  // be cut to any size.
+  constexpr std::size_t kRoom = 4096;
+  void* const room = ::operator new(kRoom, std::nothrow);
+  if (room == nullptr) return false;
+  ::operator delete(room);
   // Runs at the end of the thread; the pool itself has no destructor.
   struct Closer {
     Closer() = default;
