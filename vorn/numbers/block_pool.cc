@@ -2,6 +2,7 @@
 #include "vorn/numbers/block_pool.h"
 
 #include <cstddef>
+#include <cstdlib>
 #include <new>
 
 namespace vorn::la {
@@ -12,9 +13,9 @@ bool BlockPool::opens() noexcept {
   // seen beforehand that there is some: enough that a block of it, freed, can
   // be cut to any size.
   constexpr std::size_t kRoom = 4096;
-  void* const room = ::operator new(kRoom, std::nothrow);
+  void* const room = std::malloc(kRoom);
   if (room == nullptr) return false;
-  ::operator delete(room);
+  std::free(room);
   // Runs at the end of the thread; the pool itself has no destructor.
   struct Closer {
     Closer() = default;
