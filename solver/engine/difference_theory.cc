@@ -42,15 +42,13 @@ void DifferenceTheory::start_check() {
 }
 
 void DifferenceTheory::set_logger(Logger* logger) {
-  logger_ = logger;
   graph_.set_logger(logger);
   if (lemma_finder_) lemma_finder_->graph().set_logger(logger);
 }
 
 void DifferenceTheory::set_recorder(GraphRecorder* recorder) {
   assert(num_atoms_ == 0);
-  recorder_ = recorder;
-  if (recorder_ != nullptr) recorder_->new_graph();
+  graph_.set_recorder(recorder);
 }
 
 void DifferenceTheory::update() {
@@ -62,7 +60,6 @@ void DifferenceTheory::update() {
   tightest_.resize(2 * table.pairs().size(), 0);
   for (; num_atoms_ < table.atoms().size(); ++num_atoms_) {
     for (const int id : table.atoms()[num_atoms_].constraints) {
-      if (recorder_ != nullptr) recorder_->tell(id, edge_of(id));
       graph_.tell_edge(id, edge_of(id));
       propagation_.tell(id);
     }
@@ -81,7 +78,6 @@ void DifferenceTheory::rollback(std::size_t mark) {
   while (num_atoms_ > mark) {
     const AtomTable::Atom& atom = problem_.atoms().atoms()[--num_atoms_];
     for (const int id : {atom.constraints[1], atom.constraints[0]}) {
-      if (recorder_ != nullptr) recorder_->retract(id);
       graph_.retract_edge(id);
       propagation_.retract(id);
       if (lemma_finder_) lemma_finder_->forget(id);
@@ -105,7 +101,6 @@ void DifferenceTheory::assigned(Literal literal) {
   if (machines_) machines_->assigned(literal);
   if (implied) return;
   tightest = bound.id;
-  if (recorder_ != nullptr) recorder_->push(bound.id);
   graph_.push_edge(bound.id);
   propagation_.push(bound.id);
   if (machines_) machines_->push(literal, bound.id, edge_of(bound.id));
@@ -124,7 +119,6 @@ void DifferenceTheory::backtrack(int level) {
     const Active& last = active_.back();
     if (!last.implied) {
       tightest_[index(last.direction)] = last.previous;
-      if (recorder_ != nullptr) recorder_->pop(last.id);
       graph_.pop_edge(last.id);
       propagation_.pop();
     }
@@ -134,9 +128,8 @@ void DifferenceTheory::backtrack(int level) {
 
 bool DifferenceTheory::propagate(std::vector<Literal>& implied,
                                  std::vector<Literal>& conflict) {
-  if (recorder_ != nullptr) recorder_->check();
   const auto edge = [this](int id) -> const dl::Edge& { return edge_of(id); };
-  if (graph_.check(true)) {
+  if (graph_.check()) {
     consequences_.clear();
     propagation_.run(search_->statistics(), edge, consequences_);
     for (const int id : consequences_) {
@@ -268,7 +261,7 @@ bool DifferenceTheory::final_check(std::vector<Literal>& /*conflict*/) {
   // Implied ones too: a looser bound may have the larger multiple of eps.
   std::vector<int> active;
   for (const Active& a : active_) active.push_back(a.id);
-  model_.choose(problem_.atoms(), active, graph_);
+  model_.choose(problem_.atoms(), active, graph_.graph());
   return true;
 }
 

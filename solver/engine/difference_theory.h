@@ -9,12 +9,12 @@
 #include <vector>
 
 #include "solver/engine/bound_propagation.h"
-#include "solver/engine/graph_recorder.h"
 #include "solver/engine/lemma_finder.h"
 #include "solver/engine/lemma_terms.h"
 #include "solver/engine/lemma_trials.h"
 #include "solver/engine/model_values.h"
 #include "solver/engine/problem.h"
+#include "solver/engine/recorded_graph.h"
 #include "solver/scheduling/machine_propagation.h"
 #include "solver/scheduling/separation_table.h"
 #include "solver/search/search.h"
@@ -87,7 +87,7 @@ class DifferenceTheory final : public Theory {
   /// What reasons about sets of tasks; null if there are none.
   const MachinePropagation* machines() const { return machines_.get(); }
   /// The graph that the search works on; it has lemmas switched off.
-  const dl::Graph& graph() const { return graph_; }
+  const dl::Graph& graph() const { return graph_.graph(); }
   /// Where the graphs log; null for nowhere.
   void set_logger(Logger* logger);
   /// What notes the calls on graph(), from the first on; null for nothing.
@@ -158,7 +158,7 @@ class DifferenceTheory final : public Theory {
   Search* search_ = nullptr;  // borrowed
   Configuration::Theory::La no_lemmas_;
   LemmaTerms lemma_terms_;
-  dl::Graph graph_;
+  RecordedGraph graph_;
   Configuration::Theory::La lemmas_;
   bool tries_lemmas_;
   LemmaTrials lemma_trials_;
@@ -171,8 +171,6 @@ class DifferenceTheory final : public Theory {
   SeparationTable separations_;
   /// num_atoms_ when machines_ was made.
   std::size_t num_atoms_of_machines_ = 0;
-  Logger* logger_ = nullptr;           // borrowed
-  GraphRecorder* recorder_ = nullptr;  // borrowed
 
   /// Of the problem's atoms, those that the graph knows.
   std::size_t num_atoms_ = 0;
