@@ -62,8 +62,8 @@ class AtomTable {
     /// The constraint, with the id as its own.
     dl::Edge edge;
   };
-  /// What an assignment needs to know of a literal, in little memory: a search
-  /// asks a hundred times more often than for anything else here.
+  /// What an assignment needs to know of a literal, in little memory: nothing
+  /// else here is asked for so often.
   struct Bound {
     /// Constraint id; 0 for a literal of no atom.
     int id = 0;

@@ -34,12 +34,11 @@ namespace vorn::solver {
 ///
 /// Bounds between one pair of nodes imply each other; clauses of the problem
 /// link neighbours in that order, so that the search propagates them by itself.
-/// A bound that a tighter active one on the same pair implies is not pushed: a
-/// third to a half of all bounds in scheduling problems, and each costs the
-/// graph in every relaxation. Nor is one that the active ones imply along a
-/// path, as far as BoundPropagation finds that; it also implies literals that
-/// have no value yet. A reason is made when it is asked for, which one literal
-/// in ten is.
+/// A bound that a tighter active one on the same pair implies is not pushed, as
+/// each costs the graph in every relaxation. Nor is one that the active ones
+/// imply along a path, as far as BoundPropagation finds that; it also implies
+/// literals that have no value yet. A reason is made when it is asked for,
+/// which few are (docs/solving.md).
 ///
 /// Lemmas come from a LemmaFinder, which is shown every conflict.
 ///
