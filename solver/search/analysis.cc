@@ -69,19 +69,15 @@ bool Search::resolve_conflict(bool from_theory) {
 
 void Search::learn_from_conflict(int level) {
   backtrack(level);
-  if (options_.target_phases) {
-    phases_.record_assignment(trail_,
-                              static_cast<std::size_t>(level_starts_.back()));
-  }
+  phases_.record_assignment(trail_,
+                            static_cast<std::size_t>(level_starts_.back()));
   analyze();
   minimise();
   learn(derive(learnt_));
   clear_marks();
   heap_.decay();
   decay_clauses();
-  const int interval = std::max(options_.progress_interval, 1);
-  if (progress_ &&
-      statistics_.conflicts % static_cast<std::uint64_t>(interval) == 0) {
+  if (progress_ && statistics_.conflicts % options_.progress_interval == 0) {
     progress_(statistics_);
   }
 }
@@ -220,11 +216,7 @@ void Search::minimise() {
 /// Whether the falsity of `literal`, of learnt_, follows from that of the rest
 /// of learnt_. Requires: the levels of learnt_ are stamped.
 bool Search::is_redundant(Literal literal) {
-  const auto can_expand = [this](ClauseRef reason) {
-    return reason != kNoReason &&
-           (reason != kTheoryReason || options_.minimise_through_theory);
-  };
-  if (!can_expand(variable_at(literal.variable()).reason)) return false;
+  if (variable_at(literal.variable()).reason == kNoReason) return false;
   frames_.clear();
   frames_.push_back({literal, reason_of(~literal), 0});
   while (!frames_.empty()) {
@@ -243,7 +235,7 @@ bool Search::is_redundant(Literal literal) {
         continue;
       }
       failed =
-          mark == Mark::kNeeded || !can_expand(variable_at(variable).reason) ||
+          mark == Mark::kNeeded || variable_at(variable).reason == kNoReason ||
           level_stamps_[static_cast<std::size_t>(variable_level)] != stamp_;
       next = candidate;
       break;

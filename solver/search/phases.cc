@@ -6,26 +6,16 @@
 
 namespace vorn::solver {
 
-void Phases::new_variable(bool first) {
-  const Value value = first ? Value::kTrue : Value::kFalse;
-  first_.push_back(value);
-  saved_.push_back(value);
+void Phases::new_variable() {
+  saved_.push_back(Value::kFalse);
   target_.push_back(Value::kUnassigned);
 }
 
 void Phases::shrink(int count) {
-  assert(to_index(count) <= first_.size());
-  first_.resize(to_index(count));
+  assert(to_index(count) <= saved_.size());
   saved_.resize(to_index(count));
   target_.resize(to_index(count));
   best_size_ = 0;
-}
-
-void Phases::set(int variable, bool value) {
-  const Value phase = value ? Value::kTrue : Value::kFalse;
-  first_[to_index(variable)] = phase;
-  saved_[to_index(variable)] = phase;
-  target_[to_index(variable)] = Value::kUnassigned;
 }
 
 void Phases::do_record_assignment(const std::vector<Literal>& trail,
@@ -40,7 +30,7 @@ void Phases::do_record_assignment(const std::vector<Literal>& trail,
 void Phases::rephase(Random& random) {
   switch (num_rephases_++ % 4) {
     case 1:
-      saved_ = first_;
+      std::fill(saved_.begin(), saved_.end(), Value::kFalse);
       break;
     case 3:
       for (Value& phase : saved_) {

@@ -12,20 +12,18 @@ namespace vorn::solver {
 
 /// Which value a decision on a variable tries.
 ///
-/// Each variable has its first phase; its saved phase, the value it had last;
+/// Each variable has its saved phase, the value it had last, false at first;
 /// and perhaps a target phase, its value in the largest assignment without
 /// conflict since the last rephasing.
 ///
 /// Cost: all O(1), but record_assignment, rephase and shrink are linear.
 class Phases {
  public:
-  /// Makes the next variable, with this first and saved phase and no target.
-  void new_variable(bool first);
+  /// Makes the next variable, without a target.
+  void new_variable();
   /// Forgets the variables from `count` on.
   void shrink(int count);
 
-  /// Sets the first and the saved phase, and drops the target.
-  void set(int variable, bool value);
   /// Makes the literal's value the saved phase of its variable.
   void save(Literal literal) {
     saved_[to_index(literal.variable())] = to_phase(literal);
@@ -37,14 +35,10 @@ class Phases {
     if (size > best_size_) do_record_assignment(trail, size);
   }
 
-  /// The next in the round of: the saved phases become the target's, the first
-  /// phases, the target's, random ones. Drops the target.
+  /// The next in the round of: the saved phases become the target's, all false,
+  /// the target's, random ones. Drops the target.
   void rephase(Random& random);
 
-  /// The first phase.
-  bool first(int variable) const {
-    return first_[to_index(variable)] == Value::kTrue;
-  }
   /// The saved phase.
   bool saved(int variable) const {
     return saved_[to_index(variable)] == Value::kTrue;
@@ -64,7 +58,6 @@ class Phases {
   void do_record_assignment(const std::vector<Literal>& trail,
                             std::size_t size);
 
-  std::vector<Value> first_;   // never kUnassigned
   std::vector<Value> saved_;   // never kUnassigned
   std::vector<Value> target_;  // kUnassigned: no target
   std::size_t best_size_ = 0;

@@ -84,7 +84,7 @@ void Search::reduce_clauses() {
       std::sqrt(static_cast<double>(statistics_.reductions + 1));
   next_reduction_ = statistics_.conflicts +
                     static_cast<std::uint64_t>(
-                        std::max(options_.reduce_interval, 1) * growth);
+                        static_cast<double>(options_.reduce_interval) * growth);
   if (wants_simplification()) mark_satisfied();
   delete_useless();
   drop_deleted();

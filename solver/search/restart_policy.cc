@@ -1,20 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "solver/search/restart_policy.h"
 
-#include <algorithm>
 #include <cassert>
 
 namespace vorn::solver {
 
 namespace {
 
-// Averages over about the last thirty and the last ten thousand conflicts.
-constexpr double kFastWeight = 1.0 / 32;
-constexpr double kSlowWeight = 1.0 / 8192;
-
-std::uint64_t at_least_one(int value) {
-  return static_cast<std::uint64_t>(std::max(value, 1));
-}
+// Conflicts between two restarts that follow the glue, at the least.
+constexpr std::uint64_t kMinConflicts = 4;
+// These come when the fast average exceeds the slow one times this.
+constexpr double kMargin = 1.12;
 
 }  // namespace
 
@@ -31,15 +27,9 @@ std::uint64_t luby(std::uint64_t index) {
 }
 
 RestartPolicy::RestartPolicy(const SearchOptions& options)
-    : style_(options.restart_style),
-      unit_(at_least_one(options.restart_unit)),
-      min_conflicts_(at_least_one(options.restart_min_conflicts)),
-      margin_(options.restart_margin),
-      alternation_unit_(at_least_one(options.alternation_unit)),
-      stable_(style_ == RestartStyle::kLuby || style_ == RestartStyle::kNever),
-      fast_glue_(kFastWeight),
-      slow_glue_(kSlowWeight),
-      luby_limit_(unit_) {}
+    : unit_(options.restart_unit), alternation_unit_(options.alternation_unit) {
+  assert(unit_ >= 1 && alternation_unit_ >= 1);
+}
 
 void RestartPolicy::record_conflict(int glue) {
   ++conflicts_;
@@ -49,16 +39,14 @@ void RestartPolicy::record_conflict(int glue) {
 }
 
 bool RestartPolicy::wants_restart() const {
-  if (style_ == RestartStyle::kNever) return false;
   if (stable_) return conflicts_ >= luby_limit_;
-  return conflicts_ >= min_conflicts_ &&
-         fast_glue_.value() > margin_ * slow_glue_.value();
+  return conflicts_ >= kMinConflicts &&
+         fast_glue_.value() > kMargin * slow_glue_.value();
 }
 
 void RestartPolicy::record_restart() {
   conflicts_ = 0;
   if (stable_) luby_limit_ = unit_ * luby(++luby_index_);
-  if (style_ != RestartStyle::kAlternating) return;
   if (stretch_conflicts_ < alternation_unit_ * stretch_ * stretch_) return;
   stretch_conflicts_ = 0;
   if (stable_) ++stretch_;

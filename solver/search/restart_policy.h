@@ -38,9 +38,11 @@ class MovingAverage {
   std::uint64_t count_ = 0;
 };
 
-/// Decides when to restart, by the style in the options.
+/// Decides when the search gives up its decisions and starts again from the
+/// assumptions.
 ///
-/// Stable means: few restarts, by the Luby sequence. Otherwise restarts are
+/// Stretches of two kinds take turns and grow quadratically. Stable means: few
+/// restarts, by the Luby sequence. In the others, which begin, restarts are
 /// frequent and follow the glue: a search whose recent clauses span more levels
 /// than usual is likely in a bad place.
 class RestartPolicy {
@@ -58,18 +60,16 @@ class RestartPolicy {
   bool is_stable() const { return stable_; }
 
  private:
-  RestartStyle style_;
-  std::uint64_t unit_;
-  std::uint64_t min_conflicts_;
-  double margin_;
-  std::uint64_t alternation_unit_;
+  // Of about the last thirty and the last ten thousand conflicts.
+  MovingAverage fast_glue_{1.0 / 32};
+  MovingAverage slow_glue_{1.0 / 8192};
 
-  bool stable_;
-  MovingAverage fast_glue_;
-  MovingAverage slow_glue_;
+  std::uint64_t unit_;
+  std::uint64_t alternation_unit_;
+  bool stable_ = false;
   std::uint64_t conflicts_ = 0;   // since the last restart
   std::uint64_t luby_index_ = 1;  // of the stable stretch under way
-  std::uint64_t luby_limit_;      // unit_ * luby(luby_index_)
+  std::uint64_t luby_limit_ = 0;  // unit_ * luby(luby_index_)
   std::uint64_t stretch_ = 1;     // number of the stretch, in pairs
   std::uint64_t stretch_conflicts_ = 0;
 };

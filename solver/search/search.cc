@@ -11,16 +11,23 @@
 
 namespace vorn::solver {
 
+namespace {
+
+// For so many conflicts of a search the theory is asked for values first. With
+// times of tasks it builds a first schedule, which finds models early; later,
+// what was learnt knows better.
+constexpr std::uint64_t kAdvisedConflicts = 100;
+
+}  // namespace
+
 Search::Search(Theory* theory, const SearchOptions& options)
     : theory_(theory),
       options_(options),
-      next_reduction_(
-          static_cast<std::uint64_t>(std::max(options.reduce_interval, 1))),
+      next_reduction_(options.reduce_interval),
       heap_(options.variable_decay),
       restarts_(options),
       random_(options.seed),
-      next_rephase_(
-          static_cast<std::uint64_t>(std::max(options.rephase_interval, 0))),
+      next_rephase_(options.rephase_interval),
       level_stamps_(1, 0) {}
 
 Search::Result Search::solve(const std::vector<Literal>& assumptions) {
@@ -100,42 +107,27 @@ Literal Search::pick_assumption(bool& failed) {
 
 /// The literal to decide on, or undefined if all is decided.
 Literal Search::pick_decision() {
-  int variable = -1;
-  const auto is_open = [this](int candidate) {
-    return value(Literal(candidate, false)) == Value::kUnassigned &&
-           variable_at(candidate).decidable;
-  };
-  if (options_.random_decisions > 0.0 && !heap_.is_empty() &&
-      random_.fraction() < options_.random_decisions) {
-    const int candidate = heap_.at(random_.below(heap_.size()));
-    if (is_open(candidate)) variable = candidate;
-  }
-  while (variable < 0) {
+  int variable = 0;
+  do {
     if (heap_.is_empty()) return Literal();
-    const int candidate = heap_.pop();
-    if (is_open(candidate)) variable = candidate;
-  }
-  if (theory_ != nullptr &&
-      statistics_.conflicts <
-          static_cast<std::uint64_t>(options_.advised_conflicts)) {
+    variable = heap_.pop();
+  } while (value(Literal(variable, false)) != Value::kUnassigned);
+  if (theory_ != nullptr && statistics_.conflicts < kAdvisedConflicts) {
     const std::optional<bool> advice = theory_->advise(variable);
     if (advice) return Literal(variable, !*advice);
   }
-  const bool phase = options_.target_phases && restarts_.is_stable()
-                         ? phases_.target(variable)
-                         : phases_.saved(variable);
+  const bool phase = restarts_.is_stable() ? phases_.target(variable)
+                                           : phases_.saved(variable);
   return Literal(variable, !phase);
 }
 
 void Search::restart() {
   ++statistics_.restarts;
   restarts_.record_restart();
-  if (options_.rephase_interval > 0 && options_.save_phases &&
-      statistics_.conflicts >= next_rephase_) {
+  if (statistics_.conflicts >= next_rephase_) {
     ++num_rephases_;
-    next_rephase_ = statistics_.conflicts +
-                    static_cast<std::uint64_t>(options_.rephase_interval) *
-                        (num_rephases_ + 1);
+    next_rephase_ =
+        statistics_.conflicts + options_.rephase_interval * (num_rephases_ + 1);
     backtrack(std::min(level(), static_cast<int>(assumptions_.size())));
     phases_.rephase(random_);
     return;
@@ -147,8 +139,7 @@ void Search::restart() {
 /// on assumptions and on variables that come before the most active free one.
 int Search::reusable_level() {
   while (!heap_.is_empty() &&
-         (value(Literal(heap_.top(), false)) != Value::kUnassigned ||
-          !variable_at(heap_.top()).decidable)) {
+         value(Literal(heap_.top(), false)) != Value::kUnassigned) {
     heap_.pop();
   }
   int result = std::min(level(), static_cast<int>(assumptions_.size()));

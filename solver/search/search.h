@@ -45,7 +45,7 @@ namespace vorn::solver {
 ///  (1) a literal is true exactly when it is on the trail, its opposite false;
 ///  (2) the levels along the trail never fall;
 ///  (3) a clause of two or more literals is watched by its first two;
-///  (4) every unassigned variable that may be decided is in the heap;
+///  (4) every unassigned variable is in the heap;
 ///  (5) the blocker of a watch is another literal of its clause;
 ///  (6) if consistent, a clause with a false watch has a true literal whose
 ///      level is not above that watch's.
@@ -99,24 +99,11 @@ class Search {
   /// shrink_variables to a number that mark() gave.
   void rollback(std::size_t mark) { shrink_variables(static_cast<int>(mark)); }
 
-  /// Says whether the search may decide `variable`; true for a new variable.
-  /// If not, it can remain unassigned in a model, and the caller answers for
-  /// clauses that are then not satisfied. Allowed where new_variable is, as are
-  /// the next two.
-  void set_decision(int variable, bool decidable);
-
   /// From now on the theory is told when `variable` is assigned, as for a
   /// theory variable. Requires: not inside solve.
   void set_theory_variable(int variable) {
     variable_at(variable).theory = true;
   }
-
-  /// Sets the value that the next decision on `variable` tries, until it has
-  /// been assigned another.
-  void set_phase(int variable, bool value);
-
-  /// Raises the activity of `variable` as one conflict would.
-  void bump(int variable);
 
   // --- Solving ----------------------------------------------------------
 
@@ -126,17 +113,12 @@ class Search {
   Result solve(const std::vector<Literal>& assumptions = {});
 
   /// After kSat, until the next solve: whether `literal` is true in the model.
-  /// A literal of a variable without value is false.
+  /// A literal of a variable made since is false.
   bool model_value(Literal literal) const {
-    return model_state(literal.variable()) ==
-           (literal.is_negated() ? Value::kFalse : Value::kTrue);
-  }
-  /// After kSat, until the next solve: the value of `variable` in the model.
-  /// kUnassigned for variables that may not be decided and were not implied,
-  /// and for variables made since.
-  Value model_state(int variable) const {
-    const auto position = static_cast<std::size_t>(variable);
-    return position < model_.size() ? model_[position] : Value::kUnassigned;
+    const auto position = static_cast<std::size_t>(literal.variable());
+    return position < model_.size() &&
+           model_[position] ==
+               (literal.is_negated() ? Value::kFalse : Value::kTrue);
   }
 
   /// After kUnsat, until the next solve: assumptions that together with the
@@ -198,7 +180,6 @@ class Search {
     ClauseRef reason = kNoReason;  // meaningful while assigned
     int level = 0;                 // meaningful while assigned
     bool theory = false;
-    bool decidable = true;
   };
 
   /// Marks of the variables during conflict analysis.

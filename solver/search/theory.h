@@ -23,8 +23,8 @@ namespace vorn::solver {
 /// alone; they may repeat a literal. Vectors that a call fills arrive empty
 /// and belong to the search.
 ///
-/// No call may change the search, except that next_lemma may make variables and
-/// set their phases and activities. All may read its assignment.
+/// No call may change the search, except that next_lemma may make variables.
+/// All may read its assignment.
 ///
 /// Threads: none; all calls come from the thread that runs Search::solve or
 /// Search::shrink_variables.

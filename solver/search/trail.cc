@@ -20,13 +20,11 @@ void Search::backtrack(int level) {
   const auto start = static_cast<std::size_t>(level_starts_[target]);
   for (std::size_t i = trail_.size(); i-- > start;) {
     const Literal literal = trail_[i];
-    const int variable = literal.variable();
     values_[literal.index()] = Value::kUnassigned;
     values_[(~literal).index()] = Value::kUnassigned;
-    if (options_.save_phases) phases_.save(literal);
-    if (!heap_.contains(variable) && variable_at(variable).decidable) {
-      heap_.insert(variable);
-    }
+    phases_.save(literal);
+    const int variable = literal.variable();
+    if (!heap_.contains(variable)) heap_.insert(variable);
   }
   trail_.resize(start);
   level_starts_.resize(target);

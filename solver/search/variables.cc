@@ -17,24 +17,11 @@ int Search::new_variable(bool theory_variable) {
   watches_.resize(2 * variables_.size());
   marks_.push_back(Mark::kNone);
   trail_.reserve(variables_.capacity());
-  phases_.new_variable(options_.default_phase);
+  phases_.new_variable();
   // Far below one bump: only breaks ties.
   heap_.new_variable(options_.seed == 0 ? 0.0 : 1e-3 * random_.fraction());
   heap_.insert(result);
   return result;
-}
-
-void Search::set_decision(int variable, bool decidable) {
-  variable_at(variable).decidable = decidable;
-  if (decidable) heap_.insert(variable);
-}
-
-void Search::set_phase(int variable, bool value) {
-  phases_.set(variable, value);
-}
-
-void Search::bump(int variable) {
-  heap_.bump(variable);
 }
 
 void Search::shrink_variables(int count) {

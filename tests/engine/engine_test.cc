@@ -474,7 +474,6 @@ TEST_F(EngineTest, SetOptionsKeepsAssertionsAndLevels) {
   engine.assert_term(leq(y, x, 0));
   EXPECT_EQ(engine.check(), Answer::kUnsat);
   EngineOptions options = engine.options();
-  options.search.restart_style = RestartStyle::kNever;
   options.search.seed = 7;
   options.lemmas.dl_tlemma_kinds = 3;
   options.check_models = false;

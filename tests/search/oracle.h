@@ -150,27 +150,21 @@ inline Clauses pigeonhole(int pigeons, int holes) {
 }
 
 /// Settings that make the rare parts of the search common: restarts,
-/// reductions, rephasing and random decisions at every turn.
+/// reductions and rephasing at every turn.
 inline SearchOptions random_options(Random& random) {
   SearchOptions options;
-  constexpr RestartStyle kStyles[] = {RestartStyle::kLuby, RestartStyle::kGlue,
-                                      RestartStyle::kAlternating,
-                                      RestartStyle::kNever};
-  options.restart_style = kStyles[random.below(4)];
-  if (random.below(2) == 0) options.restart_unit = 1 + random.below(10);
-  if (random.below(2) == 0) options.alternation_unit = 1 + random.below(20);
-  if (random.below(2) == 0) options.reduce_interval = 1 + random.below(20);
+  const auto from_1_to = [&random](int most) {
+    return 1 + static_cast<std::uint64_t>(random.below(most));
+  };
+  if (random.below(2) == 0) options.restart_unit = from_1_to(10);
+  if (random.below(2) == 0) options.alternation_unit = from_1_to(20);
+  if (random.below(2) == 0) options.reduce_interval = from_1_to(20);
   if (random.below(4) == 0) options.reduce_fraction = 1.0;
   if (random.below(4) == 0) options.keep_glue = 0;
   if (random.below(4) == 0) options.middle_glue = 0;
-  if (random.below(2) == 0) options.rephase_interval = random.below(10);
+  if (random.below(2) == 0) options.rephase_interval = from_1_to(10);
   if (random.below(4) == 0) options.variable_decay = 0.5;
   if (random.below(4) == 0) options.clause_decay = 0.5;
-  if (random.below(4) == 0) options.random_decisions = 0.1;
-  if (random.below(4) == 0) options.save_phases = false;
-  if (random.below(4) == 0) options.target_phases = false;
-  if (random.below(4) == 0) options.minimise_through_theory = false;
-  options.default_phase = random.below(2) == 0;
   options.seed = random.below(2) == 0 ? 0 : random.next();
   return options;
 }

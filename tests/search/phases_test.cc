@@ -7,20 +7,20 @@ namespace vorn::solver {
 namespace {
 
 // Later decisions repeat what propagation found only if it was saved.
-TEST(PhasesTest, SaveChangesSavedNotFirst) {
+TEST(PhasesTest, SaveChangesSaved) {
   Phases phases;
-  phases.new_variable(true);
-
-  phases.save(Literal(0, true));
-
+  phases.new_variable();
   EXPECT_FALSE(phases.saved(0));
-  EXPECT_TRUE(phases.first(0));
+
+  phases.save(Literal(0, false));
+
+  EXPECT_TRUE(phases.saved(0));
 }
 
 // A smaller assignment must not replace a larger one as the target.
 TEST(PhasesTest, TargetIsLargestAssignment) {
   Phases phases;
-  for (int i = 0; i < 3; ++i) phases.new_variable(false);
+  for (int i = 0; i < 3; ++i) phases.new_variable();
 
   phases.record_assignment({Literal(0, false), Literal(1, false)}, 2);
   phases.record_assignment({Literal(0, true), Literal(2, false)}, 1);
@@ -30,22 +30,10 @@ TEST(PhasesTest, TargetIsLargestAssignment) {
   EXPECT_FALSE(phases.target(2)) << "no target: the saved phase";
 }
 
-// The caller's hint counts even where the search has a target.
-TEST(PhasesTest, SetOverridesTarget) {
+// The round of rephasings: to the target, to all false.
+TEST(PhasesTest, RephaseTakesTargetThenFalse) {
   Phases phases;
-  phases.new_variable(false);
-  phases.record_assignment({Literal(0, false)}, 1);
-
-  phases.set(0, false);
-
-  EXPECT_FALSE(phases.target(0));
-  EXPECT_FALSE(phases.saved(0));
-}
-
-// The round of rephasings: to the target, to the first phases.
-TEST(PhasesTest, RephaseTakesTargetThenFirst) {
-  Phases phases;
-  for (int i = 0; i < 2; ++i) phases.new_variable(false);
+  for (int i = 0; i < 2; ++i) phases.new_variable();
   Random random(1);
   phases.record_assignment({Literal(1, false)}, 1);
 

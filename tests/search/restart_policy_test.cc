@@ -26,12 +26,16 @@ TEST(RestartPolicyTest, LubyFollowsItsDefinition) {
   }
 }
 
-// Restarts must come at the unit times the sequence, no matter the glue.
-TEST(RestartPolicyTest, LubyStyleCountsConflicts) {
+// Restarts of a stable stretch must come at the unit times the sequence, no
+// matter the glue.
+TEST(RestartPolicyTest, StableStretchCountsConflicts) {
   SearchOptions options;
-  options.restart_style = RestartStyle::kLuby;
   options.restart_unit = 10;
+  options.alternation_unit = 1000;
   RestartPolicy policy(options);
+  for (int i = 0; i < 1000; ++i) policy.record_conflict(5);
+  policy.record_restart();
+  ASSERT_TRUE(policy.is_stable());
 
   for (std::uint64_t i = 1; i <= 20; ++i) {
     for (std::uint64_t k = 0; k < 10 * luby(i); ++k) {
@@ -44,9 +48,9 @@ TEST(RestartPolicyTest, LubyStyleCountsConflicts) {
 }
 
 // A run of bad clauses has to trigger a restart, a good one must not.
-TEST(RestartPolicyTest, GlueStyleReactsToWorseClauses) {
+TEST(RestartPolicyTest, FirstStretchReactsToWorseClauses) {
   SearchOptions options;
-  options.restart_style = RestartStyle::kGlue;
+  options.alternation_unit = 10000;
   RestartPolicy policy(options);
 
   for (int i = 0; i < 1000; ++i) policy.record_conflict(10);
@@ -60,9 +64,8 @@ TEST(RestartPolicyTest, GlueStyleReactsToWorseClauses) {
 }
 
 // The alternation must go on for ever, with both kinds of stretches.
-TEST(RestartPolicyTest, AlternatingStyleSwitchesBothWays) {
+TEST(RestartPolicyTest, StretchesTakeTurns) {
   SearchOptions options;
-  options.restart_style = RestartStyle::kAlternating;
   options.restart_unit = 8;
   options.alternation_unit = 50;
   RestartPolicy policy(options);
@@ -79,17 +82,6 @@ TEST(RestartPolicyTest, AlternatingStyleSwitchesBothWays) {
   }
 
   EXPECT_GE(switches, 4);
-}
-
-// Runs to be compared step by step must not be cut up by restarts.
-TEST(RestartPolicyTest, NeverStyleNeverRestarts) {
-  SearchOptions options;
-  options.restart_style = RestartStyle::kNever;
-  RestartPolicy policy(options);
-
-  for (int i = 0; i < 10000; ++i) policy.record_conflict(i);
-
-  EXPECT_FALSE(policy.wants_restart());
 }
 
 // A start value of zero must not pull the first averages down.

@@ -120,60 +120,14 @@ TEST(SearchTest, SolveWithFalseAssumptionNamesIt) {
   EXPECT_TRUE(search.is_consistent());
 }
 
-// The caller's hints decide which model is found first.
-TEST(SearchTest, SetPhaseChoosesTheModel) {
-  for (const bool phase : {false, true}) {
-    SearchOptions options;
-    options.default_phase = !phase;
-    Search search(nullptr, options);
-    make_variables(search, 2);
-    search.set_phase(0, phase);
-
-    ASSERT_EQ(search.solve(), Search::Result::kSat);
-
-    EXPECT_EQ(search.model_value(positive(0)), phase);
-    EXPECT_EQ(search.model_value(positive(1)), !phase);
-  }
-}
-
-// Variables that need no value must not cost decisions.
-TEST(SearchTest, SetDecisionLeavesVariableOpen) {
-  Search search;
-  make_variables(search, 3);
-  search.add_clause({negative(0), positive(1)});
-  search.set_decision(1, false);
-  search.set_decision(2, false);
-
-  ASSERT_EQ(search.solve({positive(0)}), Search::Result::kSat);
-  EXPECT_EQ(search.model_state(1), Value::kTrue);
-  EXPECT_EQ(search.model_state(2), Value::kUnassigned);
-  EXPECT_FALSE(search.model_value(positive(2)));
-  EXPECT_FALSE(search.model_value(negative(2)));
-
-  search.set_decision(2, true);
-  ASSERT_EQ(search.solve(), Search::Result::kSat);
-  EXPECT_NE(search.model_state(2), Value::kUnassigned);
-}
-
 // Asking for newer variables than the model's must not read out of bounds.
-TEST(SearchTest, ModelStateOfNewVariableIsUnassigned) {
+TEST(SearchTest, ModelHasNoValueOfNewVariable) {
   Search search;
   ASSERT_EQ(search.solve(), Search::Result::kSat);
 
-  EXPECT_EQ(search.model_state(search.new_variable()), Value::kUnassigned);
-}
-
-// The most active variable is decided first, so here its phase wins.
-TEST(SearchTest, BumpMovesVariableForward) {
-  Search search;
-  make_variables(search, 2);
-  search.add_clause({positive(0), positive(1)});
-
-  search.bump(1);
-  ASSERT_EQ(search.solve(), Search::Result::kSat);
-
-  EXPECT_TRUE(search.model_value(negative(1)));
-  EXPECT_TRUE(search.model_value(positive(0)));
+  const int variable = search.new_variable();
+  EXPECT_FALSE(search.model_value(positive(variable)));
+  EXPECT_FALSE(search.model_value(negative(variable)));
 }
 
 // Without the flag a caller cannot give up.
@@ -251,7 +205,6 @@ TEST(SearchTest, SameSeedRepeatsTheRun) {
   for (const std::uint64_t seed : {5U, 5U, 6U}) {
     SearchOptions options;
     options.seed = seed;
-    options.random_decisions = 0.05;
     Search search(nullptr, options);
     Random random(1);
     make_variables(search, 120);

@@ -54,9 +54,9 @@ TEST_F(TheoryTest, SilentTheorySeesAllTheoryLiterals) {
 // Advice decides what the theory has an opinion on, and nothing else.
 TEST_F(TheoryTest, AdviceIsTakenForDecisions) {
   make_theory_variables(3);
+  ASSERT_EQ(search_.solve({positive(1), positive(2)}), Search::Result::kSat);
+  // Now the values that these two had last are true.
   theory_.advice = {{0, true}, {1, false}};
-  search_.set_phase(1, true);
-  search_.set_phase(2, true);
 
   ASSERT_EQ(search_.solve(), Search::Result::kSat);
 
