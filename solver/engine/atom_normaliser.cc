@@ -84,7 +84,7 @@ AtomNormaliser::NormalForm AtomNormaliser::read(const Term* atom) {
     for (LinearSum::Monomial& m : sum.monomials) m.coefficient = -m.coefficient;
     sum.constant = -sum.constant;
     const Term* geq = leq == nullptr ? nullptr : normalise_sum(sum, false, 0);
-    if (geq != nullptr) result.term = store_.make_and(leq, geq);
+    if (geq != nullptr) result.term = store_.make_and({leq, geq});
     return result;
   }
   const bool strict = atom->kind == Kind::kLess;

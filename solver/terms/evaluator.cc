@@ -32,11 +32,6 @@ std::uint64_t Evaluator::keep(QNumber value) {
   return numbers_.size() - 1 + kFirstNumber;
 }
 
-TermValue Evaluator::evaluate(const Term* term) {
-  if (term->is_bool()) return bool_value(term);
-  return number_value(term);
-}
-
 bool Evaluator::bool_value(const Term* term) {
   compute(term);
   return known_bool(term);

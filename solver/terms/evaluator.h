@@ -4,16 +4,12 @@
 
 #include <cstdint>
 #include <deque>
-#include <variant>
 #include <vector>
 
 #include "solver/terms/term.h"
 #include "vorn/numbers/q_number.h"
 
 namespace vorn::solver {
-
-/// The value of a Boolean or of an arithmetic term.
-using TermValue = std::variant<bool, QNumber>;
 
 /// An interpretation: where an Evaluator gets the values of symbols from. It is
 /// asked at most once per symbol between two calls of Evaluator::clear.
@@ -46,12 +42,9 @@ class Evaluator {
   /// Asks `symbols` for the values of symbols.
   explicit Evaluator(Interpretation& symbols) : symbols_(symbols) {}
 
-  /// The value of any term.
-  TermValue evaluate(const Term* term);
-
-  /// Requires: a Boolean term.
+  /// The value of a Boolean term.
   bool bool_value(const Term* term);
-  /// Requires: an arithmetic term.
+  /// The value of an arithmetic term.
   const QNumber& number_value(const Term* term);
 
   /// Forgets all values; to be called when the interpretation has changed.

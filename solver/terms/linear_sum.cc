@@ -91,8 +91,4 @@ bool Lineariser::run(LinearSum& sum) {
   return true;
 }
 
-bool linearise(const Term* term, LinearSum& sum) {
-  return Lineariser().linearise(term, sum);
-}
-
 }  // namespace vorn::solver

@@ -68,9 +68,6 @@ class Lineariser {
   std::vector<Pending> heap_;  // greatest id first
 };
 
-/// Lineariser::linearise for a single term.
-bool linearise(const Term* term, LinearSum& sum);
-
 }  // namespace vorn::solver
 
 #endif  // VORN_SOLVER_TERMS_LINEAR_SUM_H

@@ -16,42 +16,14 @@
 namespace vorn::solver {
 namespace {
 
+// In the order of Kind; a symbol and a number have none.
+constexpr const char* kOperators[] = {
+    "true", "false", "",         "",    "not", "and", "or", "xor",
+    "=>",   "=",     "distinct", "ite", "<=",  "<",   "+",  "*"};
+
 const char* operator_of(Kind kind) {
-  switch (kind) {
-    case Kind::kTrue:
-      return "true";
-    case Kind::kFalse:
-      return "false";
-    case Kind::kNot:
-      return "not";
-    case Kind::kAnd:
-      return "and";
-    case Kind::kOr:
-      return "or";
-    case Kind::kXor:
-      return "xor";
-    case Kind::kImplies:
-      return "=>";
-    case Kind::kEqual:
-      return "=";
-    case Kind::kDistinct:
-      return "distinct";
-    case Kind::kIte:
-      return "ite";
-    case Kind::kLeq:
-      return "<=";
-    case Kind::kLess:
-      return "<";
-    case Kind::kPlus:
-      return "+";
-    case Kind::kTimes:
-      return "*";
-    case Kind::kSymbol:
-    case Kind::kNumber:
-      break;
-  }
-  assert(false && "has no operator");
-  return "";
+  assert(kind != Kind::kSymbol && kind != Kind::kNumber);
+  return kOperators[static_cast<std::size_t>(kind)];
 }
 
 bool is_digit(char c) {
@@ -242,16 +214,8 @@ bool is_reserved_word(std::string_view name) {
 }
 
 const char* print_sort(Sort sort) {
-  switch (sort) {
-    case Sort::kBool:
-      return "Bool";
-    case Sort::kInt:
-      return "Int";
-    case Sort::kReal:
-      return "Real";
-  }
-  assert(false && "no sort");
-  return "";
+  constexpr const char* kNames[] = {"Bool", "Int", "Real"};
+  return kNames[static_cast<std::size_t>(sort)];
 }
 
 }  // namespace vorn::solver

@@ -221,10 +221,6 @@ const Term* const* TermStore::copy_args(const Term* const* args,
   return copy;
 }
 
-const Term* TermStore::make_unary(Kind kind, Sort sort, const Term* a) {
-  return find_or_make({kind, sort, &a, 1});
-}
-
 const Term* TermStore::make_binary(Kind kind, Sort sort, const Term* a,
                                    const Term* b) {
   const Term* args[] = {a, b};
@@ -277,7 +273,7 @@ const Term* TermStore::make_not(const Term_* term) {
   if (a->kind == Kind::kTrue) return false_;
   if (a->kind == Kind::kFalse) return true_;
   if (a->kind == Kind::kNot) return a->arg(0);
-  return make_unary(Kind::kNot, Sort::kBool, a);
+  return find_or_make({Kind::kNot, Sort::kBool, &a, 1});
 }
 
 const Term* TermStore::make_junction(Kind kind, const Term* const* terms,
@@ -299,11 +295,6 @@ const Term* TermStore::make_junction(Kind kind, const Term* const* terms,
 
 const Term* TermStore::make_and(const std::vector<const Term*>& terms) {
   return make_junction(Kind::kAnd, terms.data(), terms.size());
-}
-
-const Term* TermStore::make_and(const Term* a, const Term* b) {
-  const Term* args[] = {a, b};
-  return make_junction(Kind::kAnd, args, 2);
 }
 
 const Term* TermStore::make_or(const std::vector<const Term*>& terms) {

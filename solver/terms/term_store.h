@@ -90,8 +90,6 @@ class TermStore final : public TermManager {
 
   /// The conjunction; of no terms it is true.
   const Term* make_and(const std::vector<const Term*>& terms);
-  /// a and b.
-  const Term* make_and(const Term* a, const Term* b);
   /// The disjunction; of no terms it is false.
   const Term* make_or(const std::vector<const Term*>& terms);
   /// Either a or b.
@@ -163,7 +161,6 @@ class TermStore final : public TermManager {
   void grow_index();
   const Term* const* copy_args(const Term* const* args, std::size_t count);
 
-  const Term* make_unary(Kind kind, Sort sort, const Term* a);
   const Term* make_binary(Kind kind, Sort sort, const Term* a, const Term* b);
   const Term* make_nary(Kind kind, Sort sort,
                         const std::vector<const Term*>& terms);

@@ -44,8 +44,8 @@ TEST_F(StatedBoundsTest, ReadingSeesThroughConjunctions) {
   const Term* b = at_most(y_, z_, 2);
   const Term* c = at_most(z_, x_, 3);
   const Term* formula = store_.make_and(
-      store_.make_and(a, store_.make_not(store_.make_or(b, p_))),
-      store_.make_or(p_, c));
+      {store_.make_and({a, store_.make_not(store_.make_or(b, p_))}),
+       store_.make_or(p_, c)});
 
   const Statements outright = read({p_, formula});
 
@@ -68,7 +68,7 @@ TEST_F(StatedBoundsTest, ReadingOfCasesMarksThem) {
   const Term* b = at_most(y_, z_, 2);
   const Term* c = at_most(z_, x_, 3);
 
-  const Statements all = read({store_.make_implies(p_, store_.make_and(a, b)),
+  const Statements all = read({store_.make_implies(p_, store_.make_and({a, b})),
                                store_.make_not(store_.make_implies(a, c))},
                               true);
 
@@ -103,7 +103,7 @@ TEST_F(StatedBoundsTest, ReadingFindsTheFirstClash) {
 
   EXPECT_FALSE(read({p_, q}).clash.has_value());
   const Statements both =
-      read({q, store_.make_and(p_, q), store_.make_not(p_)});
+      read({q, store_.make_and({p_, q}), store_.make_not(p_)});
 
   ASSERT_TRUE(both.clash.has_value());
   EXPECT_EQ(both.clash->term, p_);

@@ -245,8 +245,8 @@ const Term* separation_term(ShopComparison& comparison,
       return store.make_ite(name(0), part(0), part(1));
     case 1:
       return store.make_and(
-          store.make_implies(name(0), part(0)),
-          store.make_implies(store.make_not(name(0)), part(1)));
+          {store.make_implies(name(0), part(0)),
+           store.make_implies(store.make_not(name(0)), part(1))});
     case 2:
       return store.make_and({store.make_or(name(0), name(1)),
                              store.make_implies(name(0), part(0)),

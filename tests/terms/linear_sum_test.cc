@@ -54,7 +54,7 @@ TEST_F(LineariserTest, LineariseCollectsCoefficientsAndConstant) {
       {times(3, store.make_plus({y, number(2), ite})), times(-1, x), number(4),
        store.make_times(y, number(2))});
 
-  ASSERT_TRUE(linearise(term, sum));
+  ASSERT_TRUE(Lineariser().linearise(term, sum));
 
   ASSERT_EQ(sum.monomials.size(), 3U);
   EXPECT_EQ(sum.monomials[0].leaf, x);
@@ -82,13 +82,13 @@ TEST_F(LineariserTest, LineariseProductOfLeavesFailsAndLeavesNothingBehind) {
 // Whether an atom is in the fragment must not hang on coefficients.
 TEST_F(LineariserTest, LineariseProductThatCancelsStillFails) {
   const Term* product = store.make_times(x, y);
-  EXPECT_FALSE(linearise(store.make_minus(product, product), sum));
+  EXPECT_FALSE(Lineariser().linearise(store.make_minus(product, product), sum));
 }
 
 // What is inside an ite is decided elsewhere.
 TEST_F(LineariserTest, LineariseLooksIntoNoIte) {
   const Term* ite = store.make_ite(p, store.make_times(x, y), x);
-  ASSERT_TRUE(linearise(ite, sum));
+  ASSERT_TRUE(Lineariser().linearise(ite, sum));
   ASSERT_EQ(sum.monomials.size(), 1U);
   EXPECT_EQ(sum.monomials[0].leaf, ite);
 }
@@ -142,7 +142,7 @@ TEST_F(LineariserTest, LineariseAMillionDeepOverManySymbolsEnds) {
     term = store.make_plus(leaf, term);
   }
 
-  ASSERT_TRUE(linearise(term, sum));
+  ASSERT_TRUE(Lineariser().linearise(term, sum));
 
   expect_invariant(sum);
   EXPECT_EQ(sum.monomials.size(), kDepth / 2 + 1U);
@@ -155,7 +155,7 @@ TEST_F(LineariserTest, LineariseDoublingGraphIsExact) {
   const Term* term = x;
   for (int i = 0; i < 10000; ++i) term = store.make_plus(term, term);
 
-  ASSERT_TRUE(linearise(term, sum));
+  ASSERT_TRUE(Lineariser().linearise(term, sum));
 
   ASSERT_EQ(sum.monomials.size(), 1U);
   mpz_class expected = 1;
@@ -170,7 +170,7 @@ TEST_F(LineariserTest, LineariseCancellingGraphStaysSmall) {
     term = store.make_plus({term, times(-1, term), y});
   }
 
-  ASSERT_TRUE(linearise(term, sum));
+  ASSERT_TRUE(Lineariser().linearise(term, sum));
 
   ASSERT_EQ(sum.monomials.size(), 1U);
   EXPECT_EQ(sum.monomials[0].leaf, y);

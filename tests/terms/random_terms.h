@@ -198,7 +198,7 @@ class RandomTerms {
       case 9:
         return add_bool(store_.make_ite(ta, tb, tc), va ? vb : vc);
       case 10:
-        return add_bool(store_.make_and(ta, tb), va && vb);
+        return add_bool(store_.make_and({ta, tb}), va && vb);
       case 11:
         return add_bool(store_.make_equal(tx, ty), vx == vy);
       case 12:

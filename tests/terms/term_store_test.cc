@@ -280,7 +280,7 @@ TEST_F(TermStoreTest, MakeNestedAMillionDeepStaysShared) {
   const auto make_deep = [&] {
     const Term* term = p;
     for (int i = 0; i < 1000000; ++i) {
-      term = store.make_not(store.make_and(term, i % 2 == 0 ? q : r));
+      term = store.make_not(store.make_and({term, i % 2 == 0 ? q : r}));
     }
     return term;
   };
