@@ -69,8 +69,7 @@ bool Search::resolve_conflict(bool from_theory) {
 
 void Search::learn_from_conflict(int level) {
   backtrack(level);
-  phases_.record_assignment(trail_,
-                            static_cast<std::size_t>(level_starts_.back()));
+  phases_.record_assignment(trail_, level_starts_.back());
   analyze();
   minimise();
   learn(derive(learnt_));
@@ -166,11 +165,7 @@ void Search::use_clause(ClauseRef ref) {
     ++stamp_;
     int levels = 0;
     for (int i = 0; i < clause.size() && levels < glue; ++i) {
-      const int level = level_of(clause[i].variable());
-      std::uint64_t& seen = level_stamps_[static_cast<std::size_t>(level)];
-      if (level == 0 || seen == stamp_) continue;
-      seen = stamp_;
-      ++levels;
+      if (stamp_level(clause[i])) ++levels;
     }
     if (levels < glue) {
       glue = levels;
@@ -180,18 +175,22 @@ void Search::use_clause(ClauseRef ref) {
   clause.set_use(glue <= options_.middle_glue ? 2 : 1);
 }
 
+/// Stamps the level of an assigned literal. False if it is 0 or was stamped.
+bool Search::stamp_level(Literal literal) {
+  const int level = level_of(literal.variable());
+  std::uint64_t& seen = level_stamps_[static_cast<std::size_t>(level)];
+  if (level == 0 || seen == stamp_) return false;
+  seen = stamp_;
+  return true;
+}
+
 /// Stamps the levels of the assigned literals of `clause`, level 0 left out,
 /// and returns how many there are.
 int Search::stamp_levels(const std::vector<Literal>& clause) {
   ++stamp_;
   int result = 0;
   for (const Literal literal : clause) {
-    if (value(literal) == Value::kUnassigned) continue;
-    const int level = level_of(literal.variable());
-    std::uint64_t& seen = level_stamps_[static_cast<std::size_t>(level)];
-    if (level == 0 || seen == stamp_) continue;
-    seen = stamp_;
-    ++result;
+    if (value(literal) != Value::kUnassigned && stamp_level(literal)) ++result;
   }
   return result;
 }
@@ -337,8 +336,7 @@ void Search::analyze_assumption(Literal assumption) {
   if (level_of(assumption.variable()) == 0) return;
   mark_of(assumption.variable()) = Mark::kSeen;
   marked_.push_back(assumption.variable());
-  const auto start = static_cast<std::size_t>(level_starts_[0]);
-  for (std::size_t i = trail_.size(); i-- > start;) {
+  for (std::size_t i = trail_.size(); i-- > level_starts_[0];) {
     const Literal literal = trail_[i];
     if (mark_of(literal.variable()) == Mark::kNone) continue;
     const ClauseRef reason = reason_of(literal);

@@ -139,10 +139,7 @@ void Search::derive_failed() {
   // Against its own opposite no premise is needed.
   const ClauseRef reason = variable_at(variable).reason;
   if (reason == kNoReason) return;
-  const Clause clause = clause_of(reason);
-  conflict_.clear();
-  for (int k = 0; k < clause.size(); ++k) conflict_.push_back(clause[k]);
-  conflict_number_ = number_of(reason);
+  note_conflict(reason);
   std::vector<Literal> negated;
   for (const Literal literal : failed_) negated.push_back(~literal);
   derive(negated);

@@ -34,13 +34,14 @@ Search::Fixpoint Search::propagate() {
   }
 }
 
-/// Makes a stored clause, all of whose literals are false, the conflict.
+/// Makes a stored clause, all of whose literals are false but perhaps the one
+/// that it is the reason of, the conflict.
 void Search::note_conflict(ClauseRef conflict) {
-  const Clause clause = clauses_[conflict];
+  const Clause clause = clause_of(conflict);
   conflict_.clear();
   for (int i = 0; i < clause.size(); ++i) conflict_.push_back(clause[i]);
   conflict_ref_ = conflict;
-  conflict_number_ = clauses_.number(conflict);
+  conflict_number_ = number_of(conflict);
 }
 
 /// Returns a clause all of whose literals are false, or kNoReason.

@@ -121,10 +121,7 @@ void Search::delete_useless() {
 /// Whether there are new level-0 literals and the last look at all clauses has
 /// been paid for by propagation.
 bool Search::wants_simplification() const {
-  const std::size_t fixed = level_starts_.empty()
-                                ? trail_.size()
-                                : static_cast<std::size_t>(level_starts_[0]);
-  return fixed > simplified_literals_ &&
+  return num_fixed() > simplified_literals_ &&
          statistics_.propagations >= next_simplification_;
 }
 
@@ -138,9 +135,7 @@ void Search::simplify() {
 /// the others. The caller then has to call drop_deleted.
 void Search::mark_satisfied() {
   assert(clause_head_ == trail_.size());
-  simplified_literals_ = level_starts_.empty()
-                             ? trail_.size()
-                             : static_cast<std::size_t>(level_starts_[0]);
+  simplified_literals_ = num_fixed();
   next_simplification_ = statistics_.propagations + clauses_.num_words();
   for (const std::vector<ClauseRef>* list : {&given_, &learnts_}) {
     for (const ClauseRef ref : *list) simplify_clause(ref);

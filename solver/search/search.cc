@@ -146,8 +146,7 @@ int Search::reusable_level() {
   if (heap_.is_empty()) return level();
   const int next = heap_.top();
   while (result < level()) {
-    const auto start = static_cast<std::size_t>(
-        level_starts_[static_cast<std::size_t>(result)]);
+    const std::size_t start = level_starts_[static_cast<std::size_t>(result)];
     if (!heap_.is_before(trail_[start].variable(), next)) break;
     ++result;
   }

@@ -236,6 +236,11 @@ class Search {
            variable_at(literal.variable()).level == 0;
   }
 
+  // How many literals level 0 holds.
+  std::size_t num_fixed() const {
+    return level_starts_.empty() ? trail_.size() : level_starts_[0];
+  }
+
   // search.cc: the main loop.
   Result do_solve();
   Literal pick_assumption(bool& failed);
@@ -288,6 +293,7 @@ class Search {
   void minimise();
   bool is_redundant(Literal literal);
   void shorten_by_binaries();
+  bool stamp_level(Literal literal);
   int stamp_levels(const std::vector<Literal>& clause);
   void clear_marks();
   void learn(ClauseNumber number);
@@ -340,10 +346,11 @@ class Search {
   // Assignment. values_ and watches_ are indexed by literal.
   std::vector<Value> values_;
   std::vector<Variable> variables_;
-  std::vector<Literal> trail_;     // capacity for all variables
-  std::vector<int> level_starts_;  // trail size when level i + 1 was opened
-  std::size_t clause_head_ = 0;    // trail_ from here on is not propagated
-  std::size_t theory_head_ = 0;    // trail_ from here on is not told
+  std::vector<Literal> trail_;  // capacity for all variables
+  // Trail size when level i + 1 was opened.
+  std::vector<std::size_t> level_starts_;
+  std::size_t clause_head_ = 0;  // trail_ from here on is not propagated
+  std::size_t theory_head_ = 0;  // trail_ from here on is not told
 
   // Clauses.
   ClauseGate gate_;

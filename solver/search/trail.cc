@@ -8,7 +8,7 @@
 namespace vorn::solver {
 
 void Search::open_level() {
-  level_starts_.push_back(static_cast<int>(trail_.size()));
+  level_starts_.push_back(trail_.size());
   if (level_stamps_.size() <= level_starts_.size()) level_stamps_.push_back(0);
   if (theory_ != nullptr) theory_->new_level();
 }
@@ -17,7 +17,7 @@ void Search::backtrack(int level) {
   assert(level >= 0);
   if (level >= this->level()) return;
   const auto target = static_cast<std::size_t>(level);
-  const auto start = static_cast<std::size_t>(level_starts_[target]);
+  const std::size_t start = level_starts_[target];
   for (std::size_t i = trail_.size(); i-- > start;) {
     const Literal literal = trail_[i];
     values_[literal.index()] = Value::kUnassigned;
