@@ -21,36 +21,6 @@ std::size_t index(int i) {
   return static_cast<std::size_t>(i);
 }
 
-/// Says when to look at machines at all: always while the search asks why for
-/// one literal in twenty, else once in 32 times. On shops and sets of
-/// frequencies it asks for one in seven, on queens, where `distinct` makes
-/// machines of rows, for one in seventy.
-class Worth {
- public:
-  /// Whether it is time.
-  bool is_due() {
-    if (balance_ > 0 || num_passed_ >= kPassed) {
-      num_passed_ = 0;
-      return true;
-    }
-    ++num_passed_;
-    return false;
-  }
-  /// So many literals were implied.
-  void implied(std::size_t count) {
-    balance_ = std::max(balance_ - static_cast<std::int64_t>(count), -kMost);
-  }
-  /// One of them was explained, or a conflict was.
-  void explained() { balance_ = std::min(balance_ + kGain, kMost); }
-
- private:
-  static constexpr std::int64_t kGain = 20;
-  static constexpr std::int64_t kMost = 2000;
-  static constexpr int kPassed = 31;
-  std::int64_t balance_ = kMost;
-  int num_passed_ = 0;
-};
-
 template <class T>
 class Propagation final : public MachinePropagation {
  public:
@@ -126,8 +96,8 @@ class Propagation final : public MachinePropagation {
            std::vector<Literal>& conflict) override {
     if (!worth_.is_due()) return true;
     const bool is_consistent = look(implied, conflict);
-    worth_.implied(implied.size());
-    if (!is_consistent) worth_.explained();
+    worth_.pay(static_cast<int>(implied.size()));
+    if (!is_consistent) worth_.gain();
     return is_consistent;
   }
 
@@ -137,7 +107,7 @@ class Propagation final : public MachinePropagation {
 
   void explain(Literal literal, std::vector<Literal>& reason) override {
     ++counters_.explanations;
-    worth_.explained();
+    worth_.gain();
     expand(log_.reason(literal), T());
     finish_explanation(reason);
   }
@@ -425,7 +395,11 @@ class Propagation final : public MachinePropagation {
     if (!state.holds(search_) || !state.pace.is_due()) return true;
     const std::size_t num_records = log_.size();
     const bool is_consistent = run_rules(state, implied, conflict);
-    state.pace.ran(!is_consistent || log_.size() > num_records);
+    if (!is_consistent || log_.size() > num_records) {
+      state.pace.gain();
+    } else {
+      state.pace.pay(1);
+    }
     return is_consistent;
   }
 
@@ -592,7 +566,9 @@ class Propagation final : public MachinePropagation {
   /// What was found, and why.
   Log log_;
 
-  Worth worth_;
+  /// When to look at machines at all: always while the search asks why for one
+  /// literal in twenty, else once in 32 times.
+  Pace worth_{20, -2000, 2000, 31};
   Counters counters_;
 
   // Scratch space.

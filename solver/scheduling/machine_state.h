@@ -18,28 +18,32 @@
 
 namespace vorn::solver {
 
-/// Says when the rules of a machine are to run: always while one run in a dozen
-/// finds something, else once in eight times.
-class MachinePace {
+/// Says when to do what pays only now and then: always while what it brought
+/// makes up for what it cost, else once after so many times.
+class Pace {
  public:
-  /// Whether they are to run now.
+  /// What a gain is worth, how far gains and costs are remembered, and how many
+  /// times are passed over.
+  constexpr Pace(int gain, int least, int most, int passed)
+      : gain_(gain), least_(least), most_(most), passed_(passed) {}
+
+  /// Whether it is time.
   bool is_due() {
-    if (credit_ > 0 || num_passed_ >= kPassed) return true;
-    ++num_passed_;
-    return false;
-  }
-  /// They ran.
-  void ran(bool has_found) {
-    credit_ =
-        has_found ? std::min(credit_ + kGain, kMost) : std::max(credit_ - 1, 0);
+    if (credit_ <= 0 && num_passed_++ < passed_) return false;
     num_passed_ = 0;
+    return true;
   }
+  /// It brought something.
+  void gain() { credit_ = std::min(credit_ + gain_, most_); }
+  /// It cost so much.
+  void pay(int cost) { credit_ = std::max(credit_ - cost, least_); }
 
  private:
-  static constexpr int kGain = 12;
-  static constexpr int kMost = 48;
-  static constexpr int kPassed = 7;
-  int credit_ = kMost;
+  int gain_;
+  int least_;
+  int most_;
+  int passed_;
+  int credit_ = most_;
   int num_passed_ = 0;
 };
 
@@ -101,8 +105,9 @@ struct MachineState {
   bool is_awake = false;
   /// Nothing has changed since its rules ran.
   bool is_settled = true;
-  /// How often its rules run.
-  MachinePace pace;
+  /// When its rules run: always while one run in a dozen finds something, else
+  /// once in eight times.
+  Pace pace{12, 0, 48, 7};
 
   /// How many tasks there are.
   std::size_t num_tasks() const { return machine->tasks.size(); }
