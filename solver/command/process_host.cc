@@ -32,8 +32,6 @@ ProcessHost::ProcessHost(Watchdog& watchdog)
       last_progress_(start_),
       reserve_(new char[kReserve]) {}
 
-ProcessHost::~ProcessHost() = default;
-
 bool ProcessHost::write_output(std::string_view reply) {
   if (watchdog_.write_output(reply)) return true;
   const int error = errno;
@@ -58,10 +56,6 @@ bool ProcessHost::set_output(const std::string& channel) {
   output_name_ = channel;
   watchdog_.set_output(fd);
   return true;
-}
-
-bool ProcessHost::write_diagnostics(std::string_view reply) {
-  return watchdog_.write(STDERR_FILENO, reply);
 }
 
 bool ProcessHost::set_diagnostics(const std::string& channel,
@@ -115,18 +109,6 @@ void ProcessHost::engine_made(Engine& engine) {
   }
 }
 
-void ProcessHost::engine_gone() {
-  engine_ = nullptr;
-}
-
-void ProcessHost::reading() {
-  watchdog_.enter(Watchdog::Phase::kReading);
-}
-
-void ProcessHost::reporting() {
-  watchdog_.enter(Watchdog::Phase::kReporting);
-}
-
 void ProcessHost::check_started(std::uint64_t milliseconds) {
   note_lost_log();
   watchdog_.start_check(milliseconds);
@@ -135,14 +117,6 @@ void ProcessHost::check_started(std::uint64_t milliseconds) {
 void ProcessHost::check_finished() {
   watchdog_.finish_check();
   clear_progress();
-}
-
-void ProcessHost::command_failed() {
-  watchdog_.note_failure();
-}
-
-SessionHost::Stop ProcessHost::stop() const {
-  return watchdog_.stop();
 }
 
 void ProcessHost::release_reserve() {

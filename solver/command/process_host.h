@@ -2,6 +2,8 @@
 #ifndef VORN_COMMAND_PROCESS_HOST_H
 #define VORN_COMMAND_PROCESS_HOST_H
 
+#include <unistd.h>
+
 #include <fstream>
 #include <memory>
 #include <string>
@@ -21,10 +23,11 @@ class ProcessHost : public SessionHost {
  public:
   /// Borrows the watchdog.
   explicit ProcessHost(Watchdog& watchdog);
-  ~ProcessHost() override;
 
   bool write_output(std::string_view reply) override;
-  bool write_diagnostics(std::string_view reply) override;
+  bool write_diagnostics(std::string_view reply) override {
+    return watchdog_.write(STDERR_FILENO, reply);
+  }
   bool set_output(const std::string& channel) override;
   bool set_diagnostics(const std::string& channel,
                        std::uint64_t verbosity) override;
@@ -37,13 +40,13 @@ class ProcessHost : public SessionHost {
     graph_recorder_ = recorder;
   }
   void engine_made(Engine& engine) override;
-  void engine_gone() override;
-  void reading() override;
-  void reporting() override;
+  void engine_gone() override { engine_ = nullptr; }
+  void reading() override { watchdog_.enter(Watchdog::Phase::kReading); }
+  void reporting() override { watchdog_.enter(Watchdog::Phase::kReporting); }
   void check_started(std::uint64_t milliseconds) override;
   void check_finished() override;
-  Stop stop() const override;
-  void command_failed() override;
+  Stop stop() const override { return watchdog_.stop(); }
+  void command_failed() override { watchdog_.note_failure(); }
   void release_reserve() override;
 
  private:
