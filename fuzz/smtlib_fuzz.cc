@@ -17,7 +17,7 @@
 #include "solver/smtlib/interpreter.h"
 #include "solver/smtlib/options.h"
 #include "solver/smtlib/session_host.h"
-#include "solver/smtlib/source.h"
+#include "tests/string_source.h"
 #include "vorn/services/logger.h"
 
 // Any bytes as an SMT-LIB script. Whatever they are,

@@ -2,10 +2,7 @@
 #ifndef VORN_SMTLIB_SOURCE_H
 #define VORN_SMTLIB_SOURCE_H
 
-#include <algorithm>
 #include <cstddef>
-#include <string>
-#include <utility>
 
 namespace vorn::solver {
 
@@ -22,27 +19,6 @@ class Source {
   /// are there, even if fewer than asked for: a command typed at a terminal
   /// is answered only if its last line does not wait for the next one.
   virtual std::size_t read(char* data, std::size_t capacity) = 0;
-};
-
-/// A script held in memory, handed out in pieces of at most `piece` bytes.
-class StringSource : public Source {
- public:
-  /// Hands out `text`. Requires: piece > 0.
-  explicit StringSource(std::string text, std::size_t piece = 1 << 16)
-      : text_(std::move(text)), piece_(piece) {}
-
-  std::size_t read(char* data, std::size_t capacity) override {
-    const std::size_t size =
-        std::min({capacity, piece_, text_.size() - position_});
-    std::copy_n(text_.data() + position_, size, data);
-    position_ += size;
-    return size;
-  }
-
- private:
-  std::string text_;
-  std::size_t piece_;
-  std::size_t position_ = 0;
 };
 
 }  // namespace vorn::solver

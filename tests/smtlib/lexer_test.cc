@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "solver/smtlib/source.h"
+#include "tests/string_source.h"
 
 namespace vorn::solver {
 namespace {

@@ -7,8 +7,8 @@
 #include <string>
 #include <utility>
 
-#include "solver/smtlib/source.h"
 #include "solver/terms/term_printer.h"
+#include "tests/string_source.h"
 
 namespace vorn::solver {
 namespace {

@@ -11,7 +11,7 @@
 
 #include "solver/smtlib/interpreter.h"
 #include "solver/smtlib/session_host.h"
-#include "solver/smtlib/source.h"
+#include "tests/string_source.h"
 
 namespace vorn::solver {
 
