@@ -5,7 +5,6 @@
 #include <unordered_set>
 #include <utility>
 
-#include "solver/smtlib/command_table.h"
 #include "solver/smtlib/interpreter.h"
 #include "solver/terms/term_printer.h"
 
@@ -77,12 +76,10 @@ std::vector<std::string_view> Interpreter::command_names() {
 }
 
 const Interpreter::Command* Interpreter::find_command(const std::string& name) {
-  const auto* found =
-      std::lower_bound(std::begin(kCommands), std::end(kCommands), name,
-                       [](const Command& command, const std::string& wanted) {
-                         return command.name < wanted;
-                       });
-  return found == std::end(kCommands) || found->name != name ? nullptr : found;
+  const auto* found = std::find_if(
+      std::begin(kCommands), std::end(kCommands),
+      [&name](const Command& command) { return command.name == name; });
+  return found == std::end(kCommands) ? nullptr : found;
 }
 
 bool Interpreter::run_set_logic() {

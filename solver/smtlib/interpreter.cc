@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "solver/explain/explanation.h"
-#include "solver/smtlib/command_table.h"
 #include "solver/smtlib/within_memory.h"
 #include "solver/terms/term_printer.h"
 
@@ -266,7 +265,7 @@ bool Interpreter::read_formula(ParsedTerm& term) {
 bool Interpreter::check_fragment(const ParsedTerm& term) {
   const Term* atom = session_->stack->engine().outside_fragment(term.term);
   if (atom == nullptr) return true;
-  const ParsedTerm place = session_->parser->find_atom(atom, term);
+  const WrittenTerm place = session_->parser->find_atom(atom, term);
   constexpr std::size_t kShown = 120;
   const std::string shown =
       on_one_line(lexer_.text(place.begin, place.end), kShown);

@@ -75,8 +75,16 @@ class Interpreter {
   // What a command needs before it may run.
   enum class Need { kNothing, kStart, kLogic, kModel, kUnsat };
 
-  using Handler = bool (Interpreter::*)();
-  struct Command;
+  // One row of the command table, which is sorted by name.
+  struct Command {
+    std::string_view name;
+    bool (Interpreter::*handler)();
+    Need need;
+    // Whether it changes assertions or declarations and has no other effect.
+    bool edits;
+    // Whether its reply is all it does.
+    bool reports;
+  };
   static const Command* find_command(const std::string& name);
   static const Command kCommands[];
 

@@ -34,7 +34,7 @@ void Interpreter::keep_texts() {
   constexpr std::size_t kLongest = 200;
   const TermParser& parser = *session_->parser;
   for (const auto* places : {&parser.atoms(), &parser.expansions()}) {
-    for (const TermParser::Place& place : *places) {
+    for (const WrittenTerm& place : *places) {
       if (!place.term->is_bool()) continue;
       auto& text = session_->texts.written[place.term];
       if (!text.empty()) continue;

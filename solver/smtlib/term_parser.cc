@@ -400,7 +400,7 @@ bool TermParser::expand_macro(const Frame& frame, PlacedTerm& value) {
     replacements[parameters[i]] = term;
   }
   value.term = substitute(store_, frame.macro->body, replacements);
-  expansions_.push_back({value.term, frame.open, frame.begin, lexer_.end()});
+  expansions_.push_back({value, frame.begin, lexer_.end()});
   return true;
 }
 
@@ -419,29 +419,21 @@ void TermParser::note_atoms(const Frame& frame, const Term* term) {
   if (arguments_[frame.first].term->is_bool()) return;
   const std::size_t end = lexer_.end();
   if (term->kind != Kind::kAnd) {
-    atoms_.push_back({term, frame.open, frame.begin, end});
+    atoms_.push_back({{term, frame.open}, frame.begin, end});
     return;
   }
   for (std::size_t i = 0; i < term->num_args; ++i) {
-    atoms_.push_back({term->arg(i), frame.open, frame.begin, end});
+    atoms_.push_back({{term->arg(i), frame.open}, frame.begin, end});
   }
 }
 
-ParsedTerm TermParser::find_atom(const Term* atom,
-                                 const ParsedTerm& term) const {
-  const auto parsed = [atom](const Place& place) {
-    ParsedTerm result;
-    result.term = atom;
-    result.position = place.position;
-    result.begin = place.begin;
-    result.end = place.end;
-    return result;
-  };
-  for (const Place& place : atoms_) {
-    if (place.term == atom) return parsed(place);
+WrittenTerm TermParser::find_atom(const Term* atom,
+                                  const WrittenTerm& term) const {
+  for (const WrittenTerm& written : atoms_) {
+    if (written.term == atom) return written;
   }
-  for (const Place& place : expansions_) {
-    if (occurs_in(atom, place.term)) return parsed(place);
+  for (const WrittenTerm& written : expansions_) {
+    if (occurs_in(atom, written.term)) return written;
   }
   return term;
 }

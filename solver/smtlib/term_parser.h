@@ -26,16 +26,16 @@ struct Arithmetic {
   Sort numeral_sort = Sort::kInt;
 };
 
-/// A term read from a script, with the place of its text in its command.
-struct ParsedTerm {
-  /// The term.
-  const Term* term = nullptr;
-  /// Where its text begins in the script.
-  Position position;
-  /// Where its text begins in its command, counted like Token::begin.
+/// A term with the place of its text in its command.
+struct WrittenTerm : PlacedTerm {
+  /// Where its text begins, counted like Token::begin.
   std::size_t begin = 0;
   /// Where it ends, likewise.
   std::size_t end = 0;
+};
+
+/// A term read from a script.
+struct ParsedTerm : WrittenTerm {
   /// The name that an annotation around the whole term gives to it.
   std::optional<std::string> name;
 };
@@ -56,17 +56,6 @@ class TermParser {
     std::string name;
     /// What it names.
     const Term* term;
-  };
-  /// What a piece of the command made, and where that piece stands.
-  struct Place {
-    /// What it made.
-    const Term* term;
-    /// Where it begins in the script.
-    Position position;
-    /// Where it begins in its command, counted like Token::begin.
-    std::size_t begin;
-    /// Where it ends, likewise.
-    std::size_t end;
   };
 
   /// All are borrowed.
@@ -97,13 +86,13 @@ class TermParser {
 
   /// The comparisons read since start_command, in order. A chain of them has
   /// each of its atoms at the place of the whole.
-  const std::vector<Place>& atoms() const { return atoms_; }
+  const std::vector<WrittenTerm>& atoms() const { return atoms_; }
   /// The uses of functions with parameters.
-  const std::vector<Place>& expansions() const { return expansions_; }
+  const std::vector<WrittenTerm>& expansions() const { return expansions_; }
 
-  /// The place of `atom`, made in the course of reading `term` in this
-  /// command; if it has none, the term's.
-  ParsedTerm find_atom(const Term* atom, const ParsedTerm& term) const;
+  /// What was written for `atom`, made in the course of reading `term` in this
+  /// command; if that is not known, the term.
+  WrittenTerm find_atom(const Term* atom, const WrittenTerm& term) const;
 
   /// What applies functions.
   OperatorBuilder& builder() { return builder_; }
@@ -159,9 +148,9 @@ class TermParser {
   std::vector<std::string> variables_;
   std::optional<std::string> outer_name_;
   std::vector<Name> names_;
-  std::vector<Place> atoms_;
+  std::vector<WrittenTerm> atoms_;
   // Uses of macros, whose atoms are not in atoms_.
-  std::vector<Place> expansions_;
+  std::vector<WrittenTerm> expansions_;
   ScriptError error_;
 };
 
