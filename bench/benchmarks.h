@@ -10,7 +10,8 @@
 
 namespace vorn::bench {
 
-/// With a file name, also a benchmark that replays the trace in that file.
+/// With a file name, also a benchmark that replays the recording in that file:
+/// all up to the first check prepares, what is behind it is measured.
 void add_graph_benchmarks(const std::string& trace_file);
 void add_growth_benchmarks();
 void add_memory_benchmarks();

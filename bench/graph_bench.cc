@@ -5,7 +5,10 @@
 #include <cstdlib>
 #include <fstream>
 #include <functional>
+#include <istream>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "bench/benchmarks.h"
@@ -112,10 +115,9 @@ void run_from_scratch(benchmark::State& state, const std::string& name) {
                static_cast<double>(trace.num_measured_pushes()), "push");
 }
 
-Trace read_file(const std::string& file) {
-  std::ifstream in(file);
+Trace trace_of(std::istream&& in) {
   Trace trace;
-  if (!read_trace(in, trace)) fail("cannot read the trace");
+  if (!in || !read_trace(in, trace)) fail("cannot read the trace");
   return trace;
 }
 
@@ -152,7 +154,9 @@ int run_once(const std::string& which, const std::string& name) {
 }
 
 Trace ft10_trace() {
-  return record_job_shop(VORN_BENCH_EXAMPLES "/jobshop/ft10.txt", 929, 200000);
+  std::stringstream recording;
+  record_ft10(recording);
+  return trace_of(std::move(recording));
 }
 
 void add_graph_benchmarks(const std::string& trace_file) {
@@ -160,8 +164,9 @@ void add_graph_benchmarks(const std::string& trace_file) {
   const Target cheaper_3 = Target::cheaper(3);
   const Target none = Target::none();
   if (!trace_file.empty()) {
-    add({"bm_graph_trace/0", [trace_file] { return read_file(trace_file); }, 1,
-         true, none, none});
+    add({"bm_graph_trace/0",
+         [trace_file] { return trace_of(std::ifstream(trace_file)); }, 1, true,
+         none, none});
   }
   add({"bm_graph_satisfied/100000",
        [] { return satisfied_edges(10000, 100000, false); }, 3, true, at_most_2,

@@ -12,14 +12,15 @@
 #include <vector>
 
 #include "bench/benchmarks.h"
+#include "bench/recorder.h"
 #include "bench/table.h"
 
 // Runs the benchmarks and prints the table of ratios. Beside the options of
 // Google Benchmark (--benchmark_filter=REGEX is the useful one):
 //
 //   --rows=FILE        the table's rows as fields separated by tabs
-//   --trace=FILE       also replay this trace
-//   --write-ft10=FILE  write the trace that is recorded on ft10, and end
+//   --trace=FILE       also replay this recording
+//   --write-ft10=FILE  record the search on ft10, and end
 //   --once=GRAPH:NAME  make the calls of a graph benchmark once, for a profiler
 //   --machine          print processor, compiler and flags, and end
 
@@ -92,7 +93,7 @@ int main(int argc, char** argv) {
   if (!memory.empty()) return vorn::bench::measure_memory(memory, 1000000);
   if (!ft10.empty()) {
     std::ofstream out(ft10);
-    vorn::bench::write_trace(vorn::bench::ft10_trace(), out);
+    vorn::bench::record_ft10(out);
     return out.good() ? EXIT_SUCCESS : EXIT_FAILURE;
   }
 

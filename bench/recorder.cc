@@ -8,10 +8,13 @@
 #include <vector>
 
 #include "bench/weights.h"
+#include "solver/engine/graph_recorder.h"
+#include "solver/engine/recorded_graph.h"
 #include "solver/search/literal.h"
 #include "solver/search/search.h"
 #include "solver/search/theory.h"
-#include "vorn/dl/graph.h"
+#include "vorn/dl/edge.h"
+#include "vorn/numbers/d_number.h"
 #include "vorn/services/configuration.h"
 
 namespace vorn::bench {
@@ -20,34 +23,26 @@ namespace {
 using solver::Literal;
 
 /// Difference constraints for a search: each theory variable chooses between
-/// two constraints. Passes calls on to a graph and writes them down.
+/// two constraints. Passes calls on to a graph that is recorded.
 class RecordingTheory : public solver::Theory {
  public:
-  RecordingTheory(Trace& trace, int max_pushes)
-      : trace_(trace),
-        calls_(&trace.prepare),
-        max_pushes_(max_pushes),
-        graph_(&config_, nullptr, nullptr) {}
+  explicit RecordingTheory(std::ostream& out)
+      : recorder_(out), graph_(&config_, nullptr, nullptr) {
+    graph_.set_recorder(&recorder_);
+  }
 
   int tell(int source, int target, int weight) {
-    TraceWeight w;
-    w.num = weight;
-    const int k = trace_.add(source, target, w);
-    graph_.tell_edge(k, dl::Edge(source, target, to_d_number(w), k));
-    literal_of_.resize(static_cast<std::size_t>(k) + 1);
+    const auto k = static_cast<int>(literal_of_.size());
+    graph_.tell_edge(k, dl::Edge(source, target, la::DNumber(weight, 0), k));
+    literal_of_.emplace_back();
     return k;
   }
   void push(int k) {
-    calls_->push_back(Call::push(k));
     graph_.push_edge(k);
     active_.push_back(k);
   }
-  bool check() {
-    calls_->push_back(Call::check());
-    return graph_.check(true);
-  }
-  /// From now on, calls are measured ones.
-  void start_measuring() { calls_ = &trace_.measured; }
+  bool check() { return graph_.check(); }
+  bool finish() { return recorder_.finish(); }
 
   void choose(int variable, int if_true, int if_false) {
     choices_.resize(static_cast<std::size_t>(variable) + 1);
@@ -61,7 +56,7 @@ class RecordingTheory : public solver::Theory {
     const std::pair<int, int>& choice =
         choices_[static_cast<std::size_t>(literal.variable())];
     push(literal.is_negated() ? choice.second : choice.first);
-    if (++pushes_ >= max_pushes_) stop_ = true;
+    if (++pushes_ >= kMaxPushes) stop_ = true;
   }
   void new_level() override { level_starts_.push_back(active_.size()); }
   void backtrack(int level) override {
@@ -71,7 +66,6 @@ class RecordingTheory : public solver::Theory {
     if (level >= 0) kept = level_starts_[static_cast<std::size_t>(level)];
     level_starts_.resize(static_cast<std::size_t>(level < 0 ? 0 : level));
     for (; active_.size() > kept; active_.pop_back()) {
-      calls_->push_back(Call::pop(active_.back()));
       graph_.pop_edge(active_.back());
     }
   }
@@ -94,15 +88,15 @@ class RecordingTheory : public solver::Theory {
   void set_base() { base_ = active_.size(); }
 
  private:
-  Trace& trace_;
-  std::vector<Call>* calls_;
-  const int max_pushes_;
+  static constexpr int kMaxPushes = 200000;
   int pushes_ = 0;
   std::atomic<bool> stop_{false};
   Configuration::Theory::La config_;
-  dl::Graph graph_;
+  solver::GraphRecorder recorder_;
+  solver::RecordedGraph graph_;
   std::vector<std::pair<int, int>> choices_;  // by variable
-  std::vector<Literal> literal_of_;  // by constraint; undefined for given ones
+  /// By constraint, from 1 on; undefined for given ones.
+  std::vector<Literal> literal_of_{Literal()};
   std::vector<int> active_;
   std::size_t base_ = 0;  // of active_, what no search takes back
   std::vector<std::size_t> level_starts_;
@@ -116,9 +110,9 @@ struct Operation {
 
 }  // namespace
 
-Trace record_job_shop(const std::string& table_file, int limit,
-                      int max_pushes) {
-  std::ifstream in(table_file);
+void record_ft10(std::ostream& out) {
+  constexpr int kLimit = 929;
+  std::ifstream in(VORN_BENCH_EXAMPLES "/jobshop/ft10.txt");
   int jobs = 0;
   int machines = 0;
   if (!(in >> jobs >> machines)) fail("cannot read the job-shop table");
@@ -132,8 +126,7 @@ Trace record_job_shop(const std::string& table_file, int limit,
     return operations[static_cast<std::size_t>(n)];
   };
 
-  Trace trace;
-  RecordingTheory theory(trace, max_pushes);
+  RecordingTheory theory(out);
   solver::Search search(&theory);
   search.set_stop(&theory.stop());
   // Node n + 1 is the start of operation n, node 0 time 0. "a ends before b
@@ -149,7 +142,7 @@ Trace record_job_shop(const std::string& table_file, int limit,
       given.push_back(before(n - 1, n));
     }
     if (n % machines == machines - 1) {
-      given.push_back(theory.tell(0, n + 1, limit - operation(n).duration));
+      given.push_back(theory.tell(0, n + 1, kLimit - operation(n).duration));
     }
   }
   for (int a = 0; a < count; ++a) {
@@ -164,9 +157,8 @@ Trace record_job_shop(const std::string& table_file, int limit,
   for (const int k : given) theory.push(k);
   if (!theory.check()) fail("a job alone is too long for the limit");
   theory.set_base();
-  theory.start_measuring();
   search.solve();
-  return trace;
+  if (!theory.finish()) fail("cannot write the trace");
 }
 
 }  // namespace vorn::bench

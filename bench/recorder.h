@@ -2,17 +2,15 @@
 #ifndef VORN_BENCH_RECORDER_H
 #define VORN_BENCH_RECORDER_H
 
-#include <string>
-
-#include "bench/trace.h"
+#include <ostream>
 
 namespace vorn::bench {
 
-/// The calls that a search makes on a graph while it looks for a schedule of a
-/// job-shop table that ends by `limit`, up to its end or `max_pushes`
-/// activations. What holds before the first decision is prepared, the rest
-/// measured. Ends the process if the table cannot be read.
-Trace record_job_shop(const std::string& table_file, int limit, int max_pushes);
+/// Records on `out` the calls that a search makes on a graph while it looks for
+/// a schedule of the job shop ft10 that ends by 929, up to 200,000 activations.
+/// The first check is of what holds before the first decision. Ends the process
+/// if the table cannot be read or the recording not be written.
+void record_ft10(std::ostream& out);
 
 }  // namespace vorn::bench
 

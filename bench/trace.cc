@@ -6,10 +6,8 @@
 #include <algorithm>
 #include <limits>
 #include <numeric>
-#include <sstream>
-#include <string>
 
-#include "bench/weights.h"
+#include "tests/model/trace.h"
 
 namespace vorn::bench {
 
@@ -28,90 +26,52 @@ std::size_t Trace::num_measured_pushes() const {
 
 namespace {
 
-void write_calls(const std::vector<Call>& calls, std::ostream& out) {
-  for (const Call call : calls) {
-    switch (call.kind()) {
-      case Call::Kind::kPush:
-        out << "push " << call.constraint() << "\n";
-        break;
-      case Call::Kind::kPop:
-        out << "pop " << call.constraint() << "\n";
-        break;
-      case Call::Kind::kCheck:
-        out << "check\n";
-        break;
-    }
+bool add_edge(const model::EdgeRecord& from, Trace& trace) {
+  const mpq_class& rational = from.weight.rational;
+  const mpq_class& eps = from.weight.eps;
+  if (from.source < 0 || from.target < 0 || eps.get_den() != 1 ||
+      !eps.get_num().fits_sint_p() || !rational.get_num().fits_slong_p() ||
+      !rational.get_den().fits_sint_p()) {
+    return false;
   }
-}
-
-bool read_weight(const std::string& text, TraceWeight& weight) {
-  std::istringstream in(text);
-  if (!(in >> weight.num)) return false;
-  if (in.peek() == '/') {
-    in.get();
-    if (!(in >> weight.den) || weight.den < 1) return false;
-  }
-  if (in.peek() == '+' || in.peek() == '-') {
-    if (!(in >> weight.eps) || in.get() != 'e') return false;
-  }
-  return in.peek() == std::istringstream::traits_type::eof();
+  TraceWeight weight;
+  weight.num = rational.get_num().get_si();
+  weight.den = static_cast<std::int32_t>(rational.get_den().get_si());
+  weight.eps = static_cast<std::int32_t>(eps.get_num().get_si());
+  const std::int64_t scale =
+      std::lcm(std::int64_t{trace.scale}, std::int64_t{weight.den});
+  if (scale > std::numeric_limits<std::int32_t>::max()) return false;
+  trace.scale = static_cast<std::int32_t>(scale);
+  trace.add(from.source, from.target, weight);
+  return true;
 }
 
 }  // namespace
 
-void write_trace(const Trace& trace, std::ostream& out) {
-  for (std::size_t k = 0; k < trace.edges.size(); ++k) {
-    const TraceEdge& edge = trace.edges[k];
-    out << "tell " << k + 1 << " " << edge.source << " " << edge.target << " "
-        << to_mpq(edge.weight);
-    if (edge.weight.eps != 0) {
-      out << (edge.weight.eps > 0 ? "+" : "") << edge.weight.eps << "e";
-    }
-    out << "\n";
-  }
-  write_calls(trace.prepare, out);
-  out << "measure\n";
-  write_calls(trace.measured, out);
-}
-
 bool read_trace(std::istream& in, Trace& trace) {
+  using model::CallKind;
   std::vector<Call>* calls = &trace.prepare;
-  std::string word;
-  while (in >> word) {
-    if (word == "measure") {
-      calls = &trace.measured;
-      continue;
-    }
-    if (word == "check") {
-      calls->push_back(Call::check());
-      continue;
-    }
-    int k = 0;
-    if (!(in >> k) || k < 1) return false;
+  const auto read = [&](const model::Call& call) {
+    const int k = call.constraint;
     const auto known = static_cast<int>(trace.edges.size());
-    if (word == "tell") {
-      TraceEdge edge{};
-      std::string text;
-      if (!(in >> edge.source >> edge.target >> text)) return false;
-      if (k != known + 1 || edge.source < 0 || edge.target < 0) return false;
-      if (!read_weight(text, edge.weight)) return false;
-      const std::int64_t scale =
-          std::lcm(std::int64_t{trace.scale}, std::int64_t{edge.weight.den});
-      if (scale > std::numeric_limits<std::int32_t>::max()) return false;
-      trace.scale = static_cast<std::int32_t>(scale);
-      trace.add(edge.source, edge.target, edge.weight);
-      continue;
+    switch (call.kind) {
+      case CallKind::kTell:
+        return k == known + 1 && add_edge(call.first, trace);
+      case CallKind::kPush:
+      case CallKind::kPop:
+        if (k < 1 || k > known) return false;
+        calls->push_back(call.kind == CallKind::kPush ? Call::push(k)
+                                                      : Call::pop(k));
+        return true;
+      case CallKind::kCheck:
+        calls->push_back(Call::check());
+        calls = &trace.measured;
+        return true;
+      default:
+        return false;
     }
-    if (k > known) return false;
-    if (word == "push") {
-      calls->push_back(Call::push(k));
-    } else if (word == "pop") {
-      calls->push_back(Call::pop(k));
-    } else {
-      return false;
-    }
-  }
-  return in.eof();
+  };
+  return model::read_calls(in, read);
 }
 
 }  // namespace vorn::bench

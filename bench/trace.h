@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <istream>
-#include <ostream>
 #include <vector>
 
 namespace vorn::bench {
@@ -25,7 +24,8 @@ struct TraceEdge {
   TraceWeight weight;
 };
 
-/// One call of a host.
+/// One call of a host; a word, as what is read between calls counts as their
+/// cost.
 class Call {
  public:
   enum class Kind : std::int32_t { kPush = 0, kPop = 1, kCheck = 2 };
@@ -61,13 +61,11 @@ struct Trace {
   std::size_t num_measured_pushes() const;
 };
 
-/// A line for each call: "tell K SOURCE TARGET WEIGHT", "push K", "check",
-/// "pop K". A weight is "NUMERATOR", "NUMERATOR/DENOMINATOR", either followed
-/// by "+Ne" or "-Ne" for N infinitesimals. Registrations come first; a line
-/// "measure" stands between the calls that prepare and those that are measured.
-void write_trace(const Trace& trace, std::ostream& out);
-/// Reads that form. False for anything else, and for weights that do not fit
-/// TraceWeight or whose denominators have no common multiple in 31 bits.
+/// Reads the calls of one graph as solver::GraphRecorder writes them. All up to
+/// the first check prepares, what is behind it is measured. False for calls of
+/// other kinds, for constraints that are not told in the order of their numbers
+/// from 1 on, and for weights that do not fit TraceWeight or whose denominators
+/// have no common multiple in 31 bits.
 bool read_trace(std::istream& in, Trace& trace);
 
 /// Makes the calls on a graph and returns the sum of the conflicts' lengths, so

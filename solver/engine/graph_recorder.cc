@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "solver/engine/graph_recorder.h"
 
-#include <array>
 #include <cerrno>
-#include <charconv>
 #include <cstddef>
-#include <limits>
 
 namespace vorn::solver {
 namespace {
@@ -27,49 +24,34 @@ void GraphRecorder::new_graph() {
 }
 
 void GraphRecorder::tell(int k, const dl::Edge& edge) {
-  std::string line = "tell ";
-  for (const int number : {k, edge.source, edge.target, edge.id}) {
-    line += std::to_string(number);
-    line += ' ';
-  }
-  line += edge.weight.rational().to_str();
-  line += ' ';
-  line += edge.weight.eps().to_str();
-  line += '\n';
-  append(line);
+  std::string line;
+  TraceLine(line, "tell") << k << edge.source << edge.target << edge.id
+                          << edge.weight.rational().to_str()
+                          << edge.weight.eps().to_str();
+  append(line += '\n');
 }
 
 void GraphRecorder::note(std::string_view call, int k) {
-  std::array<char, 32> line{};
-  static_assert(line.size() >
-                sizeof "retract \n" + std::numeric_limits<int>::digits10 + 2);
-  char* end = line.data() + call.copy(line.data(), call.size());
-  end = std::to_chars(end, line.data() + line.size() - 1, k).ptr;
-  *end++ = '\n';
-  append({line.data(), static_cast<std::size_t>(end - line.data())});
+  constexpr std::size_t kLongest = 32;  // and more than any of these lines
+  if (lines_.size() + kLongest > kCapacity) finish();
+  TraceLine(lines_, call) << k;
+  lines_ += '\n';
 }
 
 void GraphRecorder::append(std::string_view line) {
   if (lines_.size() + line.size() > kCapacity) finish();
-  if (line.size() > kCapacity) {
-    write(line);
-  } else {
-    lines_ += line;
-  }
+  lines_ += line;
 }
 
 bool GraphRecorder::finish() {
-  write(lines_);
+  if (error_ == 0 && !lines_.empty()) {
+    errno = 0;
+    out_.write(lines_.data(), static_cast<std::streamsize>(lines_.size()));
+    out_.flush();
+    if (!out_.good()) error_ = errno != 0 ? errno : EIO;
+  }
   lines_.clear();
   return error_ == 0;
-}
-
-void GraphRecorder::write(std::string_view lines) {
-  if (error_ != 0 || lines.empty()) return;
-  errno = 0;
-  out_.write(lines.data(), static_cast<std::streamsize>(lines.size()));
-  out_.flush();
-  if (!out_.good()) error_ = errno != 0 ? errno : EIO;
 }
 
 }  // namespace vorn::solver

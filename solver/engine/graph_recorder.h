@@ -10,10 +10,8 @@
 
 namespace vorn::solver {
 
-/// Writes down the calls that a solver makes on its constraint graph, so that
-/// they can be made again without the solver.
-///
-/// One call a line:
+/// Writes a call on a constraint graph as one line of a trace: the call's word
+/// and what it is about, parted by blanks.
 ///
 ///     tell K SOURCE TARGET ID RATIONAL EPS
 ///     push K
@@ -24,7 +22,26 @@ namespace vorn::solver {
 ///
 /// for constraint K, its edge's end nodes, own id and weight RATIONAL +
 /// EPS*eps, where both parts are integers or fractions in lowest terms. A line
-/// that begins with # is a remark.
+/// that begins with # is a remark. Who makes further calls adds their words.
+class TraceLine {
+ public:
+  /// Begins the line behind what `text` holds. Nothing ends it, and nothing
+  /// allocates while `text`, borrowed, has room.
+  TraceLine(std::string& text, std::string_view word) : text_(text += word) {}
+  /// Adds a text without blanks.
+  TraceLine& operator<<(std::string_view word) {
+    (text_ += ' ') += word;
+    return *this;
+  }
+  /// Adds a number, whose digits fit a string without memory of its own.
+  TraceLine& operator<<(int number) { return *this << std::to_string(number); }
+
+ private:
+  std::string& text_;
+};
+
+/// Writes down the calls that a solver makes on its constraint graph, so that
+/// they can be made again without the solver; a TraceLine each.
 ///
 /// A call is to be noted before it is made. Then the recording of a process
 /// that ends inside a check, because it crashes or is killed, ends with that
@@ -47,16 +64,16 @@ class GraphRecorder {
   /// On failing memory nothing is noted.
   void tell(int k, const dl::Edge& edge);
   /// A call on constraint k.
-  void push(int k) { note("push ", k); }
+  void push(int k) { note("push", k); }
   /// A check; hands all that was noted to the stream.
   void check() {
     append("check\n");
     finish();
   }
   /// As push.
-  void pop(int k) { note("pop ", k); }
+  void pop(int k) { note("pop", k); }
   /// As push.
-  void retract(int k) { note("retract ", k); }
+  void retract(int k) { note("retract", k); }
 
   /// Hands all that was noted to the stream. False if some of it, now or
   /// before, could not be written.
@@ -67,10 +84,9 @@ class GraphRecorder {
  private:
   void note(std::string_view call, int k);
   void append(std::string_view line);
-  void write(std::string_view lines);
 
   std::ostream& out_;
-  /// Whole lines, not yet written. Its capacity stays.
+  /// Whole lines, not yet written. Its capacity never falls.
   std::string lines_;
   bool has_graph_ = false;
   int error_ = 0;

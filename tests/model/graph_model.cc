@@ -46,12 +46,6 @@ bool operator<(const Weight& a, const Weight& b) {
   return a.eps < b.eps;
 }
 
-mpq_class rational_from_text(const std::string& text) {
-  mpq_class value(text);
-  value.canonicalize();
-  return value;
-}
-
 std::string weight_text(const Weight& weight) {
   std::string text = weight.rational.get_str();
   const int sign = sgn(weight.eps);

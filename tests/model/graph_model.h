@@ -23,10 +23,6 @@ struct Weight {
 Weight operator+(const Weight& a, const Weight& b);
 bool operator<(const Weight& a, const Weight& b);
 
-/// Reads `-3/4` or `12` into lowest terms. Requires: well-formed text with a
-/// denominator other than zero.
-mpq_class rational_from_text(const std::string& text);
-
 /// `4`, `1/2 - eps`, `0 + 3*eps`: the text of dumps of potentials and of logs.
 std::string weight_text(const Weight& weight);
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tests/model/graph_model.h"
+#include "tests/model/trace.h"
 
 // The model worked by hand: every expected text below was derived on paper
 // from the meaning of the operations, not from a run.

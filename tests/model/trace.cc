@@ -8,36 +8,19 @@
 #include <istream>
 #include <ostream>
 #include <sstream>
+#include <string_view>
 #include <utility>
+
+#include "solver/engine/graph_recorder.h"
 
 namespace vorn::model {
 
 namespace {
 
-struct KindName {
-  CallKind kind;
-  const char* name;
-};
-
-constexpr std::array<KindName, 12> kKindNames = {{
-    {CallKind::kTell, "tell"},
-    {CallKind::kTellBi, "tell_bi"},
-    {CallKind::kPush, "push"},
-    {CallKind::kCheck, "check"},
-    {CallKind::kPop, "pop"},
-    {CallKind::kRetract, "retract"},
-    {CallKind::kReset, "reset"},
-    {CallKind::kConfigure, "configure"},
-    {CallKind::kDrain, "drain"},
-    {CallKind::kDumpConflicts, "dump_conflicts"},
-    {CallKind::kDumpList, "dump_list"},
-    {CallKind::kLogger, "logger"},
-}};
-
-void write_edge(std::ostream& out, const EdgeRecord& edge) {
-  out << ' ' << edge.source << ' ' << edge.target << ' ' << edge.id << ' '
-      << edge.weight.rational.get_str() << ' ' << edge.weight.eps.get_str();
-}
+/// The words of the kinds, in their order.
+constexpr std::array<std::string_view, 12> kWords = {
+    "tell",  "tell_bi",   "push",  "check",          "pop",       "retract",
+    "reset", "configure", "drain", "dump_conflicts", "dump_list", "logger"};
 
 /// An optional minus sign, digits, and optionally a slash and a denominator
 /// other than zero.
@@ -73,46 +56,30 @@ bool read_rational(std::istream& in, mpq_class* value) {
   return true;
 }
 
-bool read_edge(std::istream& in, EdgeRecord* edge) {
-  return (in >> edge->source >> edge->target >> edge->id) &&
-         read_rational(in, &edge->weight.rational) &&
-         read_rational(in, &edge->weight.eps);
-}
-
-bool read_fields(std::istream& in, Call* call) {
-  switch (call->kind) {
+/// Hands what stands behind the call's word to `part`, one after the other,
+/// until it returns false.
+template <class AnyCall, class Part>
+bool each_part(AnyCall& call, const Part& part) {
+  switch (call.kind) {
     case CallKind::kTell:
-      return (in >> call->constraint) && read_edge(in, &call->first);
+      return part(call.constraint) && part(call.first);
     case CallKind::kTellBi:
-      return (in >> call->constraint) && read_edge(in, &call->first) &&
-             read_edge(in, &call->second);
+      return part(call.constraint) && part(call.first) && part(call.second);
     case CallKind::kPush:
     case CallKind::kPop:
     case CallKind::kRetract:
-      return static_cast<bool>(in >> call->constraint);
+      return part(call.constraint);
     case CallKind::kReset:
-      return static_cast<bool>(in >> call->flag);
+      return part(call.flag);
     case CallKind::kConfigure:
-      return static_cast<bool>(in >> call->settings.tlemma_kinds >>
-                               call->settings.tlemma_min_overlap >>
-                               call->settings.dedup_tlemmas);
+      return part(call.settings.tlemma_kinds) &&
+             part(call.settings.tlemma_min_overlap) &&
+             part(call.settings.dedup_tlemmas);
     case CallKind::kDrain:
     case CallKind::kLogger:
-      return static_cast<bool>(in >> call->count);
-    case CallKind::kDumpList: {
-      if (!(in >> call->flag)) {
-        return false;
-      }
-      int id = 0;
-      while (in >> id) {
-        call->ids.push_back(id);
-      }
-      if (!in.eof()) {
-        return false;
-      }
-      in.clear();
-      return true;
-    }
+      return part(call.count);
+    case CallKind::kDumpList:
+      return part(call.flag) && part(call.ids);
     case CallKind::kCheck:
     case CallKind::kDumpConflicts:
       return true;
@@ -120,59 +87,65 @@ bool read_fields(std::istream& in, Call* call) {
   return false;
 }
 
+struct PartWriter {
+  bool operator()(int number) const { return put(number); }
+  bool operator()(float number) const {
+    // Nine digits bring any float back unchanged.
+    std::ostringstream text;
+    text.precision(9);
+    text << number;
+    return put(text.str());
+  }
+  bool operator()(const EdgeRecord& edge) const {
+    return put(edge.source) && put(edge.target) && put(edge.id) &&
+           put(edge.weight.rational.get_str()) &&
+           put(edge.weight.eps.get_str());
+  }
+  bool operator()(const std::vector<int>& ids) const {
+    return std::all_of(ids.begin(), ids.end(), *this);
+  }
+  template <class T>
+  bool put(const T& value) const {
+    line << value;
+    return true;
+  }
+  solver::TraceLine& line;
+};
+
+struct PartReader {
+  template <class T>
+  bool operator()(T& value) const {
+    return static_cast<bool>(in >> value);
+  }
+  bool operator()(EdgeRecord& edge) const {
+    return (in >> edge.source >> edge.target >> edge.id) &&
+           read_rational(in, &edge.weight.rational) &&
+           read_rational(in, &edge.weight.eps);
+  }
+  bool operator()(std::vector<int>& ids) const {
+    for (int id = 0; in >> id;) ids.push_back(id);
+    return in.eof();
+  }
+  std::istringstream& in;
+};
+
 bool is_tellable(const EdgeRecord& edge) {
   return edge.source >= 0 && edge.target >= 0;
 }
 
 }  // namespace
 
+mpq_class rational_from_text(const std::string& text) {
+  mpq_class value(text);
+  value.canonicalize();
+  return value;
+}
+
 std::string call_text(const Call& call) {
-  std::ostringstream out;
-  for (const KindName& entry : kKindNames) {
-    if (entry.kind == call.kind) {
-      out << entry.name;
-    }
-  }
-  switch (call.kind) {
-    case CallKind::kTell:
-      out << ' ' << call.constraint;
-      write_edge(out, call.first);
-      break;
-    case CallKind::kTellBi:
-      out << ' ' << call.constraint;
-      write_edge(out, call.first);
-      write_edge(out, call.second);
-      break;
-    case CallKind::kPush:
-    case CallKind::kPop:
-    case CallKind::kRetract:
-      out << ' ' << call.constraint;
-      break;
-    case CallKind::kReset:
-      out << ' ' << call.flag;
-      break;
-    case CallKind::kConfigure:
-      // Nine digits bring any float back unchanged.
-      out.precision(9);
-      out << ' ' << call.settings.tlemma_kinds << ' '
-          << call.settings.tlemma_min_overlap << ' '
-          << call.settings.dedup_tlemmas;
-      break;
-    case CallKind::kDrain:
-    case CallKind::kLogger:
-      out << ' ' << call.count;
-      break;
-    case CallKind::kDumpList:
-      out << ' ' << call.flag;
-      for (int id : call.ids) {
-        out << ' ' << id;
-      }
-      break;
-    case CallKind::kCheck:
-    case CallKind::kDumpConflicts:
-      break;
-  }
-  return out.str();
+  std::string text;
+  solver::TraceLine line(text, kWords[static_cast<std::size_t>(call.kind)]);
+  each_part(call, PartWriter{line});
+  return text;
 }
 
 bool call_from_text(const std::string& line, Call* call) {
@@ -181,15 +154,13 @@ bool call_from_text(const std::string& line, Call* call) {
   if (!(in >> name)) {
     return false;
   }
-  const auto found = std::find_if(
-      kKindNames.begin(), kKindNames.end(),
-      [&name](const KindName& entry) { return name == entry.name; });
-  if (found == kKindNames.end()) {
+  const auto* const word = std::find(kWords.begin(), kWords.end(), name);
+  if (word == kWords.end()) {
     return false;
   }
   Call read;
-  read.kind = found->kind;
-  if (!read_fields(in, &read)) {
+  read.kind = static_cast<CallKind>(word - kWords.begin());
+  if (!each_part(read, PartReader{in})) {
     return false;
   }
   std::string rest;
@@ -206,23 +177,31 @@ void write_trace(std::ostream& out, const Trace& trace) {
   }
 }
 
-bool read_trace(std::istream& in, Trace* trace, std::size_t* bad_line) {
-  trace->clear();
+bool read_calls(std::istream& in, const std::function<bool(const Call&)>& take,
+                std::size_t* bad_line) {
   std::string line;
+  Call call;
   for (std::size_t number = 1; std::getline(in, line); ++number) {
     if (line.empty() || line[0] == '#') {
       continue;
     }
-    Call call;
-    if (!call_from_text(line, &call)) {
+    if (!call_from_text(line, &call) || !take(call)) {
       if (bad_line != nullptr) {
         *bad_line = number;
       }
       return false;
     }
-    trace->push_back(std::move(call));
   }
   return true;
+}
+
+bool read_trace(std::istream& in, Trace* trace, std::size_t* bad_line) {
+  trace->clear();
+  const auto take = [trace](const Call& call) {
+    trace->push_back(call);
+    return true;
+  };
+  return read_calls(in, take, bad_line);
 }
 
 bool Contract::allows(const Call& call) const {

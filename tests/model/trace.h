@@ -44,8 +44,12 @@ struct Call {
 
 using Trace = std::vector<Call>;
 
-/// One line of text for one call, `tell_bi 3 1 2 6 -1/2 -1 2 1 7 4 0`: the
-/// constraint, then per edge source, target, own id, rational and eps part.
+/// Reads `-3/4` or `12` into lowest terms. Requires: well-formed text with a
+/// denominator other than zero.
+mpq_class rational_from_text(const std::string& text);
+
+/// One line of text for one call, as solver::TraceLine has it, with further
+/// words; `tell_bi 3 1 2 6 -1/2 -1 2 1 7 4 0` tells a pair of edges.
 std::string call_text(const Call& call);
 
 /// Reads what call_text() writes; false for anything else.
@@ -54,9 +58,14 @@ bool call_from_text(const std::string& line, Call* call);
 /// Writes one call a line.
 void write_trace(std::ostream& out, const Trace& trace);
 
-/// Reads what write_trace() writes; blank lines and lines that begin with `#`
-/// are skipped. False at the first line that is no call; its number, from 1,
-/// goes to `bad_line`, if there is one.
+/// Reads what write_trace() or a solver::GraphRecorder writes, and hands each
+/// call to `take`; blank lines and lines that begin with `#` are skipped. False
+/// at the first line that is no call or that `take` refuses; its number, from
+/// 1, goes to `bad_line`, if there is one.
+bool read_calls(std::istream& in, const std::function<bool(const Call&)>& take,
+                std::size_t* bad_line = nullptr);
+
+/// The same, all at once.
 bool read_trace(std::istream& in, Trace* trace,
                 std::size_t* bad_line = nullptr);
 
