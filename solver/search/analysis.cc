@@ -306,7 +306,6 @@ void Search::learn(ClauseNumber number) {
   const int glue = stamp_levels(learnt_);
   restarts_.record_conflict(glue);
   ++statistics_.learnt_clauses;
-  statistics_.learnt_literals += learnt_.size();
   if (learnt_.size() == 1) {
     backtrack(0);
     assign_unit(learnt_[0], number);

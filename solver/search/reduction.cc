@@ -125,12 +125,6 @@ bool Search::wants_simplification() const {
          statistics_.propagations >= next_simplification_;
 }
 
-/// Brings the clauses up to date with level 0. Requires: propagated.
-void Search::simplify() {
-  mark_satisfied();
-  drop_deleted();
-}
-
 /// Deletes clauses true at level 0 and takes literals false at level 0 out of
 /// the others. The caller then has to call drop_deleted.
 void Search::mark_satisfied() {

@@ -56,7 +56,10 @@ Search::Result Search::do_solve() {
     }
     if (level() == 0) {
       note_units();
-      if (wants_simplification()) simplify();
+      if (wants_simplification()) {
+        mark_satisfied();
+        drop_deleted();
+      }
     }
     if (restarts_.wants_restart()) restart();
     if (statistics_.conflicts >= next_reduction_) reduce_clauses();
@@ -75,7 +78,6 @@ Search::Result Search::do_solve() {
       continue;
     }
     if (theory_ == nullptr) return Result::kSat;
-    ++statistics_.final_checks;
     conflict_.clear();
     conflict_ref_ = kNoReason;
     if (theory_->final_check(conflict_)) return Result::kSat;

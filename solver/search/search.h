@@ -325,7 +325,6 @@ class Search {
   bool is_reason(ClauseRef ref) const;
   void bump_clause(Clause clause);
   void decay_clauses();
-  void simplify();
   void reduce_clauses();
   void delete_useless();
   bool wants_simplification() const;

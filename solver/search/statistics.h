@@ -20,8 +20,6 @@ struct SearchStatistics {
   std::uint64_t reductions = 0;
   /// Clauses learnt from conflicts.
   std::uint64_t learnt_clauses = 0;
-  /// Literals of the learnt clauses, after minimisation.
-  std::uint64_t learnt_literals = 0;
   /// Literals that minimisation removed.
   std::uint64_t minimised_literals = 0;
   /// Learnt clauses and lemmas deleted by reductions.
@@ -32,8 +30,6 @@ struct SearchStatistics {
   std::uint64_t theory_propagations = 0;
   /// Calls of Theory::explain.
   std::uint64_t theory_explanations = 0;
-  /// Calls of Theory::final_check.
-  std::uint64_t final_checks = 0;
   /// Lemmas that were neither tautologies nor satisfied for good.
   std::uint64_t lemmas = 0;
   /// Times that a learnt clause, or a lemma, took part in a conflict.

@@ -192,7 +192,6 @@ TEST(SearchTest, StatisticsCountTheWork) {
   EXPECT_GT(statistics.reductions, 0U);
   EXPECT_GT(statistics.deleted_clauses, 0U);
   EXPECT_GT(statistics.minimised_literals, 0U);
-  EXPECT_GE(statistics.learnt_literals, statistics.learnt_clauses);
   EXPECT_EQ(statistics.learnt_clauses + 1, statistics.conflicts)
       << "all but the last conflict teach a clause";
   EXPECT_EQ(statistics.theory_conflicts, 0U);

@@ -221,7 +221,6 @@ TEST_F(TheoryTest, FinalCheckConflictGoesOnSearching) {
   ASSERT_EQ(search_.solve(), Search::Result::kSat);
 
   for (int i = 0; i < 4; ++i) EXPECT_TRUE(search_.model_value(positive(i)));
-  EXPECT_GE(search_.statistics().final_checks, 2U);
 }
 
 /// Runs a search into one theory conflict at level 3 that backjumps to level
