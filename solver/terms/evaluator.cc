@@ -42,11 +42,6 @@ const QNumber& Evaluator::number_value(const Term* term) {
   return known_number(term);
 }
 
-void Evaluator::clear() {
-  memo_.clear();
-  numbers_.clear();
-}
-
 void Evaluator::compute(const Term* term) {
   if (known(term)) return;
   // Arguments have smaller ids than the terms that use them.

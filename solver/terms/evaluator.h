@@ -12,7 +12,7 @@
 namespace vorn::solver {
 
 /// An interpretation: where an Evaluator gets the values of symbols from. It is
-/// asked at most once per symbol between two calls of Evaluator::clear.
+/// asked at most once per symbol, and must not change in between.
 class Interpretation {
  public:
   Interpretation() = default;
@@ -32,11 +32,10 @@ class Interpretation {
 /// nothing else, and shares no code with the normalisation that the search
 /// works on, so that a mistake there cannot hide itself.
 ///
-/// Cost: each distinct subterm is computed once and remembered until clear(),
-/// for any depth; one word per term id up to the greatest one seen, and a
-/// number per arithmetic subterm.
-/// Ownership: borrows the interpretation; terms must stay alive.
-/// Threads: none.
+/// Cost: each distinct subterm is computed once and remembered, for any depth;
+/// one word per term id up to the greatest one seen, and a number per
+/// arithmetic subterm. Ownership: borrows the interpretation; terms must stay
+/// alive. Threads: none.
 class Evaluator {
  public:
   /// Asks `symbols` for the values of symbols.
@@ -46,10 +45,6 @@ class Evaluator {
   bool bool_value(const Term* term);
   /// The value of an arithmetic term.
   const QNumber& number_value(const Term* term);
-
-  /// Forgets all values; to be called when the interpretation has changed.
-  /// Invalidates references that number_value returned.
-  void clear();
 
  private:
   // Entries of memo_. From kFirstNumber on, an entry is an index into numbers_

@@ -37,8 +37,8 @@ TEST(EvaluatorTest, EvaluateAgreesWithPlainRecursion) {
     testing::RandomTerms terms(store, seed, false);
     terms.grow(60);
     PointValues values(terms.random_point());
-    Evaluator evaluator(values);
     for (int round = 0; round < 3; ++round) {
+      Evaluator evaluator(values);
       for (const Term* term : terms.bools) {
         ASSERT_EQ(evaluator.bool_value(term),
                   testing::naive_bool(term, values.point));
@@ -48,7 +48,6 @@ TEST(EvaluatorTest, EvaluateAgreesWithPlainRecursion) {
                   testing::naive_number(term, values.point));
       }
       values.point = terms.random_point();
-      evaluator.clear();
     }
   }
 }
@@ -104,21 +103,6 @@ TEST(EvaluatorTest, EvaluateAMillionDeep) {
 
   // (not t) xor true is t.
   EXPECT_TRUE(Evaluator(values).bool_value(term));
-}
-
-// A value kept across a change of the model would vouch for the wrong one.
-TEST(EvaluatorTest, ClearForgetsOldValues) {
-  TermStore store;
-  const Term* x = store.make_symbol("x", Sort::kReal);
-  const Term* term = store.make_plus(x, store.make_number(QNumber(1)));
-  PointValues values({{}, {{x, mpq_class(1, 2)}}});
-  Evaluator evaluator(values);
-  EXPECT_EQ(evaluator.number_value(term), *QNumber::from_string("3/2"));
-
-  values.point.numbers[x] = 4;
-  evaluator.clear();
-
-  EXPECT_EQ(evaluator.number_value(term), QNumber(5));
 }
 
 }  // namespace
