@@ -32,8 +32,7 @@
 #include "solver/smtlib/interpreter.h"
 #include "solver/smtlib/options.h"
 
-// The vorn command: runs one SMT-LIB script. Exit status 0; 1 after an error
-// of any kind; 130 after Ctrl-C and 143 after SIGTERM, as from a shell.
+// The vorn command: runs one SMT-LIB script. docs/command.md has its statuses.
 
 namespace vorn::solver {
 namespace {

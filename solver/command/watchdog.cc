@@ -176,11 +176,6 @@ Watchdog::Stop Watchdog::stop() const {
   return check_timed_out_ ? Stop::kTimeout : Stop::kNone;
 }
 
-bool Watchdog::interrupted() const {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  return run_stop_ == Stop::kInterrupt;
-}
-
 int Watchdog::interrupt_status() const {
   const std::lock_guard<std::mutex> lock(mutex_);
   return interrupt_status_;

@@ -68,7 +68,7 @@ class Watchdog {
   /// Why the check at hand, or the last one, was to stop.
   Stop stop() const;
   /// Whether Ctrl-C was pressed, or SIGTERM came, which is treated alike.
-  bool interrupted() const;
+  bool interrupted() const { return stop() == Stop::kInterrupt; }
   /// What the process then ends with: 128 and the signal's number.
   int interrupt_status() const;
   /// Whether Ctrl-C was pressed while an answer was owed that has not been

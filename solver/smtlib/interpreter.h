@@ -79,11 +79,11 @@ class Interpreter {
   struct Command {
     std::string_view name;
     bool (Interpreter::*handler)();
-    Need need;
+    Need need = Need::kNothing;
     // Whether it changes assertions or declarations and has no other effect.
-    bool edits;
+    bool edits = false;
     // Whether its reply is all it does.
-    bool reports;
+    bool reports = false;
   };
   static const Command* find_command(const std::string& name);
   static const Command kCommands[];

@@ -13,12 +13,8 @@
 namespace vorn::solver {
 
 /// The options of a script, as set-option and get-option know them, with the
-/// values that they have at the start.
-///
-/// Three differ from the standard's on purpose: :print-success starts out
-/// false, since an answer per line is what a reader of the output wants, and
-/// :produce-assertions and :produce-models true, since texts and models are
-/// kept in any case.
+/// values that they have at the start. Three of these differ from the
+/// standard's on purpose, see docs/command.md.
 struct ScriptOptions {
   /// Answer `success` where there is no other reply.
   bool print_success = false;
