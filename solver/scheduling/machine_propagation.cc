@@ -219,8 +219,7 @@ class Propagation final : public MachinePropagation {
         Watch& watch = watch_of(order);
         // Optional tasks are left to the graph: few of their orders matter, and
         // each learnt clause with one of them tells the search less about which
-        // task goes where (flexible shops took up to four times as many
-        // conflicts).
+        // task goes where.
         if (watch.orders.empty() && !presence.is_defined() &&
             !state.presence(b).is_defined()) {
           const int early = Windows::earliest(state.node(a));
@@ -343,7 +342,7 @@ class Propagation final : public MachinePropagation {
         if (!is_open(rival.order) || !windows_.has(rival.point)) continue;
         const T excess =
             windows_.value(point) + rival.gap + windows_.value(rival.point);
-        if (!(excess > T())) continue;
+        if (!(T() < excess)) continue;
         ++counters_.orders;
         log_.begin();
         add_pair(point, rival.point, excess);

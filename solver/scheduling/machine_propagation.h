@@ -36,15 +36,12 @@ constexpr std::string_view machines_name(Machines mode) {
 /// the active constraints and from what the rules have found. What the rules
 /// find is either an order of two tasks, a literal that is implied, or a later
 /// or earlier time, which stays inside: learnt clauses are made of the
-/// problem's own literals alone. An explanation is made when it is asked for,
-/// of the times that the rule needed, lowered as far as it still holds, each
-/// traced to the oldest literals that show it.
+/// problem's own literals alone. An explanation is made when it is asked for.
 ///
 /// A rule runs when a time of one of the machine's tasks moved, or the order of
-/// two of them was decided, and then in this order: orders by times alone,
-/// tasks with known predecessors, overload and edge-finding, not-first and
-/// not-last; what is cheap first, and the search goes on with the first orders
-/// that are found.
+/// two of them was decided; what is cheap first, and the search goes on with
+/// the first orders that are found. "Sets of tasks" in docs/solving.md tells
+/// of the rules.
 ///
 /// Cost: O(n^2) for a machine of n tasks, each time. Memory: n^2 words for a
 /// machine.

@@ -12,10 +12,10 @@
 
 namespace vorn::solver {
 
-/// Separations, as clauses say them: in one clause with both orders of two
-/// tasks, or in two with one order each that resolve on a literal, such as the
-/// branches of an `ite`, or implications from a Boolean and its negation. An
-/// order may also stand behind a literal that implies it, its name.
+/// Separations, as clauses say them ("Sets of tasks" in docs/solving.md): in
+/// one clause with both orders of two tasks, or in two with one order each that
+/// resolve on a literal. An order may also stand behind a literal that implies
+/// it, its name.
 ///
 /// What was read once stays, since a search drops clauses that it needs no
 /// more, until its variables go.

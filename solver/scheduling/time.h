@@ -60,18 +60,6 @@ class ExactTime {
   friend bool operator<(const ExactTime& a, const ExactTime& b) {
     return a.value_ < b.value_;
   }
-  /// Order.
-  friend bool operator>(const ExactTime& a, const ExactTime& b) {
-    return b < a;
-  }
-  /// Order.
-  friend bool operator<=(const ExactTime& a, const ExactTime& b) {
-    return !(b < a);
-  }
-  /// Order.
-  friend bool operator>=(const ExactTime& a, const ExactTime& b) {
-    return !(a < b);
-  }
   /// Sameness.
   friend bool operator==(const ExactTime& a, const ExactTime& b) {
     return !(a < b) && !(b < a);

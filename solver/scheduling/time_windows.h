@@ -2,11 +2,11 @@
 #ifndef VORN_SOLVER_SCHEDULING_TIME_WINDOWS_H
 #define VORN_SOLVER_SCHEDULING_TIME_WINDOWS_H
 
-#include <algorithm>
 #include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <queue>
 #include <utility>
 #include <vector>
 
@@ -68,7 +68,7 @@ class TimeWindows {
   /// Requires: there is one.
   int oldest(const Demand& demand) const {
     int entry = newest_[index(demand.point)];
-    assert(entry >= 0 && entries_[index(entry)].value >= demand.value);
+    assert(entry >= 0 && !(entries_[index(entry)].value < demand.value));
     for (;;) {
       const int previous = entries_[index(entry)].previous;
       if (previous < 0 || entries_[index(previous)].value < demand.value) {
@@ -105,7 +105,7 @@ class TimeWindows {
       queue_.pop_front();
       waits_[index(point)] = 0;
       visit(point);
-      if (has(point ^ 1) && value(point) + value(point ^ 1) > T()) {
+      if (has(point ^ 1) && T() < value(point) + value(point ^ 1)) {
         *crossing = point / 2;
         clear_queue();
         return false;
@@ -145,9 +145,8 @@ class TimeWindows {
   void explain(const Expand& expand, std::vector<Literal>& literals) {
     int last = -1;
     while (!wanted_.empty()) {
-      std::pop_heap(wanted_.begin(), wanted_.end());
-      const Wanted top = wanted_.back();
-      wanted_.pop_back();
+      const Wanted top = wanted_.top();
+      wanted_.pop();
       // What is wanted comes by falling number, and of one entry by falling
       // value. An older entry of a point that was explained is explained all
       // the same: the newer one may be due to it.
@@ -169,8 +168,7 @@ class TimeWindows {
   /// Adds a bound on a time to what the explanation at hand has to show.
   /// Requires: the demand is met.
   void demand(const Demand& demand) {
-    wanted_.push_back({oldest(demand), demand.value});
-    std::push_heap(wanted_.begin(), wanted_.end());
+    wanted_.push({oldest(demand), demand.value});
   }
 
   /// Constraints and entries made so far, taken back or not.
@@ -245,8 +243,8 @@ class TimeWindows {
   std::vector<char> waits_;  // by point: it is in the queue
   std::uint64_t num_steps_ = 0;
 
-  // Explanation: a heap of entries wanted, and points that are explained.
-  std::vector<Wanted> wanted_;
+  /// What the explanation under way has yet to show, the newest entry first.
+  std::priority_queue<Wanted> wanted_;
 };
 
 }  // namespace vorn::solver

@@ -215,7 +215,7 @@ class Session {
       }
     }
     const T value = time(rule.value);
-    if (windows_.has(rule.point) && windows_.value(rule.point) >= value) {
+    if (windows_.has(rule.point) && !(windows_.value(rule.point) < value)) {
       return true;
     }
     rule.literal = num_literals_++;
@@ -296,7 +296,7 @@ class Session {
     const int early = Windows::earliest(node);
     const int late = Windows::latest(node);
     ASSERT_TRUE(windows_.has(early) && windows_.has(late));
-    ASSERT_TRUE(windows_.value(early) + windows_.value(late) > T());
+    ASSERT_TRUE(T() < windows_.value(early) + windows_.value(late));
     windows_.demand({early, windows_.value(early)});
     windows_.demand({late, windows_.value(late)});
     const std::set<int> literals = explain();
