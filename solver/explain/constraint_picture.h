@@ -55,14 +55,11 @@ struct PictureTexts {
 /// Draws the bounds in `formulas`, as the engine sees them after its last
 /// check.
 ///
-/// An edge is active if it holds in the model found, when `answer` is kSat;
-/// otherwise if it is stated outright, with no case to distinguish. Its name is
-/// the name of what is written there or, if it is stated outright, of its
-/// formula; else the text of what is written there, cut short when it is long.
-/// The negative cycle is one among the bounds stated outright, if there is one;
-/// else the last one that the engine's search has met, which may use bounds
-/// that no formula states as they are (negations, say): these become edges,
-/// too.
+/// "Pictures" in docs/command.md says which edges are active and on the cycle.
+/// The name of an edge is that of what is written there or, if it is stated
+/// outright, of its formula; else the text, cut short when it is long. A cycle
+/// that the engine's search has met may use bounds that no formula states as
+/// they are (negations, say): these become edges, too.
 ///
 /// Requires: the formulas are the engine's assertions and the assumptions of
 /// the check, of terms in `store`; `answer` is that check's, and nothing was
@@ -74,9 +71,7 @@ ConstraintPicture draw_constraints(TermStore& store, Engine& engine,
                                    const PictureTexts& texts);
 
 /// Writes the picture in Graphviz DOT: one line for each node ("n0", "n1" and
-/// so on, with its name as label) and each edge. Active edges are solid, others
-/// dashed, the cycle is red. A label says the weight as "<= 2" or "< 3", then
-/// the name.
+/// so on, with its name as label) and each edge.
 void write_dot(const ConstraintPicture& picture, std::ostream& out);
 
 }  // namespace vorn::solver

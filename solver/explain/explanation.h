@@ -18,20 +18,11 @@ namespace vorn::solver {
 /// comment, which a reader of replies skips, and ends with a line break.
 ///
 /// If the bounds that they state outright close a negative cycle, that is
-/// written as a chain of inequalities that adds up to a contradiction:
-///
-///   ; unsat, because these 3 assertions cannot hold together:
-///   ;   line 7 (a1)   y - x <= 2
-///   ;   line 8        z - y <= -3
-///   ;   line 9        x - z < 0
-///   ;   sum           0 < -1, which is false
-///
+/// written as a chain of inequalities that adds up to a contradiction.
 /// Otherwise, if one formula states what another denies, these two are shown.
 /// Otherwise it takes a distinction of cases, and the text names formulas that
-/// have no model together: a core, found by an engine of its own.
-///
-/// Over the integers a bound is shown as it counts, rounded: x < y as
-/// x - y <= -1, with the unrounded one behind it.
+/// have no model together: a core, found by an engine of its own. "Why not?
+/// Explanations" in docs/command.md shows both kinds of text.
 ///
 /// `stop`: as for Engine::set_stop; a core is then left out or larger than it
 /// need be, and the text says so. Requires: the formulas are inside difference
