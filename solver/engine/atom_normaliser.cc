@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <map>
 #include <utility>
 #include <vector>
 
@@ -20,29 +22,23 @@ LinearSum replace_leaf(const LinearSum& sum, std::size_t position,
   result.constant = branch.constant;
   result.constant *= factor;
   result.constant += sum.constant;
-  std::vector<LinearSum::Monomial> all;
+  std::map<std::uint64_t, LinearSum::Monomial> by_id;
+  const auto add = [&by_id](const Term* leaf, const QNumber& coefficient) {
+    const auto [place, is_new] =
+        by_id.try_emplace(leaf->id, LinearSum::Monomial{leaf, coefficient});
+    if (!is_new) place->second.coefficient += coefficient;
+  };
   for (std::size_t k = 0; k < sum.monomials.size(); ++k) {
-    if (k != position) all.push_back(sum.monomials[k]);
+    if (k != position) add(sum.monomials[k].leaf, sum.monomials[k].coefficient);
   }
   for (const LinearSum::Monomial& m : branch.monomials) {
     QNumber coefficient = m.coefficient;
     coefficient *= factor;
-    all.push_back({m.leaf, coefficient});
+    add(m.leaf, coefficient);
   }
-  std::sort(all.begin(), all.end(), [](const auto& a, const auto& b) {
-    return a.leaf->id < b.leaf->id;
-  });
-  for (LinearSum::Monomial& m : all) {
-    auto& kept = result.monomials;
-    if (!kept.empty() && kept.back().leaf == m.leaf) {
-      kept.back().coefficient += m.coefficient;
-    } else {
-      if (!kept.empty() && kept.back().coefficient.sign() == 0) kept.pop_back();
-      kept.push_back(std::move(m));
-    }
+  for (auto& [id, m] : by_id) {
+    if (m.coefficient.sign() != 0) result.monomials.push_back(std::move(m));
   }
-  auto& kept = result.monomials;
-  if (!kept.empty() && kept.back().coefficient.sign() == 0) kept.pop_back();
   return result;
 }
 
@@ -122,9 +118,9 @@ const Term* AtomNormaliser::normalise_sum(const LinearSum& sum, bool strict,
     normal.integer = is_integer(sum);
     switch (to_bound(sum, strict, normal.integer, normal.bound)) {
       case BoundOutcome::kTrue:
-        return store_.make_true();
+        return store_.make_bool(true);
       case BoundOutcome::kFalse:
-        return store_.make_false();
+        return store_.make_bool(false);
       case BoundOutcome::kOutside:
         return nullptr;
       case BoundOutcome::kBound:

@@ -435,8 +435,4 @@ const Term* TermStore::make_negate(const Term* term) {
   return make_times(make_number(QNumber(-1), term->sort), term);
 }
 
-const Term* TermStore::make_minus(const Term* a, const Term* b) {
-  return make_plus(a, make_negate(b));
-}
-
 }  // namespace vorn::solver

@@ -79,10 +79,6 @@ class TermStore final : public TermManager {
   /// later on. The name starts with `prefix` and is that of no symbol so far.
   const Term* make_fresh_symbol(const std::string& prefix, Sort sort);
 
-  /// The constant true.
-  const Term* make_true() const { return true_; }
-  /// The constant false.
-  const Term* make_false() const { return false_; }
   /// The constant of this value.
   const Term* make_bool(bool value) const { return value ? true_ : false_; }
 
@@ -118,8 +114,6 @@ class TermStore final : public TermManager {
   const Term* make_times(const Term* a, const Term* b);
   /// -1 * term, the factor first.
   const Term* make_negate(const Term* term);
-  /// a + -1 * b.
-  const Term* make_minus(const Term* a, const Term* b);
 
   /// How many terms were made; their ids are 0 to size() - 1 in that order.
   std::size_t size() const { return size_; }

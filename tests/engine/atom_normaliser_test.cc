@@ -94,8 +94,10 @@ TEST_F(AtomNormaliserTest, NormaliseDividesAndRoundsIntegers) {
                la::DNumber(2, 0), true);
   expect_bound(store.make_leq(times(-2, x), number(-5)), x, nullptr,
                la::DNumber(-3, 0), true);
-  expect_bound(store.make_leq(times(3, store.make_minus(x, y)), number(-7)), y,
-               x, la::DNumber(-3, 0), true);
+  expect_bound(
+      store.make_leq(times(3, store.make_plus(x, store.make_negate(y))),
+                     number(-7)),
+      y, x, la::DNumber(-3, 0), true);
   QNumber half(5);
   half /= QNumber(2);
   expect_bound(store.make_less(times(2, r), number(5, Sort::kReal)), nullptr, r,
@@ -148,15 +150,16 @@ TEST_F(AtomNormaliserTest, NormaliseDistinctSeparatesEveryPair) {
 TEST_F(AtomNormaliserTest, NormaliseAtomWithoutVariablesGivesConstant) {
   const Term* next = store.make_plus(x, number(1));
 
-  EXPECT_EQ(normaliser.normalise(store.make_leq(x, x)).term, store.make_true());
+  EXPECT_EQ(normaliser.normalise(store.make_leq(x, x)).term,
+            store.make_bool(true));
   EXPECT_EQ(normaliser.normalise(store.make_less(x, x)).term,
-            store.make_false());
+            store.make_bool(false));
   EXPECT_EQ(normaliser.normalise(store.make_leq(next, x)).term,
-            store.make_false());
+            store.make_bool(false));
   EXPECT_EQ(normaliser.normalise(store.make_equal(next, x)).term,
-            store.make_false());
+            store.make_bool(false));
   EXPECT_EQ(normaliser.normalise(store.make_distinct({next, x})).term,
-            store.make_true());
+            store.make_bool(true));
 }
 
 // What is no difference must be refused, not approximated.
@@ -164,10 +167,10 @@ TEST_F(AtomNormaliserTest, NormaliseAtomOutsideGivesNull) {
   const Term* zero = number(0);
   const std::vector<const Term*> sums = {
       store.make_plus(x, y),
-      store.make_minus(times(2, x), y),
+      store.make_plus(times(2, x), store.make_negate(y)),
       store.make_plus({x, times(-1, y), z}),
       store.make_times(x, y),
-      store.make_minus(x, r),
+      store.make_plus(x, store.make_negate(r)),
       store.make_ite(p, store.make_plus(x, y), zero),
   };
   for (const Term* sum : sums) {
@@ -196,8 +199,9 @@ TEST_F(AtomNormaliserTest, NormaliseOtherIteLiftsIt) {
   const Term* sum = store.make_plus(store.make_ite(p, x, y),
                                     store.make_ite(q, number(1), number(-1)));
   // Each branch takes z away again.
-  const Term* cancelling = store.make_minus(
-      store.make_ite(p, store.make_plus(z, x), store.make_plus(z, y)), z);
+  const Term* cancelling = store.make_plus(
+      store.make_ite(p, store.make_plus(z, x), store.make_plus(z, y)),
+      store.make_negate(z));
   const std::vector<const Term*> atoms = {
       store.make_leq(doubled, number(3)),
       store.make_less(sum, z),

@@ -99,8 +99,8 @@ TEST_F(EncoderTest, LiteralOfConnectiveFollowsItsTruthTable) {
   const Term* r = bools[2];
   const Term* s = bools[3];
   const std::vector<const Term*> terms = {
-      store.make_true(),
-      store.make_false(),
+      store.make_bool(true),
+      store.make_bool(false),
       p,
       store.make_not(p),
       store.make_and({p, q}),
@@ -183,7 +183,7 @@ TEST_F(EncoderTest, AssertTermInScopeHoldsWithItsSelector) {
   EXPECT_TRUE(is_sat(rig, {~selector, not_q}));
   EXPECT_TRUE(is_sat(rig, {selector}));
   EXPECT_FALSE(is_sat(rig, {selector, not_q}));
-  rig.encoder.assert_term(store.make_false());
+  rig.encoder.assert_term(store.make_bool(false));
   EXPECT_FALSE(is_sat(rig, {selector}));
   EXPECT_TRUE(is_sat(rig, {~selector}));
 }

@@ -115,7 +115,7 @@ TEST_F(EngineTest, PopTakesBackAssertions) {
   EXPECT_EQ(engine.number_value(x), engine.number_value(y));
   engine.pop();
   EXPECT_EQ(engine.num_levels(), 0U);
-  engine.assert_term(store.make_false());
+  engine.assert_term(store.make_bool(false));
   EXPECT_EQ(engine.check(), Answer::kUnsat);
   engine.push();
   EXPECT_EQ(engine.check(), Answer::kUnsat);
@@ -127,7 +127,7 @@ TEST_F(EngineTest, PopTakesBackAssertions) {
 TEST_F(EngineTest, PopAfterFalseIsConsistentAgain) {
   Engine engine(store);
   engine.push();
-  engine.assert_term(store.make_false());
+  engine.assert_term(store.make_bool(false));
   EXPECT_EQ(engine.check(), Answer::kUnsat);
   engine.pop();
 
@@ -224,9 +224,9 @@ TEST_F(EngineTest, FailedAssumptionsWithRepeatsAndOppositesPointAtThem) {
   EXPECT_EQ(engine.check({q, p, p}), Answer::kUnsat);
   ASSERT_EQ(engine.failed_assumptions().size(), 1U);
   EXPECT_GE(engine.failed_assumptions()[0], 1U);
-  EXPECT_EQ(engine.check({q, store.make_false()}), Answer::kUnsat);
+  EXPECT_EQ(engine.check({q, store.make_bool(false)}), Answer::kUnsat);
   EXPECT_EQ(engine.failed_assumptions(), std::vector<std::size_t>{1});
-  EXPECT_EQ(engine.check({q, store.make_true()}), Answer::kSat);
+  EXPECT_EQ(engine.check({q, store.make_bool(true)}), Answer::kSat);
   EXPECT_TRUE(engine.failed_assumptions().empty());
 }
 

@@ -34,7 +34,7 @@ std::string body_of(const ConstraintPicture& picture) {
 class ConstraintPictureTest : public ::testing::Test {
  protected:
   const Term* at_most(const Term* a, const Term* b, int limit) {
-    return store_.make_leq(store_.make_minus(a, b),
+    return store_.make_leq(store_.make_plus(a, store_.make_negate(b)),
                            store_.make_number(QNumber(limit), Sort::kReal));
   }
   ConstraintPicture draw(Answer expected,

@@ -30,7 +30,7 @@ class Formulas {
       : store_(store), random_(random) {}
 
   void add() {
-    const Term* term = store_.make_false();
+    const Term* term = store_.make_bool(false);
     Models models;
     for (int k = 1 + below(3); k > 0; --k) {
       const Part part = below(3) == 0 ? boolean() : bound();
@@ -92,9 +92,9 @@ class Formulas {
     const int a = below(3);
     const int b = (a + 1 + below(2)) % 3;
     const int weight = below(5) - 2;
-    const Term* difference =
-        store_.make_minus(store_.make_symbol(names[a], Sort::kInt),
-                          store_.make_symbol(names[b], Sort::kInt));
+    const Term* difference = store_.make_plus(
+        store_.make_symbol(names[a], Sort::kInt),
+        store_.make_negate(store_.make_symbol(names[b], Sort::kInt)));
     return {store_.make_leq(difference, store_.make_number(QNumber(weight))),
             models_of([a, b, weight](int, const int* values) {
               return values[a] - values[b] <= weight;

@@ -23,7 +23,8 @@ class StatedBoundsTest : public ::testing::Test {
   }
   // a - b <= limit.
   const Term* at_most(const Term* a, const Term* b, int limit) {
-    return store_.make_leq(store_.make_minus(a, b), number(limit, a->sort));
+    return store_.make_leq(store_.make_plus(a, store_.make_negate(b)),
+                           number(limit, a->sort));
   }
   Statements read(const std::vector<const Term*>& formulas,
                   bool conditional_too = false) {

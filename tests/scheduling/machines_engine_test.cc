@@ -466,8 +466,9 @@ TEST(MachinesEngineTest, DifferentIntegersAgreeWithAllOrders) {
         const Term* differs =
             comparison.store().make_not(comparison.store().make_equal(
                 comparison.task(a), comparison.task(b)));
-        comparison.add(maker.either(a, b, kWhole, kWhole),
-                       is_distinct ? comparison.store().make_true() : differs);
+        comparison.add(
+            maker.either(a, b, kWhole, kWhole),
+            is_distinct ? comparison.store().make_bool(true) : differs);
       }
     }
     if (is_distinct) {

@@ -48,7 +48,7 @@ TEST_F(AssertionStackTest, CheckOfClashingAssumptionsGivesAnEmptyCore) {
 // A named assertion that is false by itself is a core by itself.
 TEST_F(AssertionStackTest, CheckOfFalseAssertionBlamesIt) {
   add(q_, "a");
-  add(store_.make_false(), "b");
+  add(store_.make_bool(false), "b");
   ASSERT_EQ(stack_.check({}), Answer::kUnsat);
   EXPECT_EQ(stack_.core(), Indices{1});
 }

@@ -61,8 +61,8 @@ TEST_F(SymbolTableTest, BindHidesUntilUnbound) {
   define("a", x_);
   table_.bind("a", y_);
   const std::size_t outer = table_.num_bound();
-  table_.bind("a", store_.make_true());
-  EXPECT_EQ(term_of("a"), store_.make_true());
+  table_.bind("a", store_.make_bool(true));
+  EXPECT_EQ(term_of("a"), store_.make_bool(true));
   table_.unbind_to(outer);
   EXPECT_EQ(term_of("a"), y_);
   EXPECT_EQ(table_.find_global("a")->term, x_);

@@ -137,8 +137,8 @@ class RandomTerms {
         add_number(symbol, point_.numbers[symbol]);
       }
     }
-    add_bool(store.make_true(), true);
-    add_bool(store.make_false(), false);
+    add_bool(store.make_bool(true), true);
+    add_bool(store.make_bool(false), false);
     for (int i = -2; i <= 2; ++i) {
       add_number(store.make_number(QNumber(i)), i);
       add_number(store.make_number(to_q(half(i)), Sort::kReal), half(i));
@@ -230,7 +230,8 @@ class RandomTerms {
       case 1:
         return add_number(store_.make_plus({tx, ty, tz}), vx + vy + vz);
       case 2:
-        return add_number(store_.make_minus(tx, ty), vx - vy);
+        return add_number(store_.make_plus(tx, store_.make_negate(ty)),
+                          vx - vy);
       case 3:
         return add_number(store_.make_negate(tx), -vx);
       case 4:

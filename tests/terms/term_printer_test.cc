@@ -60,8 +60,8 @@ class Reader {
   }
 
   const Term* read_leaf(const std::string& text) {
-    if (text == "true") return store_.make_true();
-    if (text == "false") return store_.make_false();
+    if (text == "true") return store_.make_bool(true);
+    if (text == "false") return store_.make_bool(false);
     if (text[0] >= '0' && text[0] <= '9') {
       const Sort sort =
           text.find('.') == std::string::npos ? Sort::kInt : Sort::kReal;
@@ -166,8 +166,8 @@ TEST(PrintTermTest, EveryKindHasItsOperator) {
   const Term* three = store.make_number(q("3"));
   const Term* less_third = store.make_number(q("-1/3"));
 
-  EXPECT_EQ(print_term(store.make_true()), "true");
-  EXPECT_EQ(print_term(store.make_false()), "false");
+  EXPECT_EQ(print_term(store.make_bool(true)), "true");
+  EXPECT_EQ(print_term(store.make_bool(false)), "false");
   EXPECT_EQ(print_term(b), "|b c|");
   EXPECT_EQ(print_term(three), "3");
   EXPECT_EQ(print_term(less_third), "(- (/ 1.0 3.0))");

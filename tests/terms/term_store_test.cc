@@ -27,8 +27,8 @@ class TermStoreTest : public ::testing::Test {
   const Term* x = store.make_symbol("x", Sort::kInt);
   const Term* y = store.make_symbol("y", Sort::kInt);
   const Term* u = store.make_symbol("u", Sort::kReal);
-  const Term* yes = store.make_true();
-  const Term* no = store.make_false();
+  const Term* yes = store.make_bool(true);
+  const Term* no = store.make_bool(false);
 
   std::vector<const Term*> make_one_of_each() {
     return {yes,
@@ -203,7 +203,8 @@ TEST_F(TermStoreTest, MakeArithmeticFoldsNumbersAndJoinsSorts) {
   EXPECT_EQ(store.make_plus({x}), x);
   EXPECT_EQ(store.make_times(real("1/3"), real("3")), real("1"));
   EXPECT_EQ(store.make_negate(number(3)), number(-3));
-  EXPECT_EQ(store.make_minus(number(3), number(5)), number(-2));
+  EXPECT_EQ(store.make_plus(number(3), store.make_negate(number(5))),
+            number(-2));
   EXPECT_EQ(store.make_plus(number(1), u)->sort, Sort::kReal);
   EXPECT_EQ(store.make_times(number(2), x)->sort, Sort::kInt);
   EXPECT_EQ(store.make_negate(u)->arg(0), real("-1"));
