@@ -27,8 +27,7 @@ namespace vorn::solver {
 /// of a pair lie in one order.
 ///
 /// Constraints are numbered from 1 and no number is used twice, not even after
-/// its atom was forgotten: the graph's lemma search reads the edges of past
-/// conflicts, and takes edge 0 for no edge. Node 0 is the constant 0; the
+/// its atom was forgotten, see docs/lemmas.md. Node 0 is the constant 0; the
 /// others are numbered from 1.
 ///
 /// Cost: O(1) expected, but a bound is found among those of its pair in

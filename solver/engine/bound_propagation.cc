@@ -7,9 +7,8 @@
 namespace vorn::solver {
 namespace {
 
-// Credit. A step of the closure takes one to two nanoseconds, a propagation of
-// the search some fifty. Questions on which propagation pays take up to 120
-// steps for each literal implied; on diamonds it is a million.
+// Credit, in steps of the closure: one takes one to two nanoseconds, a
+// propagation of the search some fifty.
 constexpr std::int64_t kFirstCredit = 300'000;
 constexpr std::int64_t kStepsPerPropagation = 4;
 constexpr std::int64_t kStepsPerImplied = 500;
@@ -22,10 +21,7 @@ constexpr std::int64_t kCreditAfterPause = 100'000;
 // Of one call: some 20 ms. The rest waits for the next.
 constexpr std::uint64_t kStepsPerCall = 3'000'000;
 
-// Trials, in conflicts. Of the conflicts without propagation, behind some with
-// it, 84 to 100% came from the graph on the questions on which propagation
-// pays, and up to 80% on the others, less as a rule. So the second part ends
-// early if it began clearly.
+// Trials, in conflicts. The second part ends early if it began clearly.
 constexpr std::uint64_t kWithPart = 500;
 constexpr std::uint64_t kWithoutPart = 300;
 constexpr std::uint64_t kEarly = 50;

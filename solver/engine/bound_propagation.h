@@ -45,20 +45,9 @@ struct PropagationOptions {
 /// The closure may lag behind the trail: constraints wait here until it pays to
 /// hand them over. Those that wait are always the latest, so taking back needs
 /// no more than to count. One call hands over a limited amount, in every mode,
-/// so that a search can be stopped in between. In automatic mode two rules say
-/// whether it pays.
-///
-/// *Credit*, from push to push. Steps of the closure are paid for out of what
-/// implied literals and the search's own propagations earn. It guards against
-/// large graphs in which nothing follows, such as rings of diamonds.
-///
-/// *Trials*, from time to time. Where clauses propagate the same by themselves,
-/// as with small domains, propagation costs and does not pay; that shows in the
-/// conflicts of a search that has just lost it. If nearly all of them come from
-/// the graph, then its clauses knew nothing of what propagation had found. So a
-/// check begins with propagation, goes without it for a while, and has it again
-/// or not until the next trial, each of which is twice as far away as the one
-/// before.
+/// so that a search can be stopped in between. In automatic mode credit, from
+/// push to push, and trials, from time to time, say whether it pays: "When it
+/// pays" in docs/solving.md has both.
 ///
 /// Ownership: none borrowed. Threads: none.
 class BoundPropagation {

@@ -103,10 +103,6 @@ Engine::Engine(TermStore& store, const EngineOptions& options)
 
 Engine::~Engine() = default;
 
-const Term* Engine::outside_fragment(const Term* term) {
-  return normaliser_.first_outside(term);
-}
-
 void Engine::assert_term(const Term* term) {
   assert(term->is_bool() && outside_fragment(term) == nullptr);
   model_.reset();
@@ -230,22 +226,9 @@ QNumber Engine::number_value(const Term* term) {
   return model_->evaluator().number_value(term);
 }
 
-void Engine::set_stop(const std::atomic<bool>* stop) {
-  stop_ = stop;
-}
-
-void Engine::set_logger(Logger* logger) {
-  logger_ = logger;
-}
-
 void Engine::set_graph_recorder(GraphRecorder* recorder) {
   assert(machinery_ == nullptr);
   graph_recorder_ = recorder;
-}
-
-void Engine::set_progress(
-    std::function<void(const SearchStatistics&)> progress) {
-  progress_ = std::move(progress);
 }
 
 void Engine::set_options(const EngineOptions& options) {

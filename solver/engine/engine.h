@@ -73,7 +73,9 @@ class Engine {
 
   /// The first arithmetic atom in `term` outside difference logic, or null.
   /// Changes no assertion. Cost: each subterm is visited once in a lifetime.
-  const Term* outside_fragment(const Term* term);
+  const Term* outside_fragment(const Term* term) {
+    return normaliser_.first_outside(term);
+  }
 
   /// Requires: Boolean and inside the fragment.
   void assert_term(const Term* term);
@@ -109,17 +111,19 @@ class Engine {
 
   /// Makes a running check end with kUnknown soon after the flag is set. It is
   /// looked at between steps of the search, not inside a step of the graph.
-  void set_stop(const std::atomic<bool>* stop);
+  void set_stop(const std::atomic<bool>* stop) { stop_ = stop; }
   /// The flag that set_stop was given.
   const std::atomic<bool>* stop() const { return stop_; }
   /// Where the graph logs; null for nowhere.
-  void set_logger(Logger* logger);
+  void set_logger(Logger* logger) { logger_ = logger; }
   /// What notes the calls on the graph, and on each one that takes its place;
   /// null for nothing. Not the calls on the graph that lemmas are learnt on.
   /// Requires: no check was made yet.
   void set_graph_recorder(GraphRecorder* recorder);
   /// Called every few hundred conflicts of a check; must not call the engine.
-  void set_progress(std::function<void(const SearchStatistics&)> progress);
+  void set_progress(std::function<void(const SearchStatistics&)> progress) {
+    progress_ = std::move(progress);
+  }
 
   /// Settings, effective from the next check on; changing those of the search
   /// rebuilds it.

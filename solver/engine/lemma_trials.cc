@@ -7,9 +7,7 @@
 namespace vorn::solver {
 namespace {
 
-// The look: so many conflicts of the graph, of which so many must be alike. On
-// rings of diamonds 38 are; on all other families but for one question up to
-// 35, and mostly fewer than 20.
+// The look: so many conflicts of the graph, of which so many must be alike.
 constexpr std::uint64_t kLook = 40;
 constexpr std::uint64_t kAlike = 37;
 // Conflicts of the search from a look that showed little to the first trial.
@@ -19,8 +17,7 @@ constexpr std::uint64_t kFirstTrial = 500;
 constexpr std::uint64_t kAfterWon = 2000;
 // Between a lost trial and the next, in lengths of the trial.
 constexpr std::uint64_t kPause = 8;
-// The least share of lemmas in what is used. On the questions that lemmas
-// decide it is 0.16 to 0.43, on most others below 0.09.
+// The least share of lemmas in what is used.
 constexpr double kShare = 0.12;
 // Or how many times as often a lemma is used as a learnt clause.
 constexpr double kRatio = 1.5;

@@ -12,14 +12,9 @@ namespace vorn::solver {
 
 /// Says when learning lemmas pays, by trials.
 ///
-/// A lemma comes from two conflicts in a row that share much of their cycles.
-/// So a check begins with a look at the first conflicts of the graph: if many
-/// resemble the one before, there is a trial at once, else only later. A trial
-/// is judged by what its lemmas did: how often did they take part in conflicts,
-/// and how often the clauses learnt from conflicts? Lemmas pay where they are a
-/// good part of what is used, as on rings of diamonds, or where one of them is
-/// used more often than one of the others. Else there are none until the next
-/// trial, which is twice as long and twice as far away as the one before.
+/// A check begins with a look at the first conflicts of the graph, and then
+/// tries lemmas at once or later. A trial is judged by what its lemmas did:
+/// "When they start" in docs/lemmas.md says how.
 ///
 /// Cost: in a look, sorting the conflict; else O(1) for a conflict.
 /// Threads: none.

@@ -18,15 +18,12 @@ namespace vorn::solver {
 /// those values.
 ///
 /// Small domains are integer variables that the assertions confine to a few
-/// values above a common node, such as the number of a machine or a task's
-/// place in a short queue. Between two such variables the graph finds each
-/// contradiction as a triangle through the common node, one conflict at a time,
-/// and only for comparisons that the search has happened to decide. So each
-/// such variable gets an atom for each of its values ("x is at most v"), and
-/// each bound between two of them is tied to those atoms by clauses, as in an
-/// order encoding (Crawford and Baker, "Experimental Results on the Application
-/// of Satisfiability Algorithms to Scheduling Problems", 1994): with base z and
-/// D = (t - s <= c),
+/// values above a common node; docs/solving.md says what they bring. Each gets
+/// an atom for each of its values ("x is at most v"), and each bound between
+/// two of them is tied to those atoms by clauses, as in an order encoding
+/// (Crawford and Baker, "Experimental Results on the Application of
+/// Satisfiability Algorithms to Scheduling Problems", 1994): with base z and D
+/// = (t - s <= c),
 ///   t - z <= a and s - z >= a - c  imply D, and
 ///   D and s - z <= a               imply t - z <= a + c.
 /// Then one comparison propagates to all others without the graph.
