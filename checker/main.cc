@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: MIT
+#include <cstdio>
+#include <exception>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "checker/checker.h"
+
+namespace vorn::checker {
+namespace {
+
+constexpr int kValid = 0;
+constexpr int kInvalid = 1;
+constexpr int kNotChecked = 2;
+
+const char kUsage[] =
+    "usage: vorn-check [--check N] SCRIPT PROOF\n"
+    "       vorn-check [--check N] --core SCRIPT PROOF ANSWER\n"
+    "       vorn-check [--check N] --model SCRIPT ANSWER\n"
+    "Checks a proof that a check of an SMT-LIB script is unsatisfiable, or\n"
+    "evaluates the model in a printed answer. Says \"valid\", or what is "
+    "wrong.\n"
+    "  --check N  the check to look at, from 1; otherwise the last one\n"
+    "  --core     the proof must follow from the core in the answer\n"
+    "  --model    the answer is sat with a model\n"
+    "Exit status: 0 valid, 1 not valid, 2 not checked.\n";
+
+struct Arguments {
+  enum class Task { kProof, kCore, kModel };
+  Task task = Task::kProof;
+  std::size_t check = 0;
+  std::vector<std::string> files;
+};
+
+// Whether the arguments make sense.
+bool read_arguments(const std::vector<std::string>& words, Arguments& result) {
+  bool is_file = false;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    const std::string& word = words[i];
+    if (is_file || word.empty() || word[0] != '-') {
+      result.files.push_back(word);
+    } else if (word == "--") {
+      is_file = true;
+    } else if (word == "--check" && i + 1 < words.size()) {
+      const std::string& number = words[++i];
+      if (number.empty() || number.size() > 9 ||
+          number.find_first_not_of("0123456789") != std::string::npos) {
+        return false;
+      }
+      result.check = std::stoul(number);
+      if (result.check == 0) return false;
+    } else if ((word == "--core" || word == "--model") &&
+               result.task == Arguments::Task::kProof) {
+      result.task =
+          word == "--core" ? Arguments::Task::kCore : Arguments::Task::kModel;
+    } else {
+      return false;
+    }
+  }
+  const std::size_t wanted = result.task == Arguments::Task::kCore ? 3 : 2;
+  return result.files.size() == wanted;
+}
+
+std::string read_file(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream text;
+  if (!in.is_open()) throw Unreadable();
+  // Nothing at all counts as a failure of <<.
+  if (in.peek() != std::ifstream::traits_type::eof()) text << in.rdbuf();
+  if (in.bad() || text.fail()) throw Unreadable();
+  return text.str();
+}
+
+int run(const Arguments& arguments) {
+  using Task = Arguments::Task;
+  const std::vector<std::string>& files = arguments.files;
+  std::string current = files[0];
+  try {
+    Question question;
+    question.check = arguments.check;
+    question.script = read_file(files[0]);
+    std::string answer;
+    std::ifstream proof;
+    if (arguments.task != Task::kProof) {
+      current = files.back();
+      answer = read_file(files.back());
+      question.answer = &answer;
+    }
+    if (arguments.task != Task::kModel) {
+      current = files[1];
+      proof.open(files[1], std::ios::binary);
+      if (!proof.is_open()) throw Unreadable();
+      question.proof = &proof;
+    }
+    const Outcome outcome = check(question);
+    if (outcome.is_valid) {
+      const bool written = std::puts("valid") >= 0 && std::fflush(stdout) == 0;
+      return written ? kValid : kNotChecked;
+    }
+    const std::string& file = outcome.file == Outcome::File::kScript ? files[0]
+                              : outcome.file == Outcome::File::kProof
+                                  ? files[1]
+                                  : files.back();
+    std::printf("invalid\n%s: line %llu column %llu: %s\n", file.c_str(),
+                static_cast<unsigned long long>(outcome.position.line),
+                static_cast<unsigned long long>(outcome.position.column),
+                outcome.reason.c_str());
+    return kInvalid;
+  } catch (const Unreadable&) {
+    std::fprintf(stderr, "vorn-check: cannot read %s\n", current.c_str());
+  } catch (const std::exception& exception) {
+    std::fprintf(stderr, "vorn-check: not checked: %s\n", exception.what());
+  }
+  return kNotChecked;
+}
+
+}  // namespace
+}  // namespace vorn::checker
+
+int main(int argc, char** argv) {
+  const std::vector<std::string> words(argv + 1, argv + argc);
+  if (words.size() == 1 && (words[0] == "--help" || words[0] == "-h")) {
+    std::fputs(vorn::checker::kUsage, stdout);
+    return 0;
+  }
+  if (words.size() == 1 && words[0] == "--version") {
+    std::puts("vorn-check " VORN_VERSION);
+    return 0;
+  }
+  vorn::checker::Arguments arguments;
+  if (!vorn::checker::read_arguments(words, arguments)) {
+    std::fputs(vorn::checker::kUsage, stderr);
+    return vorn::checker::kNotChecked;
+  }
+  return vorn::checker::run(arguments);
+}

@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_CHECKER_READER_H
+#define VORN_CHECKER_READER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <istream>
+#include <string>
+#include <vector>
+
+namespace vorn::checker {
+
+/// A place in a file; both counts start at 1, columns count characters.
+struct Position {
+  /// Lines up to here, ended by LF, CR or CR LF.
+  std::uint64_t line = 1;
+  /// Characters of the line up to here.
+  std::uint64_t column = 1;
+};
+
+/// Thrown at the first thing that is wrong with a script, proof or answer: by
+/// far most functions have nothing to do with it but to get out of the way.
+struct Rejection {
+  /// Where it is.
+  Position position;
+  /// What is wrong.
+  std::string reason;
+};
+
+/// Thrown when a file cannot be read to its end.
+struct Unreadable {};
+
+/// What a token is.
+enum class TokenKind : std::uint8_t {
+  kOpen,
+  kClose,
+  kNumeral,
+  kDecimal,
+  kSymbol,
+  kQuotedSymbol,  // |text|, which is never a reserved word
+  kKeyword,
+  kString,
+  kLiteral,  // #b01, #xff: read, but not a number here
+  kEnd,
+};
+
+/// A token and where it starts.
+struct Token {
+  /// What it is.
+  TokenKind kind = TokenKind::kEnd;
+  /// Where its first character stands.
+  Position position;
+  /// Without the bars of a quoted symbol and the quotes of a string; a keyword
+  /// with its colon.
+  std::string text;
+};
+
+/// Cuts a text into the tokens of SMT-LIB, one at a time.
+///
+/// Cost: linear in the text, with a buffer of fixed size.
+class Reader {
+ public:
+  /// `in` is borrowed.
+  explicit Reader(std::istream& in) : in_(in), buffer_(1 << 16) {}
+
+  /// Reads the next token; the reference is to the same token each time.
+  /// Throws Rejection at a malformed one.
+  const Token& next();
+
+  /// The token read last.
+  const Token& token() const { return token_; }
+
+  /// Throws a Rejection at the current token.
+  [[noreturn]] void fail(const std::string& reason) const;
+
+  /// Reads the next token, which must be of this kind.
+  const Token& expect(TokenKind kind, const char* what);
+
+  /// Reads the next token, which must be a symbol, quoted or not.
+  const Token& expect_symbol(const char* what);
+
+  /// Reads up to the bracket that closes the innermost open one.
+  void skip_rest();
+
+  /// Reads the rest of the expression that the current token begins.
+  void skip_expression();
+
+ private:
+  bool fill();
+  bool at_end() { return pos_ == limit_ && !fill(); }
+  char peek() const { return buffer_[pos_]; }
+  void advance();
+  void skip_space();
+  void read_number();
+  void read_until(char end, bool doubled);
+
+  std::istream& in_;
+  std::vector<char> buffer_;
+  std::size_t pos_ = 0;
+  std::size_t limit_ = 0;
+  Position position_;
+  bool after_return_ = false;  // the last character was a CR
+  Token token_;
+};
+
+}  // namespace vorn::checker
+
+#endif  // VORN_CHECKER_READER_H
