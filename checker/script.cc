@@ -81,6 +81,7 @@ void Script::run(const std::string& command, Reader& reader,
     set_option(reader);
   } else if (command == "push" || command == "pop") {
     change_scopes(command, reader);
+    return;
   } else if (command == "reset") {
     global_declarations_ = false;
     numerals_ = Sort::kInt;
@@ -119,11 +120,17 @@ void Script::reset_assertions() {
 
 void Script::change_scopes(const std::string& command, Reader& reader) {
   constexpr std::size_t kMost = 1000000;
-  std::size_t count = 0;
-  for (const char digit :
-       reader.expect(TokenKind::kNumeral, "a number of scopes").text) {
-    count = 10 * count + static_cast<std::size_t>(digit - '0');
-    if (count > kMost) reader.fail("too many scopes");
+  std::size_t count = 1;
+  if (reader.next().kind != TokenKind::kClose) {
+    if (reader.token().kind != TokenKind::kNumeral) {
+      reader.fail("expected a number of scopes");
+    }
+    count = 0;
+    for (const char digit : reader.token().text) {
+      count = 10 * count + static_cast<std::size_t>(digit - '0');
+      if (count > kMost) reader.fail("too many scopes");
+    }
+    reader.expect(TokenKind::kClose, "')'");
   }
   const bool is_push = command == "push";
   if (is_push ? scopes_.size() + count > kMost : count > scopes_.size()) {

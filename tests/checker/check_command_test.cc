@@ -18,13 +18,13 @@
 namespace vorn::checker {
 namespace {
 
-struct Run {
-  std::string output;  // of both streams
+struct Output {
+  std::string output;  // both streams
   int status = -1;
 };
 
-Run run(const std::string& command) {
-  Run result;
+Output run(const std::string& command) {
+  Output result;
   std::FILE* pipe = popen((command + " 2>&1").c_str(), "r");
   if (pipe == nullptr) return result;
   std::array<char, 4096> buffer;
@@ -55,7 +55,7 @@ class CheckCommandTest : public testing::Test {
     std::ofstream(folder_ + name) << text;
   }
   // vorn-check in the folder of the test.
-  Run check(const std::string& arguments) const {
+  Output check(const std::string& arguments) const {
     return run("cd " + folder_ + " && " VORN_CHECK " " + arguments);
   }
 
@@ -75,12 +75,12 @@ TEST_F(CheckCommandTest, ProofIsCheckedAgainstTheChosenCheck) {
   EXPECT_EQ(check("a.smt2 a.proof").output, "valid\n");
   EXPECT_EQ(check("a.smt2 a.proof").status, 0);
   EXPECT_EQ(check("--check 2 a.smt2 a.proof").status, 0);
-  const Run first = check("a.smt2 a.proof --check 1");
+  const Output first = check("a.smt2 a.proof --check 1");
   EXPECT_EQ(first.status, 1);
   EXPECT_EQ(first.output,
             "invalid\na.proof: line 2 column 11: assume g: this is not "
             "asserted\n");
-  const Run third = check("--check 3 a.smt2 a.proof");
+  const Output third = check("--check 3 a.smt2 a.proof");
   EXPECT_EQ(third.status, 1);
   EXPECT_EQ(third.output.find("valid\n"), 2U) << third.output;
 }
@@ -106,7 +106,7 @@ TEST_F(CheckCommandTest, WrongUseIsNeitherValidNorInvalid) {
         "--core --model a.smt2 a.proof", "a.smt2 no-such-file",
         "no-such-file a.proof", ". a.proof", "a.smt2 .",
         "--model a.smt2 no-such-file", "--model a.smt2 ."}) {
-    const Run result = check(arguments);
+    const Output result = check(arguments);
     EXPECT_EQ(result.status, 2) << arguments << '\n' << result.output;
     EXPECT_EQ(result.output.find("valid\n"), std::string::npos) << arguments;
   }
@@ -166,8 +166,8 @@ TEST_F(CheckCommandTest, ModelsOfRandomScriptsAreValid) {
         at = end == std::string::npos ? answer.size() : end + 1;
         if (line != "sat" && line != "unsat" && line != "unknown") continue;
         ++number;
-        const Run result = check("--model --check " + std::to_string(number) +
-                                 " a.smt2 a.answer");
+        const Output result = check(
+            "--model --check " + std::to_string(number) + " a.smt2 a.answer");
         ASSERT_EQ(result.status, line == "sat" ? 0 : 1)
             << "seed " << seed << " check " << number << '\n'
             << result.output << script << answer;
@@ -183,7 +183,7 @@ TEST_F(CheckCommandTest, ModelOfAJobShopIsValid) {
       "cd " VORN_SOURCE "/examples/jobshop && ./question.sh ft06.txt 55";
   write("a.smt2", run(question).output + "(get-model)\n");
   write("a.answer", run(VORN_COMMAND " " + folder_ + "a.smt2").output);
-  const Run result = check("--model a.smt2 a.answer");
+  const Output result = check("--model a.smt2 a.answer");
   EXPECT_EQ(result.output, "valid\n");
 }
 

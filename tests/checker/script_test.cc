@@ -63,7 +63,7 @@ TEST(ScriptTest, DefinitionsCatchNoVariables) {
 TEST(ScriptTest, EachCheckHasWhatIsInScope) {
   const std::string script =
       kVariables +
-      "(assert a)(check-sat)(push 1)(assert (not b))(declare-const c Bool)"
+      "(assert a)(check-sat)(push)(assert (not b))(declare-const c Bool)"
       "(check-sat-assuming (c (not a)))(pop 1)(assert b)(check-sat)";
   EXPECT_TRUE(asserts(script, "a", 1));
   EXPECT_FALSE(asserts(script, "b", 1));
@@ -131,6 +131,9 @@ TEST(ScriptTest, MistakesAreRejected) {
         "(assert (! a :named x))(check-sat)",
         "(pop 1)(check-sat)",
         "(push 99999999999999999999)(check-sat)",
+        "(pop)(check-sat)",
+        "(push a)(check-sat)",
+        "(push 1 1)(check-sat)",
         "(check-sat",
         "(check-sat))",
         "check-sat",
