@@ -266,7 +266,8 @@ function(step_debian)
   if(NOT version STREQUAL "vorn ${VERSION}" OR NOT verdict STREQUAL unsat)
     message(FATAL_ERROR "the packaged command says: ${version}, ${verdict}")
   endif()
-  foreach(file IN ITEMS share/man/man1/vorn.1
+  foreach(file IN ITEMS bin/vorn-check share/man/man1/vorn-check.1
+                        share/man/man1/vorn.1
                         share/bash-completion/completions/vorn
                         share/zsh/vendor-completions/_vorn)
     if(NOT EXISTS ${usr}/${file})
