@@ -18,9 +18,6 @@ struct Value {
   bool exists = true;
 };
 
-// Shared products can square the length of numbers; no sensible script does.
-constexpr std::size_t kMostBits = std::size_t{1} << 22U;
-
 bool holds(Op op, const Value& a, const Value& b, bool is_bool) {
   switch (op) {
     case Op::kEqual:
@@ -44,28 +41,11 @@ bool are_distinct(const std::vector<const Value*>& args, bool is_bool) {
   });
 }
 
-void apply_arithmetic(Op op, const std::vector<const Value*>& args,
-                      Value& result) {
-  result.number = args[0]->number;
-  if (op == Op::kMinus && args.size() == 1) result.number = -result.number;
-  for (std::size_t i = 1; i < args.size(); ++i) {
-    const mpq_class& number = args[i]->number;
-    if (op == Op::kPlus) result.number += number;
-    if (op == Op::kMinus) result.number -= number;
-    if (op == Op::kTimes) result.number *= number;
-    if (op == Op::kDivide) result.number /= number;
-    if (mpz_sizeinbase(result.number.get_num_mpz_t(), 2) > kMostBits ||
-        mpz_sizeinbase(result.number.get_den_mpz_t(), 2) > kMostBits) {
-      result.exists = false;
-      return;
-    }
-  }
-}
-
 // The value of a term from those of its arguments, all of which exist. A
 // divisor is not 0: the reader of terms takes none that may be.
 Value apply(Op op, const std::vector<const Value*>& args, bool is_bool) {
   const auto is_true = [](const Value* value) { return value->truth; };
+  std::vector<const mpq_class*> numbers;
   Value result;
   switch (op) {
     case Op::kTrue:
@@ -98,7 +78,12 @@ Value apply(Op op, const std::vector<const Value*>& args, bool is_bool) {
     case Op::kMinus:
     case Op::kTimes:
     case Op::kDivide:
-      apply_arithmetic(op, args, result);
+      for (const Value* value : args) numbers.push_back(&value->number);
+      if (auto number = compute(op, numbers)) {
+        result.number = std::move(*number);
+      } else {
+        result.exists = false;
+      }
       break;
     default:
       result.truth = true;
@@ -146,8 +131,10 @@ const Script::Assertion* find_false(const Script& script, const Terms& terms,
   for (const Script::Assertion* formula : formulas) {
     const Value& value = known[formula->formula];
     if (!value.exists) {
-      throw Rejection{formula->position,
-                      "a symbol of this formula has no value in the model"};
+      throw Rejection{
+          formula->position,
+          "this formula has no value: a symbol has none in the model, "
+          "or a number gets too long"};
     }
     if (!value.truth) return formula;
   }

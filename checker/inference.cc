@@ -9,7 +9,7 @@ namespace vorn::checker {
 Verdict check_inference(const std::string& rule, Inference& inference) {
   static const auto kByName = [] {
     std::unordered_map<std::string_view, const Rule*> rules;
-    for (const auto* list : {&kClauseRules, &kNaryRules, &kEqualityRules}) {
+    for (const auto* list : {&kClauseRules, &kEqualityRules}) {
       for (const Rule& entry : *list) rules.emplace(entry.name, &entry);
     }
     return rules;

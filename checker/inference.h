@@ -124,8 +124,6 @@ struct Rule {
 
 /// Rules that see no further than literals: rules_clause.cc.
 extern const std::vector<Rule> kClauseRules;
-/// Rules about `and` and `or`: rules_nary.cc.
-extern const std::vector<Rule> kNaryRules;
 /// Rules about equalities and numbers: rules_equality.cc.
 extern const std::vector<Rule> kEqualityRules;
 

@@ -7,6 +7,8 @@
 
 // Rules of a fixed form. Each is its own statement, read by `Match`: letters
 // stand for terms, the same everywhere in a rule, and p, q and c for Booleans.
+// `...` stands for all arguments of a connective, `~...` for their negations,
+// and `i` for the one whose number, from 0, is the step's argument.
 
 namespace vorn::checker {
 namespace {
@@ -19,6 +21,10 @@ struct Scheme {
 
 constexpr Scheme kSchemes[] = {
     // What a premise of one literal says.
+    {"and", "(and ...)", "i"},
+    {"or", "(or ...)", "..."},
+    {"not_and", "(not (and ...))", "~..."},
+    {"not_or", "(not (or ...))", "(not i)"},
     {"implies", "(=> p q)", "(not p) q"},
     {"not_implies1", "(not (=> p q))", "p"},
     {"not_implies2", "(not (=> p q))", "(not q)"},
@@ -39,6 +45,10 @@ constexpr Scheme kSchemes[] = {
     {"true", "", "true"},
     {"false", "", "(not false)"},
     {"not_not", "", "(not (not (not p))) p"},
+    {"and_pos", "", "(not (and ...)) i"},
+    {"and_neg", "", "(and ...) ~..."},
+    {"or_pos", "", "(not (or ...)) ..."},
+    {"or_neg", "", "(or ...) (not i)"},
     {"implies_pos", "", "(not (=> p q)) (not p) q"},
     {"implies_neg1", "", "(=> p q) p"},
     {"implies_neg2", "", "(=> p q) (not q)"},
@@ -65,15 +75,26 @@ constexpr Scheme kSchemes[] = {
 // text, whatever the depth of the terms.
 class Match {
  public:
-  explicit Match(const Terms& terms) : terms_(terms) {}
+  // `position`: what `i` is.
+  Match(Terms& terms, const mpq_class* position)
+      : terms_(terms), position_(position) {}
 
   // Whether the clause is what the text says, literal by literal.
   bool clause(const char* text, const Clause& clause) {
     rest_ = text;
-    for (const TermId literal : clause) {
-      if (rest_.empty() || !term(literal)) return false;
+    std::size_t next = 0;
+    while (!rest_.empty()) {
+      if (rest_ != "..." && rest_ != "~...") {
+        if (next == clause.size || !term(clause[next++])) return false;
+        continue;
+      }
+      const bool negated = take() == "~...";
+      for (const TermId p : terms_.args(list_)) {
+        const TermId wanted = negated ? terms_.negate(p) : p;
+        if (next == clause.size || clause[next++] != wanted) return false;
+      }
     }
-    return rest_.empty();
+    return next == clause.size;
   }
 
  private:
@@ -92,10 +113,20 @@ class Match {
     const std::string_view word = take();
     if (word == "(") {
       if (find_op(take()) != terms_.op(term)) return false;
+      if (rest_[0] == '.') {
+        list_ = term;
+        take();
+        return take() == ")";
+      }
       for (std::size_t i = 0; i < terms_.num_args(term); ++i) {
         if (rest_[0] == ')' || !this->term(terms_.arg(term, i))) return false;
       }
       return take() == ")";
+    }
+    if (word == "i") {
+      return position_ != nullptr && position_->get_den() == 1 &&
+             *position_ >= 0 && *position_ < terms_.num_args(list_) &&
+             term == terms_.arg(list_, position_->get_num().get_ui());
     }
     if (word.size() > 1) return term == terms_.boolean(word == "true");
     const bool is_bool = word == "p" || word == "q" || word == "c";
@@ -105,9 +136,11 @@ class Match {
     return meant == term;
   }
 
-  const Terms& terms_;
+  Terms& terms_;
+  const mpq_class* position_;  // of a term that is no `not`
   std::string_view rest_;
   std::array<TermId, 128> letters_ = {};  // what they stand for so far
+  TermId list_ = kNoTerm;                 // what has the arguments `...`
 };
 
 }  // namespace
@@ -126,8 +159,15 @@ std::optional<Verdict> check_scheme(const std::string& rule,
   if (inference.premises.size() != (has_premise ? 1 : 0)) {
     return kWrongPremiseCount;
   }
-  if (!inference.arguments.empty()) return kWrongArgumentCount;
-  Match match(inference.terms);
+  const std::string_view conclusion = scheme.conclusion;
+  const bool has_position =
+      conclusion == "i" || conclusion.find(" i") != std::string_view::npos;
+  if (inference.arguments.size() != (has_position ? 1 : 0)) {
+    return kWrongArgumentCount;
+  }
+  Match match(
+      inference.terms,
+      has_position ? inference.terms.value(inference.arguments[0]) : nullptr);
   if (has_premise && !match.clause(scheme.premise, inference.premises[0])) {
     return kWrongPremise;
   }

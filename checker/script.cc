@@ -208,8 +208,7 @@ void Script::define(Reader& reader, TermReader& term_reader,
     meaning.term = body;
   } else {
     symbols_.unbind_to(bound);
-    meaning.macro =
-        symbols_.add_macro(make_macro(terms_, std::move(terms), body));
+    meaning.macro = symbols_.add_macro({std::move(terms), body});
   }
   symbols_.bind(name, meaning);
 }

@@ -59,40 +59,19 @@ std::vector<TermId> subterms(const Terms& terms,
   return found;
 }
 
-Macro make_macro(const Terms& terms, std::vector<TermId> parameters,
-                 TermId body) {
-  Macro macro;
-  macro.body = body;
-  std::unordered_set<TermId> open(parameters.begin(), parameters.end());
-  for (const TermId term : subterms(terms, {body})) {
-    bool is_open = false;
-    for (std::size_t i = 0; i < terms.num_args(term); ++i) {
-      is_open = is_open || open.count(terms.arg(term, i)) > 0;
-    }
-    if (!is_open) continue;
-    open.insert(term);
-    macro.open_subterms.push_back(term);
-  }
-  macro.parameters = std::move(parameters);
-  return macro;
-}
-
 TermId expand(Terms& terms, const Macro& macro,
               const std::vector<TermId>& arguments) {
   std::unordered_map<TermId, TermId> replaced;
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     replaced[macro.parameters[i]] = arguments[i];
   }
-  const auto replacement = [&replaced](TermId term) {
-    const auto found = replaced.find(term);
-    return found == replaced.end() ? term : found->second;
-  };
-  for (const TermId term : macro.open_subterms) {
+  for (const TermId term : subterms(terms, {macro.body})) {
     std::vector<TermId> parts = terms.args(term);
-    std::transform(parts.begin(), parts.end(), parts.begin(), replacement);
-    replaced[term] = terms.make(terms.op(term), parts);
+    for (TermId& part : parts) part = replaced.at(part);
+    replaced.emplace(term,
+                     parts.empty() ? term : terms.make(terms.op(term), parts));
   }
-  return replacement(macro.body);
+  return replaced.at(macro.body);
 }
 
 }  // namespace vorn::checker

@@ -18,8 +18,6 @@ struct Macro {
   std::vector<TermId> parameters;
   /// What it stands for.
   TermId body = kNoTerm;
-  /// The subterms of the body in which parameters occur, bottom up.
-  std::vector<TermId> open_subterms;
 };
 
 /// What a symbol means.
@@ -71,10 +69,6 @@ class Symbols {
   std::vector<std::pair<NameId, Meaning>> hidden_;  // what bind() has hidden
   std::vector<Macro> macros_;
 };
-
-/// The macro of these parameters and this body.
-Macro make_macro(const Terms& terms, std::vector<TermId> parameters,
-                 TermId body);
 
 /// The body of the macro with these arguments, which have the parameters'
 /// sorts, in the parameters' place. Cost: linear in the body's distinct

@@ -50,6 +50,27 @@ std::size_t bits(const mpq_class& value) {
 
 }  // namespace
 
+std::optional<mpq_class> compute(Op op,
+                                 const std::vector<const mpq_class*>& args) {
+  constexpr std::size_t kMostBits = std::size_t{1} << 20U;
+  mpq_class result = *args[0];
+  if (op == Op::kMinus && args.size() == 1) result = -result;
+  for (std::size_t i = 1; i < args.size(); ++i) {
+    const mpq_class& number = *args[i];
+    if (op == Op::kPlus) {
+      result += number;
+    } else if (op == Op::kMinus) {
+      result -= number;
+    } else {
+      if (bits(result) + bits(number) > kMostBits) return std::nullopt;
+      if (op == Op::kDivide && number == 0) return std::nullopt;
+      if (op == Op::kTimes) result *= number;
+      if (op == Op::kDivide) result /= number;
+    }
+  }
+  return result;
+}
+
 Op find_op(std::string_view name) {
   for (const Operator& entry : kOperators) {
     if (entry.name == name) return entry.op;
@@ -96,33 +117,17 @@ TermId Terms::make(Op op, const std::vector<TermId>& args) {
   return term;
 }
 
-// Gives a new term its value if its arguments have one. Products of products
-// can square the length of a number with each term: past a length that no
-// sensible script needs they have no value and are as good as variables.
+// Gives a new term its value if its arguments have one.
 void Terms::fold(TermId term) {
-  constexpr std::size_t kMostBits = std::size_t{1} << 20U;
-  const std::vector<TermId> arguments = args(term);
-  std::size_t length = 0;
-  for (const TermId argument : arguments) {
-    if (value(argument) == nullptr) return;
-    length += bits(*value(argument));
+  std::vector<const mpq_class*> numbers;
+  for (std::size_t i = 0; i < num_args(term); ++i) {
+    numbers.push_back(value(arg(term, i)));
+    if (numbers.back() == nullptr) return;
   }
-  const Op op = nodes_[term].op;
-  if (length > kMostBits && (op == Op::kTimes || op == Op::kDivide)) return;
-  mpq_class result = *value(arguments[0]);
-  if (op == Op::kMinus && arguments.size() == 1) result = -result;
-  for (std::size_t i = 1; i < arguments.size(); ++i) {
-    const mpq_class& operand = *value(arguments[i]);
-    if (op == Op::kPlus) result += operand;
-    if (op == Op::kMinus) result -= operand;
-    if (op == Op::kTimes) result *= operand;
-    if (op == Op::kDivide) {
-      if (operand == 0) return;
-      result /= operand;
-    }
-  }
+  std::optional<mpq_class> result = compute(nodes_[term].op, numbers);
+  if (!result.has_value()) return;
   nodes_[term].payload = static_cast<std::uint32_t>(values_.size());
-  values_.push_back(std::move(result));
+  values_.push_back(std::move(*result));
 }
 
 const mpq_class* Terms::value(TermId term) const {

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -51,6 +52,12 @@ constexpr TermId kNoTerm = 0;
 
 /// The operator of this name, or Op::kNone.
 Op find_op(std::string_view name);
+
+/// The sum, difference, product or quotient of numbers. Nothing if that divides
+/// by 0, or if numbers get too long: products of products can square the length
+/// of a number with each term, which no sensible script does.
+std::optional<mpq_class> compute(Op op,
+                                 const std::vector<const mpq_class*>& args);
 
 /// Terms as they are written, each kept once: two terms are the same exactly if
 /// their numbers are. `let`, definitions and names of terms are gone; numbers
