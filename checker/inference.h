@@ -78,6 +78,7 @@ constexpr Verdict kWrongArgumentCount = "the rule takes other arguments";
 constexpr Verdict kWrongPremise = "the premise is not what the rule takes";
 /// The clause is not what the rule gives.
 constexpr Verdict kWrongConclusion = "the clause is not what the rule gives";
+
 /// One step of a proof, as the rules see it. A rule is a function that says
 /// whether the conclusion follows.
 struct Inference {

@@ -15,7 +15,7 @@ using NameId = std::uint32_t;
 
 /// Numbers for names, so that each text is kept once.
 ///
-/// Cost: about 16 bytes a name beside its text: a proof has one for each step.
+/// Cost: about 32 bytes a name beside its text: a proof has one for each step.
 class Names {
  public:
   /// The number of a name, a new one if it was not seen before.
@@ -35,8 +35,13 @@ class Names {
 
   std::string texts_;  // all names, one after the other
   std::vector<std::size_t> begins_ = {0};
-  // Open addressing: numbers plus 1, 0 for a free slot; at most half full.
-  std::vector<NameId> slots_ = std::vector<NameId>(64);
+  // Open addressing, at most half full. A part of the hash beside the number
+  // saves most looks at other texts.
+  struct Slot {
+    NameId number = 0;  // plus 1; 0 for a free slot
+    std::uint32_t hash = 0;
+  };
+  std::vector<Slot> slots_ = std::vector<Slot>(64);
 };
 
 }  // namespace vorn::checker

@@ -78,7 +78,9 @@ class Terms {
   /// true or false.
   TermId boolean(bool value) const { return value ? kTrueId : kFalseId; }
   /// (not t).
-  TermId negate(TermId term) { return make(Op::kNot, {term}); }
+  TermId negate(TermId term) {
+    return intern(Op::kNot, Sort::kBool, kNoPayload, &term, 1);
+  }
 
   /// A term of arguments whose number and sorts are right.
   TermId make(Op op, const std::vector<TermId>& args);
