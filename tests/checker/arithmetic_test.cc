@@ -100,7 +100,10 @@ TEST(ArithmeticTest, CommonDivisorIsTakenOutBeforeRounding) {
 
 TEST(ArithmeticTest, CoefficientsCountByAbsoluteValueButNotOfEqualities) {
   EXPECT_TRUE(accepts(kReals, "(not (< x y)) (not (< y x))", "(- 1) 1"));
-  EXPECT_TRUE(accepts(kReals, "(not (= x y)) (not (< y x))", "(- 1) 1"));
+  for (const std::string& script : {kReals, kIntegers}) {
+    EXPECT_TRUE(accepts(script, "(not (= x y)) (not (< y x))", "(- 1) 1"));
+    EXPECT_TRUE(accepts(script, "(not (= x y)) (not (< x y))", "1 1"));
+  }
   EXPECT_FALSE(accepts(kReals, "(not (= x y)) (not (< y x))", "1 1"));
   EXPECT_TRUE(accepts(kReals, "(not (= x y)) (not (> y x))", "1 1"));
   EXPECT_TRUE(accepts(kReals, "(not (= x y)) (not (= y (- x 3)))", "1 1") !=
@@ -115,10 +118,23 @@ TEST(ArithmeticTest, TermsAreLinearSumsOfWhatIsNoSum) {
   EXPECT_FALSE(accepts(kIntegers, "(<= " + v + " 3) (>= x 4)", "1 1"));
   EXPECT_TRUE(accepts(kIntegers, "(<= (* x y) 3) (>= (* x y) 4)", "1 1"));
   EXPECT_FALSE(accepts(kIntegers, "(<= (* x y) 3) (>= (* x z) 4)", "1 1"));
+  EXPECT_FALSE(accepts(kIntegers, "(<= (* x y) 3) (>= y 4)", "1 1"));
+  EXPECT_FALSE(accepts(kIntegers, "(<= (* x y) 3) (>= x 4)", "1 1"));
   EXPECT_TRUE(accepts(kReals,
                       "(not (<= (- (/ (+ x x 6) 2) y (- 3) (* 2 z)) 1)) "
                       "(not (>= (+ x (- y) (* (- 2) z) (- 0.25)) (- 5.0)))",
                       "1 1"));
+}
+
+// A bound on one variable leaves that variable, on whichever side it stands.
+TEST(ArithmeticTest, LeftSidesMustCancel) {
+  EXPECT_FALSE(accepts(kReals, "(<= x 3)", "1"));
+  EXPECT_FALSE(accepts(kReals, "(>= x (- 3))", "1"));
+  EXPECT_FALSE(accepts(kReals, "(<= x 3) (>= y (- 4))", "1 1"));
+  EXPECT_FALSE(accepts(kReals, "(<= (+ x y) 3) (> y 3)", "1 1"));
+  EXPECT_FALSE(accepts(kReals, "(<= x 3) (>= x 3)", "2 1"));
+  EXPECT_FALSE(accepts(kReals, "(<= x 3) (>= x 3)", "1 2"));
+  EXPECT_TRUE(accepts(kReals, "(<= x 3) (>= x 3)", "2 2"));
 }
 
 TEST(ArithmeticTest, WhatIsNoInequalityIsRejected) {
