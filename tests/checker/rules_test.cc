@@ -339,6 +339,26 @@ TEST(RulesTest, ResolutionRejectsWrongPivotsAndSigns) {
   }
 }
 
+// The clause is what would be left if a pivot that is missing had been there.
+TEST(RulesTest, ResolutionNeedsThePivotOnBothSides) {
+  EXPECT_NE(mistake({"resolution",
+                     {{"p", "q"}, {"unused", "r"}},
+                     {"q", "unused", "r"},
+                     {"p", "true"}}),
+            "");
+  EXPECT_NE(mistake({"resolution",
+                     {{"unused", "q"}, {"(not p)", "r"}},
+                     {"unused", "q", "r"},
+                     {"p", "true"}}),
+            "");
+  EXPECT_NE(mistake({"resolution",
+                     {{"(not p)", "q"}, {"unused"}},
+                     {"q", "unused"},
+                     {"p", "false"}}),
+            "");
+  EXPECT_NE(mistake({"resolution", {{"q"}, {"p"}}, {"q"}, {"p", "false"}}), "");
+}
+
 // p and (not (not p)) are different literals: what makes one of the other is
 // the rule not_not alone.
 TEST(RulesTest, ResolutionKeepsDoubleNegationsApart) {
@@ -389,6 +409,7 @@ TEST(RulesTest, EqualitiesInsideRulesAreNotTurned) {
       {"symm", {{"(= x y)"}}, {"(= x y)"}, {}},
       {"trans", {{"(= x y)"}, {"(= z y)"}}, {"(= x z)"}, {}},
       {"trans", {{"(= x y)"}, {"(= y z)"}}, {"(= z x)"}, {}},
+      {"trans", {{"(= x y)"}, {"(= z z)"}}, {"(= x z)"}, {}},
       {"cong", {{"(= y x)"}}, {"(= (<= x z) (<= y z))"}, {}},
       {"cong", {{"(= x y)"}}, {"(= (<= x z) (< y z))"}, {}},
       {"cong", {{"(= x y)"}}, {"(= (<= x z) (<= y x))"}, {}},
