@@ -6,7 +6,8 @@
 #include "checker/inference.h"
 
 // Rules of a fixed form. Each is its own statement, read by `Match`: letters
-// stand for terms, the same everywhere in a rule, and p, q and c for Booleans.
+// stand for terms, the same everywhere in a rule. p, q and c are Booleans
+// because literals are: each `=` between Booleans has an argument that is one.
 // `...` stands for all arguments of a connective, `~...` for their negations,
 // and `i` for the one whose number, from 0, is the step's argument.
 
@@ -129,8 +130,6 @@ class Match {
              term == terms_.arg(list_, position_->get_num().get_ui());
     }
     if (word.size() > 1) return term == terms_.boolean(word == "true");
-    const bool is_bool = word == "p" || word == "q" || word == "c";
-    if (is_bool && terms_.sort(term) != Sort::kBool) return false;
     TermId& meant = letters_[static_cast<unsigned char>(word[0])];
     if (meant == kNoTerm) meant = term;
     return meant == term;

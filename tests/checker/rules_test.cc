@@ -429,6 +429,7 @@ TEST(RulesTest, EqualitiesInsideRulesAreNotTurned) {
       {"distinct_elim", {}, {"(= (distinct x y z) false)"}, {}},
       {"distinct_elim", {}, {"(= (distinct p q) false)"}, {}},
       {"distinct_elim", {}, {"(= (distinct p q r) true)"}, {}},
+      {"nary_elim", {}, {"(= (<= x y) (and (<= x y)))"}, {}},
       {"nary_elim", {}, {"(= (<= x y z) (and (<= x y) (<= x z)))"}, {}},
       {"nary_elim", {}, {"(= (<= x y z) (and (<= x y) (< y z)))"}, {}},
       {"nary_elim", {}, {"(= (<= x y z) (and (<= x y)))"}, {}},
