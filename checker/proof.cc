@@ -75,7 +75,7 @@ void Proof::add(const std::string& name, Clause clause) {
     locals_.back().last = clause;
     locals_.back().has_last = true;
   }
-  is_empty_ = locals_.empty() && clause.size == 0;
+  is_empty_ = clause.size == 0;
 }
 
 void Proof::read_assume(Reader& reader, TermReader& terms) {

@@ -194,6 +194,8 @@ TEST(SubproofTest, AnchorsAreEndedByTheirStepsInOrder) {
   EXPECT_NE(reason("(anchor :step t1)" + kProof), "");
   EXPECT_NE(reason("(anchor :step t1 :args (z))" + kLocal), "");
   EXPECT_NE(reason("(anchor :step t0)(step t0 (cl) :rule subproof)"), "");
+  EXPECT_EQ(reason("(step s (cl) :rule subproof)"),
+            "step s: rule subproof: no anchor names this step");
   // An empty clause inside of a subproof is no end.
   EXPECT_NE(reason(kLocal.substr(0, kLocal.find("(step t1 (cl"))), "");
 }
