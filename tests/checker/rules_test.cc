@@ -115,7 +115,7 @@ std::string join(const std::vector<std::string>& parts) {
   return text;
 }
 
-constexpr const char* kDeclarations =
+constexpr const char* kRuleDeclarations =
     "(set-logic QF_IDL)(declare-const p Bool)(declare-const q Bool)"
     "(declare-const r Bool)(declare-const x Int)(declare-const y Int)"
     "(declare-const z Int)(declare-const unused Bool)(assert true)(check-sat)";
@@ -149,7 +149,7 @@ std::string mistake(const Example& example) {
   if (!example.arguments.empty()) {
     proof += " :args (" + join(example.arguments) + ')';
   }
-  const Outcome outcome = check_text(kDeclarations, proof + ')');
+  const Outcome outcome = check_text(kRuleDeclarations, proof + ')');
   const bool is_open =
       outcome.reason.find("of this anchor is missing") != std::string::npos;
   EXPECT_TRUE(is_open || outcome.position.line == 2) << outcome.reason << proof;
