@@ -28,28 +28,34 @@ class RecordedGraph {
   /// The graph, for what changes nothing.
   const dl::Graph& graph() const { return graph_; }
 
-  // As in dl::Graph.
+  /// Where the graph logs; null for nowhere.
   void set_logger(Logger* logger) { graph_.set_logger(logger); }
+  /// Registers a constraint.
   void tell_edge(int k, const dl::Edge& edge) {
     if (recorder_ != nullptr) recorder_->tell(k, edge);
     graph_.tell_edge(k, edge);
   }
+  /// Makes it pending.
   void push_edge(int k) {
     if (recorder_ != nullptr) recorder_->push(k);
     graph_.push_edge(k);
   }
+  /// Whether what was pushed is consistent.
   bool check() {
     if (recorder_ != nullptr) recorder_->check();
     return graph_.check(true);
   }
+  /// Takes the latest push back.
   void pop_edge(int k) {
     if (recorder_ != nullptr) recorder_->pop(k);
     graph_.pop_edge(k);
   }
+  /// Forgets a constraint.
   void retract_edge(int k) {
     if (recorder_ != nullptr) recorder_->retract(k);
     graph_.retract_edge(k);
   }
+  /// The constraints of the last negative cycle.
   void get_conflict_set(std::vector<int>* out) { graph_.get_conflict_set(out); }
 
  private:
