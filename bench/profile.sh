@@ -9,7 +9,7 @@
 #
 # Simulated: 32 KiB of first-level data cache and 1 MiB behind it. Counts are
 # the same on a busy machine. Takes a few minutes.
-source "$(dirname "${BASH_SOURCE[0]}")/../scripts/setup.sh"
+source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 vorn_install valgrind
 bench=$(vorn_build_bench)

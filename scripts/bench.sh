@@ -8,7 +8,7 @@
 # Without ARGS runs all, prints the table of ratios and writes it, with the
 # machine and two plots, to docs/performance.md. With ARGS, which go to the
 # benchmark program (--benchmark_filter=REGEX, say), only prints the table.
-source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
+source "$(dirname "${BASH_SOURCE[0]}")/../bench/setup.sh"
 
 bench=$(vorn_build_bench)
 build=$vorn_root/build/bench

@@ -12,7 +12,7 @@
 # --tables the job-shop tables are those in examples/jobshop/. Prints a Markdown
 # report; --fill puts it into docs/solving.md as well. The standard questions
 # take an hour.
-source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/setup.sh"
+source "$(dirname "${BASH_SOURCE[0]}")/../setup.sh"
 
 fill=false
 vorn=$(printf %q "$vorn_root/build/release/bin/vorn")

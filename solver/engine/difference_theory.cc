@@ -145,7 +145,6 @@ bool DifferenceTheory::propagate(std::vector<Literal>& implied,
   Span least;
   propagation_.find_cycles(search_->statistics(), edge,
                            [&](const std::vector<int>& cycle) {
-                             assert(is_negative_cycle(cycle));
                              const Span span = span_of(cycle);
                              if (is_chosen && !(span < least)) return;
                              is_chosen = true;
@@ -153,9 +152,7 @@ bool DifferenceTheory::propagate(std::vector<Literal>& implied,
                              conflict_set_ = cycle;
                            });
   if (!is_chosen) graph_.get_conflict_set(&conflict_set_);
-  for (const int id : conflict_set_) {
-    conflict.push_back(~literal_of(id));
-  }
+  for (const int id : conflict_set_) conflict.push_back(~literal_of(id));
   learn_from_conflict();
   return false;
 }
@@ -180,9 +177,7 @@ void DifferenceTheory::learn_from_conflict() {
     return;
   }
   cycle_.clear();
-  for (const int id : conflict_set_) {
-    cycle_.push_back(&edge_of(id));
-  }
+  for (const int id : conflict_set_) cycle_.push_back(&edge_of(id));
   lemma_finder_->learn_from(cycle_);
 }
 
@@ -196,33 +191,7 @@ void DifferenceTheory::explain(Literal literal, std::vector<Literal>& reason) {
   origin_ = {ClauseKind::kPath};
   path_.clear();
   propagation_.explain(problem_.atoms().bound(literal).id, &path_);
-  for (const int id : path_) {
-    reason.push_back(~literal_of(id));
-  }
-  assert(is_reason(literal, path_));
-}
-
-// Whether the constraints chain up to the literal's bound, or a tighter one,
-// and were active before the literal was.
-bool DifferenceTheory::is_reason(Literal literal,
-                                 const std::vector<int>& path) const {
-  const int id = problem_.atoms().bound(literal).id;
-  const dl::Edge& bound = edge_of(id);
-  const auto position = [this](int constraint) {
-    return std::find_if(
-        active_.begin(), active_.end(),
-        [constraint](const Active& a) { return a.id == constraint; });
-  };
-  const auto end = position(id);
-  int node = bound.source;
-  la::DNumber sum;
-  for (const int premise : path) {
-    const dl::Edge& edge = edge_of(premise);
-    if (edge.source != node || !(position(premise) < end)) return false;
-    node = edge.target;
-    sum += edge.weight;
-  }
-  return node == bound.target && !(bound.weight < sum);
+  for (const int id : path_) reason.push_back(~literal_of(id));
 }
 
 // How many levels above 0 the constraints' literals were assigned at, and how
@@ -239,22 +208,6 @@ DifferenceTheory::Span DifferenceTheory::span_of(
   std::sort(levels_.begin(), levels_.end());
   const auto end = std::unique(levels_.begin(), levels_.end());
   return {static_cast<std::size_t>(end - levels_.begin()), num_literals};
-}
-
-// Whether the constraints are active and chain up to a sum below 0.
-bool DifferenceTheory::is_negative_cycle(const std::vector<int>& cycle) const {
-  int node = edge_of(cycle.back()).target;
-  la::DNumber sum;
-  for (const int id : cycle) {
-    const dl::Edge& edge = edge_of(id);
-    const bool active =
-        std::any_of(active_.begin(), active_.end(),
-                    [id](const Active& a) { return a.id == id; });
-    if (!active || edge.source != node) return false;
-    node = edge.target;
-    sum += edge.weight;
-  }
-  return sum < la::DNumber();
 }
 
 bool DifferenceTheory::final_check(std::vector<Literal>& /*conflict*/) {

@@ -148,9 +148,6 @@ class DifferenceTheory final : public Theory {
   }
   using Span = std::pair<std::size_t, std::size_t>;
   Span span_of(const std::vector<int>& constraints);
-  [[nodiscard]] bool is_negative_cycle(const std::vector<int>& cycle) const;
-  [[nodiscard]] bool is_reason(Literal literal,
-                               const std::vector<int>& path) const;
   void learn_from_conflict();
 
   Problem& problem_;          // borrowed

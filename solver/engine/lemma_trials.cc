@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 
 namespace vorn::solver {
 namespace {
@@ -60,19 +61,12 @@ bool LemmaTrials::wants_lemmas(const SearchStatistics& search,
 bool LemmaTrials::resembles_previous(const std::vector<int>& conflict) {
   current_ = conflict;
   std::sort(current_.begin(), current_.end());
-  std::size_t common = 0;
-  auto other = previous_.begin();
-  for (const int id : current_) {
-    other = std::lower_bound(other, previous_.end(), id);
-    if (other == previous_.end()) break;
-    if (*other == id) {
-      ++common;
-      ++other;
-    }
-  }
+  common_.clear();
+  std::set_intersection(current_.begin(), current_.end(), previous_.begin(),
+                        previous_.end(), std::back_inserter(common_));
   const std::size_t larger = std::max(current_.size(), previous_.size());
   current_.swap(previous_);
-  return static_cast<float>(common) >=
+  return static_cast<float>(common_.size()) >=
          least_overlap_ * static_cast<float>(larger);
 }
 

@@ -61,6 +61,7 @@ class LemmaTrials {
   std::uint64_t num_alike_ = 0;
   std::vector<int> previous_;
   std::vector<int> current_;
+  std::vector<int> common_;
 
   std::uint64_t num_won_ = 0;
   std::uint64_t num_lost_ = 0;

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cassert>
 #include <cstddef>
+#include <numeric>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -81,9 +82,7 @@ int DifferenceTheory::find_origin(const std::vector<Machine>& machines) const {
            neighbours[1][index(node)].size();
   };
   std::vector<int> candidates(num_nodes);
-  for (std::size_t k = 0; k < num_nodes; ++k) {
-    candidates[k] = static_cast<int>(k);
-  }
+  std::iota(candidates.begin(), candidates.end(), 0);
   constexpr std::size_t kAsked = 8;
   const std::size_t asked = std::min(num_nodes, kAsked);
   std::partial_sort(candidates.begin(),

@@ -18,12 +18,12 @@ constexpr std::size_t kMaxBoundsOnPair = 8;
 
 // The interval to which the level-0 literals confine a pair's difference.
 std::optional<SmallDomains::Domain> SmallDomains::domain_of(
-    const Problem& problem, const Search& search, const AtomTable::Pair& pair) {
+    const Search& search, const AtomTable::Pair& pair) const {
   std::optional<QNumber> low;
   std::optional<QNumber> high;
   for (const auto& [weight, position] : pair.bounds) {
     const AtomTable::Atom& atom =
-        problem.atoms().atoms()[static_cast<std::size_t>(position)];
+        problem_.atoms().atoms()[static_cast<std::size_t>(position)];
     switch (search.value(Literal(atom.variable, false))) {
       case Value::kTrue:
         if (!high) high = weight.rational();
@@ -67,7 +67,7 @@ void SmallDomains::split(const Search& search) {
   std::unordered_map<int, std::vector<Confined>> by_node;
   for (const AtomTable::Pair& pair : table.pairs()) {
     if (table.term_of(pair.target)->sort != Sort::kInt) continue;
-    const std::optional<Domain> domain = domain_of(problem_, search, pair);
+    const std::optional<Domain> domain = domain_of(search, pair);
     if (!domain) continue;
     by_node[pair.target].push_back({pair.source, *domain});
     // The constant 0 is no variable to split.

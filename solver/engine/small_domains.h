@@ -49,9 +49,8 @@ class SmallDomains {
     QNumber high;
   };
 
-  static std::optional<Domain> domain_of(const Problem& problem,
-                                         const Search& search,
-                                         const AtomTable::Pair& pair);
+  std::optional<Domain> domain_of(const Search& search,
+                                  const AtomTable::Pair& pair) const;
   Literal at_most(int base, int node, const Domain& domain,
                   const QNumber& value);
   std::size_t tie(std::size_t atom, int base, const Domain& source_domain,

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "solver/engine/atom_normaliser.h"
+#include "solver/explain/explanation.h"
 #include "solver/explain/stated_bounds.h"
 #include "solver/terms/difference_bound.h"
 #include "solver/terms/term_printer.h"
@@ -15,19 +16,9 @@ namespace {
 // Longer ones make a drawing unreadable.
 constexpr std::size_t kLongestName = 60;
 
-std::string shorten(std::string text) {
-  if (text.size() <= kLongestName) return text;
-  std::size_t end = kLongestName;
-  // Not in the middle of a UTF-8 character.
-  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) {
-    --end;
-  }
-  return text.substr(0, end) + "...";
-}
-
 std::string text_of(const Term* term) {
   // Twice as many nodes as fit are not worth writing out.
-  return shorten(print_term(term, kLongestName));
+  return on_one_line(print_term(term, kLongestName), kLongestName);
 }
 
 class Painter {
@@ -41,13 +32,10 @@ class Painter {
   }
 
   void add(const DifferenceBound& bound, std::string name, bool active) {
-    ConstraintPicture::Edge edge;
-    edge.source = node(bound.source);
-    edge.target = node(bound.target);
-    edge.weight = bound.weight;
-    edge.name = std::move(name);
-    edge.active = active;
-    picture.edges.push_back(std::move(edge));
+    const std::size_t source = node(bound.source);
+    const std::size_t target = node(bound.target);
+    picture.edges.push_back(
+        {source, target, bound.weight, std::move(name), active, false});
   }
 
   // Makes the edge for this bound, an active one if possible, part of the
@@ -97,7 +85,8 @@ std::string name_of(const StatedBound& stated,
   }
   const auto found = texts.written.find(comparison);
   if (found == texts.written.end()) return text_of(written);
-  return shorten(negated ? "(not " + found->second + ')' : found->second);
+  return on_one_line(negated ? "(not " + found->second + ')' : found->second,
+                     kLongestName);
 }
 
 // In a quoted string of DOT. Labels may hold character references, so '&' is

@@ -135,16 +135,11 @@ Row row_of(const StatedBound& stated, const ScriptFormula& formula) {
 
 Row sum_row(const std::vector<StatedBound>& bounds,
             const std::vector<std::size_t>& chain) {
-  QNumber total(0);
-  bool strict = false;
-  for (const std::size_t k : chain) {
-    const StatedBound& stated = bounds[k];
-    total += stated.bound.weight.rational();
-    strict = strict || stated.bound.weight.eps().sign() < 0;
-  }
+  la::DNumber total;
+  for (const std::size_t k : chain) total += bounds[k].bound.weight;
   return {"sum",
-          "0" + std::string(comparison(strict)) + total.to_str() +
-              ", which is false",
+          "0" + std::string(comparison(total.eps().sign() < 0)) +
+              total.rational().to_str() + ", which is false",
           ""};
 }
 

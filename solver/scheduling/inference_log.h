@@ -29,9 +29,7 @@ class InferenceLog {
   };
 
   /// Begins a record; demands and premises that are added belong to it.
-  void begin() {
-    records_.push_back({demands_.size(), 0, premises_.size(), 0});
-  }
+  void begin() { records_.push_back({demands_.size(), premises_.size()}); }
   /// What the record under construction needs.
   void add(const Demand& demand) { demands_.push_back(demand); }
   /// As above; an undefined literal is none.
@@ -43,11 +41,7 @@ class InferenceLog {
     premises_.insert(premises_.end(), premises.begin(), premises.end());
   }
   /// Ends the record and returns its number.
-  int end() {
-    records_.back().last_demand = demands_.size();
-    records_.back().last_premise = premises_.size();
-    return static_cast<int>(records_.size()) - 1;
-  }
+  int end() { return static_cast<int>(records_.size()) - 1; }
   /// A record is why the literal holds. Requires: nothing else is yet.
   void conclude(Literal literal, int record) {
     assert(!has_reason(literal));
@@ -75,12 +69,11 @@ class InferenceLog {
   void visit(int record, const VisitDemand& demand,
              const VisitPremise& premise) const {
     const Record& r = records_[index(record)];
-    for (std::size_t k = r.first_demand; k < r.last_demand; ++k) {
-      demand(demands_[k]);
-    }
-    for (std::size_t k = r.first_premise; k < r.last_premise; ++k) {
-      premise(premises_[k]);
-    }
+    const Record end = index(record) + 1 < records_.size()
+                           ? records_[index(record) + 1]
+                           : Record{demands_.size(), premises_.size()};
+    for (std::size_t k = r.demand; k < end.demand; ++k) demand(demands_[k]);
+    for (std::size_t k = r.premise; k < end.premise; ++k) premise(premises_[k]);
   }
 
   /// A level begins.
@@ -104,11 +97,10 @@ class InferenceLog {
  private:
   static constexpr int kNone = -1;
 
+  /// Where it begins.
   struct Record {
-    std::size_t first_demand;
-    std::size_t last_demand;
-    std::size_t first_premise;
-    std::size_t last_premise;
+    std::size_t demand;
+    std::size_t premise;
   };
   struct Level {
     std::size_t num_records;

@@ -72,18 +72,12 @@ class Finder {
     const auto high = static_cast<std::uint64_t>(std::max(a, b));
     return (low << 32U) | high;
   }
-  // The first of a node's tasks.
-  int position(int node) const {
-    const auto found = std::lower_bound(
-        tasks_.begin(), tasks_.end(), node,
-        [](const auto& task, int value) { return task.first < value; });
-    return static_cast<int>(found - tasks_.begin());
-  }
   bool is_task(int position, int node) const {
     return index(position) < tasks_.size() &&
            tasks_[index(position)].first == node;
   }
-  int position(int node, Literal presence) const {
+  // Of a node's tasks, the first has the least presence, which is none.
+  int position(int node, Literal presence = Literal()) const {
     const auto found = std::lower_bound(tasks_.begin(), tasks_.end(),
                                         std::pair(node, presence));
     return static_cast<int>(found - tasks_.begin());

@@ -591,14 +591,13 @@ std::unique_ptr<MachinePropagation> MachinePropagation::make(
   for (const la::DNumber* weight : problem.weights) need.add(*weight);
   dl::closure::Scale scale;
   scale.fit(need);
-  std::unique_ptr<MachinePropagation> result;
-  if (scale.size() == dl::closure::Scale::Size::kExact) {
-    result = std::make_unique<Propagation<ExactTime>>(
-        std::move(problem), search, TimeScale<ExactTime>());
-  } else {
-    result = std::make_unique<Propagation<WordTime>>(
-        std::move(problem), search, TimeScale<WordTime>(scale, num_nodes));
-  }
+  const auto make = [&](auto time) -> std::unique_ptr<MachinePropagation> {
+    using Time = decltype(time);
+    return std::make_unique<Propagation<Time>>(
+        std::move(problem), search, TimeScale<Time>(scale, num_nodes));
+  };
+  const bool is_exact = scale.size() == dl::closure::Scale::Size::kExact;
+  auto result = is_exact ? make(ExactTime()) : make(WordTime());
   result->new_level();
   return result;
 }

@@ -28,17 +28,15 @@ std::vector<Literal> without(std::vector<Literal> literals, Literal gone) {
   return literals;
 }
 
-bool are_opposite(const Precedence& a, const Precedence& b) {
-  return a.before == b.after && a.after == b.before;
-}
-
 }  // namespace
 
 void SeparationTable::add_separation(const std::pair<Literal, Precedence>& a,
                                      const std::pair<Literal, Precedence>& b,
                                      std::vector<Literal> conditions,
                                      std::vector<Literal> others) {
-  if (!are_opposite(a.second, b.second) || others.size() > kMostOthers) return;
+  const bool are_opposite =
+      a.second.before == b.second.after && a.second.after == b.second.before;
+  if (!are_opposite || others.size() > kMostOthers) return;
   if (b.first < a.first) {
     add_separation(b, a, std::move(conditions), std::move(others));
     return;

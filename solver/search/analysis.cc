@@ -179,9 +179,7 @@ void Search::use_clause(ClauseRef ref) {
 bool Search::stamp_level(Literal literal) {
   const int level = level_of(literal.variable());
   std::uint64_t& seen = level_stamps_[static_cast<std::size_t>(level)];
-  if (level == 0 || seen == stamp_) return false;
-  seen = stamp_;
-  return true;
+  return level != 0 && std::exchange(seen, stamp_) != stamp_;
 }
 
 /// Stamps the levels of the assigned literals of `clause`, level 0 left out,

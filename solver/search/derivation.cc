@@ -86,11 +86,9 @@ ClauseNumber Search::derive(const std::vector<Literal>& clause) {
   ++settled_stamp_;
   settled_stamps_.resize(variables_.size(), 0);
   const auto settle = [this](Literal literal) {
-    std::uint64_t& stamp =
-        settled_stamps_[static_cast<std::size_t>(literal.variable())];
-    if (stamp == settled_stamp_) return false;
-    stamp = settled_stamp_;
-    return true;
+    const auto position = static_cast<std::size_t>(literal.variable());
+    return std::exchange(settled_stamps_[position], settled_stamp_) !=
+           settled_stamp_;
   };
   for (const Literal literal : clause) settle(literal);
   frames_.clear();

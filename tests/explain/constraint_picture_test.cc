@@ -150,7 +150,8 @@ TEST_F(ConstraintPictureTest, DrawingCutsLongNamesShort) {
   const ConstraintPicture picture =
       draw(Answer::kSat, {at_most(long_name, y_, 1)});
   ASSERT_EQ(picture.nodes.size(), 2U);
-  EXPECT_EQ(picture.nodes[1], '|' + std::string(58, 'a') + "...");
+  // Sixty characters, of which the last is two bytes long.
+  EXPECT_EQ(picture.nodes[1], '|' + std::string(58, 'a') + "\xc3\xa9...");
 }
 
 }  // namespace
