@@ -8,7 +8,7 @@ _vorn() {
     --propagation) words='auto full off' ;;
     --machines) words='auto off' ;;
     --lemma-dedup | --check-models) words='on off' ;;
-    --dot | --record-graph)
+    --dot | --proof | --record-graph)
       mapfile -t COMPREPLY < <(compgen -f -- "$word")
       return
       ;;
@@ -16,7 +16,7 @@ _vorn() {
     *)
       if [[ $word == -* ]]; then
         words='-h --help --version --timeout --memory-limit --stats
-          --explain --dot --record-graph -v --verbose --lemmas --lemma-overlap
+          --explain --dot --proof --record-graph -v --verbose --lemmas --lemma-overlap
           --lemma-dedup --propagation --machines --check-models --seed'
       else
         local name

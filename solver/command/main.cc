@@ -50,6 +50,7 @@ struct Arguments {
   std::uint64_t memory_limit = 0;
   bool stats = false;
   std::string dot_file;
+  std::string proof_file;
   std::string recording;
   ScriptOptions script;
 };
@@ -130,6 +131,9 @@ std::optional<int> parse_arguments(int argc, char** argv,
   app.add_flag("--explain", script.explain,
                "Say after each unsat why, as comment lines: the inequalities "
                "that add up to a contradiction, or the assertions it takes");
+  app.add_option("--proof", arguments.proof_file,
+                 "At the end write a proof of the last unsat, for vorn-check")
+      ->type_name("FILE");
   app.add_option("--dot", arguments.dot_file,
                  "Write the constraint graph of the last check in Graphviz "
                  "DOT at the end: solid edges are required (after sat: hold "
@@ -178,6 +182,9 @@ std::optional<int> parse_arguments(int argc, char** argv,
   }
   script.engine.lemmas.dl_dedup_tlemmas = on_off.at(dedup);
   script.engine.check_models = on_off.at(check_models);
+  if (!arguments.proof_file.empty()) {
+    script.engine.keep_proofs = script.keep_proof = true;
+  }
   script.engine.propagation.mode = propagations.at(propagation);
   script.engine.machines = machines_modes.at(machines);
   if (arguments.memory_limit > 0) {
@@ -299,6 +306,22 @@ bool write_picture(const Arguments& arguments, Interpreter& interpreter,
   return picture != nullptr && file.good();
 }
 
+// Writes the proof of the last unsat, first under another name: the file is
+// there as a whole or not at all. False after a complaint.
+bool write_proof_file(const Arguments& arguments,
+                      const Interpreter& interpreter) {
+  const std::string& path = arguments.proof_file;
+  if (path.empty() || interpreter.proof().empty()) return true;
+  const std::string partial = path + ".partial";
+  std::ofstream file(partial, std::ios::binary);
+  file << interpreter.proof();
+  file.close();
+  if (file && std::rename(partial.c_str(), path.c_str()) == 0) return true;
+  complain("cannot write " + path + ": " + std::strerror(errno));
+  std::remove(partial.c_str());
+  return false;
+}
+
 int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
                Recording& recording, Watchdog::Clock::time_point start) {
   std::ofstream picture_file;
@@ -337,7 +360,10 @@ int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
   const bool recorded = recording.finish();
   const bool logged = host.finish_diagnostics();
   int status = 0;
-  if (!write_picture(arguments, interpreter, picture_file)) status = kFailure;
+  if (!write_picture(arguments, interpreter, picture_file) ||
+      !write_proof_file(arguments, interpreter)) {
+    status = kFailure;
+  }
   if (!recorded || !logged || interpreter.had_error() || output_lost ||
       source.error() != 0) {
     status = kFailure;

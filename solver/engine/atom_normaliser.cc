@@ -2,6 +2,7 @@
 #include "solver/engine/atom_normaliser.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -91,6 +92,29 @@ AtomNormaliser::NormalForm AtomNormaliser::read(const Term* atom) {
     result.term = atom;
   } else {
     result.term = normalise_sum(sum, strict, 0);
+  }
+  return result;
+}
+
+AtomNormaliser::Cases AtomNormaliser::cases(const Term* atom) {
+  LinearSum sum;
+  lineariser_.linearise_difference(atom->arg(0), atom->arg(1), sum);
+  Cases result;
+  result.ite = ite_to_lift(sum);
+  assert(result.ite != nullptr);
+  const auto place =
+      std::find_if(sum.monomials.begin(), sum.monomials.end(),
+                   [&result](const auto& m) { return m.leaf == result.ite; });
+  result.factor = place->coefficient;
+  const auto position = static_cast<std::size_t>(place - sum.monomials.begin());
+  const Term* zero = store_.make_number(QNumber(0));
+  for (const std::size_t k : {1U, 2U}) {
+    LinearSum branch;
+    lineariser_.linearise(result.ite->arg(k), branch);
+    const Term* left = term_of(replace_leaf(sum, position, branch));
+    (k == 1 ? result.first : result.second) = atom->kind == Kind::kLess
+                                                  ? store_.make_less(left, zero)
+                                                  : store_.make_leq(left, zero);
   }
   return result;
 }

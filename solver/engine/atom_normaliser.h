@@ -50,6 +50,21 @@ class AtomNormaliser {
   /// is. Requires: kLeq, kLess, or kEqual or kDistinct over arithmetic.
   const NormalForm& normalise(const Term* atom);
 
+  /// What an atom says in both cases of an ite that it is about.
+  struct Cases {
+    /// The ite.
+    const Term* ite = nullptr;
+    /// What it is multiplied with.
+    QNumber factor;
+    /// The atom with the first branch in place of the ite.
+    const Term* first = nullptr;
+    /// The same with the second.
+    const Term* second = nullptr;
+  };
+  /// The cases of the ite that is lifted first.
+  /// Requires: kLeq or kLess inside the fragment, for which one is lifted.
+  Cases cases(const Term* atom);
+
   /// The first arithmetic atom outside difference logic in `term`, or null.
   /// Cost: visits each subterm once in the life of the object.
   const Term* first_outside(const Term* term);

@@ -32,6 +32,7 @@ class ClauseAuditor final : public ClauseListener {
   void derived(ClauseNumber number, const std::vector<Literal>& clause,
                const std::vector<ClauseNumber>& premises) override;
   void forgotten(ClauseNumber number) override;
+  void shrunk(int /*num_variables*/) override {}
 
   /// Whether the negations of the literals are bounds that add up to less than
   /// nothing: each node is left as often as it is entered, and the weights'

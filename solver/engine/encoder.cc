@@ -19,6 +19,7 @@ Encoder::Encoder(TermStore& store, AtomNormaliser& normaliser, Problem& problem)
       normaliser_(normaliser),
       problem_(problem),
       true_(problem.new_variable(), false) {
+  problem_.note_meaning(true_, store_.make_bool(true));
   problem_.add_clause({true_}, {ClauseKind::kConstant});
 }
 
@@ -105,6 +106,7 @@ bool Encoder::needs(const Term* term) {
 void Encoder::set(const Term* term, Literal literal) {
   literals_.emplace(term, literal);
   encoded_.push_back(term);
+  problem_.note_meaning(literal, term);
 }
 
 // Encodes a term whose arguments have literals. False if some had none; these

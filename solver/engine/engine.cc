@@ -23,11 +23,16 @@ namespace vorn::solver {
 struct Engine::Machinery {
   Machinery(TermStore& store, AtomNormaliser& normaliser,
             const EngineOptions& options)
-      : small_domains(problem),
+      : problem(options.keep_proofs),
+        small_domains(problem),
         theory(store, problem, options.lemmas, options.lemma_trials,
                options.propagation),
         search(attach(theory, search), options.search),
         encoder(store, normaliser, problem) {
+    if (options.keep_proofs) {
+      search.set_listener(&proof_log.emplace(problem));
+      return;
+    }
 #ifndef NDEBUG
     search.set_listener(&auditor);
 #endif
@@ -56,6 +61,7 @@ struct Engine::Machinery {
   }
 
   Problem problem;
+  std::optional<ProofLog> proof_log;
 #ifndef NDEBUG
   ClauseAuditor auditor{problem};
 #endif
@@ -148,7 +154,9 @@ void Engine::synchronise() {
   machinery_->theory.start_check();
   machinery_->small_domains.split(machinery_->search);
   machinery_->feed();
-  if (options_.machines == Machines::kAuto) machinery_->theory.find_machines();
+  if (options_.machines == Machines::kAuto && !options_.keep_proofs) {
+    machinery_->theory.find_machines();
+  }
 }
 
 Answer Engine::check(const std::vector<const Term*>& assumptions) {
@@ -190,6 +198,16 @@ Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
         const auto found = position_of.find(failed.code());
         if (found != position_of.end()) {
           failed_assumptions_.push_back(found->second);
+        }
+      }
+      if (machinery_->proof_log) {
+        ProofLog& log = *machinery_->proof_log;
+        refutation_ = {&log, machinery_->search.refutation(), {}};
+        for (const std::size_t k : failed_assumptions_) {
+          const Literal literal =
+              machinery_->encoder.literal_of(assumptions[k]);
+          refutation_.assumptions.emplace_back(log.named(literal),
+                                               assumptions[k]);
         }
       }
       std::sort(failed_assumptions_.begin(), failed_assumptions_.end());

@@ -14,6 +14,7 @@
 #include "solver/engine/atom_normaliser.h"
 #include "solver/engine/bound_propagation.h"
 #include "solver/engine/graph_recorder.h"
+#include "solver/engine/proof_log.h"
 #include "solver/scheduling/machine_propagation.h"
 #include "solver/search/options.h"
 #include "solver/search/statistics.h"
@@ -41,6 +42,9 @@ struct EngineOptions {
   SearchOptions search;
   /// Check every model against the assertions before answering kSat.
   bool check_models = true;
+  /// Keep what a proof of kUnsat needs. Sets of tasks are not reasoned about
+  /// then, as such reasoning has no proof.
+  bool keep_proofs = false;
 };
 
 enum class Answer { kSat, kUnsat, kUnknown };
@@ -100,6 +104,18 @@ class Engine {
   const std::vector<std::size_t>& failed_assumptions() const {
     return failed_assumptions_;
   }
+  /// Why the last check answered kUnsat.
+  struct Refutation {
+    /// All clauses; valid until the engine is called again.
+    ProofLog* log = nullptr;
+    /// The clause that ends it: of negated assumptions, or empty. 0 if two
+    /// assumptions are opposites.
+    ClauseNumber last = 0;
+    /// Assumptions that it takes, with their literals in the log.
+    std::vector<std::pair<Literal, const Term*>> assumptions;
+  };
+  /// After kUnsat, with keep_proofs.
+  const Refutation& refutation() const { return refutation_; }
   /// After kUnknown.
   UnknownReason unknown_reason() const { return unknown_reason_; }
 
@@ -163,6 +179,7 @@ class Engine {
   std::unique_ptr<Machinery> machinery_;
   std::unique_ptr<Model> model_;
   std::vector<std::size_t> failed_assumptions_;
+  Refutation refutation_;
   UnknownReason unknown_reason_ = UnknownReason::kNone;
   // Of the machinery that was given up when memory ran out.
   SearchStatistics last_counters_;

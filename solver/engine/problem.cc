@@ -75,6 +75,8 @@ void Problem::close_scope() {
   scopes_.pop_back();
   selectors_.pop_back();
   num_variables_ = scope.num_variables;
+  const auto num_kept = static_cast<std::size_t>(num_variables_);
+  if (meanings_.size() > num_kept) meanings_.resize(num_kept);
   while (atoms_.atoms().size() > scope.num_atoms) atoms_.remove_last();
   // Clauses over older variables alone stay, such as ties of small domains.
   std::size_t kept = scope.num_clauses;

@@ -35,8 +35,34 @@ class Problem {
     ClauseOrigin origin;
   };
 
+  /// What a variable that is no bound stands for.
+  struct Meaning {
+    /// A Boolean term; null for a selector.
+    const Term* term = nullptr;
+    /// The variable is true when the term is false.
+    bool is_negated = false;
+  };
+
+  /// Nothing yet. Meanings, if they are kept, take 16 bytes a variable.
+  explicit Problem(bool keeps_meanings = false)
+      : keeps_meanings_(keeps_meanings) {}
+
   /// Makes a variable and returns its index, the number of variables before.
   int new_variable() { return num_variables_++; }
+  /// Notes that the literal has the value of the term, unless its variable has
+  /// a meaning already.
+  void note_meaning(Literal literal, const Term* term) {
+    if (!keeps_meanings_) return;
+    const auto variable = static_cast<std::size_t>(literal.variable());
+    if (variable >= meanings_.size()) meanings_.resize(variable + 1);
+    Meaning& meaning = meanings_[variable];
+    if (meaning.term == nullptr) meaning = {term, literal.is_negated()};
+  }
+  /// What was noted of a variable.
+  Meaning meaning(int variable) const {
+    const auto position = static_cast<std::size_t>(variable);
+    return position < meanings_.size() ? meanings_[position] : Meaning();
+  }
   /// How many there are, atoms and selectors included.
   int num_variables() const { return num_variables_; }
 
@@ -86,6 +112,8 @@ class Problem {
   }
 
   int num_variables_ = 0;
+  bool keeps_meanings_;
+  std::vector<Meaning> meanings_;  // by variable
   AtomTable atoms_;
   // The clauses' literals, one after the other, and where each clause ends.
   std::vector<Literal> literals_;

@@ -23,6 +23,8 @@ struct ScriptFormula {
   std::uint32_t line = 0;
   /// An assumption of the check, not an assertion.
   bool assumed = false;
+  /// Its number among the terms as written, if proofs are kept.
+  std::uint32_t written = 0;
 };
 
 /// What the formulas say, in their order.

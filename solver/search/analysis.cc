@@ -47,7 +47,7 @@ bool Search::resolve_conflict(bool from_theory) {
     }
     if (highest == 0) {
       if (level() == 0) note_units();
-      derive({});
+      refutation_ = derive({});
       consistent_ = false;
       return false;
     }
@@ -330,7 +330,10 @@ void Search::learn(ClauseNumber number) {
 /// falsity was derived from, and itself.
 void Search::analyze_assumption(Literal assumption) {
   failed_.assign(1, assumption);
-  if (level_of(assumption.variable()) == 0) return;
+  if (level_of(assumption.variable()) == 0) {
+    refutation_ = derive_failed();
+    return;
+  }
   mark_of(assumption.variable()) = Mark::kSeen;
   marked_.push_back(assumption.variable());
   for (std::size_t i = trail_.size(); i-- > level_starts_[0];) {
@@ -351,7 +354,7 @@ void Search::analyze_assumption(Literal assumption) {
     }
   }
   clear_marks();
-  derive_failed();
+  refutation_ = derive_failed();
 }
 
 }  // namespace vorn::solver

@@ -35,6 +35,8 @@ class ClauseListener {
   /// A clause that is used no more. Reasons that a theory gave, and clauses of
   /// one literal, are not reported.
   virtual void forgotten(ClauseNumber number) = 0;
+  /// The variables from this one on are gone; others may get their numbers.
+  virtual void shrunk(int num_variables) = 0;
 };
 
 /// Where clauses enter a search: numbers them and tells the listener, if there
@@ -78,6 +80,7 @@ class ClauseGate {
   }
   /// Forgets what was noted of variables from `count` on.
   void shrink_variables(int count) {
+    if (is_watched()) listener_->shrunk(count);
     if (units_.size() > static_cast<std::size_t>(count)) {
       units_.resize(static_cast<std::size_t>(count));
     }

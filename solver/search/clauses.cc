@@ -24,6 +24,7 @@ bool Search::add_clause(const std::vector<Literal>& clause,
   }
   number = note_shorter(clause, lemma_, number);
   if (lemma_.empty()) {
+    refutation_ = number;
     consistent_ = false;
   } else if (lemma_.size() == 1) {
     assign_unit(lemma_[0], number);
@@ -34,7 +35,7 @@ bool Search::add_clause(const std::vector<Literal>& clause,
   note_units();
   if (conflict != kNoReason) {
     note_conflict(conflict);
-    derive({});
+    refutation_ = derive({});
     consistent_ = false;
   }
   return consistent_;
@@ -71,7 +72,10 @@ Search::LemmaOutcome Search::add_lemma() {
   }
   number = note_shorter(reason_, lemma_, number);
   ++statistics_.lemmas;
-  if (lemma_.empty()) return LemmaOutcome::kUnsat;
+  if (lemma_.empty()) {
+    refutation_ = number;
+    return LemmaOutcome::kUnsat;
+  }
   if (lemma_.size() == 1) {
     backtrack(0);
     assign_unit(lemma_[0], number);

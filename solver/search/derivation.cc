@@ -128,19 +128,19 @@ ClauseNumber Search::derive(const std::vector<Literal>& clause) {
   return gate_.derive(clause, premises_);
 }
 
-/// Derives that the assumptions in failed_ have no model in common.
+/// The number of a clause that says that the assumptions in failed_ have no
+/// model in common; 0 if the first is the opposite of another.
 /// Requires: the first of them is false.
-void Search::derive_failed() {
-  if (!gate_.is_watched()) return;
+ClauseNumber Search::derive_failed() {
+  if (!gate_.is_watched()) return 0;
   const int variable = failed_[0].variable();
-  if (level_of(variable) == 0) return;  // a clause of its own
-  // Against its own opposite no premise is needed.
+  if (level_of(variable) == 0) return gate_.unit(variable);
   const ClauseRef reason = variable_at(variable).reason;
-  if (reason == kNoReason) return;
+  if (reason == kNoReason) return 0;
   note_conflict(reason);
   std::vector<Literal> negated;
   for (const Literal literal : failed_) negated.push_back(~literal);
-  derive(negated);
+  return derive(negated);
 }
 
 }  // namespace vorn::solver

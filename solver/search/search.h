@@ -126,6 +126,10 @@ class Search {
   /// none. Not always minimal.
   const std::vector<Literal>& failed_assumptions() const { return failed_; }
 
+  /// After kUnsat, if there is a listener: the clause that says so, of negated
+  /// assumptions or empty; 0 if an assumption is the opposite of another.
+  ClauseNumber refutation() const { return refutation_; }
+
   /// Makes solve return kUnknown soon after `*stop` becomes true. Null takes
   /// the flag away. Polled at every conflict and every decision.
   void set_stop(const std::atomic<bool>* stop) { stop_ = stop; }
@@ -315,7 +319,7 @@ class Search {
                             const std::vector<Literal>& shorter,
                             ClauseNumber number);
   ClauseNumber derive(const std::vector<Literal>& clause);
-  void derive_failed();
+  ClauseNumber derive_failed();
 
   // reduction.cc: storing and deleting clauses.
   ClauseRef store_clause(const std::vector<Literal>& literals, bool learnt,
@@ -341,6 +345,7 @@ class Search {
   SearchStatistics statistics_;
 
   bool consistent_ = true;
+  ClauseNumber refutation_ = 0;
 
   // Assignment. values_ and watches_ are indexed by literal.
   std::vector<Value> values_;

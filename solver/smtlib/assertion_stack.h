@@ -44,6 +44,11 @@ class AssertionStack {
   /// The assertions of all levels, oldest first.
   const std::vector<ScriptFormula>& assertions() const { return assertions_; }
 
+  /// Whether an assertion is handed to the engine as an assumption.
+  bool is_assumed(const ScriptFormula& assertion) const {
+    return assume_named_ && assertion.name.has_value();
+  }
+
   /// Requires: a Boolean term inside the engine's fragment.
   void add(ScriptFormula assertion);
 

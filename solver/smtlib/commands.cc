@@ -45,7 +45,7 @@ const Interpreter::Command Interpreter::kCommands[] = {
     {"get-info", &Interpreter::run_get_info, Need::kNothing, false, true},
     {"get-model", &Interpreter::run_get_model, Need::kModel, false, true},
     {"get-option", &Interpreter::run_get_option, Need::kNothing, false, true},
-    {"get-proof", &Interpreter::run_unsupported, Need::kNothing, false, true},
+    {"get-proof", &Interpreter::run_get_proof, Need::kUnsat, false, true},
     {"get-unsat-assumptions", &Interpreter::run_get_unsat_assumptions,
      Need::kUnsat, false, true},
     {"get-unsat-core", &Interpreter::run_get_unsat_core, Need::kUnsat, false,
@@ -187,9 +187,10 @@ bool Interpreter::define(const std::string& name,
     // it known which factors are constant.
     if (sort == Sort::kBool && !check_fragment(body)) return false;
     meaning.term = term;
+    meaning.written = body.written;
   } else {
-    meaning.macro =
-        std::make_shared<const Macro>(Macro{std::move(parameters), term});
+    meaning.macro = std::make_shared<const Macro>(
+        Macro{std::move(parameters), term, body.written});
   }
   if (!session_->symbols.define(name, std::move(meaning))) {
     return fail(command_,
@@ -220,6 +221,7 @@ bool Interpreter::run_assert() {
   if (options_.produce_assertions) assertion.text = text_of(formula);
   assertion.name = std::move(formula.name);
   assertion.line = command_.line;
+  assertion.written = formula.written;
   session_->stack->add(std::move(assertion));
   keep_names();
   mode_ = Mode::kAssert;
@@ -332,7 +334,7 @@ bool Interpreter::run_check_sat_assuming() {
     ParsedTerm assumption;
     if (!read_formula(assumption) || !check_fragment(assumption)) return false;
     assumptions.push_back({assumption.term, text_of(assumption), std::nullopt,
-                           assumption.position.line, true});
+                           assumption.position.line, true, assumption.written});
   }
   if (!read_close()) return false;
   if (options_.keep_picture) keep_texts();
@@ -374,6 +376,7 @@ void Interpreter::check() {
     case Answer::kUnsat:
       mode_ = Mode::kUnsat;
       reply_ = "unsat\n";
+      if (options_.keep_proof) proof_ = proof_text();
       if (options_.explain) explain();
       break;
     case Answer::kUnknown:

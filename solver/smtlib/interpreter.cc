@@ -159,6 +159,10 @@ void Interpreter::start_session() {
   session_->parser =
       std::make_unique<TermParser>(lexer_, session_->store, session_->symbols);
   session_->parser->set_arithmetic(arithmetic_);
+  if (options_.engine.keep_proofs) {
+    session_->written = std::make_unique<WrittenTerms>(session_->store);
+    session_->parser->set_written(session_->written.get());
+  }
   make_stack();
 }
 

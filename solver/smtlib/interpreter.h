@@ -66,6 +66,9 @@ class Interpreter {
   /// set in the options that the interpreter was made with.
   const ConstraintPicture* picture();
 
+  /// The proof of the last answer that was unsat; empty if there was none.
+  const std::string& proof() const { return proof_; }
+
   /// The engine's counters; those of the last engine if there is none now.
   std::vector<std::pair<std::string, std::string>> statistics() const;
 
@@ -93,6 +96,8 @@ class Interpreter {
   struct Session {
     TermStore store;
     SymbolTable symbols;
+    // Null unless proofs are kept.
+    std::unique_ptr<WrittenTerms> written;
     std::unique_ptr<TermParser> parser;
     std::unique_ptr<AssertionStack> stack;
     std::vector<const Term*> declared;
@@ -154,6 +159,7 @@ class Interpreter {
   bool run_get_value();
   bool run_get_assignment();
   bool run_get_assertions();
+  bool run_get_proof();
   bool run_get_unsat_core();
   bool run_get_unsat_assumptions();
   bool run_echo();
@@ -174,6 +180,9 @@ class Interpreter {
   // Requires: the last check was unsat.
   void explain();
   void record_picture(Answer answer);
+  // The proof of the last answer; empty if there is none.
+  // Requires: proofs are kept, and the answer was unsat.
+  std::string proof_text();
   std::string engine_reason();
   std::string value_text(const Term* term);
   bool apply_options(ScriptOptions changed, Position position);
@@ -197,6 +206,8 @@ class Interpreter {
   // With keep_picture: as of the last check, if there was any.
   bool checked_ = false;
   std::optional<ConstraintPicture> picture_;
+  // With keep_proof: of the last unsat, empty if there was none.
+  std::string proof_;
 
   // Where the command at hand starts.
   Position command_;

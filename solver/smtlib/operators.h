@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "solver/proof/written_terms.h"
 #include "solver/smtlib/lexer.h"
 #include "solver/terms/term.h"
 #include "solver/terms/term_store.h"
@@ -68,6 +69,8 @@ struct PlacedTerm {
   const Term* term = nullptr;
   /// Where its text begins.
   Position position;
+  /// As it is written; kNotWritten unless proofs are kept.
+  WrittenId written = kNotWritten;
 };
 
 /// Applies predefined functions with the rules of SMT-LIB for their numbers

@@ -34,6 +34,8 @@ constexpr Entry kEntries[] = {
      [](ScriptOptions& o) -> Place { return &o.produce_assignments; }},
     {":produce-models", true,
      [](ScriptOptions& o) -> Place { return &o.produce_models; }},
+    {":produce-proofs", true,
+     [](ScriptOptions& o) -> Place { return &o.engine.keep_proofs; }},
     {":produce-unsat-assumptions", true,
      [](ScriptOptions& o) -> Place { return &o.produce_unsat_assumptions; }},
     {":produce-unsat-cores", true,

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <optional>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "solver/proof/proof_writer.h"
 #include "solver/smtlib/interpreter.h"
 #include "solver/terms/term_printer.h"
 
@@ -254,6 +256,35 @@ bool Interpreter::run_get_unsat_core() {
   }
   reply_ = in_brackets(parts, " ");
   return true;
+}
+
+bool Interpreter::run_get_proof() {
+  if (!read_close_with(":produce-proofs")) return false;
+  const std::string proof = proof_text();
+  if (proof.empty()) return fail(command_, "this has no proof");
+  reply_ = "(\n" + proof + ")\n";
+  return true;
+}
+
+std::string Interpreter::proof_text() {
+  AssertionStack& stack = *session_->stack;
+  std::vector<WrittenId> assertions;
+  WrittenFormulas assumptions;
+  const auto assume = [&assumptions](const ScriptFormula& formula) {
+    assumptions.emplace(formula.term, formula.written);
+  };
+  // Of those that mean the same, one that the core names or that it takes for
+  // granted.
+  for (const std::size_t i : stack.core()) assume(stack.assertions()[i]);
+  for (const ScriptFormula& assumption : assumptions_) assume(assumption);
+  for (const ScriptFormula& assertion : stack.assertions()) {
+    if (!stack.is_assumed(assertion)) assertions.push_back(assertion.written);
+  }
+  std::ostringstream out;
+  const bool is_proved =
+      write_proof(session_->store, *session_->written,
+                  stack.engine().refutation(), assertions, assumptions, out);
+  return is_proved ? out.str() : std::string();
 }
 
 bool Interpreter::run_get_unsat_assumptions() {

@@ -49,10 +49,13 @@ void SymbolTable::rollback(std::size_t mark) {
   }
 }
 
-void SymbolTable::bind(const std::string& name, const Term* term) {
+void SymbolTable::bind(const std::string& name, const Term* term,
+                       WrittenId written) {
   Locals::value_type& local = *locals_.try_emplace(name).first;
   bound_.push_back(&local);
-  local.second.emplace_back().term = term;
+  Meaning& meaning = local.second.emplace_back();
+  meaning.term = term;
+  meaning.written = written;
 }
 
 void SymbolTable::unbind_to(std::size_t count) {

@@ -21,6 +21,8 @@ struct Macro {
   std::vector<const Term*> parameters;
   /// What a use stands for.
   const Term* body = nullptr;
+  /// The body as it is written; kNotWritten unless proofs are kept.
+  WrittenId written = kNotWritten;
 };
 
 /// What a name stands for: exactly one member is set.
@@ -29,6 +31,8 @@ struct Meaning {
   Operator op = Operator::kNone;
   /// A constant, a definition without parameters, a named or a bound term.
   const Term* term = nullptr;
+  /// The same as it is written; kNotWritten unless proofs are kept.
+  WrittenId written = kNotWritten;
   /// A definition with parameters.
   std::shared_ptr<const Macro> macro;
 };
@@ -60,7 +64,8 @@ class SymbolTable {
   void rollback(std::size_t mark);
 
   /// Lets `name` stand for `term` until unbound.
-  void bind(const std::string& name, const Term* term);
+  void bind(const std::string& name, const Term* term,
+            WrittenId written = kNotWritten);
   /// How many bindings there are, to go back to with unbind_to.
   std::size_t num_bound() const { return bound_.size(); }
   /// Takes back the latest bindings until only `count` are left.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
@@ -125,6 +126,7 @@ bool TermParser::do_parse(ParsedTerm& result) {
     while (value.term != nullptr) {
       if (frames_.empty()) {
         result.term = value.term;
+        result.written = value.written;
         result.end = lexer_.end();
         result.name = std::move(outer_name_);
         return true;
@@ -157,6 +159,7 @@ bool TermParser::read_number(PlacedTerm& value) {
   value.term = store_.make_number(*number, token.kind == TokenKind::kDecimal
                                                ? Sort::kReal
                                                : arithmetic_.numeral_sort);
+  if (written_ != nullptr) value.written = written_->leaf(value.term);
   return true;
 }
 
@@ -170,6 +173,7 @@ bool TermParser::read_name(PlacedTerm& value) {
         const bool decimal = token.text.find('.') != std::string::npos;
         value.term = store_.make_number(
             *number, decimal ? Sort::kReal : arithmetic_.numeral_sort);
+        if (written_ != nullptr) value.written = written_->leaf(value.term);
         return true;
       }
     }
@@ -177,6 +181,7 @@ bool TermParser::read_name(PlacedTerm& value) {
   }
   if (meaning->op == Operator::kTrue || meaning->op == Operator::kFalse) {
     value.term = store_.make_bool(meaning->op == Operator::kTrue);
+    if (written_ != nullptr) value.written = written_->leaf(value.term);
     return true;
   }
   if (meaning->term == nullptr) {
@@ -184,6 +189,10 @@ bool TermParser::read_name(PlacedTerm& value) {
                 describe(token) + " is a function and needs arguments");
   }
   value.term = meaning->term;
+  value.written = meaning->written;
+  if (written_ != nullptr && value.written == kNotWritten) {
+    value.written = written_->leaf(value.term);
+  }
   return true;
 }
 
@@ -307,7 +316,8 @@ bool TermParser::next_binding(PlacedTerm& value) {
       return fail(frame.open,
                   "variable " + print_symbol(name) + " is bound twice");
     }
-    symbols_.bind(name, arguments_[frame.first + i].term);
+    const PlacedTerm& argument = arguments_[frame.first + i];
+    symbols_.bind(name, argument.term, argument.written);
   }
   variables_.resize(frame.mark);
   arguments_.resize(frame.first);
@@ -351,6 +361,7 @@ bool TermParser::read_attribute_name(const PlacedTerm& value) {
   }
   Meaning meaning;
   meaning.term = value.term;
+  meaning.written = value.written;
   if (!symbols_.define(token.text, std::move(meaning))) {
     return fail(token.position,
                 "symbol " + describe(token) + " is already in use");
@@ -372,6 +383,15 @@ bool TermParser::finish_application(PlacedTerm& value) {
                                 arguments_.data() + frame.first, count, error_);
     if (value.term == nullptr) return false;
     note_atoms(frame, value.term);
+    if (written_ != nullptr) {
+      std::vector<WrittenId> args;
+      for (std::size_t i = frame.first; i < arguments_.size(); ++i) {
+        args.push_back(
+            written_->as_sort(arguments_[i].written, arguments_[i].term));
+      }
+      value.written =
+          written_->apply(operator_name(frame.op), args, value.term);
+    }
   }
   arguments_.resize(frame.first);
   return true;
@@ -400,8 +420,48 @@ bool TermParser::expand_macro(const Frame& frame, PlacedTerm& value) {
     replacements[parameters[i]] = term;
   }
   value.term = substitute(store_, frame.macro->body, replacements);
+  if (written_ != nullptr) value.written = write_expansion(frame);
   expansions_.push_back({value, frame.begin, lexer_.end()});
   return true;
+}
+
+// The body of a definition with arguments in place of its parameters. What the
+// parts mean is found anew, for it takes what they are written of.
+WrittenId TermParser::write_expansion(const Frame& frame) {
+  std::unordered_map<WrittenId, WrittenId> done;
+  for (std::size_t i = 0; i < frame.macro->parameters.size(); ++i) {
+    done.emplace(written_->leaf(frame.macro->parameters[i]),
+                 arguments_[frame.first + i].written);
+  }
+  std::vector<WrittenId> pending{frame.macro->written};
+  while (!pending.empty()) {
+    const WrittenId top = pending.back();
+    const std::vector<WrittenId> args = written_->args(top);
+    std::vector<WrittenId> replaced;
+    std::vector<PlacedTerm> placed;
+    for (const WrittenId argument : args) {
+      const auto found = done.find(argument);
+      if (found == done.end()) {
+        pending.push_back(argument);
+        continue;
+      }
+      replaced.push_back(found->second);
+      placed.push_back({written_->meaning(found->second), frame.open});
+    }
+    if (replaced.size() < args.size()) continue;
+    pending.pop_back();
+    if (done.count(top) != 0) continue;
+    if (args.empty() || replaced == args) {
+      done.emplace(top, top);
+      continue;
+    }
+    const Meaning* function = symbols_.find_global(written_->text(top));
+    const Term* meaning = builder_.apply(function->op, frame.head,
+                                         placed.data(), placed.size(), error_);
+    assert(meaning != nullptr);
+    done.emplace(top, written_->apply(written_->text(top), replaced, meaning));
+  }
+  return done.at(frame.macro->written);
 }
 
 void TermParser::note_atoms(const Frame& frame, const Term* term) {

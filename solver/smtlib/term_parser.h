@@ -67,6 +67,9 @@ class TermParser {
     arithmetic_ = arithmetic;
   }
 
+  /// Keeps terms as they are written, too, from now on. Borrowed.
+  void set_written(WrittenTerms* written) { written_ = written; }
+
   /// To be called before the first term of each command. `names_allowed`:
   /// whether its terms may carry `:named`.
   void start_command(bool names_allowed);
@@ -135,6 +138,7 @@ class TermParser {
   bool read_attribute_name(const PlacedTerm& value);
   bool finish_application(PlacedTerm& value);
   bool expand_macro(const Frame& frame, PlacedTerm& value);
+  WrittenId write_expansion(const Frame& frame);
   void note_atoms(const Frame& frame, const Term* term);
 
   Lexer& lexer_;
@@ -143,6 +147,7 @@ class TermParser {
   OperatorBuilder builder_;
   Arithmetic arithmetic_;
   bool names_allowed_ = false;
+  WrittenTerms* written_ = nullptr;
   std::vector<Frame> frames_;
   std::vector<PlacedTerm> arguments_;
   std::vector<std::string> variables_;

@@ -76,10 +76,11 @@ void require(bool holds, const std::string& what, const std::string& reply) {
 // Keeps its own account of what is declared and asserted.
 class Session {
  public:
-  Session(Tally& tally, std::uint64_t most_states)
-      : interpreter_(source_, host_),
+  Session(Tally& tally, std::uint64_t most_states, Judge* judge)
+      : interpreter_(source_, host_, options(judge != nullptr)),
         tally_(tally),
-        most_states_(most_states) {}
+        most_states_(most_states),
+        judge_(judge) {}
 
   const std::string& text() const { return source_.text(); }
 
@@ -93,6 +94,12 @@ class Session {
   }
 
  private:
+  static solver::ScriptOptions options(bool keep_proofs) {
+    solver::ScriptOptions options;
+    options.engine.keep_proofs = keep_proofs;
+    return options;
+  }
+
   struct Assertion {
     Formula formula;
     std::string label;
@@ -155,18 +162,33 @@ class Session {
     const std::optional<bool> expected = decide(formulas);
     const std::string reply = send(step.text);
     const bool sat = reply == "sat\n";
+    ++num_checks_;
     require(sat || reply == "unsat\n", "no verdict", reply);
     require(!expected || *expected == sat, "a wrong verdict", reply);
     if (sat) {
       ++tally_.sat;
+      if (judge_ != nullptr) judge_model();
       check_model(formulas, step.queries);
     } else {
       ++tally_.unsat;
+      if (judge_ != nullptr) judge_proof("");
       if (step.assuming) check_failed_assumptions(step.assumptions);
       if (script.produces_cores) {
         check_core(step.assumptions, script.minimises_cores);
       }
     }
+  }
+
+  void judge_model() {
+    const std::string model = send("(get-model)");
+    const std::string wrong = judge_->model(text(), num_checks_, model);
+    require(wrong.empty(), "the model is wrong: " + wrong, model);
+  }
+
+  void judge_proof(const std::string& core) {
+    const std::string proof = send("(get-proof)");
+    const std::string wrong = judge_->proof(text(), num_checks_, proof, core);
+    require(wrong.empty(), "the proof is wrong: " + wrong, core + proof);
   }
 
   void check_model(const std::vector<Formula>& formulas,
@@ -301,6 +323,8 @@ class Session {
     const std::string reply = send("(get-unsat-core)");
     const std::optional<Expression> names = read_expression(reply);
     require(names && names->is_list, "no list", reply);
+    // The one of now: the core was asked about once more.
+    if (judge_ != nullptr) judge_proof(reply);
     std::set<std::string> core;
     for (const Expression& name : names->items) {
       require(core.insert(name.atom).second, "a name twice", reply);
@@ -326,6 +350,8 @@ class Session {
   solver::Interpreter interpreter_;
   Tally& tally_;
   const std::uint64_t most_states_;
+  Judge* judge_;
+  std::size_t num_checks_ = 0;
   std::vector<Variable> variables_;
   std::vector<Assertion> assertions_;
   std::vector<Label> labels_;
@@ -335,8 +361,8 @@ class Session {
 }  // namespace
 
 Verdict run_script(const Script& script, Tally& tally,
-                   std::uint64_t most_states) {
-  Session session(tally, most_states);
+                   std::uint64_t most_states, Judge* judge) {
+  Session session(tally, most_states, judge);
   Verdict verdict;
   try {
     session.run(script);

@@ -33,14 +33,28 @@ struct Verdict {
   std::string text;
 };
 
+/// Judges the evidence for an answer: what is wrong with it, or nothing.
+struct Judge {
+  virtual ~Judge() = default;
+  /// The script's check of this number, from 1, is unsat by this reply to
+  /// get-proof; `core` is the reply to get-unsat-core, empty if there is none.
+  virtual std::string proof(const std::string& script, std::size_t check,
+                            const std::string& proof,
+                            const std::string& core) = 0;
+  /// It is sat by this reply to get-model.
+  virtual std::string model(const std::string& script, std::size_t check,
+                            const std::string& model) = 0;
+};
+
 /// Sends a script through the interpreter and checks every answer: verdicts
 /// against enumeration, models and values by evaluation, cores and failed
 /// assumptions by enumeration again. Stops at the first wrong one.
 ///
 /// `most_states` bounds each enumeration, 0 for no bound. A verdict that it
-/// does not settle is only checked by its model, if it has one.
+/// does not settle is only checked by its model, if it has one. With a judge,
+/// proofs are kept, and it sees all evidence, too.
 Verdict run_script(const Script& script, Tally& tally,
-                   std::uint64_t most_states = 0);
+                   std::uint64_t most_states = 0, Judge* judge = nullptr);
 
 }  // namespace vorn::bruteforce
 

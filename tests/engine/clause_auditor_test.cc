@@ -37,6 +37,7 @@ class Forger final : public ClauseListener {
     auditor.derived(number, clause, premises);
   }
   void forgotten(ClauseNumber number) override { auditor.forgotten(number); }
+  void shrunk(int num_variables) override { auditor.shrunk(num_variables); }
 
   ClauseAuditor auditor;
   std::mt19937 rng;

@@ -138,16 +138,16 @@ const Session kSessions[] = {
     {"options and information",
      "(get-option :print-success)(get-option :verbosity)"
      "(get-option :regular-output-channel)(get-option :foo)"
-     "(set-option :foo (a b))(set-option :produce-proofs true)"
+     "(set-option :foo (a b))(set-option :produce-abducts true)"
      "(get-info :name)(get-info :authors)(get-info :error-behavior)"
      "(get-info :foo)(set-info :x)(set-info :y (a (b) \"c\"))",
      "false\n0\n\"stdout\"\nunsupported\nunsupported\nunsupported\n"
      "(:name \"vorn\")\n(:authors \"the Vorn authors\")\n"
      "(:error-behavior continued-execution)\nunsupported\n"},
     {"commands of other logics",
-     "(set-logic QF_IDL)(declare-sort S 0)(define-sort T () Int)(get-proof)"
+     "(set-logic QF_IDL)(declare-sort S 0)(define-sort T () Int)"
      "(define-fun-rec f ((x Int)) Int (f x))(check-sat)",
-     "unsupported\nunsupported\nunsupported\nunsupported\nsat\n"},
+     "unsupported\nunsupported\nunsupported\nsat\n"},
     {"echo keeps quotes", "(echo \"a \"\"b\"\"\")", "\"a \"\"b\"\"\"\n"},
     {"exit ends the script", "(echo \"a\")(exit)(echo \"b\")", "\"a\"\n"},
     {"reset forgets everything",

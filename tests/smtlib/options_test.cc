@@ -84,8 +84,8 @@ TEST(OptionsTest, SetOptionOnceStartedRefusesWhatIsFixed) {
             SetResult::kTooLate);
   EXPECT_EQ(set_option(options, ":print-success", yes, true, expected),
             SetResult::kSet);
-  EXPECT_EQ(set_option(options, ":produce-proofs", yes, false, expected),
-            SetResult::kUnsupported);
+  EXPECT_EQ(set_option(options, ":produce-proofs", yes, true, expected),
+            SetResult::kTooLate);
 }
 
 }  // namespace

@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SOLVER_ENGINE_PROOF_LOG_H
+#define VORN_SOLVER_ENGINE_PROOF_LOG_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "solver/engine/problem.h"
+#include "solver/search/clause_gate.h"
+#include "solver/terms/difference_bound.h"
+#include "solver/terms/term.h"
+
+namespace vorn::solver {
+
+/// All clauses that a search has had, with what they follow from, so that the
+/// way to a contradiction can be told afterwards.
+///
+/// A search gives the numbers of forgotten variables to others. Here each
+/// variable has a name of its own for good: literals below are of names.
+///
+/// Cost: 4 bytes for each premise and literal, 24 for each clause. Nothing is
+/// ever forgotten.
+/// Ownership: borrows the problem, whose meanings it needs (see
+/// Problem::Problem), and their terms. Threads: none.
+class ProofLog final : public ClauseListener {
+ public:
+  /// What a variable stands for.
+  struct Name {
+    /// A Boolean term; null for a bound and for a scope's selector.
+    const Term* term = nullptr;
+    /// The variable is true when the term is false.
+    bool is_negated = false;
+    /// Whether it is true when `bound` holds.
+    bool is_bound = false;
+    /// As above.
+    DifferenceBound bound;
+  };
+  /// A clause.
+  struct Step {
+    /// Whether it follows from premises; else it has an origin.
+    bool is_derived = false;
+    /// Why it holds if it is not derived.
+    ClauseOrigin origin;
+    /// Its literals, without selectors.
+    std::vector<Literal> literals;
+    /// What it follows from, see ClauseListener::derived.
+    std::vector<ClauseNumber> premises;
+  };
+
+  /// Looks up variables in `problem`.
+  explicit ProofLog(const Problem& problem) : problem_(problem) {}
+
+  void added(ClauseNumber number, const std::vector<Literal>& clause,
+             ClauseOrigin origin) override;
+  void derived(ClauseNumber number, const std::vector<Literal>& clause,
+               const std::vector<ClauseNumber>& premises) override;
+  void forgotten(ClauseNumber /*number*/) override {}
+  void shrunk(int num_variables) override;
+
+  /// What a variable of these literals stands for.
+  const Name& name(int variable) const {
+    return names_[static_cast<std::size_t>(variable)];
+  }
+  /// The literal under the name of its variable; undefined for a selector's.
+  Literal named(Literal literal);
+  /// A clause. Requires: it was reported.
+  Step step(ClauseNumber number) const;
+  /// The numbers of the clauses that `last` follows from, itself included,
+  /// ascending.
+  std::vector<ClauseNumber> needed(ClauseNumber last) const;
+
+ private:
+  struct Entry {
+    std::uint64_t start;     // in words_: literals, then premises
+    std::uint64_t premises;  // where these begin
+    std::uint32_t detail;
+    ClauseKind kind;
+    bool is_derived;
+  };
+
+  void begin(ClauseNumber number, const std::vector<Literal>& clause,
+             bool is_derived, ClauseOrigin origin);
+  std::uint64_t end_of(ClauseNumber number) const {
+    return number < entries_.size() ? entries_[number].start : words_.size();
+  }
+
+  const Problem& problem_;
+  std::vector<Entry> entries_;        // by number, less one
+  std::vector<std::uint32_t> words_;  // codes of literals, and premises
+  std::vector<Name> names_;
+  std::vector<int> name_of_;  // by the search's variable; kUnnamed, kSelector
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SOLVER_ENGINE_PROOF_LOG_H

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SOLVER_PROOF_PROOF_TEXT_H
+#define VORN_SOLVER_PROOF_PROOF_TEXT_H
+
+#include <cstddef>
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "solver/proof/written_terms.h"
+
+namespace vorn::solver {
+
+/// A Boolean written term or its negation: 2 * term, plus 1 if negated. In
+/// clauses that proofs reason about the term is no `not`.
+using WrittenLiteral = std::uint64_t;
+
+/// A clause of a proof, and the step that concludes it.
+struct ProvedClause {
+  /// In no order, each once.
+  std::vector<WrittenLiteral> literals;
+  /// The number of the step; 0 for none.
+  std::uint64_t step = 0;
+};
+
+/// Writes the steps of a proof in Alethe.
+///
+/// Each Boolean application, and each number by cases, gets a name where it is
+/// written first, and stands by that name from then on.
+/// Cost: linear in the text, for terms of any depth.
+/// Ownership: borrows terms and stream. Threads: none.
+class ProofText {
+ public:
+  /// Nothing is written yet.
+  ProofText(WrittenTerms& terms, std::ostream& out)
+      : terms_(terms), out_(out) {}
+
+  /// The positive literal of a term, or the negative one, with all `not`s at
+  /// its top counted.
+  WrittenLiteral literal(WrittenId term, bool negated = false) const;
+
+  /// Assumes a term. `(not (not p))` is concluded as p.
+  ProvedClause assume(WrittenId term);
+  /// A step. Literals are of any terms, a `not` at the top of one as well; what
+  /// is concluded has each literal without double negations.
+  /// `premises`: steps; `arguments`: as text.
+  ProvedClause step(const std::vector<WrittenLiteral>& literals,
+                    const char* rule,
+                    const std::vector<std::uint64_t>& premises = {},
+                    const std::string& arguments = "");
+  /// A step that may not be simplified: its literals are as they are given.
+  std::uint64_t plain_step(const std::vector<WrittenLiteral>& literals,
+                           const char* rule,
+                           const std::vector<std::uint64_t>& premises,
+                           const std::string& arguments);
+
+  /// A term's text, with a name from now on.
+  std::string text(WrittenId term);
+
+ private:
+  ProvedClause without_double_negations(
+      const std::vector<WrittenLiteral>& literals, std::uint64_t step);
+  std::string literal_text(WrittenLiteral literal);
+  bool is_named(WrittenId term) const;
+
+  WrittenTerms& terms_;
+  std::ostream& out_;
+  std::vector<char> has_name_;  // by term
+  std::uint64_t num_steps_ = 0;
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SOLVER_PROOF_PROOF_TEXT_H

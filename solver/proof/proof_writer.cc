@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: MIT
+#include "solver/proof/proof_writer.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+#include "solver/engine/atom_normaliser.h"
+#include "solver/proof/clause_prover.h"
+#include "solver/proof/proof_text.h"
+
+namespace vorn::solver {
+namespace {
+
+class Writer {
+ public:
+  Writer(TermStore& store, WrittenTerms& terms,
+         const Engine::Refutation& refutation,
+         const std::vector<WrittenId>& assertions,
+         const WrittenFormulas& assumptions, std::ostream& out)
+      : log_(*refutation.log),
+        refutation_(refutation),
+        assertions_(assertions),
+        assumptions_(assumptions),
+        normaliser_(store),
+        text_(terms, out),
+        prover_(store, normaliser_, terms, text_) {}
+
+  bool write() {
+    numbers_ = refutation_.last == 0 ? std::vector<ClauseNumber>()
+                                     : log_.needed(refutation_.last);
+    if (!learn_formulas()) return false;
+    for (const ClauseNumber number : numbers_) {
+      const ProofLog::Step step = log_.step(number);
+      if (step.is_derived) {
+        const ProvedClause& derived = clauses_[number] = derive(step);
+        if (derived.step == 0) return false;
+        if (derived.literals.empty()) return true;
+        continue;
+      }
+      if (step.origin.kind == ClauseKind::kMachine) return false;
+      std::vector<WrittenLiteral> clause;
+      for (const Literal l : step.literals) clause.push_back(written(l));
+      if (step.origin.kind == ClauseKind::kAsserted) {
+        set_root(assertions_[step.origin.detail]);
+      }
+      ProvedClause& proved = clauses_[number];
+      proved = is_arithmetic(step.origin.kind) ? prover_.prove_sum(clause)
+                                               : prover_.prove(clause);
+      if (proved.step == 0) return false;
+      if (proved.literals.empty()) return true;
+    }
+    return finish();
+  }
+
+ private:
+  // Makes known what is asserted or assumed as far as it takes part, and what
+  // the clauses are about. What is assumed stands at the beginning.
+  bool learn_formulas() {
+    const auto learn = [this](WrittenId formula) {
+      if (formulas_.count(formula) != 0) return true;
+      formulas_.emplace(formula, text_.assume(formula));
+      return prover_.learn(formula);
+    };
+    for (const ClauseNumber number : numbers_) {
+      const ProofLog::Step step = log_.step(number);
+      if (step.is_derived || step.origin.kind != ClauseKind::kAsserted)
+        continue;
+      if (!learn(assertions_[step.origin.detail])) return false;
+    }
+    for (const auto& [literal, term] : refutation_.assumptions) {
+      if (!learn(assumptions_.at(term))) return false;
+    }
+    for (const ClauseNumber number : numbers_) {
+      for (const Literal l : log_.step(number).literals) written(l);
+    }
+    for (const auto& [literal, term] : refutation_.assumptions) {
+      written(literal);
+    }
+    return true;
+  }
+
+  WrittenLiteral written(Literal literal) {
+    const auto variable = static_cast<std::size_t>(literal.variable());
+    if (variable >= literals_.size()) literals_.resize(variable + 1, 0);
+    WrittenLiteral& known = literals_[variable];
+    if (known == 0) {
+      const ProofLog::Name& name = log_.name(literal.variable());
+      known = name.is_bound
+                  ? prover_.literal_of(name.bound)
+                  : prover_.literal_of(name.term) ^ (name.is_negated ? 1U : 0U);
+    }
+    return known ^ (literal.is_negated() ? 1U : 0U);
+  }
+
+  void set_root(WrittenId formula) {
+    if (root_ == formula) return;
+    root_ = formula;
+    prover_.set_root(formula, formulas_.at(formula).step);
+  }
+
+  // The step's clause or a part of it. When its literals are false, each
+  // premise in turn has one literal left, and some premise none: what was
+  // proved of a premise may be less than what the search had.
+  ProvedClause derive(const ProofLog::Step& step) {
+    std::unordered_set<WrittenLiteral> is_false;
+    for (const Literal l : step.literals) is_false.insert(written(l));
+    std::vector<const ProvedClause*> others;
+    for (const ClauseNumber number : step.premises) {
+      const ProvedClause& premise = clauses_.at(number);
+      WrittenLiteral left = 0;
+      std::size_t num_left = 0;
+      for (const WrittenLiteral l : premise.literals) {
+        if (is_false.count(l) != 0) continue;
+        left = l;
+        ++num_left;
+      }
+      if (num_left == 0) {
+        std::reverse(others.begin(), others.end());
+        return prover_.resolve(premise, others);
+      }
+      if (num_left > 1) continue;
+      is_false.insert(left ^ 1U);
+      others.push_back(&premise);
+    }
+    return ProvedClause();
+  }
+
+  // Resolves the last clause with what is assumed; without one, two assumptions
+  // are opposites.
+  bool finish() {
+    ProvedClause last;
+    if (refutation_.last != 0) last = clauses_.at(refutation_.last);
+    for (const auto& [literal, term] : refutation_.assumptions) {
+      set_root(assumptions_.at(term));
+      ProvedClause proved = prover_.prove({written(literal)});
+      if (proved.step == 0) return false;
+      if (proved.literals.empty()) return true;
+      last = last.step == 0 ? proved : prover_.resolve(last, {&proved});
+      if (last.literals.empty()) return true;
+    }
+    return false;
+  }
+
+  ProofLog& log_;
+  const Engine::Refutation& refutation_;
+  const std::vector<WrittenId>& assertions_;
+  const WrittenFormulas& assumptions_;
+  AtomNormaliser normaliser_;
+  ProofText text_;
+  ClauseProver prover_;
+  std::vector<ClauseNumber> numbers_;
+  std::unordered_map<WrittenId, ProvedClause> formulas_;
+  std::unordered_map<ClauseNumber, ProvedClause> clauses_;
+  std::vector<WrittenLiteral> literals_;  // by variable of the log
+  WrittenId root_ = kNotWritten;
+};
+
+}  // namespace
+
+bool write_proof(TermStore& store, WrittenTerms& terms,
+                 const Engine::Refutation& refutation,
+                 const std::vector<WrittenId>& assertions,
+                 const WrittenFormulas& assumptions, std::ostream& out) {
+  return Writer(store, terms, refutation, assertions, assumptions, out).write();
+}
+
+}  // namespace vorn::solver

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+
+#include "tests/bruteforce/script_generator.h"
+#include "tests/bruteforce/session.h"
+#include "tests/build_kind.h"
+#include "tests/proof/evidence_judge.h"
+
+// Random scripts with proofs kept: every unsat comes with a proof, every sat
+// with a model, every core with a proof from it alone, and the checker accepts
+// them. VORN_FORMULAS sets the number of scripts for each logic.
+
+namespace vorn::bruteforce {
+namespace {
+
+constexpr std::uint64_t kScripts = test::kSanitized ? 300 : 1000;
+
+void run_scripts(Logic logic) {
+  const char* given = std::getenv("VORN_FORMULAS");
+  const std::uint64_t count =
+      given == nullptr ? kScripts : std::strtoull(given, nullptr, 10);
+  Tally tally;
+  EvidenceJudge judge;
+  constexpr std::uint64_t kMostStates = 1;  // enumeration is another test's
+  for (std::uint64_t seed = 1; seed <= count; ++seed) {
+    const Script script = ScriptGenerator(logic, seed).make();
+    const Verdict verdict = run_script(script, tally, kMostStates, &judge);
+    ASSERT_EQ(verdict.problem, "") << "seed " << seed << ", after:\n"
+                                   << verdict.text;
+  }
+  if (count < 200) return;
+  EXPECT_GT(tally.unsat, count / 5);
+  EXPECT_GT(tally.cores, count / 50);
+}
+
+TEST(RandomProofTest, IntegerAnswersAreProved) {
+  run_scripts(Logic::kIntegers);
+}
+
+TEST(RandomProofTest, RealAnswersAreProved) {
+  run_scripts(Logic::kReals);
+}
+
+TEST(RandomProofTest, MixedAnswersAreProved) {
+  run_scripts(Logic::kAll);
+}
+
+}  // namespace
+}  // namespace vorn::bruteforce
