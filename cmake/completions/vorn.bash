@@ -15,7 +15,7 @@ _vorn() {
     --timeout | --memory-limit | --lemma-overlap | --seed) return ;;
     *)
       if [[ $word == -* ]]; then
-        words='-h --help --version --timeout --memory-limit --stats
+        words='-h --help --version --timeout --strict --memory-limit --stats
           --explain --dot --proof --record-graph -v --verbose --lemmas --lemma-overlap
           --lemma-dedup --propagation --machines --check-models --seed'
       else

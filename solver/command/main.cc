@@ -122,6 +122,10 @@ std::optional<int> parse_arguments(int argc, char** argv,
                  "Answer unknown after this time; 0: never")
       ->type_name("SECONDS")
       ->check(CLI::NonNegativeNumber);
+  app.add_flag_callback(
+      "--strict",
+      [&script] { script.error_behavior = ErrorBehavior::kImmediateExit; },
+      "End with the first error, as :error-behavior immediate-exit does");
   app.add_option("--memory-limit", arguments.memory_limit,
                  "Answer unknown rather than use more address space; 0: no "
                  "limit")

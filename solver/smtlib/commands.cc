@@ -277,7 +277,10 @@ bool Interpreter::run_reset() {
     host_.set_diagnostics(initial_options_.diagnostic_output_channel,
                           initial_options_.verbosity);
   }
+  // Whoever waits for an answer to each command goes on waiting.
+  const bool print_success = options_.print_success;
   options_ = initial_options_;
+  options_.print_success = print_success;
   mode_ = Mode::kStart;
   return true;
 }

@@ -66,7 +66,8 @@ void Interpreter::run(const Token& first) {
   }
   if (session_ != nullptr) session_->symbols.rollback(mark);
   report_error();
-  lexer_.skip_command();
+  // What is left of a command that ends the script need not have arrived.
+  if (!exited_) lexer_.skip_command();
 }
 
 bool Interpreter::dispatch() {
@@ -124,6 +125,7 @@ bool Interpreter::fail_at_token(const char* expected) {
 
 void Interpreter::report_error() {
   had_error_ = true;
+  exited_ = options_.error_behavior == ErrorBehavior::kImmediateExit;
   host_.command_failed();
   reply_ = "(error " +
            quote_string("line " + std::to_string(error_.position.line) +

@@ -30,7 +30,8 @@ namespace vorn::solver {
 ///
 /// Each command is answered before the next one is read. A command that is in
 /// error is answered with `(error "line L column C: ...")`, has changed
-/// nothing, and the script goes on behind it.
+/// nothing, and the script goes on behind it, or ends there if its
+/// :error-behavior says so.
 ///
 /// When memory runs out, the check at hand answers `unknown`; assertions and
 /// declarations are gone then, and until reset or reset-assertions checks
@@ -42,7 +43,7 @@ namespace vorn::solver {
 class Interpreter {
  public:
   /// Runs what `source` holds. `options`: what the script starts with, and
-  /// reset goes back to.
+  /// reset goes back to, :print-success excepted.
   Interpreter(Source& source, SessionHost& host,
               const ScriptOptions& options = {});
   Interpreter(const Interpreter&) = delete;

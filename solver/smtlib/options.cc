@@ -13,7 +13,11 @@ namespace vorn::solver {
 namespace {
 
 using Place = std::variant<bool*, std::uint64_t*, std::string*, int*, float*,
-                           Propagation*, Machines*>;
+                           Propagation*, Machines*, ErrorBehavior*>;
+
+// In the order of ErrorBehavior.
+constexpr std::string_view kErrorBehaviorNames[] = {"continued-execution",
+                                                    "immediate-exit"};
 
 struct Entry {
   std::string_view keyword;
@@ -25,6 +29,8 @@ struct Entry {
 constexpr Entry kEntries[] = {
     {":print-success", false,
      [](ScriptOptions& o) -> Place { return &o.print_success; }},
+    {":error-behavior", false,
+     [](ScriptOptions& o) -> Place { return &o.error_behavior; }},
     {":produce-assertions", true,
      [](ScriptOptions& o) -> Place { return &o.produce_assertions; }},
     // The name that :produce-assertions had in older scripts.
@@ -136,6 +142,10 @@ struct Setter {
   const char* operator()(Machines* place) const {
     return read_mode(token, kMachinesNames, "auto or off", place);
   }
+  const char* operator()(ErrorBehavior* place) const {
+    return read_mode(token, kErrorBehaviorNames,
+                     "continued-execution or immediate-exit", place);
+  }
   // The one option of this type is a share.
   const char* operator()(float* place) const {
     constexpr const char* kExpected = "a number from 0 to 1";
@@ -166,6 +176,9 @@ struct Getter {
   }
   std::string operator()(const Machines* place) const {
     return std::string(machines_name(*place));
+  }
+  std::string operator()(const ErrorBehavior* place) const {
+    return std::string(kErrorBehaviorNames[static_cast<std::size_t>(*place)]);
   }
   std::string operator()(const float* place) const {
     std::ostringstream out;

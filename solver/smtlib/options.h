@@ -12,12 +12,17 @@
 
 namespace vorn::solver {
 
+/// What a script does behind a command in error.
+enum class ErrorBehavior { kContinuedExecution, kImmediateExit };
+
 /// The options of a script, as set-option and get-option know them, with the
 /// values that they have at the start. Three of these differ from the
 /// standard's on purpose, see docs/command.md.
 struct ScriptOptions {
   /// Answer `success` where there is no other reply.
   bool print_success = false;
+  /// Whether to go on behind an error.
+  ErrorBehavior error_behavior = ErrorBehavior::kContinuedExecution;
   /// Keep the texts of assertions, for get-assertions.
   bool produce_assertions = true;
   /// Allow get-assignment.

@@ -128,7 +128,8 @@ bool Interpreter::run_get_info() {
   } else if (keyword == ":authors") {
     reply_ = "(:authors \"the Vorn authors\")\n";
   } else if (keyword == ":error-behavior") {
-    reply_ = "(:error-behavior continued-execution)\n";
+    reply_ = "(:error-behavior " + get_option(options_, keyword).value_or("") +
+             ")\n";
   } else if (keyword == ":reason-unknown") {
     if (mode_ != Mode::kUnknown) {
       return fail(command_, "the last answer is not unknown");

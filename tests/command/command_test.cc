@@ -64,6 +64,21 @@ TEST(CommandTest, RunOfScriptWithErrorEndsWithOne) {
   EXPECT_EQ(result.status, 1);
 }
 
+// The first error ends what is strict, before the rest of its command is there.
+TEST(CommandTest, StrictRunEndsWithTheFirstError) {
+  const Ended result =
+      answer({"--strict"}, "(set-logic ALL)(check-sat)(foo)(check-sat)");
+  EXPECT_EQ(result.output,
+            "sat\n(error \"line 1 column 28: unknown command foo\")\n");
+  EXPECT_EQ(result.status, 1);
+
+  Child process(VORN_COMMAND, {"--strict"}, kDialogue);
+  process.send("(foo ");
+  EXPECT_EQ(process.read_line(),
+            "(error \"line 1 column 2: unknown command foo\")\n");
+  EXPECT_EQ(process.wait().status, 1);
+}
+
 // Help and version are answers, not errors.
 TEST(CommandTest, HelpAndVersionEndWithZero) {
   const Ended help = run({"--help"});
@@ -71,7 +86,7 @@ TEST(CommandTest, HelpAndVersionEndWithZero) {
   for (const char* option :
        {"--timeout", "--memory-limit", "--stats", "-v", "--lemmas",
         "--lemma-overlap", "--lemma-dedup", "--propagation", "--machines",
-        "--check-models", "--seed", "--explain", "--dot"}) {
+        "--check-models", "--seed", "--explain", "--dot", "--strict"}) {
     EXPECT_NE(help.output.find(option), std::string::npos) << option;
   }
   const Ended version = run({"--version"});
@@ -120,7 +135,8 @@ TEST(CommandTest, RunWithEveryOptionAnswers) {
       "--lemmas",      "both", "--lemma-overlap", "0.25",
       "--lemma-dedup", "on",   "--check-models",  "on",
       "--seed",        "7",    "--timeout",       "60",
-      "--propagation", "full", "--machines",      "off"};
+      "--propagation", "full", "--machines",      "off",
+      "--strict"};
   const Ended result = answer(arguments, script);
   EXPECT_EQ(result.output, "unsat\n");
   EXPECT_EQ(result.errors, "");

@@ -156,6 +156,10 @@ const Session kSessions[] = {
      "(get-option :produce-models)(set-logic QF_RDL)(declare-const x Real)"
      "(check-sat)",
      "unsat\ntrue\nsat\n"},
+    {"reset goes on saying success",
+     "(set-option :print-success true)(set-logic QF_IDL)(push)(reset)"
+     "(get-option :print-success)(set-logic QF_RDL)",
+     "success\nsuccess\nsuccess\nsuccess\ntrue\nsuccess\n"},
     {"reset-assertions forgets assertions and declarations",
      "(set-logic QF_IDL)(push)(declare-const x Int)(assert (< x x))"
      "(reset-assertions)(get-info :assertion-stack-levels)"
@@ -269,6 +273,34 @@ TEST(InterpreterTest, ResetRestoresTheChannels) {
   EXPECT_EQ(host.outputs["stderr"], "\"b\"\n");
   EXPECT_EQ(host.output(), "\"c\"\n");
   EXPECT_EQ(host.verbosity, 0U);
+}
+
+// Who would rather stop than go on behind an error says so.
+TEST(InterpreterTest, ErrorBehaviorEndsTheScriptOrGoesOn) {
+  const Session sessions[] = {
+      {"an error ends what says so",
+       "(get-info :error-behavior)(foo)"
+       "(set-option :error-behavior immediate-exit)(get-info :error-behavior)"
+       "(get-option :error-behavior)\n(set-option :error-behavior 7)(echo "
+       "\"no\")",
+       "(:error-behavior continued-execution)\n"
+       "(error \"line 1 column 28: unknown command foo\")\n"
+       "(:error-behavior immediate-exit)\nimmediate-exit\n"
+       "(error \"line 2 column 29: option :error-behavior expects "
+       "continued-execution or immediate-exit\")\n"},
+      {"what is no command ends it, too",
+       "(set-option :error-behavior immediate-exit)foo(echo \"no\")",
+       "(error \"line 1 column 44: expected a command, not foo\")\n"},
+      {"a reset takes that back",
+       "(set-option :error-behavior immediate-exit)(reset)(foo)(echo \"b\")",
+       "(error \"line 1 column 52: unknown command foo\")\n\"b\"\n"},
+  };
+  for (const Session& session : sessions) {
+    SCOPED_TRACE(session.name);
+    bool had_error = false;
+    EXPECT_EQ(run_text(session.script, &had_error), session.output);
+    EXPECT_TRUE(had_error);
+  }
 }
 
 // What a question after a check lacks is said, and does no harm to the next.
