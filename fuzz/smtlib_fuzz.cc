@@ -109,17 +109,22 @@ class Host : public SessionHost {
     if (engine_ == nullptr) fuzz::fail("an engine is gone that never was");
     engine_ = nullptr;
   }
-  void check_started(std::uint64_t /*milliseconds*/) override {
+  void check_started(std::uint64_t /*milliseconds*/,
+                     std::string_view answer) override {
+    check_resumed(answer);
+  }
+  void check_resumed(std::string_view /*answer*/) override {
     if (checking_) fuzz::fail("a check inside a check");
     checking_ = true;
   }
-  void check_finished() override {
+  bool check_finished() override {
     if (!checking_) fuzz::fail("a check has finished that never began");
     checking_ = false;
     if (engine_ != nullptr &&
         engine_->unknown_reason() == UnknownReason::kInternalError) {
       fuzz::fail("a model does not satisfy the assertions");
     }
+    return true;
   }
 
   void start_command() { replies_in_command_ = 0; }

@@ -20,10 +20,10 @@ void DescriptorSource::wait() {
   if (poll(ready, 2, 0) > 0) return;
   // Only a wait that happens is one: a long script that keeps coming through a
   // pipe is being read, not waited for.
-  watchdog_.enter(Watchdog::Phase::kWaiting);
+  watchdog_.start_wait();
   while (poll(ready, 2, -1) < 0 && errno == EINTR) {
   }
-  watchdog_.enter(Watchdog::Phase::kReading);
+  watchdog_.finish_wait();
 }
 
 std::size_t DescriptorSource::read(char* data, std::size_t capacity) {

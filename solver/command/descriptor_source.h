@@ -22,6 +22,8 @@ class DescriptorSource : public Source {
   /// Interrupted.
   std::size_t read(char* data, std::size_t capacity) override;
 
+  /// Whether reading may have to wait, as from a pipe or a terminal.
+  bool can_wait() const { return !is_regular_; }
   /// The errno value of the read that failed; 0 if none did.
   int error() const { return error_; }
 

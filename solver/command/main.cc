@@ -119,7 +119,8 @@ std::optional<int> parse_arguments(int argc, char** argv,
       ->type_name("FILE")
       ->capture_default_str();
   app.add_option("--timeout", arguments.timeout,
-                 "Answer unknown after this time; 0: never")
+                 "Answer unknown after this time, spent on commands and not "
+                 "on waits for input; 0: never")
       ->type_name("SECONDS")
       ->check(CLI::NonNegativeNumber);
   app.add_flag_callback(
@@ -333,6 +334,7 @@ int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
   ProcessHost host(watchdog);
   host.set_graph_recorder(recording.recorder());
   DescriptorSource source(fd, watchdog);
+  if (fd == STDIN_FILENO && source.can_wait()) watchdog.keep_session(fd);
   Interpreter interpreter(source, host, arguments.script);
   // What comes at the end is lost if the watchdog ends the process.
   if (arguments.stats || !arguments.dot_file.empty() ||

@@ -109,14 +109,16 @@ void ProcessHost::engine_made(Engine& engine) {
   }
 }
 
-void ProcessHost::check_started(std::uint64_t milliseconds) {
+void ProcessHost::check_started(std::uint64_t milliseconds,
+                                std::string_view answer) {
   note_lost_log();
-  watchdog_.start_check(milliseconds);
+  watchdog_.start_check(milliseconds, answer);
 }
 
-void ProcessHost::check_finished() {
-  watchdog_.finish_check();
+bool ProcessHost::check_finished() {
+  const bool answers = watchdog_.finish_check();
   clear_progress();
+  return answers;
 }
 
 void ProcessHost::release_reserve() {

@@ -41,10 +41,17 @@ class ProcessHost : public SessionHost {
   }
   void engine_made(Engine& engine) override;
   void engine_gone() override { engine_ = nullptr; }
-  void reading() override { watchdog_.enter(Watchdog::Phase::kReading); }
+  void reading() override { watchdog_.enter(Watchdog::Phase::kBetween); }
+  void command_started() override {
+    watchdog_.enter(Watchdog::Phase::kReading);
+  }
   void reporting() override { watchdog_.enter(Watchdog::Phase::kReporting); }
-  void check_started(std::uint64_t milliseconds) override;
-  void check_finished() override;
+  void check_started(std::uint64_t milliseconds,
+                     std::string_view answer) override;
+  void check_resumed(std::string_view answer) override {
+    watchdog_.resume_check(answer);
+  }
+  bool check_finished() override;
   Stop stop() const override { return watchdog_.stop(); }
   void command_failed() override { watchdog_.note_failure(); }
   void release_reserve() override;

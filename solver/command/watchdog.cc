@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstddef>
 #include <ctime>
@@ -57,12 +58,28 @@ bool write_all(int fd, std::string_view text) {
   return true;
 }
 
-// A line is short enough for a pipe that takes anything at all; one that takes
-// nothing must not hold up the end of the process. False if it is lost.
-bool write_if_possible(int fd, std::string_view line) {
-  pollfd ready = {fd, POLLOUT, 0};
-  return poll(&ready, 1, 0) == 1 && (ready.revents & POLLOUT) != 0 &&
-         write_all(fd, line);
+// What takes nothing must not hold up the end of the process. False if part of
+// the text is lost.
+bool write_if_possible(int fd, std::string_view text) {
+  // A pipe that takes anything takes so much.
+  constexpr std::size_t kPiece = PIPE_BUF;
+  constexpr int kPatience = 100;
+  int patience = 0;
+  while (!text.empty()) {
+    pollfd ready = {fd, POLLOUT, 0};
+    if (poll(&ready, 1, patience) != 1 || (ready.revents & POLLOUT) == 0 ||
+        !write_all(fd, text.substr(0, kPiece))) {
+      return false;
+    }
+    text.remove_prefix(std::min(text.size(), kPiece));
+    patience = kPatience;
+  }
+  return true;
+}
+
+// Whether write_if_possible takes all of the text or nothing.
+bool can_be_whole(std::string_view text) {
+  return text.size() <= PIPE_BUF;
 }
 
 void ignore_signal(int /*signal*/) {}
@@ -120,6 +137,11 @@ void Watchdog::note_failure() {
   failed_ = true;
 }
 
+void Watchdog::keep_session(int input) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  session_input_ = input;
+}
+
 void Watchdog::set_phase(Phase phase) {
   if (phase == phase_) return;
   const bool was_busy =
@@ -133,30 +155,78 @@ void Watchdog::set_phase(Phase phase) {
 void Watchdog::enter(Phase phase) {
   const std::lock_guard<std::mutex> lock(mutex_);
   set_phase(phase);
+  if (!interrupted_.has_value()) return;
+  if (phase == Phase::kReading) {
+    interrupted_in_ = Phase::kReading;
+  } else if (phase == Phase::kBetween && interrupted_in_ == Phase::kReporting) {
+    // It came before the command was answered, so it meant that one.
+    interrupted_.reset();
+  }
 }
 
-void Watchdog::start_check(std::uint64_t limit) {
+void Watchdog::start_wait() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  set_phase(Phase::kChecking);
-  check_timed_out_ = false;
-  stop_flag_ = run_stop_ != Stop::kNone;
-  if (limit == 0) return;
-  // Beyond this the sum with the present could overflow; it is a year.
-  constexpr std::uint64_t kLongest = std::uint64_t{1000} * 3600 * 24 * 365;
-  check_deadline_ =
-      Clock::now() +
-      milliseconds(static_cast<std::int64_t>(std::min(limit, kLongest)));
-  wake();
+  phase_before_wait_ = phase_;
+  wait_start_ = Clock::now();
+  set_phase(Phase::kWaiting);
+  if (phase_before_wait_ != Phase::kBetween || !interrupted_.has_value() ||
+      has_input()) {
+    return;
+  }
+  interrupted_.reset();
+  // Who pressed it may have seen the last answer.
+  if (interrupted_in_ == Phase::kBetween ||
+      interrupted_in_ == Phase::kWriting) {
+    end_run(SIGINT);
+  }
 }
 
-void Watchdog::finish_check() {
+void Watchdog::finish_wait() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (run_deadline_.has_value()) *run_deadline_ += Clock::now() - wait_start_;
+  set_phase(phase_before_wait_);
+}
+
+void Watchdog::start_check(std::uint64_t limit, std::string_view answer) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  check_stop_ = Stop::kNone;
+  check_deadline_.reset();
+  if (limit != 0) {
+    // Beyond this the sum with the present could overflow; it is a year.
+    constexpr std::uint64_t kLongest = std::uint64_t{1000} * 3600 * 24 * 365;
+    check_deadline_ =
+        Clock::now() +
+        milliseconds(static_cast<std::int64_t>(std::min(limit, kLongest)));
+  }
+  begin_check(answer);
+}
+
+void Watchdog::resume_check(std::string_view answer) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  begin_check(answer);
+}
+
+void Watchdog::begin_check(std::string_view answer) {
+  set_phase(Phase::kChecking);
+  answer_ = answer;
+  gave_answer_ = false;
+  const Clock::time_point now = Clock::now();
+  if (interrupted_.has_value()) stop_check(Stop::kInterrupt, now);
+  // There is a grace period for each answer.
+  check_stopped_ = now;
+  stop_flag_ = run_stop_ != Stop::kNone || check_stop_ != Stop::kNone;
+  if (check_deadline_.has_value() || check_stop_ != Stop::kNone) wake();
+}
+
+bool Watchdog::finish_check() {
   const std::lock_guard<std::mutex> lock(mutex_);
   set_phase(Phase::kReporting);
-  check_deadline_.reset();
+  interrupted_.reset();
   stop_flag_ = run_stop_ != Stop::kNone;
   // The thread may not have come to the limit yet, while stop() tells of it.
   answered_ = run_stop_ != Stop::kNone ||
               (run_deadline_.has_value() && Clock::now() >= *run_deadline_);
+  return !gave_answer_;
 }
 
 void Watchdog::finish_script() {
@@ -173,7 +243,12 @@ Watchdog::Stop Watchdog::stop() const {
   if (run_deadline_.has_value() && Clock::now() >= *run_deadline_) {
     return Stop::kTimeout;
   }
-  return check_timed_out_ ? Stop::kTimeout : Stop::kNone;
+  return check_stop_;
+}
+
+bool Watchdog::interrupted() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return run_stop_ == Stop::kInterrupt;
 }
 
 int Watchdog::interrupt_status() const {
@@ -244,59 +319,97 @@ void Watchdog::loop() {
     } else {
       signal = sigwaitinfo(&signals, nullptr);
     }
-    if (signal == SIGINT || signal == SIGTERM) note_interrupt(signal);
+    if (signal == SIGINT || signal == SIGTERM) note_signal(signal);
   }
 }
 
-void Watchdog::note_interrupt(int signal) {
+void Watchdog::note_signal(int signal) {
   const std::lock_guard<std::mutex> lock(mutex_);
   if (run_stop_ == Stop::kInterrupt) {
     // Pressed once more, Ctrl-C means now.
     if (Clock::now() - run_stopped_ >= kSameSignal) _exit(interrupt_status_);
     return;
   }
+  if (signal == SIGINT && session_input_ >= 0 && note_interrupt()) return;
+  end_run(signal);
+}
+
+// What a session makes of Ctrl-C. False if it has to end.
+bool Watchdog::note_interrupt() {
+  const Clock::time_point now = Clock::now();
+  Phase phase = phase_;
+  if (phase == Phase::kWaiting) {
+    // What was sent before the signal is there by now.
+    if (!has_input()) return false;
+    phase = phase_before_wait_;
+  }
+  if (interrupted_.has_value()) return now - *interrupted_ < kSameSignal;
+  interrupted_ = now;
+  interrupted_in_ = phase;
+  if (phase == Phase::kChecking) stop_check(Stop::kInterrupt, now);
+  return true;
+}
+
+bool Watchdog::has_input() const {
+  pollfd ready = {session_input_, POLLIN, 0};
+  return poll(&ready, 1, 0) == 1;
+}
+
+void Watchdog::end_run(int signal) {
   interrupt_status_ = 128 + signal;
   run_stop_ = Stop::kInterrupt;
   run_stopped_ = Clock::now();
   answered_ = false;
-  owed_ = phase_ == Phase::kReading || phase_ == Phase::kChecking;
+  owed_ = phase_ == Phase::kBetween || phase_ == Phase::kReading ||
+          (phase_ == Phase::kChecking && !gave_answer_);
   stop_flag_ = true;
   const std::uint64_t one = 1;
   [[maybe_unused]] const ssize_t written =
       ::write(interrupt_fd_, &one, sizeof one);
 }
 
+// The first reason counts.
+void Watchdog::stop_check(Stop stop, Clock::time_point now) {
+  if (check_stop_ != Stop::kNone) return;
+  check_stop_ = stop;
+  check_stopped_ = now;
+  stop_flag_ = true;
+}
+
 // Does what is due, and says when the next thing will be.
 std::optional<Watchdog::Clock::time_point> Watchdog::act(
     Clock::time_point now) {
-  if (run_stop_ == Stop::kNone && run_deadline_.has_value() &&
-      now >= *run_deadline_) {
-    run_stop_ = Stop::kTimeout;
-    run_stopped_ = now;
-    stop_flag_ = true;
-  }
-  if (phase_ == Phase::kChecking && check_deadline_.has_value() &&
-      !check_timed_out_ && now >= *check_deadline_) {
-    check_timed_out_ = true;
-    check_stopped_ = now;
-    stop_flag_ = true;
-  }
-
   std::optional<Clock::time_point> next;
   const auto consider = [&next](Clock::time_point time) {
     next = next.has_value() ? std::min(*next, time) : time;
   };
+  const bool is_waiting = phase_ == Phase::kWaiting;
   if (run_stop_ == Stop::kNone && run_deadline_.has_value()) {
-    consider(*run_deadline_);
+    const Clock::duration left =
+        *run_deadline_ - (is_waiting ? wait_start_ : now);
+    if (left <= Clock::duration::zero()) {
+      run_stop_ = Stop::kTimeout;
+      run_stopped_ = now;
+      stop_flag_ = true;
+    } else {
+      // No earlier than that, if a wait ended now; so nobody need tell of it.
+      consider(now + left);
+    }
   }
-  if (check_deadline_.has_value() && !check_timed_out_) {
-    consider(*check_deadline_);
+  if (is_waiting) return next;
+  const bool is_checking = phase_ == Phase::kChecking;
+  if (is_checking && check_deadline_.has_value()) {
+    if (now >= *check_deadline_) {
+      stop_check(Stop::kTimeout, now);
+    } else {
+      consider(*check_deadline_);
+    }
   }
-  if (phase_ == Phase::kWaiting) return next;
 
   const bool is_owed = !answered_ && (run_stop_ != Stop::kInterrupt || owed_);
   const bool can_answer =
-      is_owed && (phase_ == Phase::kReading || phase_ == Phase::kChecking);
+      is_owed && !(is_checking && gave_answer_) &&
+      (phase_ == Phase::kBetween || phase_ == Phase::kReading || is_checking);
   const milliseconds grace = can_answer ? kAnswerGrace : kReportGrace;
   // After a time limit the script goes on once a check has been answered; all
   // later checks are answered at once.
@@ -307,10 +420,15 @@ std::optional<Watchdog::Clock::time_point> Watchdog::act(
     if (now >= end) end_process(can_answer);
     consider(end);
   }
-  if (check_timed_out_ && phase_ == Phase::kChecking) {
-    const Clock::time_point end = check_stopped_ + kAnswerGrace;
-    if (now >= end) end_process(true);
-    consider(end);
+  if (is_checking && check_stop_ != Stop::kNone && !gave_answer_) {
+    Clock::time_point end = check_stopped_ + kAnswerGrace;
+    if (now >= end) {
+      if (session_input_ < 0) end_process(true);
+      gave_answer_ =
+          can_be_whole(answer_) && write_if_possible(output_fd_, answer_);
+      end = now + kAnswerGrace;
+    }
+    if (!gave_answer_) consider(end);
   }
   return next;
 }
@@ -318,9 +436,9 @@ std::optional<Watchdog::Clock::time_point> Watchdog::act(
 // Called with the lock held, which is never given back: the main thread cannot
 // begin to write any more.
 void Watchdog::end_process(bool can_answer) {
-  if (can_answer && !write_if_possible(output_fd_, "unknown\n")) {
-    failed_ = true;
-  }
+  const std::string_view answer =
+      phase_ == Phase::kChecking ? std::string_view(answer_) : "unknown\n";
+  if (can_answer && !write_if_possible(output_fd_, answer)) failed_ = true;
   if (run_stop_ == Stop::kInterrupt) _exit(interrupt_status_);
   write_if_possible(STDERR_FILENO,
                     "vorn: time limit reached; the rest of the script was not "

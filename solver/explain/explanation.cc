@@ -200,15 +200,14 @@ std::string explain_by_core(TermStore& store, const EngineOptions& options,
   Engine engine(store, options);
   engine.set_stop(stop);
   CoreMinimiser minimiser(engine, terms_of(formulas));
-  switch (minimiser.narrow()) {
-    case Answer::kUnsat:
-      break;
-    case Answer::kUnknown:
-      return text +
-             "There was not enough time or memory to find out which assertions "
-             "it takes.\n";
-    case Answer::kSat:
-      return "internal error: the assertions have a model\n";
+  const Answer answer = minimiser.narrow();
+  if (answer == Answer::kSat) {
+    return "internal error: the assertions have a model\n";
+  }
+  if (answer == Answer::kUnknown && formulas.size() > kSmallCore) {
+    return text +
+           "There was not enough time or memory to find out which of the " +
+           std::to_string(formulas.size()) + " assertions it takes.\n";
   }
   const bool shrinks = minimize || minimiser.core().size() <= kSmallCore;
   if (shrinks && !minimiser.gave_up()) minimiser.minimise();

@@ -53,13 +53,11 @@ AssertionStack::CoreState AssertionStack::settle_core(bool minimize) {
   CoreMinimiser minimiser(engine_, terms, assumptions_);
   const Answer answer = minimiser.confirm();
   if (answer == Answer::kSat) return CoreState::kRefuted;
-  if (answer == Answer::kUnknown) return CoreState::kReported;
-  if (!minimize) return CoreState::kConfirmed;
-  minimiser.minimise();
+  if (answer == Answer::kUnsat && minimize) minimiser.minimise();
   std::vector<std::size_t> kept;
   for (const std::size_t k : minimiser.core()) kept.push_back(core_[k]);
   core_ = std::move(kept);
-  return CoreState::kConfirmed;
+  return minimiser.gave_up() ? CoreState::kReported : CoreState::kConfirmed;
 }
 
 }  // namespace vorn::solver

@@ -25,11 +25,12 @@ class AssertionStack {
  public:
   /// How far core() can be trusted.
   enum class CoreState {
-    /// A check of its own confirmed that it is unsatisfiable.
+    /// A check of its own confirmed that it is unsatisfiable, and all was done.
     kConfirmed,
-    /// That check was stopped; the core is what the search reported.
+    /// A check was stopped: that one, and the core is what the search reported,
+    /// or a later one, and the core is smaller, but could be smaller still.
     kReported,
-    /// That check found a model: the engine contradicts itself.
+    /// The first check found a model: the engine contradicts itself.
     kRefuted,
   };
 
@@ -74,7 +75,9 @@ class AssertionStack {
   const std::vector<std::size_t>& core() const { return core_; }
 
   /// Confirms core() by a check of its own and, if `minimize`, leaves out what
-  /// can be left out. Cost: one check, then that of CoreMinimiser::minimise().
+  /// can be left out. To be called again, as long as it is kReported, to go on
+  /// with that. core() is a core also if memory runs out. Cost: one check, then
+  /// that of CoreMinimiser::minimise().
   CoreState settle_core(bool minimize);
 
  private:

@@ -354,12 +354,15 @@ void Interpreter::check() {
   reason_unknown_ = "memout";
   if (session_ != nullptr) {
     checking_ = true;
-    host_.check_started(options_.timeout);
+    host_.check_started(options_.timeout, kUnknown);
     if (host_.stop() == SessionHost::Stop::kNone) {
       answer = session_->stack->check(terms_of(assumptions_));
       reason_unknown_ = engine_reason();
     }
-    host_.check_finished();
+    if (!host_.check_finished()) {
+      answer = Answer::kUnknown;
+      replied_ = true;
+    }
     checking_ = false;
     if (host_.stop() == SessionHost::Stop::kTimeout) {
       reason_unknown_ = "timeout";
@@ -383,7 +386,7 @@ void Interpreter::check() {
       if (options_.explain) explain();
       break;
     case Answer::kUnknown:
-      reply_ = "unknown\n";
+      if (!replied_) reply_ = kUnknown;
       break;
   }
 }

@@ -34,11 +34,14 @@ bool Interpreter::run_command() {
   if (exited_ || output_lost_) return false;
   host_.reading();
   reply_.clear();
+  replied_ = false;
   bool at_end = false;
   const bool had_memory = within_memory([this, &at_end] {
     const Token& first = lexer_.next();
     at_end = first.kind == TokenKind::kEnd;
-    if (!at_end) run(first);
+    if (at_end) return;
+    host_.command_started();
+    run(first);
   });
   if (!had_memory) handle_memory_out();
   if (at_end) return false;
@@ -61,7 +64,9 @@ void Interpreter::run(const Token& first) {
   const bool done = dispatch();
   if (session_ != nullptr) session_->symbols.unbind_to(0);
   if (done) {
-    if (reply_.empty() && options_.print_success) reply_ = "success\n";
+    if (reply_.empty() && !replied_ && options_.print_success) {
+      reply_ = "success\n";
+    }
     return;
   }
   if (session_ != nullptr) session_->symbols.rollback(mark);
@@ -141,9 +146,8 @@ void Interpreter::handle_memory_out() {
   lexer_.skip_command();
   if (checking_) {
     checking_ = false;
-    host_.check_finished();
-    reply_ = "unknown\n";
-  } else if (options_.print_success) {
+    if (host_.check_finished()) reply_ = kUnknown;
+  } else if (options_.print_success && !replied_) {
     reply_ = "success\n";
   }
   if (mode_ != Mode::kStart) mode_ = Mode::kUnknown;

@@ -111,6 +111,9 @@ class Interpreter {
         scopes{declared, named, symbols};
   };
 
+  // The answer to a check that has no better one.
+  static constexpr char kUnknown[] = "unknown\n";
+
   // Running.
   void run(const Token& first);
   bool dispatch();
@@ -177,6 +180,9 @@ class Interpreter {
   void keep_texts();
   // The assertions together with assumptions_.
   void check();
+  // Makes the core as small and sure as there is time for, and answers with it.
+  bool settle_core();
+  std::string core_text() const;
   // Answers unsat at once and makes the explanation the rest of the reply.
   // Requires: the last check was unsat.
   void explain();
@@ -215,6 +221,8 @@ class Interpreter {
   // Whether something was read that is no command, and no command since.
   bool astray_ = false;
   std::string reply_;
+  // Whether the command has been answered besides.
+  bool replied_ = false;
   ScriptError error_;
   bool exited_ = false;
   bool had_error_ = false;

@@ -7,6 +7,7 @@
 
 #include "solver/proof/proof_writer.h"
 #include "solver/smtlib/interpreter.h"
+#include "solver/smtlib/within_memory.h"
 #include "solver/terms/term_printer.h"
 
 // Options, information, and the commands that report on the last answer.
@@ -241,22 +242,38 @@ bool Interpreter::run_get_assertions() {
 
 bool Interpreter::run_get_unsat_core() {
   if (!read_close_with(":produce-unsat-cores")) return false;
+  if (!core_settled_ && !settle_core()) return false;
+  if (!replied_) reply_ = core_text();
+  return true;
+}
+
+// What the search has reported is a core; whatever happens to what is done
+// beyond that, there is an answer.
+bool Interpreter::settle_core() {
   AssertionStack& stack = *session_->stack;
-  if (!core_settled_) {
-    const AssertionStack::CoreState state =
-        stack.settle_core(options_.minimize_unsat_cores);
-    if (state == AssertionStack::CoreState::kRefuted) {
-      return fail(command_,
-                  "internal error: the unsatisfiable core has a model");
-    }
-    core_settled_ = state == AssertionStack::CoreState::kConfirmed;
+  using CoreState = AssertionStack::CoreState;
+  CoreState state = CoreState::kReported;
+  host_.check_started(options_.timeout, core_text());
+  const bool had_memory = within_memory([this, &stack, &state] {
+    if (host_.stop() != SessionHost::Stop::kNone) return;
+    state = stack.settle_core(options_.minimize_unsat_cores);
+  });
+  replied_ = !host_.check_finished();
+  if (!had_memory) host_.release_reserve();
+  if (state == CoreState::kRefuted) {
+    return fail(command_, "internal error: the unsatisfiable core has a model");
   }
+  core_settled_ = state == CoreState::kConfirmed;
+  return true;
+}
+
+std::string Interpreter::core_text() const {
+  const AssertionStack& stack = *session_->stack;
   std::vector<std::string> parts;
   for (const std::size_t i : stack.core()) {
     parts.push_back(print_symbol(*stack.assertions()[i].name));
   }
-  reply_ = in_brackets(parts, " ");
-  return true;
+  return in_brackets(parts, " ");
 }
 
 bool Interpreter::run_get_proof() {

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cassert>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "solver/explain/constraint_picture.h"
@@ -17,17 +19,25 @@ void Interpreter::explain() {
   // Looking for a core may take long. Whatever happens then, the answer stands.
   if (!write_reply()) return;
   reply_.clear();
+  replied_ = true;
+  constexpr char kNoTime[] = "; no explanation: out of time\n";
   AssertionStack& stack = *session_->stack;
-  const bool had_memory = within_memory([this, &stack] {
+  std::string text = kNoTime;
+  host_.check_resumed(kNoTime);
+  const bool had_memory = within_memory([this, &stack, &text] {
+    if (host_.stop() != SessionHost::Stop::kNone) return;
     std::vector<ScriptFormula> formulas = stack.assertions();
     formulas.insert(formulas.end(), assumptions_.begin(), assumptions_.end());
-    reply_ =
+    text =
         explain_unsat(session_->store, options_.engine, stack.engine().stop(),
                       options_.minimize_unsat_cores, formulas);
   });
-  if (had_memory) return;
-  host_.release_reserve();
-  reply_ = "; no explanation: out of memory\n";
+  const bool answers = host_.check_finished();
+  if (!had_memory) {
+    host_.release_reserve();
+    text = "; no explanation: out of memory\n";
+  }
+  if (answers) reply_ = std::move(text);
 }
 
 void Interpreter::keep_texts() {

@@ -49,12 +49,22 @@ class SessionHost {
 
   /// The interpreter is going to read a command.
   virtual void reading() {}
+  /// There is one, and it is going to read and run it.
+  virtual void command_started() {}
   /// It has read one that only reports, and is going to reply.
   virtual void reporting() {}
   /// A check begins, which may take this long; 0: no limit of its own.
-  virtual void check_started(std::uint64_t /*milliseconds*/) {}
-  /// It has an answer, not yet written.
-  virtual void check_finished() {}
+  /// `answer`: the reply, whole, that is right if there is no better one in
+  /// time. Whoever looks for a better answer to something else does so in the
+  /// same way.
+  virtual void check_started(std::uint64_t /*milliseconds*/,
+                             std::string_view /*answer*/) {}
+  /// The check that was finished last goes on, for a reply behind its first
+  /// one, within what is left of its time.
+  virtual void check_resumed(std::string_view /*answer*/) {}
+  /// It has an answer, not yet written. False if the host has written the other
+  /// one meanwhile.
+  virtual bool check_finished() { return true; }
 
   /// Whether checks have to answer unknown at once, or had to since
   /// check_started.

@@ -328,23 +328,31 @@ TEST(CommandTest, TimeoutWhileReadingAnswersUnknownInTime) {
   EXPECT_EQ(result.status, 0);
 }
 
-// A session that waits for its user has not run out of time.
-TEST(CommandTest, TimeoutWhileWaitingEndsNothing) {
-  Child process(VORN_COMMAND, {"--timeout", "0.1"}, kDialogue);
-  process.send("(echo \"a\")");
-  EXPECT_EQ(process.read_line(), "\"a\"\n");
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
-  process.send("(set-logic QF_IDL)(check-sat)(get-info :reason-unknown)");
+// The time of a session stands still while it waits for its user.
+TEST(CommandTest, TimeoutCountsNoWaiting) {
+  Child process(VORN_COMMAND, {"--timeout", "1.5"}, kDialogue);
+  for (int i = 0; i < 4; ++i) {
+    process.send("(echo \"a\")");
+    EXPECT_EQ(process.read_line(), "\"a\"\n");
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  }
+  process.send("(set-logic QF_IDL)(check-sat)");
+  EXPECT_EQ(process.read_line(), "sat\n");
+  process.send("(reset)" + hard_assertions() +
+               "(check-sat)(get-info :reason-unknown)(check-sat)");
   EXPECT_EQ(process.read_line(), "unknown\n");
   EXPECT_EQ(process.read_line(), "(:reason-unknown timeout)\n");
+  EXPECT_EQ(process.read_line(), "unknown\n");
   process.close_input();
   EXPECT_EQ(process.wait().status, 0);
 }
 
 // Ctrl-C answers what is owed, prints what was asked for, and says so.
-TEST(CommandTest, InterruptAnswersUnknownAndPrintsStatistics) {
-  Child process(VORN_COMMAND, {"--stats"}, kDialogue);
-  process.send(hard_assertions() + "(echo \"now\")(check-sat)(echo \"no\")");
+TEST(CommandTest, InterruptOfAFileAnswersUnknownAndPrintsStatistics) {
+  const ScriptFile script(hard_assertions() +
+                          "(echo \"now\")(check-sat)(echo \"no\")");
+  Child process(VORN_COMMAND, {"--stats", script.name()},
+                {Streams::kDefault, Streams::kPipe, Streams::kDefault});
   EXPECT_EQ(process.read_line(), "\"now\"\n");
   std::this_thread::sleep_for(std::chrono::milliseconds(200));
   process.send_signal(SIGINT);

@@ -53,8 +53,7 @@ void write_hard_assertions(std::ostream& out, int jobs) {
   }
 }
 
-void write_long_relaxation(std::ostream& out) {
-  constexpr int nodes = test::kSanitized ? 30000 : 50000;
+void write_long_relaxation(std::ostream& out, int nodes) {
   out << "(set-logic QF_IDL)\n";
   for (int i = 0; i < nodes; ++i) out << "(declare-const x" << i << " Int)\n";
   for (int i = 0; i + 1 < nodes; ++i) {

@@ -53,7 +53,8 @@ void write_hard_assertions(std::ostream& out, int jobs);
 /// lowers its head, which takes long within a single step: of n nodes about
 /// n^2 / 4 are lowered, since two short hops beat a long one everywhere, and
 /// the queue comes to the long ones first. "read" is echoed before that bound.
-void write_long_relaxation(std::ostream& out);
+constexpr int kLongRelaxation = test::kSanitized ? 30000 : 50000;
+void write_long_relaxation(std::ostream& out, int nodes = kLongRelaxation);
 
 /// How long after its script was read, or its check began, a command is in the
 /// middle of that step. The steps before it take a fifth of this or less, and

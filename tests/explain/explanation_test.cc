@@ -179,8 +179,9 @@ TEST(ExplanationTest, NamesWithLineBreaksStayInTheComment) {
             ";   sum              0 < 0, which is false\n");
 }
 
-// A stopped search for a core says so, and the answer stands.
-TEST(ExplanationTest, CoreThatIsStoppedIsLeftOut) {
+// A stopped search for a core says so, and names all assertions if these are
+// few.
+TEST(ExplanationTest, CoreThatIsStoppedIsWhatThereIs) {
   TermStore store;
   const Term* p = store.make_symbol("p", Sort::kBool);
   const Term* q = store.make_symbol("q", Sort::kBool);
@@ -192,7 +193,18 @@ TEST(ExplanationTest, CoreThatIsStoppedIsLeftOut) {
   const std::atomic<bool> stop{true};
   const std::string text =
       explain_unsat(store, EngineOptions(), &stop, false, formulas);
-  EXPECT_NE(text.find("There was not enough time"), std::string::npos) << text;
+  EXPECT_NE(text.find("; These 4 assertions cannot hold together:\n"),
+            std::string::npos)
+      << text;
+  EXPECT_NE(text.find("there was no time to find out"), std::string::npos)
+      << text;
+  formulas.resize(17, formulas[0]);
+  const std::string longer =
+      explain_unsat(store, EngineOptions(), &stop, false, formulas);
+  EXPECT_NE(longer.find("There was not enough time or memory to find out which "
+                        "of the 17 assertions it takes."),
+            std::string::npos)
+      << longer;
 }
 
 // Without the option nothing is added.

@@ -373,6 +373,45 @@ TEST(InterpreterTest, CheckWhenStoppedAnswersUnknown) {
             "sat\n(\n  (define-fun x () Int (- 1))\n)\n");
 }
 
+// Where the host had to answer, that is the answer, and the only one, whatever
+// the check comes to.
+TEST(InterpreterTest, CheckThatTheHostAnsweredHasNoOtherAnswer) {
+  TextHost host;
+  StringSource source(
+      "(set-option :print-success true)(set-option :produce-unsat-cores true)"
+      "(set-option :timeout 250)(set-logic QF_IDL)(assert (! false :named a))"
+      "(check-sat)(get-info :reason-unknown)(check-sat)(get-unsat-core)"
+      "(get-unsat-core)");
+  ScriptOptions options;
+  options.explain = true;
+  Interpreter interpreter(source, host, options);
+  for (int i = 0; i < 5; ++i) interpreter.run_command();
+  host.output().clear();
+  host.gives_answers = true;
+  host.stop_now = SessionHost::Stop::kInterrupt;
+  interpreter.run_command();
+  EXPECT_EQ(host.output(), "unknown\n");
+  interpreter.run_command();
+  EXPECT_EQ(host.output(), "unknown\n(:reason-unknown interrupted)\n");
+  host.output().clear();
+  host.gives_answers = false;
+  host.stop_now = SessionHost::Stop::kNone;
+  interpreter.run_command();
+  EXPECT_EQ(host.output().rfind("unsat\n; unsat, because", 0), 0U);
+  EXPECT_EQ(host.ready_answer, "; no explanation: out of time\n");
+  host.output().clear();
+  host.gives_answers = true;
+  interpreter.run_command();
+  EXPECT_EQ(host.output(), "(a)\n");
+  // Without time, the core that the search has named.
+  host.gives_answers = false;
+  host.stop_now = SessionHost::Stop::kTimeout;
+  interpreter.run_command();
+  EXPECT_EQ(host.output(), "(a)\n(a)\n");
+  EXPECT_EQ(host.limit, 250U);
+  EXPECT_FALSE(interpreter.run_command());
+}
+
 // Whatever runs out of memory: the check says unknown, and a reset helps.
 TEST(InterpreterTest, RunOutOfMemoryAnswersUnknownUntilReset) {
   // Fails where memory would: in the middle of reading a command.

@@ -41,8 +41,17 @@ class TextHost : public SessionHost {
   }
   void engine_made(Engine& made) override { engine = &made; }
   void engine_gone() override { engine = nullptr; }
-  void check_started(std::uint64_t milliseconds) override {
+  void check_started(std::uint64_t milliseconds,
+                     std::string_view answer) override {
     limit = milliseconds;
+    ready_answer = answer;
+  }
+  void check_resumed(std::string_view answer) override {
+    ready_answer = answer;
+  }
+  bool check_finished() override {
+    if (gives_answers) outputs[channel] += ready_answer;
+    return !gives_answers;
   }
   Stop stop() const override { return stop_now; }
 
@@ -58,6 +67,9 @@ class TextHost : public SessionHost {
   std::uint64_t limit = 0;
   Engine* engine = nullptr;
   Stop stop_now = Stop::kNone;
+  // Whether the host answers before the check does, and with what.
+  bool gives_answers = false;
+  std::string ready_answer;
 };
 
 /// What a script prints. `had_error`: whether it was in error anywhere.
