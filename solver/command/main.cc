@@ -240,19 +240,12 @@ std::optional<int> open_script(const std::string& file) {
   return fd;
 }
 
-std::string statistics_text(const Interpreter& interpreter,
-                            Watchdog::Clock::time_point start) {
+std::string statistics_text(const Interpreter& interpreter) {
   std::string text;
   for (const auto& [key, value] : interpreter.statistics()) {
     text.append("; ").append(key).append(": ").append(value).append("\n");
   }
-  const std::chrono::duration<double> elapsed = Watchdog::Clock::now() - start;
-  rusage usage = {};
-  getrusage(RUSAGE_SELF, &usage);
-  char line[96];
-  std::snprintf(line, sizeof line, "; seconds: %.3f\n; peak memory MiB: %.1f\n",
-                elapsed.count(), static_cast<double>(usage.ru_maxrss) / 1024.0);
-  return text + line;
+  return text;
 }
 
 /// The file of --record-graph, and what writes to it.
@@ -331,7 +324,7 @@ int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
                Recording& recording, Watchdog::Clock::time_point start) {
   std::ofstream picture_file;
   if (!open_picture(arguments, picture_file)) return kFailure;
-  ProcessHost host(watchdog);
+  ProcessHost host(watchdog, start);
   host.set_graph_recorder(recording.recorder());
   DescriptorSource source(fd, watchdog);
   if (fd == STDIN_FILENO && source.can_wait()) watchdog.keep_session(fd);
@@ -361,7 +354,7 @@ int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
   output_lost = output_lost || interpreter.output_lost();
   if (arguments.stats && !output_lost) {
     host.set_output("stdout");  // where the user is, wherever replies go
-    output_lost = !host.write_output(statistics_text(interpreter, start));
+    output_lost = !host.write_output(statistics_text(interpreter));
   }
   const bool recorded = recording.finish();
   const bool logged = host.finish_diagnostics();

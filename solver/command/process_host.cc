@@ -2,10 +2,12 @@
 #include "solver/command/process_host.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/types.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cinttypes>
@@ -25,9 +27,9 @@ constexpr std::chrono::milliseconds kProgressPause{200};
 
 }  // namespace
 
-ProcessHost::ProcessHost(Watchdog& watchdog)
+ProcessHost::ProcessHost(Watchdog& watchdog, Watchdog::Clock::time_point start)
     : watchdog_(watchdog),
-      start_(Watchdog::Clock::now()),
+      start_(start),
       shows_progress_(isatty(STDERR_FILENO) == 1),
       last_progress_(start_),
       reserve_(new char[kReserve]) {}
@@ -119,6 +121,20 @@ bool ProcessHost::check_finished() {
   const bool answers = watchdog_.finish_check();
   clear_progress();
   return answers;
+}
+
+void ProcessHost::add_statistics(Statistics& rows) const {
+  const std::chrono::duration<double> elapsed = Watchdog::Clock::now() - start_;
+  rusage usage = {};
+  getrusage(RUSAGE_SELF, &usage);
+  std::array<char, 32> text{};
+  const auto row = [&rows, &text](const char* key, const char* format,
+                                  double value) {
+    std::snprintf(text.data(), text.size(), format, value);
+    rows.emplace_back(key, text.data());
+  };
+  row("seconds", "%.3f", elapsed.count());
+  row("peak memory MiB", "%.1f", static_cast<double>(usage.ru_maxrss) / 1024.0);
 }
 
 void ProcessHost::release_reserve() {

@@ -21,8 +21,8 @@ namespace vorn::solver {
 /// engine's log and, on a terminal, a line of progress.
 class ProcessHost : public SessionHost {
  public:
-  /// Borrows the watchdog.
-  explicit ProcessHost(Watchdog& watchdog);
+  /// Borrows the watchdog. `start`: of the process.
+  ProcessHost(Watchdog& watchdog, Watchdog::Clock::time_point start);
 
   bool write_output(std::string_view reply) override;
   bool write_diagnostics(std::string_view reply) override {
@@ -53,6 +53,7 @@ class ProcessHost : public SessionHost {
   }
   bool check_finished() override;
   Stop stop() const override { return watchdog_.stop(); }
+  void add_statistics(Statistics& rows) const override;
   void command_failed() override { watchdog_.note_failure(); }
   void release_reserve() override;
 

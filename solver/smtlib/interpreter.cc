@@ -192,12 +192,12 @@ void Interpreter::drop_session() {
   assumptions_.clear();
 }
 
-std::vector<std::pair<std::string, std::string>> Interpreter::statistics()
-    const {
-  if (session_ == nullptr || session_->stack == nullptr) {
-    return last_statistics_;
-  }
-  return session_->stack->engine().statistics();
+SessionHost::Statistics Interpreter::statistics() const {
+  const bool has_engine = session_ != nullptr && session_->stack != nullptr;
+  SessionHost::Statistics rows =
+      has_engine ? session_->stack->engine().statistics() : last_statistics_;
+  host_.add_statistics(rows);
+  return rows;
 }
 
 // --- Reading the parts of commands ---

@@ -70,8 +70,9 @@ class Interpreter {
   /// The proof of the last answer that was unsat; empty if there was none.
   const std::string& proof() const { return proof_; }
 
-  /// The engine's counters; those of the last engine if there is none now.
-  std::vector<std::pair<std::string, std::string>> statistics() const;
+  /// The engine's counters, those of the last engine if there is none now, and
+  /// what the host adds. Cost: no search, no look at a graph's edges.
+  SessionHost::Statistics statistics() const;
 
  private:
   enum class Mode { kStart, kAssert, kSat, kUnsat, kUnknown };
@@ -208,7 +209,7 @@ class Interpreter {
   std::vector<ScriptFormula> assumptions_;
   bool assumed_ = false;
   bool core_settled_ = false;
-  std::vector<std::pair<std::string, std::string>> last_statistics_;
+  SessionHost::Statistics last_statistics_;
 
   // With keep_picture: as of the last check, if there was any.
   bool checked_ = false;

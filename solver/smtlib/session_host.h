@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace vorn::solver {
 
@@ -19,6 +21,8 @@ inline bool is_standard_channel(std::string_view channel) {
 /// a clock, and word of what it is doing.
 class SessionHost {
  public:
+  /// Names and values.
+  using Statistics = std::vector<std::pair<std::string, std::string>>;
   /// Who wanted a check to stop.
   enum class Stop { kNone, kTimeout, kInterrupt };
 
@@ -69,6 +73,9 @@ class SessionHost {
   /// Whether checks have to answer unknown at once, or had to since
   /// check_started.
   virtual Stop stop() const { return Stop::kNone; }
+
+  /// Adds to the counters of the engine what the program knows beside them.
+  virtual void add_statistics(Statistics& /*rows*/) const {}
 
   /// The command that was read is in error.
   virtual void command_failed() {}

@@ -2,11 +2,14 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
 #include <fstream>
 #include <iterator>
+#include <regex>
+#include <set>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -244,6 +247,44 @@ TEST(CommandTest, StatsAreCommentLinesAtTheEnd) {
   EXPECT_NE(result.output.find("\n; dl conflicts: "), std::string::npos);
   EXPECT_NE(result.output.find("\n; seconds: "), std::string::npos);
   EXPECT_EQ(result.errors, "");
+}
+
+// A session asks for the same, with the same values, while it goes on: keywords
+// as SMT-LIB writes them, each followed by a numeral, a decimal or a string.
+TEST(CommandTest, AllStatisticsAreThoseOfStats) {
+  const Ended result =
+      answer({"--stats", "--lemmas", "both"},
+             "(get-info :all-statistics)" + hard_assertions(4) +
+                 "(check-sat)(push)(assert (< s0 s0))(check-sat)(pop)(reset)" +
+                 "(get-info :all-statistics)");
+  const std::size_t first = result.output.rfind("\n(:");
+  const std::size_t last = result.output.find(")\n; ", first);
+  ASSERT_NE(last, std::string::npos) << result.output;
+  std::istringstream told(result.output.substr(first + 2, last - first - 2));
+  std::istringstream printed(result.output.substr(last + 2));
+  const std::regex row(
+      "[ (]?:([a-zA-Z][-a-zA-Z0-9._]*) "
+      "((0|[1-9][0-9]*)([.][0-9]+)?|\"[^\"]*\")");
+  std::set<std::string> keys;
+  std::string line;
+  std::string comment;
+  while (std::getline(told, line)) {
+    std::smatch parts;
+    ASSERT_TRUE(std::regex_match(line, parts, row)) << line;
+    EXPECT_TRUE(keys.insert(parts[1]).second) << line;
+    ASSERT_TRUE(std::getline(printed, comment)) << line;
+    std::string name = comment.substr(2, comment.find(": ") - 2);
+    std::replace(name.begin(), name.end(), ' ', '-');
+    EXPECT_EQ(parts[1], name);
+    // Time goes on.
+    if (name == "seconds" || name == "peak-memory-MiB") continue;
+    EXPECT_EQ(parts[2], comment.substr(comment.find(": ") + 2));
+  }
+  EXPECT_FALSE(std::getline(printed, comment)) << comment;
+  EXPECT_EQ(keys.count("conflicts"), 1U);
+  EXPECT_EQ(keys.count("closure-steps"), 1U);
+  EXPECT_EQ(keys.count("dl-conflicts"), 1U);
+  EXPECT_EQ(keys.count("peak-memory-MiB"), 1U);
 }
 
 // The log goes to standard error, and only when asked for.
