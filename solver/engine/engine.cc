@@ -128,8 +128,13 @@ void Engine::pop() {
   }
 }
 
-// Brings the machinery up to the stack of assertions.
-void Engine::synchronise() {
+bool Engine::is_stopped() const {
+  return stop_ != nullptr && stop_->load(std::memory_order_relaxed);
+}
+
+// Brings the machinery up to the stack of assertions. False if that was stopped
+// on the way, at a place to go on from.
+bool Engine::synchronise() {
   if (!machinery_) {
     machinery_ = std::make_unique<Machinery>(store_, normaliser_, options_);
     machinery_->theory.set_recorder(graph_recorder_);
@@ -139,6 +144,10 @@ void Engine::synchronise() {
   machinery_->theory.set_logger(logger_);
   while (machinery_->num_assertions < assertions_.size() ||
          machinery_->scopes.size() < scopes_.size()) {
+    if (is_stopped()) {
+      machinery_->feed();
+      return false;
+    }
     const std::size_t scope = machinery_->scopes.size();
     const bool opens = scope < scopes_.size() &&
                        machinery_->num_assertions == scopes_.start(scope);
@@ -157,6 +166,7 @@ void Engine::synchronise() {
   if (options_.machines == Machines::kAuto && !options_.keep_proofs) {
     machinery_->theory.find_machines();
   }
+  return true;
 }
 
 Answer Engine::check(const std::vector<const Term*>& assumptions) {
@@ -176,11 +186,19 @@ Answer Engine::check(const std::vector<const Term*>& assumptions) {
 }
 
 Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
-  synchronise();
+  const auto stopped = [this] {
+    unknown_reason_ = UnknownReason::kStopped;
+    return Answer::kUnknown;
+  };
+  if (!synchronise()) return stopped();
   std::vector<Literal> literals = machinery_->problem.selectors();
   std::unordered_map<int, std::size_t> position_of;
   std::unordered_set<const Term*> seen;
   for (std::size_t k = 0; k < assumptions.size(); ++k) {
+    if (is_stopped()) {
+      machinery_->feed();
+      return stopped();
+    }
     if (!seen.insert(assumptions[k]).second) continue;
     literals.push_back(machinery_->encoder.literal_of(assumptions[k]));
     position_of.emplace(literals.back().code(), k);
@@ -213,8 +231,7 @@ Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
       std::sort(failed_assumptions_.begin(), failed_assumptions_.end());
       return Answer::kUnsat;
     case Search::Result::kUnknown:
-      unknown_reason_ = UnknownReason::kStopped;
-      return Answer::kUnknown;
+      return stopped();
   }
   model_ = std::make_unique<Model>(*machinery_);
   if (options_.check_models && !model_holds(assumptions)) {

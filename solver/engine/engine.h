@@ -126,7 +126,8 @@ class Engine {
   QNumber number_value(const Term* term);
 
   /// Makes a running check end with kUnknown soon after the flag is set. It is
-  /// looked at between steps of the search, not inside a step of the graph.
+  /// looked at between assertions that are encoded and between steps of the
+  /// search, not inside a step of the graph.
   void set_stop(const std::atomic<bool>* stop) { stop_ = stop; }
   /// The flag that set_stop was given.
   const std::atomic<bool>* stop() const { return stop_; }
@@ -160,7 +161,8 @@ class Engine {
   struct Machinery;
   class Model;
 
-  void synchronise();
+  bool is_stopped() const;
+  bool synchronise();
   // Requires: the last answer is forgotten. Throws std::bad_alloc.
   Answer do_check(const std::vector<const Term*>& assumptions);
   bool model_holds(const std::vector<const Term*>& assumptions);

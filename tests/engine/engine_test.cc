@@ -4,10 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <map>
+#include <random>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "solver/terms/term_store.h"
@@ -390,6 +393,66 @@ TEST_F(EngineTest, CheckStoppedHalfwayCanBeResumed) {
   engine.set_progress(nullptr);
   EXPECT_EQ(engine.check({store.make_leq(number(12), integer("pigeon0"))}),
             Answer::kUnsat);
+}
+
+// It may come while the assertions, or the assumptions, are being encoded, and
+// scopes may be left before that goes on: no later answer shows it.
+TEST_F(EngineTest, ChecksStoppedAnywhereLeaveLaterOnesRight) {
+  constexpr unsigned kSeed = 20241122;
+  SCOPED_TRACE(kSeed);
+  std::mt19937 random(kSeed);
+  std::atomic<bool> stop{false};
+  std::atomic<bool> done{false};
+  constexpr unsigned kLongest = test::kSanitized ? 3000 : 300;
+  std::thread stopper([&stop, &done] {
+    std::mt19937 times(kSeed + 1);
+    while (!done) {
+      std::this_thread::sleep_for(
+          std::chrono::microseconds(times() % kLongest));
+      stop = true;
+    }
+  });
+  testing::RandomProblems problems(store, kSeed, 8, true);
+  Engine engine(store, EngineOptions());
+  engine.set_stop(&stop);
+  std::vector<std::vector<const Term*>> levels(1);
+  std::map<Answer, int> answers;
+  for (unsigned round = 0; round < 10 * kSeeds && !HasFailure(); ++round) {
+    SCOPED_TRACE(round);
+    for (auto k = random() % 3; k > 0 && levels.size() > 1; --k) {
+      engine.pop();
+      levels.pop_back();
+    }
+    for (auto k = random() % 3; k > 0 && levels.size() < 4; --k) {
+      engine.push();
+      levels.emplace_back();
+      for (auto i = random() % 20; i > 0; --i) {
+        levels.back().push_back(problems.make_clause());
+        engine.assert_term(levels.back().back());
+      }
+    }
+    std::vector<const Term*> assumptions;
+    for (auto i = random() % 6; i > 0; --i) {
+      assumptions.push_back(problems.make_clause());
+    }
+    stop = false;
+    const Answer answer = engine.check(assumptions);
+    ++answers[answer];
+    if (answer == Answer::kUnknown) {
+      EXPECT_EQ(engine.unknown_reason(), UnknownReason::kStopped);
+      continue;
+    }
+    std::vector<const Term*> all = assumptions;
+    for (const auto& level : levels) {
+      all.insert(all.end(), level.begin(), level.end());
+    }
+    EXPECT_EQ(answer, check_afresh(store, all));
+  }
+  done = true;
+  stopper.join();
+  for (const Answer answer : {Answer::kSat, Answer::kUnsat, Answer::kUnknown}) {
+    EXPECT_GT(answers[answer], 5);
+  }
 }
 
 // Each lemma setting is a way through the same problem, not another problem.
