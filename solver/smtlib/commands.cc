@@ -30,7 +30,7 @@ const Interpreter::Command Interpreter::kCommands[] = {
     {"declare-datatype", &Interpreter::run_unsupported},
     {"declare-datatypes", &Interpreter::run_unsupported},
     {"declare-fun", &Interpreter::run_declare_fun, Need::kLogic, true},
-    {"declare-sort", &Interpreter::run_unsupported},
+    {"declare-sort", &Interpreter::run_declare_sort, Need::kLogic},
     {"define-const", &Interpreter::run_define_const, Need::kLogic, true},
     {"define-fun", &Interpreter::run_define_fun, Need::kLogic, true},
     {"define-fun-rec", &Interpreter::run_unsupported},
@@ -78,18 +78,10 @@ bool Interpreter::run_set_logic() {
   if (!read_symbol(logic)) return false;
   const Position position = lexer_.token().position;
   if (!read_close()) return false;
-  if (logic == "QF_IDL") {
-    arithmetic_ = {true, false, Sort::kInt};
-  } else if (logic == "QF_RDL") {
-    arithmetic_ = {false, true, Sort::kReal};
-  } else if (logic == "ALL") {
-    arithmetic_ = {true, true, Sort::kInt};
-  } else {
-    return fail(position, "logic " + print_symbol(logic) +
-                              " is not supported, only QF_IDL, QF_RDL and ALL");
-  }
-  mode_ = Mode::kAssert;
-  start_session();
+  const auto arithmetic = arithmetic_of_logic(logic);
+  if (!arithmetic) return fail(position, describe_unknown_logic(logic));
+  start_logic(*arithmetic);
+  logic_set_ = true;
   return true;
 }
 
@@ -116,6 +108,14 @@ bool Interpreter::read_sort(Sort& sort) {
   if (session_->parser->parse_sort(sort)) return true;
   error_ = session_->parser->error();
   return false;
+}
+
+bool Interpreter::run_declare_sort() {
+  std::string name;
+  if (!read_symbol(name)) return false;
+  return fail(lexer_.token().position,
+              "sort " + print_symbol(name) +
+                  " cannot be declared; there are Bool, Int and Real");
 }
 
 bool Interpreter::declare(const std::string& name) {
@@ -282,6 +282,7 @@ bool Interpreter::run_reset() {
   options_ = initial_options_;
   options_.print_success = print_success;
   mode_ = Mode::kStart;
+  logic_set_ = false;
   return true;
 }
 

@@ -61,6 +61,7 @@ void Interpreter::run(const Token& first) {
   astray_ = false;
   command_ = first.position;
   const std::size_t mark = session_ == nullptr ? 0 : session_->symbols.mark();
+  const bool started = mode_ != Mode::kStart;
   const bool done = dispatch();
   if (session_ != nullptr) session_->symbols.unbind_to(0);
   if (done) {
@@ -69,6 +70,7 @@ void Interpreter::run(const Token& first) {
     }
     return;
   }
+  if (!started) drop_start();
   if (session_ != nullptr) session_->symbols.rollback(mark);
   report_error();
   // What is left of a command that ends the script need not have arrived.
@@ -100,10 +102,13 @@ bool Interpreter::allowed(const Command& command) {
       return true;
     case Need::kStart:
       if (mode_ == Mode::kStart) return true;
-      return fail(command_, "the logic is already set");
+      return fail(command_, logic_set_
+                                ? "the logic is already set"
+                                : "set-logic comes too late: without it, the "
+                                  "logic of the commands before is ALL");
     case Need::kLogic:
-      if (mode_ != Mode::kStart) return true;
-      return fail(command_, name + " needs a logic; set-logic comes first");
+      if (mode_ == Mode::kStart) start_logic(Arithmetic());
+      return true;
     case Need::kModel:
       if (mode_ == Mode::kSat) return true;
       return fail(command_, name +
@@ -160,6 +165,12 @@ bool Interpreter::write_reply() {
   return !output_lost_;
 }
 
+void Interpreter::start_logic(const Arithmetic& arithmetic) {
+  arithmetic_ = arithmetic;
+  mode_ = Mode::kAssert;
+  start_session();
+}
+
 void Interpreter::start_session() {
   session_ = std::make_unique<Session>();
   session_->parser =
@@ -190,6 +201,13 @@ void Interpreter::drop_session() {
   }
   session_.reset();
   assumptions_.clear();
+}
+
+void Interpreter::drop_start() {
+  auto kept = std::move(last_statistics_);
+  drop_session();
+  last_statistics_ = std::move(kept);
+  mode_ = Mode::kStart;
 }
 
 SessionHost::Statistics Interpreter::statistics() const {

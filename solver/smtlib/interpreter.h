@@ -15,6 +15,7 @@
 #include "solver/explain/script_formula.h"
 #include "solver/smtlib/assertion_stack.h"
 #include "solver/smtlib/lexer.h"
+#include "solver/smtlib/logics.h"
 #include "solver/smtlib/options.h"
 #include "solver/smtlib/session_host.h"
 #include "solver/smtlib/source.h"
@@ -124,7 +125,12 @@ class Interpreter {
   void report_error();
   void handle_memory_out();
   bool write_reply();
+  // Begins what comes after set-logic, or without it at the first command that
+  // needs a logic.
+  void start_logic(const Arithmetic& arithmetic);
   void start_session();
+  // Takes back what start_logic did for a command that was in error.
+  void drop_start();
   void make_stack();
   void drop_session();
 
@@ -153,6 +159,7 @@ class Interpreter {
   bool run_get_info();
   bool run_declare_fun();
   bool run_declare_const();
+  bool run_declare_sort();
   bool run_define_fun();
   bool run_define_const();
   bool run_assert();
@@ -201,6 +208,8 @@ class Interpreter {
   ScriptOptions options_;
   Mode mode_ = Mode::kStart;
   Arithmetic arithmetic_;
+  // Whether set-logic has set it.
+  bool logic_set_ = false;
   std::unique_ptr<Session> session_;
   bool checking_ = false;
   std::string reason_unknown_;

@@ -9,22 +9,13 @@
 #include <vector>
 
 #include "solver/smtlib/lexer.h"
+#include "solver/smtlib/logics.h"
 #include "solver/smtlib/operators.h"
 #include "solver/smtlib/symbol_table.h"
 #include "solver/terms/term.h"
 #include "solver/terms/term_store.h"
 
 namespace vorn::solver {
-
-/// Which arithmetic a script may use.
-struct Arithmetic {
-  /// Whether there is a sort Int.
-  bool has_int = true;
-  /// Whether there is a sort Real.
-  bool has_real = true;
-  /// What a numeral is by itself; beside a real it is a real anyway.
-  Sort numeral_sort = Sort::kInt;
-};
 
 /// A term with the place of its text in its command.
 struct WrittenTerm : PlacedTerm {

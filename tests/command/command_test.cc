@@ -227,14 +227,14 @@ TEST(CommandTest, OutputChannelReceivesRepliesAndNothingElse) {
   const Ended result =
       answer({"--stats"}, "(echo \"a\")(set-option :regular-output-channel \"" +
                               file.name() +
-                              "\")(echo \"b\")\n(pop 0)"
+                              "\")(echo \"b\")\n(pop 1)"
                               "(set-option :regular-output-channel \"stderr\")"
                               "(echo \"c\")");
   EXPECT_EQ(result.output.rfind("\"a\"\n; seconds: ", 0), 0U) << result.output;
   EXPECT_EQ(result.errors, "\"c\"\n");
   EXPECT_EQ(file.text(),
-            "\"kept\"\n\"b\"\n(error \"line 2 column 1: pop needs a logic; "
-            "set-logic comes first\")\n");
+            "\"kept\"\n\"b\"\n(error \"line 2 column 6: there are 0 levels to "
+            "pop\")\n");
 }
 
 // Statistics are comments, so that the output stays readable as answers.

@@ -73,8 +73,8 @@ TEST(OddInputTest, NulBytesAreToldWithTheirPlace) {
   EXPECT_EQ(ended.status, 1);
   EXPECT_EQ(ended.output,
             "\"a\"\n(error \"line 1 column 11: byte 0x00 is not allowed "
-            "here\")\n\"b\"\n(error \"line 3 column 1: assert needs a logic; "
-            "set-logic comes first\")\n");
+            "here\")\n\"b\"\n(error \"line 3 column 10: byte 0x00 is not "
+            "allowed here\")\n");
 }
 
 // A last line without an end is a line; half a command is an error.

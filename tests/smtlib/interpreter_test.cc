@@ -145,7 +145,7 @@ const Session kSessions[] = {
      "(:name \"vorn\")\n(:authors \"the Vorn authors\")\n"
      "(:error-behavior continued-execution)\nunsupported\n"},
     {"commands of other logics",
-     "(set-logic QF_IDL)(declare-sort S 0)(define-sort T () Int)"
+     "(set-logic QF_IDL)(declare-datatype S ((a)))(define-sort T () Int)"
      "(define-fun-rec f ((x Int)) Int (f x))(check-sat)",
      "unsupported\nunsupported\nunsupported\nsat\n"},
     {"echo keeps quotes", "(echo \"a \"\"b\"\"\")", "\"a \"\"b\"\"\"\n"},
