@@ -2,6 +2,7 @@
 #ifndef VORN_SMTLIB_ASSERTION_STACK_H
 #define VORN_SMTLIB_ASSERTION_STACK_H
 
+#include <cassert>
 #include <cstddef>
 #include <vector>
 
@@ -48,6 +49,12 @@ class AssertionStack {
   /// Whether an assertion is handed to the engine as an assumption.
   bool is_assumed(const ScriptFormula& assertion) const {
     return assume_named_ && assertion.name.has_value();
+  }
+  /// As the constructor's. Requires: it stays as it was, or there is no
+  /// assertion.
+  void assume_named(bool assume_named) {
+    assert(assume_named == assume_named_ || assertions_.empty());
+    assume_named_ = assume_named;
   }
 
   /// Requires: a Boolean term inside the engine's fragment.

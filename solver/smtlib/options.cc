@@ -7,6 +7,7 @@
 #include <iterator>
 #include <sstream>
 #include <string_view>
+#include <utility>
 #include <variant>
 
 namespace vorn::solver {
@@ -21,8 +22,9 @@ constexpr std::string_view kErrorBehaviorNames[] = {"continued-execution",
 
 struct Entry {
   std::string_view keyword;
-  /// Whether the option is fixed once the logic is set.
-  bool start_only;
+  /// Whether the option is fixed once there is an assertion, since it decides
+  /// what is kept of each.
+  bool fixed;
   Place (*place)(ScriptOptions&);
 };
 
@@ -36,17 +38,17 @@ constexpr Entry kEntries[] = {
     // The name that :produce-assertions had in older scripts.
     {":interactive-mode", true,
      [](ScriptOptions& o) -> Place { return &o.produce_assertions; }},
-    {":produce-assignments", true,
+    {":produce-assignments", false,
      [](ScriptOptions& o) -> Place { return &o.produce_assignments; }},
-    {":produce-models", true,
+    {":produce-models", false,
      [](ScriptOptions& o) -> Place { return &o.produce_models; }},
     {":produce-proofs", true,
      [](ScriptOptions& o) -> Place { return &o.engine.keep_proofs; }},
-    {":produce-unsat-assumptions", true,
+    {":produce-unsat-assumptions", false,
      [](ScriptOptions& o) -> Place { return &o.produce_unsat_assumptions; }},
     {":produce-unsat-cores", true,
      [](ScriptOptions& o) -> Place { return &o.produce_unsat_cores; }},
-    {":global-declarations", true,
+    {":global-declarations", false,
      [](ScriptOptions& o) -> Place { return &o.global_declarations; }},
     {":regular-output-channel", false,
      [](ScriptOptions& o) -> Place { return &o.regular_output_channel; }},
@@ -54,7 +56,7 @@ constexpr Entry kEntries[] = {
      [](ScriptOptions& o) -> Place { return &o.diagnostic_output_channel; }},
     {":verbosity", false,
      [](ScriptOptions& o) -> Place { return &o.verbosity; }},
-    {":random-seed", true,
+    {":random-seed", false,
      [](ScriptOptions& o) -> Place { return &o.engine.search.seed; }},
     {":minimize-unsat-cores", false,
      [](ScriptOptions& o) -> Place { return &o.minimize_unsat_cores; }},
@@ -192,12 +194,17 @@ struct Getter {
 }  // namespace
 
 SetResult set_option(ScriptOptions& options, const std::string& keyword,
-                     const Token& token, bool started, std::string& expected) {
+                     const Token& token, bool asserted, std::string& expected) {
   const Entry* entry = find_entry(keyword);
   if (entry == nullptr) return SetResult::kUnsupported;
-  if (entry->start_only && started) return SetResult::kTooLate;
-  const char* wrong = std::visit(Setter{token}, entry->place(options));
+  ScriptOptions changed = options;
+  const char* wrong = std::visit(Setter{token}, entry->place(changed));
   if (wrong == nullptr) {
+    if (entry->fixed && asserted &&
+        get_option(changed, keyword) != get_option(options, keyword)) {
+      return SetResult::kTooLate;
+    }
+    options = std::move(changed);
     // Who chooses the kinds chooses them for the whole of each check.
     if (keyword == ":dl-tlemma-kinds") options.engine.lemma_trials = false;
     return SetResult::kSet;

@@ -60,16 +60,16 @@ struct ScriptOptions {
 enum class SetResult {
   kSet,
   kUnsupported,
-  /// Only before set-logic.
+  /// Only before the first assertion.
   kTooLate,
   kBadValue,
 };
 
 /// Sets the option `keyword` (with its colon) to the value in `token`.
-/// `started`: whether the logic is set. On kBadValue `expected` says what
-/// values there are.
+/// `asserted`: whether there are assertions. On kBadValue `expected` says what
+/// values there are. The value that an option has already is never too late.
 SetResult set_option(ScriptOptions& options, const std::string& keyword,
-                     const Token& token, bool started, std::string& expected);
+                     const Token& token, bool asserted, std::string& expected);
 
 /// The value of the option as SMT-LIB text; nothing if there is no such option.
 std::optional<std::string> get_option(const ScriptOptions& options,

@@ -44,6 +44,15 @@ std::string in_brackets(const std::vector<std::string>& parts,
   return text + ")\n";
 }
 
+// Whether an engine with the one would not do for the other.
+bool engine_differs(const EngineOptions& a, const EngineOptions& b) {
+  return a.lemmas.dl_tlemma_kinds != b.lemmas.dl_tlemma_kinds ||
+         a.lemmas.dl_tlemma_min_overlap != b.lemmas.dl_tlemma_min_overlap ||
+         a.lemmas.dl_dedup_tlemmas != b.lemmas.dl_dedup_tlemmas ||
+         a.propagation.mode != b.propagation.mode || a.machines != b.machines ||
+         a.search.seed != b.search.seed;
+}
+
 }  // namespace
 
 // --- Options and information ---
@@ -60,15 +69,19 @@ bool Interpreter::run_set_option() {
   if (!read_close()) return false;
   ScriptOptions changed = options_;
   std::string expected;
-  switch (
-      set_option(changed, keyword, value, mode_ != Mode::kStart, expected)) {
+  // Once memory has run out nobody knows.
+  const bool asserted =
+      mode_ != Mode::kStart &&
+      (session_ == nullptr || !session_->stack->assertions().empty());
+  switch (set_option(changed, keyword, value, asserted, expected)) {
     case SetResult::kSet:
       return apply_options(std::move(changed), value.position);
     case SetResult::kUnsupported:
       return run_unsupported();
     case SetResult::kTooLate:
       return fail(command_,
-                  "option " + keyword + " can be set only before set-logic");
+                  "option " + keyword +
+                      " can be changed only while nothing is asserted");
     case SetResult::kBadValue:
       return fail(value.position, "option " + keyword + " expects " + expected);
   }
@@ -76,6 +89,12 @@ bool Interpreter::run_set_option() {
 }
 
 bool Interpreter::apply_options(ScriptOptions changed, Position position) {
+  if (changed.global_declarations != options_.global_declarations &&
+      session_ != nullptr && session_->stack->levels() > 0) {
+    return fail(command_,
+                "option :global-declarations can be changed only while no "
+                "level is open");
+  }
   if (changed.regular_output_channel != options_.regular_output_channel &&
       !host_.set_output(changed.regular_output_channel)) {
     return fail(position,
@@ -89,15 +108,13 @@ bool Interpreter::apply_options(ScriptOptions changed, Position position) {
     return fail(position,
                 "cannot write to file " + changed.diagnostic_output_channel);
   }
-  const Configuration::Theory::La& before = options_.engine.lemmas;
-  const Configuration::Theory::La& after = changed.engine.lemmas;
-  if (session_ != nullptr &&
-      (before.dl_tlemma_kinds != after.dl_tlemma_kinds ||
-       before.dl_tlemma_min_overlap != after.dl_tlemma_min_overlap ||
-       before.dl_dedup_tlemmas != after.dl_dedup_tlemmas)) {
-    // The engine forgets its last answer over this.
-    session_->stack->engine().set_options(changed.engine);
-    mode_ = Mode::kAssert;
+  if (session_ != nullptr) {
+    session_->stack->assume_named(changed.produce_unsat_cores);
+    if (engine_differs(options_.engine, changed.engine)) {
+      // The engine forgets its last answer over this.
+      session_->stack->engine().set_options(changed.engine);
+      mode_ = Mode::kAssert;
+    }
   }
   options_ = std::move(changed);
   return true;

@@ -178,6 +178,22 @@ const Session kSessions[] = {
      "(set-option :dl-tlemma-min-overlap 0.75)(check-sat)"
      "(get-option :dl-tlemma-min-overlap)",
      "sat\nsat\n0.75\n"},
+    {"options after set-logic",
+     "(set-logic QF_IDL)(set-option :produce-models true)(push)"
+     "(set-option :produce-unsat-cores true)(declare-const x Int)"
+     "(set-option :produce-unsat-assumptions true)(set-option :random-seed 7)"
+     "(assert (! (< x 0) :named low))(assert (! (< 0 x) :named high))"
+     "(assert (! (< x 9) :named free))(set-option :produce-unsat-cores true)"
+     "(set-option :produce-assignments true)(check-sat)(get-unsat-core)"
+     "(pop)(set-option :produce-unsat-cores false)"
+     "(set-option :global-declarations true)(push)(declare-const y Int)(pop)"
+     "(check-sat-assuming ((! (< y 0) :note 1)))(get-value (y))",
+     "unsat\n(low high)\nsat\n((y (- 1)))\n"},
+    {"a seed between checks",
+     "(set-logic QF_IDL)(declare-const x Int)(assert (< x 0))(check-sat)"
+     "(set-option :random-seed 3)(set-option :propagation off)"
+     "(set-option :machines off)(check-sat)(get-option :random-seed)",
+     "sat\nsat\n3\n"},
     {"huge numbers",
      "(set-option :produce-models true)(set-logic QF_IDL)"
      "(declare-const x Int)(declare-const y Int)"
@@ -336,6 +352,17 @@ TEST(InterpreterTest, QuestionsAfterAnAnswerSayWhatIsMissing) {
     SCOPED_TRACE(session.name);
     EXPECT_EQ(run_text(session.script), session.output);
   }
+}
+
+// Declarations must not be lost to a level that was opened under another rule.
+TEST(InterpreterTest, GlobalDeclarationsStayAsTheyAreInsideALevel) {
+  EXPECT_EQ(
+      run_text("(set-logic QF_IDL)(push)\n(set-option :global-declarations "
+               "true)(set-option :global-declarations false)(pop)"
+               "(set-option :global-declarations true)"
+               "(get-option :global-declarations)"),
+      "(error \"line 2 column 1: option :global-declarations can be changed "
+      "only while no level is open\")\ntrue\n");
 }
 
 // A reader that is gone ends the script, and nothing more is computed.

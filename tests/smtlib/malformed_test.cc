@@ -96,9 +96,9 @@ const Malformed kTable[] = {
      "line 2 column 23: (< (* x x) 1) is outside difference logic"},
     {"(define-const z Int)", "line 2 column 20: expected a term, not ')'"},
     {"(set-logic QF_RDL)", "line 2 column 1: the logic is already set"},
-    {"(set-option :produce-models true)",
-     "line 2 column 1: option :produce-models can be set only before "
-     "set-logic"},
+    {"(set-option :produce-unsat-cores true)",
+     "line 2 column 1: option :produce-unsat-cores can be changed only while "
+     "nothing is asserted"},
     {"(set-option :print-success 1)",
      "line 2 column 28: option :print-success expects true or false"},
     {"(set-option :verbosity)", "line 2 column 23: expected a value, not ')'"},

@@ -75,13 +75,25 @@ TEST(OptionsTest, SetOptionToBadValueChangesNothing) {
             SetResult::kBadValue);
 }
 
-// What decides how answers are prepared is fixed by then.
-TEST(OptionsTest, SetOptionOnceStartedRefusesWhatIsFixed) {
+// What decides how answers are prepared is fixed by then; what only allows
+// commands is not, and what changes nothing is never refused.
+TEST(OptionsTest, SetOptionOnceAssertedRefusesWhatIsFixed) {
   ScriptOptions options;
   std::string expected;
   const Token yes = token(TokenKind::kSymbol, "true");
-  EXPECT_EQ(set_option(options, ":produce-models", yes, true, expected),
+  const Token no = token(TokenKind::kSymbol, "false");
+  EXPECT_EQ(set_option(options, ":produce-unsat-cores", yes, true, expected),
             SetResult::kTooLate);
+  EXPECT_FALSE(options.produce_unsat_cores);
+  EXPECT_EQ(set_option(options, ":produce-unsat-cores", no, true, expected),
+            SetResult::kSet);
+  EXPECT_EQ(set_option(options, ":produce-assertions", no, true, expected),
+            SetResult::kTooLate);
+  EXPECT_EQ(set_option(options, ":produce-assertions", no, false, expected),
+            SetResult::kSet);
+  EXPECT_EQ(set_option(options, ":produce-models", no, true, expected),
+            SetResult::kSet);
+  EXPECT_FALSE(options.produce_models);
   EXPECT_EQ(set_option(options, ":print-success", yes, true, expected),
             SetResult::kSet);
   EXPECT_EQ(set_option(options, ":produce-proofs", yes, true, expected),
