@@ -150,7 +150,7 @@ const Term* AtomNormaliser::normalise_sum(const LinearSum& sum, bool strict,
       case BoundOutcome::kBound:
         break;
     }
-    const Term* left = term_of(sum);
+    const Term* left = make_sum(store_, sum);
     const Term* zero = store_.make_number(QNumber(0));
     const Term* atom =
         strict ? store_.make_less(left, zero) : store_.make_leq(left, zero);
@@ -226,20 +226,6 @@ bool AtomNormaliser::is_nameable(const Term* ite) {
     stack.pop_back();
   }
   return nameable_.at(ite);
-}
-
-const Term* AtomNormaliser::term_of(const LinearSum& sum) {
-  std::vector<const Term*> parts;
-  for (const LinearSum::Monomial& m : sum.monomials) {
-    const Term* factor = store_.make_number(m.coefficient);
-    parts.push_back(m.coefficient == QNumber(1)
-                        ? m.leaf
-                        : store_.make_times(factor, m.leaf));
-  }
-  if (parts.empty() || sum.constant.sign() != 0) {
-    parts.push_back(store_.make_number(sum.constant));
-  }
-  return store_.make_plus(parts);
 }
 
 const Term* AtomNormaliser::first_outside(const Term* term) {

@@ -75,7 +75,6 @@ class AtomNormaliser {
   const Term* normalise_sum(const LinearSum& sum, bool strict, int depth);
   bool is_nameable(const Term* ite);
   const Term* ite_to_lift(const LinearSum& sum);
-  const Term* term_of(const LinearSum& sum);
 
   TermStore& store_;
   Lineariser lineariser_;

@@ -35,7 +35,7 @@ const Interpreter::Command Interpreter::kCommands[] = {
     {"define-fun", &Interpreter::run_define_fun, Need::kLogic, true},
     {"define-fun-rec", &Interpreter::run_unsupported},
     {"define-funs-rec", &Interpreter::run_unsupported},
-    {"define-sort", &Interpreter::run_unsupported},
+    {"define-sort", &Interpreter::run_define_sort, Need::kLogic, true},
     {"echo", &Interpreter::run_echo, Need::kNothing, false, true},
     {"exit", &Interpreter::run_exit},
     {"get-assertions", &Interpreter::run_get_assertions, Need::kLogic, false,
@@ -116,6 +116,24 @@ bool Interpreter::run_declare_sort() {
   return fail(lexer_.token().position,
               "sort " + print_symbol(name) +
                   " cannot be declared; there are Bool, Int and Real");
+}
+
+bool Interpreter::run_define_sort() {
+  std::string name;
+  if (!read_symbol(name)) return false;
+  const Position position = lexer_.token().position;
+  if (lexer_.next().kind != TokenKind::kOpen) return fail_at_token("'('");
+  if (lexer_.next().kind != TokenKind::kClose) {
+    return fail(lexer_.token().position,
+                "a sort with parameters cannot be defined");
+  }
+  Sort sort = Sort::kBool;
+  if (!read_sort(sort) || !read_close()) return false;
+  if (!session_->symbols.define_sort(name, sort)) {
+    return fail(position, "sort " + print_symbol(name) + " is already in use");
+  }
+  mode_ = Mode::kAssert;
+  return true;
 }
 
 bool Interpreter::declare(const std::string& name) {

@@ -160,6 +160,7 @@ class Interpreter {
   bool run_declare_fun();
   bool run_declare_const();
   bool run_declare_sort();
+  bool run_define_sort();
   bool run_define_fun();
   bool run_define_const();
   bool run_assert();

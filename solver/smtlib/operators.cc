@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <iterator>
 
 #include "solver/terms/term_printer.h"
 
@@ -17,7 +18,13 @@ struct Arity {
 Arity arity_of(Operator op) {
   switch (op) {
     case Operator::kNot:
+    case Operator::kAbs:
+    case Operator::kToReal:
+    case Operator::kToInt:
+    case Operator::kIsInt:
       return {1, 1};
+    case Operator::kMod:
+      return {2, 2};
     case Operator::kIte:
       return {3, 3};
     // The standard asks for two, but generators of scripts write conjunctions
@@ -43,8 +50,37 @@ std::string_view operator_name(Operator op) {
   for (const auto& [name, named] : kOperatorNames) {
     if (named == op) return name;
   }
+  for (const auto& [name, named] : kArithmeticNames) {
+    if (named == op) return name;
+  }
   assert(false && "kNone has no name");
   return "";
+}
+
+Operator find_arithmetic_operator(std::string_view name,
+                                  const Arithmetic& arithmetic) {
+  const auto* const found =
+      std::find_if(std::begin(kArithmeticNames), std::end(kArithmeticNames),
+                   [name](const auto& entry) { return entry.first == name; });
+  if (found == std::end(kArithmeticNames)) return Operator::kNone;
+  bool exists = false;
+  switch (found->second) {
+    case Operator::kDiv:
+    case Operator::kMod:
+      exists = arithmetic.has_int;
+      break;
+    case Operator::kToReal:
+      exists = arithmetic.has_real;
+      break;
+    case Operator::kToInt:
+    case Operator::kIsInt:
+      exists = arithmetic.is_mixed();
+      break;
+    default:
+      exists = arithmetic.has_int || arithmetic.has_real;
+      break;
+  }
+  return exists ? found->second : Operator::kNone;
 }
 
 bool OperatorBuilder::check_count(Operator op, Position position,
@@ -74,10 +110,12 @@ bool OperatorBuilder::check_bool(Operator op, const PlacedTerm& argument,
 
 const Term* OperatorBuilder::as_sort(const Term* term, Sort sort) {
   if (term->sort == sort) return term;
-  if (term->kind == Kind::kNumber && sort == Sort::kReal) {
+  if (term->is_bool() || sort != Sort::kReal) return nullptr;
+  if (term->kind == Kind::kNumber) {
     return store_.make_number(term->number(), Sort::kReal);
   }
-  return nullptr;
+  if (!mixed_) return nullptr;
+  return store_.make_times(store_.make_number(QNumber(1), Sort::kReal), term);
 }
 
 // Makes the arguments agree in their sort.
@@ -152,6 +190,13 @@ const Term* OperatorBuilder::apply(Operator op, Position position,
       return store_.make_distinct(terms(arguments, count));
     case Operator::kDivide:
       return divide(arguments, count, error);
+    case Operator::kDiv:
+    case Operator::kMod:
+      return divide_integers(op, arguments, count, error);
+    case Operator::kToReal:
+    case Operator::kToInt:
+    case Operator::kIsInt:
+      return convert(op, arguments[0], error);
     default:
       if (!unify(op, arguments, count, false, error)) return nullptr;
       return apply_arithmetic(op, arguments, count);
@@ -220,6 +265,8 @@ const Term* OperatorBuilder::apply_arithmetic(Operator op,
                                               const PlacedTerm* arguments,
                                               std::size_t count) {
   switch (op) {
+    case Operator::kAbs:
+      return absolute(arguments[0].term);
     case Operator::kPlus:
       return store_.make_plus(terms(arguments, count));
     case Operator::kMinus: {
@@ -270,6 +317,81 @@ const Term* OperatorBuilder::divide(PlacedTerm* arguments, std::size_t count,
         store_.make_times(store_.make_number(inverse, Sort::kReal), result);
   }
   return result;
+}
+
+// The greatest q with q * divisor <= dividend for a positive divisor, the least
+// for a negative one: the remainder is never below 0.
+const Term* OperatorBuilder::divide_integers(Operator op,
+                                             const PlacedTerm* arguments,
+                                             std::size_t count,
+                                             ScriptError& error) {
+  const std::string name(operator_name(op));
+  for (std::size_t i = 0; i < count; ++i) {
+    const Term* term = arguments[i].term;
+    error.position = arguments[i].position;
+    if (term->sort != Sort::kInt) {
+      error.message =
+          name + " expects an Int here, not a " + print_sort(term->sort);
+      return nullptr;
+    }
+    if (term->kind != Kind::kNumber) {
+      error.message = name + " of a term that is no number is not supported";
+      return nullptr;
+    }
+    if (i > 0 && term->number().sign() == 0) {
+      error.message = name + " by zero";
+      return nullptr;
+    }
+  }
+  QNumber result = arguments[0].term->number();
+  for (std::size_t i = 1; i < count; ++i) {
+    const QNumber& divisor = arguments[i].term->number();
+    QNumber quotient = result;
+    quotient /= divisor;
+    quotient = divisor.sign() > 0 ? quotient.floor() : quotient.ceil();
+    if (op == Operator::kMod) {
+      quotient *= divisor;
+      result -= quotient;
+    } else {
+      result = quotient;
+    }
+  }
+  return store_.make_number(result, Sort::kInt);
+}
+
+const Term* OperatorBuilder::absolute(const Term* term) {
+  const Term* zero = store_.make_number(QNumber(0), term->sort);
+  const Term* negative = term->kind == Kind::kNumber
+                             ? store_.make_number(-term->number(), term->sort)
+                             : store_.make_negate(term);
+  return store_.make_ite(store_.make_leq(zero, term), term, negative);
+}
+
+// Integers times integers, plus a constant, are whole but for that constant:
+// then the integer below is the same with the constant rounded down.
+const Term* OperatorBuilder::convert(Operator op, const PlacedTerm& argument,
+                                     ScriptError& error) {
+  const std::string name(operator_name(op));
+  error.position = argument.position;
+  const Term* real = as_sort(argument.term, Sort::kReal);
+  if (real == nullptr) {
+    error.message = name + " expects a number here, not a Bool";
+    return nullptr;
+  }
+  if (op == Operator::kToReal) return real;
+  LinearSum sum;
+  const bool is_whole =
+      lineariser_.linearise(real, sum) && is_integer(sum) &&
+      std::all_of(sum.monomials.begin(), sum.monomials.end(),
+                  [](const auto& m) { return m.coefficient.is_integer(); });
+  if (!is_whole) {
+    error.message = name + " of a term that need not be whole is not supported";
+    return nullptr;
+  }
+  if (op == Operator::kIsInt)
+    return store_.make_bool(sum.constant.is_integer());
+  sum.constant = sum.constant.floor();
+  return make_sum(store_, sum);
 }
 
 }  // namespace vorn::solver

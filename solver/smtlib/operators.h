@@ -11,6 +11,8 @@
 
 #include "solver/proof/written_terms.h"
 #include "solver/smtlib/lexer.h"
+#include "solver/smtlib/logics.h"
+#include "solver/terms/linear_sum.h"
 #include "solver/terms/term.h"
 #include "solver/terms/term_store.h"
 
@@ -37,6 +39,12 @@ enum class Operator : std::uint8_t {
   kMinus,
   kTimes,
   kDivide,
+  kAbs,
+  kDiv,
+  kMod,
+  kToReal,
+  kToInt,
+  kIsInt,
 };
 
 inline constexpr std::pair<std::string_view, Operator> kOperatorNames[] = {
@@ -60,6 +68,19 @@ inline constexpr std::pair<std::string_view, Operator> kOperatorNames[] = {
     {"/", Operator::kDivide},
 };
 
+/// Functions that some logics have and others have not. So a script may give
+/// their names to something of its own.
+inline constexpr std::pair<std::string_view, Operator> kArithmeticNames[] = {
+    {"abs", Operator::kAbs},      {"div", Operator::kDiv},
+    {"mod", Operator::kMod},      {"to_real", Operator::kToReal},
+    {"to_int", Operator::kToInt}, {"is_int", Operator::kIsInt},
+};
+
+/// What this is the name of in a logic with such arithmetic: one of
+/// kArithmeticNames, or kNone.
+Operator find_arithmetic_operator(std::string_view name,
+                                  const Arithmetic& arithmetic);
+
 /// The name of a predefined function other than kNone.
 std::string_view operator_name(Operator op);
 
@@ -75,7 +96,8 @@ struct PlacedTerm {
 
 /// Applies predefined functions with the rules of SMT-LIB for their numbers
 /// and sorts of arguments: chains of comparisons, left and right
-/// associativity, numerals that become reals beside reals.
+/// associativity, numerals that become reals beside reals. In a logic with both
+/// sorts an integer term stands beside reals as its value: 1.0 times the term.
 ///
 /// Cost: O(arguments) new terms for one application; `distinct` is one term.
 class OperatorBuilder {
@@ -83,14 +105,17 @@ class OperatorBuilder {
   /// `store` is borrowed.
   explicit OperatorBuilder(TermStore& store) : store_(store) {}
 
+  /// Whether there are both integers and reals from now on; at first not.
+  void set_mixed(bool mixed) { mixed_ = mixed; }
+
   /// The application of `op`, written at `position`, or null with `error` set.
   /// May turn numbers of sort kInt in `arguments` into reals.
   /// Requires: op is not kNone.
   const Term* apply(Operator op, Position position, PlacedTerm* arguments,
                     std::size_t count, ScriptError& error);
 
-  /// The term as one of this sort, or null if it has another one and is no
-  /// number that can be read as it.
+  /// The term as one of this sort, or null if it has another one and cannot be
+  /// read as it: numbers can, and in a logic with both sorts all integers.
   const Term* as_sort(const Term* term, Sort sort);
 
  private:
@@ -108,10 +133,17 @@ class OperatorBuilder {
                     std::size_t count);
   const Term* divide(PlacedTerm* arguments, std::size_t count,
                      ScriptError& error);
+  const Term* divide_integers(Operator op, const PlacedTerm* arguments,
+                              std::size_t count, ScriptError& error);
+  const Term* absolute(const Term* term);
+  const Term* convert(Operator op, const PlacedTerm& argument,
+                      ScriptError& error);
   std::vector<const Term*> terms(const PlacedTerm* arguments,
                                  std::size_t count) const;
 
   TermStore& store_;
+  Lineariser lineariser_;
+  bool mixed_ = false;
 };
 
 }  // namespace vorn::solver

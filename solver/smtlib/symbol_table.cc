@@ -3,6 +3,8 @@
 
 #include <utility>
 
+#include "solver/terms/term_printer.h"
+
 namespace vorn::solver {
 namespace {
 
@@ -37,14 +39,34 @@ bool SymbolTable::define(const std::string& name, Meaning meaning) {
   // The trail first: should the table then run out of memory, a rollback
   // erases a name that is not there.
   if (globals_.count(name) != 0) return false;
-  trail_.push_back(name);
+  trail_.push_back({name, false});
   globals_.emplace(name, std::move(meaning));
+  return true;
+}
+
+const Sort* SymbolTable::find_sort(const std::string& name) const {
+  const auto found = sorts_.find(name);
+  return found == sorts_.end() ? nullptr : &found->second;
+}
+
+bool SymbolTable::define_sort(const std::string& name, Sort sort) {
+  for (const Sort predefined : {Sort::kBool, Sort::kInt, Sort::kReal}) {
+    if (name == print_sort(predefined)) return false;
+  }
+  if (sorts_.count(name) != 0) return false;
+  trail_.push_back({name, true});
+  sorts_.emplace(name, sort);
   return true;
 }
 
 void SymbolTable::rollback(std::size_t mark) {
   while (trail_.size() > mark) {
-    globals_.erase(trail_.back());
+    const Defined& last = trail_.back();
+    if (last.is_sort) {
+      sorts_.erase(last.name);
+    } else {
+      globals_.erase(last.name);
+    }
     trail_.pop_back();
   }
 }

@@ -57,6 +57,14 @@ class SymbolTable {
   /// the name has one already.
   bool define(const std::string& name, Meaning meaning);
 
+  /// The sort that define_sort has given this name to, or null.
+  /// Ensures: valid until the next change.
+  const Sort* find_sort(const std::string& name) const;
+
+  /// Makes `name` another name of a sort until it is rolled back; sorts and
+  /// terms may have the same name. False, without effect, if a sort has it.
+  bool define_sort(const std::string& name, Sort sort);
+
   /// The state of the definitions, for rollback. Requires for its use: no
   /// rollback to an earlier one in between.
   std::size_t mark() const { return trail_.size(); }
@@ -74,8 +82,14 @@ class SymbolTable {
  private:
   using Locals = std::unordered_map<std::string, std::vector<Meaning>>;
 
+  struct Defined {
+    std::string name;
+    bool is_sort;
+  };
+
   std::unordered_map<std::string, Meaning> globals_;
-  std::vector<std::string> trail_;  // defined names, in order
+  std::unordered_map<std::string, Sort> sorts_;
+  std::vector<Defined> trail_;  // in order
   // The bindings of a name, innermost last. An emptied list stays until no
   // variable is bound at all, since a `let` in a loop reuses its names.
   Locals locals_;

@@ -223,6 +223,7 @@ bool TermParser::open_bracket(PlacedTerm& value) {
       lexer_.next();
       return true;
     }
+    if (token.text == "as") return read_qualified(value);
     if (token.text == "forall" || token.text == "exists") {
       return fail(token.position, "quantifiers are not supported");
     }
@@ -232,20 +233,46 @@ bool TermParser::open_bracket(PlacedTerm& value) {
   return open_application(open, begin, value);
 }
 
+// (as NAME SORT), of which NAME is read next.
+bool TermParser::read_qualified(PlacedTerm& value) {
+  const Position open = value.position;
+  lexer_.next();
+  value.position = lexer_.token().position;
+  if (!is_symbol(lexer_.token())) return fail_at_token("a symbol");
+  if (!read_name(value)) return false;
+  lexer_.next();
+  const Position position = lexer_.token().position;
+  Sort sort = Sort::kBool;
+  if (!parse_sort(sort)) return false;
+  if (sort != value.term->sort) {
+    return fail(position, std::string("this is of sort ") +
+                              print_sort(value.term->sort) + ", not " +
+                              print_sort(sort));
+  }
+  value.position = open;
+  return expect_close("')' after the sort");
+}
+
 bool TermParser::open_application(Position open, std::size_t begin,
                                   PlacedTerm& value) {
   const Token& token = lexer_.token();
   const Meaning* meaning = symbols_.find(token.text);
-  if (meaning == nullptr) {
+  const Operator arithmetic =
+      meaning == nullptr ? find_arithmetic_operator(token.text, arithmetic_)
+                         : Operator::kNone;
+  if (meaning == nullptr && arithmetic == Operator::kNone) {
     return fail(token.position, "unknown function " + describe(token));
   }
-  if (meaning->term != nullptr) {
+  if (meaning != nullptr && meaning->term != nullptr) {
     return fail(token.position, describe(token) + " takes no arguments");
   }
   Frame frame;
   frame.kind = FrameKind::kApply;
-  frame.op = meaning->op;
-  frame.macro = meaning->macro.get();
+  frame.op = arithmetic;
+  if (meaning != nullptr) {
+    frame.op = meaning->op;
+    frame.macro = meaning->macro.get();
+  }
   frame.open = open;
   frame.head = token.position;
   frame.begin = begin;
@@ -473,6 +500,13 @@ void TermParser::note_atoms(const Frame& frame, const Term* term) {
     case Operator::kGeq:
     case Operator::kGreater:
       break;
+    case Operator::kAbs:
+      // Its condition is an atom that is written nowhere.
+      if (term->kind == Kind::kIte) {
+        atoms_.push_back(
+            {{term->arg(0), frame.open}, frame.begin, lexer_.end()});
+      }
+      return;
     default:
       return;
   }
@@ -514,6 +548,11 @@ bool TermParser::parse_sort(Sort& sort) {
     }
     if (token.text == "Real" && arithmetic_.has_real) {
       sort = Sort::kReal;
+      return true;
+    }
+    const Sort* defined = symbols_.find_sort(token.text);
+    if (defined != nullptr) {
+      sort = *defined;
       return true;
     }
     if (token.text == "Int" || token.text == "Real") {

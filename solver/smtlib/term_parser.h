@@ -56,6 +56,7 @@ class TermParser {
   /// Which sorts and numerals there are from now on.
   void set_arithmetic(const Arithmetic& arithmetic) {
     arithmetic_ = arithmetic;
+    builder_.set_mixed(arithmetic.is_mixed());
   }
 
   /// Keeps terms as they are written, too, from now on. Borrowed.
@@ -121,6 +122,7 @@ class TermParser {
   bool read_number(PlacedTerm& value);
   bool read_name(PlacedTerm& value);
   bool open_bracket(PlacedTerm& value);
+  bool read_qualified(PlacedTerm& value);
   bool open_application(Position open, std::size_t begin, PlacedTerm& value);
   bool open_binding();
   bool deliver(PlacedTerm& value);

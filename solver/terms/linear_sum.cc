@@ -25,6 +25,20 @@ bool is_integer(const LinearSum& sum) {
       [](const LinearSum::Monomial& m) { return m.leaf->sort == Sort::kInt; });
 }
 
+const Term* make_sum(TermStore& store, const LinearSum& sum) {
+  std::vector<const Term*> parts;
+  for (const LinearSum::Monomial& m : sum.monomials) {
+    const Term* factor = store.make_number(m.coefficient);
+    parts.push_back(m.coefficient == QNumber(1)
+                        ? m.leaf
+                        : store.make_times(factor, m.leaf));
+  }
+  if (parts.empty() || sum.constant.sign() != 0) {
+    parts.push_back(store.make_number(sum.constant));
+  }
+  return store.make_plus(parts);
+}
+
 bool Lineariser::linearise(const Term* term, LinearSum& sum) {
   heap_.clear();
   push(term, QNumber(1));

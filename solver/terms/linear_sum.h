@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "solver/terms/term.h"
+#include "solver/terms/term_store.h"
 #include "vorn/numbers/q_number.h"
 
 namespace vorn::solver {
@@ -32,6 +33,10 @@ struct LinearSum {
 
 /// Whether every leaf is an integer.
 bool is_integer(const LinearSum& sum);
+
+/// The sum as a term, of sort Int if every leaf is an integer and every number
+/// in it is integral.
+const Term* make_sum(TermStore& store, const LinearSum& sum);
 
 /// Turns arithmetic terms into linear sums. An object keeps its buffer between
 /// calls, which saves allocations when many small atoms are turned.

@@ -194,6 +194,36 @@ const Session kSessions[] = {
      "(set-option :random-seed 3)(set-option :propagation off)"
      "(set-option :machines off)(check-sat)(get-option :random-seed)",
      "sat\nsat\n3\n"},
+    {"sorts by other names",
+     "(set-logic QF_LIA)(define-sort Time () Int)(define-sort T () Time)"
+     "(declare-const x T)(declare-fun T () Time)"
+     "(define-fun late ((t T)) Bool (< 5 t))(assert (late x))"
+     "(assert (= T (as x T)))(check-sat)(get-model)(push)"
+     "(define-sort P () Bool)(declare-const p P)(pop)(define-sort P () Int)"
+     "(declare-const p P)(check-sat)(get-value (p))",
+     "sat\n(\n  (define-fun x () Int 6)\n  (define-fun T () Int 6)\n)\n"
+     "sat\n((p 0))\n"},
+    {"absolute values",
+     "(set-logic QF_IDL)(declare-const x Int)(declare-const y Int)"
+     "(assert (<= (abs (- x y)) 3))(assert (< 2 (abs (- y x))))(push)"
+     "(assert (< x y))(check-sat)(get-value ((- y x) (abs (- x y))))(pop)"
+     "(assert (distinct (abs (- x y)) 3))(check-sat)",
+     "sat\n(((- y x) 3)\n ((abs (- x y)) 3))\nunsat\n"},
+    {"an integer means its value among reals",
+     "(declare-const x Int)(declare-const y Int)(declare-const r Real)"
+     "(define-fun half ((a Real)) Real (+ a 0.5))"
+     "(assert (< 1.5 x (half 2)))(assert (= y (+ x (to_real 2))))"
+     "(assert (<= (half y) (+ x 2.5)))"
+     "(assert (= r (ite (< x 0) 1 2.5)))(check-sat)"
+     "(get-value (x (to_real x) (/ x 4) (to_int (+ x 0.5)) y r))"
+     "(assert (or (= x 1.5) (< y (half 3))))(check-sat)",
+     "sat\n((x 2)\n ((to_real x) 2.0)\n ((/ x 4) (/ 1.0 2.0))\n"
+     " ((to_int (+ x 0.5)) 2)\n (y 4)\n (r (/ 5.0 2.0)))\nunsat\n"},
+    {"names that only some logics have",
+     "(set-logic QF_IDL)(declare-const mod Int)"
+     "(define-fun abs ((x Int)) Int x)(assert (< (abs mod) 0))(check-sat)"
+     "(get-value ((abs mod)))",
+     "sat\n(((abs mod) (- 1)))\n"},
     {"huge numbers",
      "(set-option :produce-models true)(set-logic QF_IDL)"
      "(declare-const x Int)(declare-const y Int)"

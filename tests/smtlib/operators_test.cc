@@ -14,9 +14,13 @@ TEST(OperatorBuilderTest, OperatorNameInvertsTheTable) {
   for (const auto& [name, op] : kOperatorNames) {
     EXPECT_EQ(operator_name(op), name);
   }
+  for (const auto& [name, op] : kArithmeticNames) {
+    EXPECT_EQ(operator_name(op), name);
+  }
 }
 
 // Only numbers may change their sort: a symbol that did would be another one.
+// In a logic with both sorts it becomes part of a term.
 TEST(OperatorBuilderTest, AsSortTurnsOnlyIntNumbersIntoReals) {
   TermStore store;
   OperatorBuilder builder(store);
@@ -30,6 +34,12 @@ TEST(OperatorBuilderTest, AsSortTurnsOnlyIntNumbersIntoReals) {
   EXPECT_EQ(builder.as_sort(p, Sort::kInt), nullptr);
   EXPECT_EQ(builder.as_sort(store.make_number(3, Sort::kReal), Sort::kInt),
             nullptr);
+  builder.set_mixed(true);
+  const Term* converted = builder.as_sort(x, Sort::kReal);
+  ASSERT_NE(converted, nullptr);
+  EXPECT_EQ(converted->sort, Sort::kReal);
+  EXPECT_EQ(builder.as_sort(p, Sort::kReal), nullptr);
+  EXPECT_EQ(builder.as_sort(converted, Sort::kInt), nullptr);
 }
 
 // A wide application costs its width once, not its square.

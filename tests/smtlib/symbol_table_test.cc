@@ -56,6 +56,24 @@ TEST_F(SymbolTableTest, RollbackForgetsWhatCameSince) {
   EXPECT_EQ(term_of("b"), x_);
 }
 
+// Sorts have names of their own, and go with the level that named them.
+TEST_F(SymbolTableTest, DefineSortLastsUntilRolledBack) {
+  EXPECT_FALSE(table_.define_sort("Int", Sort::kReal));
+  EXPECT_TRUE(table_.define_sort("T", Sort::kInt));
+  EXPECT_FALSE(table_.define_sort("T", Sort::kReal));
+  const std::size_t mark = table_.mark();
+  EXPECT_TRUE(table_.define_sort("U", Sort::kBool));
+  EXPECT_TRUE(define("T", x_));
+  EXPECT_TRUE(define("U", y_));
+  ASSERT_NE(table_.find_sort("U"), nullptr);
+  EXPECT_EQ(*table_.find_sort("U"), Sort::kBool);
+  table_.rollback(mark);
+  EXPECT_EQ(table_.find_sort("U"), nullptr);
+  EXPECT_EQ(term_of("T"), nullptr);
+  EXPECT_EQ(*table_.find_sort("T"), Sort::kInt);
+  EXPECT_EQ(table_.find_sort("Int"), nullptr);
+}
+
 // Inner bindings hide outer ones and the globals until they end.
 TEST_F(SymbolTableTest, BindHidesUntilUnbound) {
   define("a", x_);

@@ -140,6 +140,67 @@ TEST(TermParserTest, ParseOfNumeralsFollowsTheirNeighbours) {
   EXPECT_EQ(read("(ite p 1 r)", kBoth), "(ite p 1.0 r)");
 }
 
+// Beside a real an integer is its value; nothing is lost on the way back.
+TEST(TermParserTest, ParseOfMixedArithmeticConvertsIntegers) {
+  EXPECT_EQ(read("(< x r)", kBoth), "(< (* 1.0 x) r)");
+  EXPECT_EQ(read("(= x 2.5)", kBoth), "(= (* 1.0 x) (/ 5.0 2.0))");
+  EXPECT_EQ(read("(+ x y r)", kBoth), "(+ (* 1.0 x) (* 1.0 y) r)");
+  EXPECT_EQ(read("(ite p x r)", kBoth), "(ite p (* 1.0 x) r)");
+  EXPECT_EQ(read("(/ x 2)", kBoth), "(* (/ 1.0 2.0) (* 1.0 x))");
+  EXPECT_EQ(read("(to_real x)", kBoth), "(* 1.0 x)");
+  EXPECT_EQ(read("(to_real 3)", kBoth), "3.0");
+  EXPECT_EQ(read("(to_real x)", kReals), "x");
+  EXPECT_EQ(read("(to_int (to_real x))", kBoth), "x");
+  EXPECT_EQ(read("(to_int x)", kBoth), "x");
+  EXPECT_EQ(read("(to_int (+ x 0.5 (* 2 y)))", kBoth), "(+ x (* 2 y))");
+  EXPECT_EQ(read("(to_int (- x 0.5))", kBoth), "(+ x (- 1))");
+  EXPECT_EQ(read("(to_int (- 2.5))", kBoth), "(- 3)");
+  EXPECT_EQ(read("(is_int (+ x 2.0))", kBoth), "true");
+  EXPECT_EQ(read("(is_int (- x 0.5))", kBoth), "false");
+  EXPECT_EQ(read("(is_int 2.5)", kBoth), "false");
+}
+
+// Absolute values are cases; division rounds so that no remainder is negative.
+TEST(TermParserTest, ParseOfAbsDivAndModBuildsThem) {
+  EXPECT_EQ(read("(abs x)"), "(ite (<= 0 x) x (* (- 1) x))");
+  EXPECT_EQ(read("(abs r)", kReals), "(ite (<= 0.0 r) r (* (- 1.0) r))");
+  EXPECT_EQ(read("(abs (- 3))"), "3");
+  EXPECT_EQ(read("(abs (- 2.5))", kReals), "(/ 5.0 2.0)");
+  const struct {
+    int dividend;
+    int divisor;
+    const char* quotient;
+    const char* remainder;
+  } kDivisions[] = {
+      {7, 2, "3", "1"},   {-7, 2, "(- 4)", "1"}, {7, -2, "(- 3)", "1"},
+      {-7, -2, "4", "1"}, {6, 3, "2", "0"},      {-6, 3, "(- 2)", "0"},
+      {0, -5, "0", "0"},  {1, 1000, "0", "1"},   {-1, 1000, "(- 1)", "999"}};
+  for (const auto& row : kDivisions) {
+    const std::string numbers = " " + std::to_string(row.dividend) + " " +
+                                std::to_string(row.divisor) + ")";
+    SCOPED_TRACE(numbers);
+    EXPECT_EQ(read("(div" + numbers), row.quotient);
+    EXPECT_EQ(read("(mod" + numbers), row.remainder);
+  }
+  EXPECT_EQ(read("(div 100 7 (- 2))"), "(- 7)");
+  EXPECT_EQ(read("(+ x (mod (+ 3 4) 4))"), "(+ x 3)");
+}
+
+// A qualified name is the name, if the sort is right.
+TEST(TermParserTest, ParseOfQualifiedNameIsTheName) {
+  EXPECT_EQ(read("(as x Int)"), "x");
+  EXPECT_EQ(read("(and (as p Bool) (< (as |x| Int) y))"), "(and p (< x y))");
+  EXPECT_EQ(read("(let ((x p)) (as x Bool))"), "p");
+}
+
+// A name that only some logics have is free for the script.
+TEST(TermParserTest, ParseOfNameOfItsOwnHidesTheArithmeticFunction) {
+  EXPECT_EQ(read("(let ((abs x)) (< abs 0))"), "(< x 0)");
+  Reading reading(kIntegers);
+  EXPECT_EQ(reading.read("(! p :named mod)"), "p");
+  EXPECT_EQ(reading.read("(and q mod)"), "(and q p)");
+}
+
 // let binds all its variables at once, and inner ones hide outer ones.
 TEST(TermParserTest, ParseOfLetBindsInParallelAndShadows) {
   EXPECT_EQ(read("(let ((x y) (y x)) (< x y))"), "(< y x)");
@@ -236,6 +297,27 @@ TEST(TermParserTest, ParseOfWrongTermsReportsThem) {
       {"(/ x 2)", "1:4 / expects a Real here, not an Int"},
       {"(/ r r)", "1:6 / by a term that is no number is not supported"},
       {"(/ r 0)", "1:6 division by zero"},
+      {"abs", "1:1 unknown symbol abs"},
+      {"(abs x y)", "1:2 abs takes 1 argument, not 2"},
+      {"(abs p)", "1:6 abs expects a number here, not a Bool"},
+      {"(let ((abs x)) (abs x))", "1:17 abs takes no arguments"},
+      {"(div x 2)", "1:6 div of a term that is no number is not supported"},
+      {"(div 2 x)", "1:8 div of a term that is no number is not supported"},
+      {"(div 2 0)", "1:8 div by zero"},
+      {"(div 2 1 0)", "1:10 div by zero"},
+      {"(mod 2 (- 1 1))", "1:8 mod by zero"},
+      {"(mod 2 3 4)", "1:2 mod takes 2 arguments, not 3"},
+      {"(mod p 2)", "1:6 mod expects an Int here, not a Bool"},
+      {"(mod 1.5 2)", "1:6 mod expects an Int here, not a Real"},
+      {"(to_real x)", "1:2 unknown function to_real"},
+      {"(to_int x)", "1:2 unknown function to_int"},
+      {"(is_int x)", "1:2 unknown function is_int"},
+      {"(as x Real)", "1:7 sort Real does not exist in this logic"},
+      {"(as x Bool)", "1:7 this is of sort Int, not Bool"},
+      {"(as 3 Int)", "1:5 expected a symbol, not 3"},
+      {"(as f Int)", "1:5 f is a function and needs arguments"},
+      {"(as x Int y)", "1:11 expected ')' after the sort, not y"},
+      {"((as f Bool) x y)", "1:2 expected a function, not '('"},
       {"(forall ((z Int)) p)", "1:2 quantifiers are not supported"},
       {"(_ bv1 2)", "1:2 _ is not supported in terms"},
       {"(let () p)", "1:7 expected a binding, not ')'"},
@@ -261,6 +343,21 @@ TEST(TermParserTest, ParseOfWrongTermsReportsThem) {
     SCOPED_TRACE(wrong.text);
     EXPECT_EQ(read(wrong.text), wrong.error);
   }
+}
+
+// What the term says of reals is no integer's business.
+TEST(TermParserTest, ParseOfWrongConversionsReportsThem) {
+  EXPECT_EQ(read("(to_int r)", kBoth),
+            "1:9 to_int of a term that need not be whole is not supported");
+  EXPECT_EQ(read("(is_int (/ x 2))", kBoth),
+            "1:9 is_int of a term that need not be whole is not supported");
+  EXPECT_EQ(read("(to_int (* x x))", kBoth),
+            "1:9 to_int of a term that need not be whole is not supported");
+  EXPECT_EQ(read("(to_real p)", kBoth),
+            "1:10 to_real expects a number here, not a Bool");
+  EXPECT_EQ(read("(div 1 2)", kReals), "1:2 unknown function div");
+  EXPECT_EQ(read("(to_int 1)", kReals), "1:2 unknown function to_int");
+  EXPECT_EQ(read("(+ x p)", kBoth), "1:6 + expects a number here, not a Bool");
 }
 
 // Where nothing is asserted a name would outlive its term.
