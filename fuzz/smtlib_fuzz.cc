@@ -75,8 +75,8 @@ class Host : public SessionHost {
     keep(reply);
     return true;
   }
-  bool write_diagnostics(std::string_view reply) override {
-    keep(reply);
+  bool write_diagnostics(std::string_view text) override {
+    output_ += text;
     return true;
   }
   // Files are not for an input to choose.

@@ -211,11 +211,15 @@ DifferenceTheory::Span DifferenceTheory::span_of(
 }
 
 bool DifferenceTheory::final_check(std::vector<Literal>& /*conflict*/) {
+  choose_model();
+  return true;
+}
+
+void DifferenceTheory::choose_model() {
   // Implied ones too: a looser bound may have the larger multiple of eps.
   std::vector<int> active;
   for (const Active& a : active_) active.push_back(a.id);
   model_.choose(problem_.atoms(), active, graph_.graph());
-  return true;
 }
 
 bool DifferenceTheory::next_lemma(std::vector<Literal>& clause) {

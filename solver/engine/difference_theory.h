@@ -71,8 +71,9 @@ class DifferenceTheory final : public Theory {
   /// Requires: the search is at level 0 and up to date.
   void find_machines();
 
-  /// The value of a variable in the last model; nothing for a term that has
-  /// none. Strict bounds hold with the eps chosen for that model.
+  /// The value of a variable in the last model, or in what the search had
+  /// reached when it was stopped; nothing for a term that has none. Strict
+  /// bounds hold with the eps chosen for that model.
   std::optional<QNumber> model_value(const Term* variable) const {
     return model_.value(problem_.atoms().node_of(variable));
   }
@@ -114,6 +115,7 @@ class DifferenceTheory final : public Theory {
                  std::vector<Literal>& conflict) override;
   void explain(Literal literal, std::vector<Literal>& reason) override;
   bool final_check(std::vector<Literal>& conflict) override;
+  void stopped() override { choose_model(); }
   std::optional<bool> advise(int variable) const override {
     if (!machines_) return {};
     return machines_->advise(variable);
@@ -149,6 +151,7 @@ class DifferenceTheory final : public Theory {
   using Span = std::pair<std::size_t, std::size_t>;
   Span span_of(const std::vector<int>& constraints);
   void learn_from_conflict();
+  void choose_model();
 
   Problem& problem_;          // borrowed
   Search* search_ = nullptr;  // borrowed

@@ -140,6 +140,7 @@ bool Engine::synchronise() {
     machinery_->theory.set_recorder(graph_recorder_);
   }
   machinery_->search.set_stop(stop_);
+  machinery_->search.set_conflict_limit(conflict_limit_);
   machinery_->search.set_progress(progress_);
   machinery_->theory.set_logger(logger_);
   while (machinery_->num_assertions < assertions_.size() ||
@@ -231,7 +232,11 @@ Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
       std::sort(failed_assumptions_.begin(), failed_assumptions_.end());
       return Answer::kUnsat;
     case Search::Result::kUnknown:
-      return stopped();
+      model_ = std::make_unique<Model>(*machinery_);
+      unknown_reason_ = stop_ != nullptr && stop_->load()
+                            ? UnknownReason::kStopped
+                            : UnknownReason::kConflictLimit;
+      return Answer::kUnknown;
   }
   model_ = std::make_unique<Model>(*machinery_);
   if (options_.check_models && !model_holds(assumptions)) {

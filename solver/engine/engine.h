@@ -53,6 +53,8 @@ enum class UnknownReason {
   kNone,
   /// The stop flag was set.
   kStopped,
+  /// The limit of conflicts was reached.
+  kConflictLimit,
   /// Memory ran out. Nothing asserted is lost; what was learnt is.
   kMemout,
   /// A model did not satisfy the assertions: a defect, and never called sat.
@@ -119,7 +121,12 @@ class Engine {
   /// After kUnknown.
   UnknownReason unknown_reason() const { return unknown_reason_; }
 
-  /// After kSat, until the next check: the value of a term. Symbols that no
+  /// Whether there are values to ask for: after kSat; and after kUnknown if the
+  /// search was cut short. Then they are the ones that it had reached, which
+  /// need not satisfy the assertions.
+  bool has_model() const { return model_ != nullptr; }
+
+  /// If has_model(), until the next check: the value of a term. Symbols that no
   /// assertion mentions are false and 0.
   bool bool_value(const Term* term);
   /// The same for an arithmetic term.
@@ -129,6 +136,9 @@ class Engine {
   /// looked at between assertions that are encoded and between steps of the
   /// search, not inside a step of the graph.
   void set_stop(const std::atomic<bool>* stop) { stop_ = stop; }
+  /// Makes each check end with kUnknown once it has met so many conflicts; 0:
+  /// as many as it takes. The same limit gives the same answers on every run.
+  void set_conflict_limit(std::uint64_t limit) { conflict_limit_ = limit; }
   /// The flag that set_stop was given.
   const std::atomic<bool>* stop() const { return stop_; }
   /// Where the graph logs; null for nowhere.
@@ -174,6 +184,7 @@ class Engine {
   ScopeStack<std::vector<const Term*>> scopes_{assertions_};
 
   const std::atomic<bool>* stop_ = nullptr;
+  std::uint64_t conflict_limit_ = 0;
   Logger* logger_ = nullptr;
   GraphRecorder* graph_recorder_ = nullptr;
   std::function<void(const SearchStatistics&)> progress_;

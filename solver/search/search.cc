@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <limits>
 
 namespace vorn::solver {
 
@@ -36,8 +37,14 @@ Search::Result Search::solve(const std::vector<Literal>& assumptions) {
   failed_.clear();
   if (!consistent_) return Result::kUnsat;
   assumptions_ = assumptions;
+  last_conflict_ = std::numeric_limits<std::uint64_t>::max();
+  if (conflict_limit_ < last_conflict_ - statistics_.conflicts &&
+      conflict_limit_ > 0) {
+    last_conflict_ = statistics_.conflicts + conflict_limit_;
+  }
   const Result result = do_solve();
-  if (result == Result::kSat) save_model();
+  if (result != Result::kUnsat) save_model();
+  if (result == Result::kUnknown && theory_ != nullptr) theory_->stopped();
   backtrack(0);
   // At level 0 nothing has a reason.
   collect_explanations();
@@ -158,8 +165,11 @@ int Search::reusable_level() {
 void Search::save_model() {
   model_.resize(variables_.size());
   for (int variable = 0; variable < num_variables(); ++variable) {
-    model_[static_cast<std::size_t>(variable)] =
-        value(Literal(variable, false));
+    Value& model_value = model_[static_cast<std::size_t>(variable)];
+    model_value = value(Literal(variable, false));
+    if (model_value == Value::kUnassigned) {
+      model_value = phases_.saved(variable) ? Value::kTrue : Value::kFalse;
+    }
   }
 }
 

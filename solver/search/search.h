@@ -108,12 +108,14 @@ class Search {
   // --- Solving ----------------------------------------------------------
 
   /// Looks for an assignment that satisfies the clauses, the assumptions and
-  /// the theory. kUnknown only when stopped.
+  /// the theory. kUnknown only when stopped, or at the limit of conflicts.
   /// Ensures: level 0, and the theory is at level 0.
   Result solve(const std::vector<Literal>& assumptions = {});
 
   /// After kSat, until the next solve: whether `literal` is true in the model.
-  /// A literal of a variable made since is false.
+  /// A literal of a variable made since is false. After kUnknown likewise in
+  /// the assignment that was reached, where variables without a value have the
+  /// one that would have been tried first.
   bool model_value(Literal literal) const {
     const auto position = static_cast<std::size_t>(literal.variable());
     return position < model_.size() &&
@@ -133,6 +135,10 @@ class Search {
   /// Makes solve return kUnknown soon after `*stop` becomes true. Null takes
   /// the flag away. Polled at every conflict and every decision.
   void set_stop(const std::atomic<bool>* stop) { stop_ = stop; }
+
+  /// Makes each solve return kUnknown once it has met so many conflicts; 0: as
+  /// many as it takes.
+  void set_conflict_limit(std::uint64_t limit) { conflict_limit_ = limit; }
 
   /// Calls `progress` every SearchOptions::progress_interval conflicts. It must
   /// not call the search, except for statistics().
@@ -253,7 +259,8 @@ class Search {
   int reusable_level();
   void save_model();
   bool is_stopped() const {
-    return stop_ != nullptr && stop_->load(std::memory_order_relaxed);
+    return statistics_.conflicts >= last_conflict_ ||
+           (stop_ != nullptr && stop_->load(std::memory_order_relaxed));
   }
 
   // trail.cc: assigning and taking back.
@@ -380,7 +387,10 @@ class Search {
   std::uint64_t next_rephase_;  // in conflicts
   std::uint64_t num_rephases_ = 0;
 
-  // One solve.
+  // One solve; it ends when there are as many conflicts in all as
+  // last_conflict_ says.
+  std::uint64_t conflict_limit_ = 0;
+  std::uint64_t last_conflict_ = 0;
   std::vector<Literal> assumptions_;
   std::vector<Value> model_;
   std::vector<Literal> failed_;

@@ -71,6 +71,11 @@ class Theory {
   /// `conflict` as in propagate.
   virtual bool final_check(std::vector<Literal>& conflict) = 0;
 
+  /// The search gives up, between two calls of propagate, and takes all levels
+  /// back: what is to be said of the literals assigned so far must be saved
+  /// before returning.
+  virtual void stopped() {}
+
   /// Why the clause that was handed out last holds; for listeners.
   virtual ClauseOrigin origin() const { return {ClauseKind::kCycle}; }
 

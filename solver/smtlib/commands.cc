@@ -301,6 +301,7 @@ bool Interpreter::run_reset() {
   options_.print_success = print_success;
   mode_ = Mode::kStart;
   logic_set_ = false;
+  status_.clear();
   return true;
 }
 
@@ -368,6 +369,7 @@ bool Interpreter::run_check_sat_assuming() {
 
 void Interpreter::check() {
   core_settled_ = false;
+  assignment_ = false;
   mode_ = Mode::kUnknown;
   Answer answer = Answer::kUnknown;
   reason_unknown_ = "memout";
@@ -375,7 +377,9 @@ void Interpreter::check() {
     checking_ = true;
     host_.check_started(options_.timeout, kUnknown);
     if (host_.stop() == SessionHost::Stop::kNone) {
+      session_->stack->engine().set_conflict_limit(options_.conflict_limit);
       answer = session_->stack->check(terms_of(assumptions_));
+      assignment_ = session_->stack->engine().has_model();
       reason_unknown_ = engine_reason();
     }
     if (!host_.check_finished()) {
@@ -397,15 +401,18 @@ void Interpreter::check() {
     case Answer::kSat:
       mode_ = Mode::kSat;
       reply_ = "sat\n";
+      compare_with_status("sat");
       break;
     case Answer::kUnsat:
       mode_ = Mode::kUnsat;
       reply_ = "unsat\n";
+      compare_with_status("unsat");
       if (options_.keep_proof) proof_ = proof_text();
       if (options_.explain) explain();
       break;
     case Answer::kUnknown:
       if (!replied_) reply_ = kUnknown;
+      compare_with_status("unknown");
       break;
   }
 }

@@ -111,6 +111,10 @@ bool Interpreter::allowed(const Command& command) {
       return true;
     case Need::kModel:
       if (mode_ == Mode::kSat) return true;
+      if (mode_ == Mode::kUnknown) {
+        if (session_ != nullptr && assignment_) return true;
+        return fail(command_, "there is no assignment to show");
+      }
       return fail(command_, name +
                                 " is possible only while the last answer "
                                 "is sat");
@@ -295,13 +299,13 @@ bool Interpreter::check_fragment(const ParsedTerm& term) {
   if (atom == nullptr) return true;
   const WrittenTerm place = session_->parser->find_atom(atom, term);
   constexpr std::size_t kShown = 120;
-  const std::string shown =
-      on_one_line(lexer_.text(place.begin, place.end), kShown);
+  const std::string shown = on_one_line(
+      without_comments(lexer_.text(place.begin, place.end)), kShown);
   return fail(place.position, shown + " is outside difference logic");
 }
 
 std::string Interpreter::text_of(const ParsedTerm& term) {
-  return std::string(lexer_.text(term.begin, term.end));
+  return without_comments(lexer_.text(term.begin, term.end));
 }
 
 }  // namespace vorn::solver

@@ -195,6 +195,7 @@ class Interpreter {
   // Answers unsat at once and makes the explanation the rest of the reply.
   // Requires: the last check was unsat.
   void explain();
+  void compare_with_status(const std::string& answer);
   void record_picture(Answer answer);
   // The proof of the last answer; empty if there is none.
   // Requires: proofs are kept, and the answer was unsat.
@@ -214,6 +215,12 @@ class Interpreter {
   std::unique_ptr<Session> session_;
   bool checking_ = false;
   std::string reason_unknown_;
+  // Whether there are values to ask for.
+  bool assignment_ = false;
+  // What set-info has said of the next check, or the last one; empty: nothing.
+  std::string status_;
+  // Whether there was no answer since.
+  bool status_pending_ = false;
   // The assumptions of the last check, and whether it was one that takes
   // assumptions.
   std::vector<ScriptFormula> assumptions_;

@@ -68,6 +68,23 @@ bool is_symbol_character(char c) {
 
 }  // namespace
 
+std::string without_comments(std::string_view text) {
+  std::string result;
+  char quote = 0;
+  bool in_comment = false;
+  for (const char c : text) {
+    if (in_comment && (c == '\n' || c == '\r')) in_comment = false;
+    if (quote != 0) {
+      if (c == quote) quote = 0;
+    } else if (!in_comment) {
+      if (c == '"' || c == '|') quote = c;
+      in_comment = c == ';';
+    }
+    if (!in_comment) result += c;
+  }
+  return result;
+}
+
 bool is_symbol(const Token& token) {
   return token.kind == TokenKind::kQuotedSymbol ||
          (token.kind == TokenKind::kSymbol && !is_reserved_word(token.text));
@@ -147,7 +164,26 @@ void Lexer::skip_space() {
   }
 }
 
+// A mark in UTF-8, at the start of the script. False if there is another byte
+// behind its first one; that one has become a malformed token then.
+bool Lexer::skip_mark() {
+  constexpr std::string_view kMark = "\xEF\xBB\xBF";
+  at_start_ = false;
+  if (at_end() || peek() != kMark[0]) return true;
+  const Position start = here_;
+  for (const char c : kMark) {
+    if (at_end() || peek() != c) {
+      invalid(start, describe_byte(kMark[0]) + " is not allowed here");
+      return false;
+    }
+    advance();
+  }
+  here_ = start;
+  return true;
+}
+
 const Token& Lexer::next() {
+  if (at_start_ && !skip_mark()) return token_;
   skip_space();
   token_.position = here_;
   token_.begin = end();

@@ -68,6 +68,8 @@ struct Token {
 /// A malformed token is handed out as kInvalid and reading goes on behind it,
 /// so that brackets stay balanced and the commands after it can be read.
 ///
+/// A byte order mark before the first token is passed over.
+///
 /// The text of the command at hand, from its opening bracket on, is kept so
 /// that terms can be quoted as they were written.
 class Lexer {
@@ -110,6 +112,7 @@ class Lexer {
   void advance();
   void invalid(Position position, std::string message);
   void skip_space();
+  bool skip_mark();
   void read_quoted(char quote);
   void read_number();
   void read_hash();
@@ -120,6 +123,8 @@ class Lexer {
   std::size_t pos_ = 0;
   std::size_t limit_ = 0;
   bool exhausted_ = false;
+  // Whether nothing was read yet.
+  bool at_start_ = true;
   std::size_t depth_ = 0;
   Position here_;
   // Whether a carriage return was the last byte that advance() passed.
@@ -135,6 +140,9 @@ class Lexer {
   // The quote that ends the token being read; 0 if it is not a quoted one.
   char open_quote_ = 0;
 };
+
+/// The text of a term or a command without its comments.
+std::string without_comments(std::string_view text);
 
 /// Whether the token can name something.
 bool is_symbol(const Token& token);

@@ -56,6 +56,8 @@ constexpr Entry kEntries[] = {
      [](ScriptOptions& o) -> Place { return &o.diagnostic_output_channel; }},
     {":verbosity", false,
      [](ScriptOptions& o) -> Place { return &o.verbosity; }},
+    {":reproducible-resource-limit", false,
+     [](ScriptOptions& o) -> Place { return &o.conflict_limit; }},
     {":random-seed", false,
      [](ScriptOptions& o) -> Place { return &o.engine.search.seed; }},
     {":minimize-unsat-cores", false,

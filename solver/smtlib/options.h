@@ -44,6 +44,8 @@ struct ScriptOptions {
 
   /// Deletes from each core what it does not need.
   bool minimize_unsat_cores = false;
+  /// :reproducible-resource-limit, the conflicts for one check; 0: no limit.
+  std::uint64_t conflict_limit = 0;
   /// Milliseconds for one check; 0: no limit.
   std::uint64_t timeout = 0;
   /// Says after each `unsat` why, in comment lines. Set by the program.

@@ -95,6 +95,12 @@ bool Interpreter::apply_options(ScriptOptions changed, Position position) {
                 "option :global-declarations can be changed only while no "
                 "level is open");
   }
+  // Proofs are about terms as they are written, from the first one on.
+  if (changed.engine.keep_proofs != options_.engine.keep_proofs &&
+      session_ != nullptr) {
+    return fail(command_,
+                "option :produce-proofs can be changed only before set-logic");
+  }
   if (changed.regular_output_channel != options_.regular_output_channel &&
       !host_.set_output(changed.regular_output_channel)) {
     return fail(position,
@@ -132,8 +138,16 @@ bool Interpreter::run_set_info() {
   std::string keyword;
   if (!read_keyword(keyword)) return false;
   if (lexer_.next().kind == TokenKind::kClose) return true;
+  const Token value = lexer_.token();
   if (!skip_expression(lexer_)) return fail_at_token("a value");
-  return read_close();
+  if (!read_close()) return false;
+  if (keyword == ":status" && value.kind == TokenKind::kSymbol &&
+      (value.text == "sat" || value.text == "unsat" ||
+       value.text == "unknown")) {
+    status_ = value.text;
+    status_pending_ = true;
+  }
+  return true;
 }
 
 bool Interpreter::run_get_info() {
@@ -153,6 +167,8 @@ bool Interpreter::run_get_info() {
       return fail(command_, "the last answer is not unknown");
     }
     reply_ = "(:reason-unknown " + reason_unknown_ + ")\n";
+  } else if (keyword == ":status") {
+    reply_ = "(:status " + (status_.empty() ? "unknown" : status_) + ")\n";
   } else if (keyword == ":assertion-stack-levels") {
     const std::size_t levels =
         session_ == nullptr ? 0 : session_->stack->levels();
@@ -185,11 +201,24 @@ std::string Interpreter::engine_reason() {
       return "memout";
     case UnknownReason::kInternalError:
       return "internal-error";
+    case UnknownReason::kConflictLimit:
+      return "resource-limit";
     case UnknownReason::kStopped:
     case UnknownReason::kNone:
       break;
   }
   return "incomplete";
+}
+
+// A check of one script may stand for another one's by mistake, and so may the
+// script. What was said holds for one check: the next one is another question.
+void Interpreter::compare_with_status(const std::string& answer) {
+  const bool compares = status_pending_ && answer != "unknown";
+  status_pending_ = false;
+  if (!compares || status_ == "unknown" || status_ == answer) return;
+  host_.write_diagnostics(
+      "vorn: line " + std::to_string(command_.line) + ": the answer is " +
+      answer + ", but the script gives the status as " + status_ + '\n');
 }
 
 // --- After sat ---

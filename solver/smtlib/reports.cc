@@ -48,7 +48,8 @@ void Interpreter::keep_texts() {
       if (!place.term->is_bool()) continue;
       auto& text = session_->texts.written[place.term];
       if (!text.empty()) continue;
-      text = on_one_line(lexer_.text(place.begin, place.end), kLongest);
+      text = on_one_line(without_comments(lexer_.text(place.begin, place.end)),
+                         kLongest);
     }
   }
 }

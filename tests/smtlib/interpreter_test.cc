@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <limits>
 #include <new>
 #include <sstream>
@@ -128,8 +129,13 @@ const Session kSessions[] = {
      "(set-logic QF_IDL)(declare-const x Int)(get-assertions)"
      "(assert (<   x ; less\n 3))(push)(assert (! (> x 0) :named n))"
      "(get-assertions)(pop)(get-assertions)",
-     "()\n((<   x ; less\n 3)\n (! (> x 0) :named n))\n"
-     "((<   x ; less\n 3))\n"},
+     "()\n((<   x \n 3)\n (! (> x 0) :named n))\n((<   x \n 3))\n"},
+    {"comments inside terms",
+     "(set-logic QF_IDL)(set-option :produce-unsat-assumptions true)"
+     "(declare-const |a;b| Int)(check-sat)(get-value ((+ |a;b|;one)\n 1); two"
+     "\r |a;b|))(check-sat-assuming ((< |a;b|;)\n |a;b|)))"
+     "(get-unsat-assumptions)",
+     "sat\n(((+ |a;b|\n 1) 1)\n (|a;b| 0))\nunsat\n((< |a;b|\n |a;b|))\n"},
     {"print-success",
      "(set-option :print-success true)(set-logic QF_IDL)"
      "(declare-const x Int)(assert (< x 0))(push)(set-info :status sat)"
@@ -139,9 +145,10 @@ const Session kSessions[] = {
      "(get-option :print-success)(get-option :verbosity)"
      "(get-option :regular-output-channel)(get-option :foo)"
      "(set-option :foo (a b))(set-option :produce-abducts true)"
+     "(get-option :produce-proofs)"
      "(get-info :name)(get-info :authors)(get-info :error-behavior)"
      "(get-info :foo)(set-info :x)(set-info :y (a (b) \"c\"))",
-     "false\n0\n\"stdout\"\nunsupported\nunsupported\nunsupported\n"
+     "false\n0\n\"stdout\"\nunsupported\nunsupported\nunsupported\nfalse\n"
      "(:name \"vorn\")\n(:authors \"the Vorn authors\")\n"
      "(:error-behavior continued-execution)\nunsupported\n"},
     {"commands of other logics",
@@ -425,8 +432,7 @@ TEST(InterpreterTest, CheckWhenStoppedAnswersUnknown) {
   EXPECT_EQ(host.limit, 250U);
   EXPECT_EQ(host.output(),
             "unknown\n(:reason-unknown timeout)\n"
-            "(error \"line 1 column 151: get-model is possible only while the "
-            "last answer is sat\")\n"
+            "(error \"line 1 column 151: there is no assignment to show\")\n"
             "sat\n(\n  (define-fun x () Int (- 1))\n)\n");
 }
 
@@ -469,6 +475,91 @@ TEST(InterpreterTest, CheckThatTheHostAnsweredHasNoOtherAnswer) {
   EXPECT_FALSE(interpreter.run_command());
 }
 
+// The script that `most` conflicts of its check are not enough for: more
+// different numbers than there are values, without any bound to see that by.
+std::string crowd(int people, int most) {
+  std::string script =
+      "(set-logic QF_IDL)(set-option :machines off)"
+      "(set-option :reproducible-resource-limit " +
+      std::to_string(most) + ")";
+  std::string all;
+  for (int i = 0; i < people; ++i) {
+    const std::string name = "x" + std::to_string(i);
+    script += "(declare-const " + name + " Int)(assert (or";
+    for (int k = 1; k < people; ++k) {
+      script += " (= " + name + " " + std::to_string(k * k) + ")";
+    }
+    script += "))";
+    all += " " + name;
+  }
+  return script + "(assert (distinct" + all + "))(check-sat)";
+}
+
+// What a machine does in a second is no measure; so many conflicts are, and
+// they are counted anew in each check.
+TEST(InterpreterTest, ResourceLimitEndsEachCheckAtTheSamePlace) {
+  const std::string script =
+      crowd(7, 40) + "(get-info :reason-unknown)(get-model)";
+  const std::string output = run_text(script);
+  EXPECT_EQ(output.rfind("unknown\n(:reason-unknown resource-limit)\n(\n", 0),
+            0U)
+      << output;
+  EXPECT_EQ(run_text(script), output);
+  const std::string unlimited =
+      "(set-option :reproducible-resource-limit 0)(check-sat)";
+  EXPECT_EQ(run_text(crowd(7, 40) + unlimited), "unknown\nunsat\n");
+  // By what a check has learnt the next one of them gets further.
+  std::string checks = crowd(7, 40);
+  for (int i = 0; i < 200; ++i) checks += "(check-sat)";
+  const std::string answers = run_text(checks);
+  EXPECT_NE(answers.find("unknown\nunknown\n"), std::string::npos);
+  EXPECT_EQ(answers.substr(answers.size() - 6), "unsat\n");
+}
+
+// Values that contradict each other would be worth nothing at all.
+TEST(InterpreterTest, AssignmentAfterUnknownIsOneOfTheSymbols) {
+  const std::string output =
+      run_text(crowd(7, 40) +
+               "(define-fun sum () Bool (= x0 (+ x1 1)))"
+               "(check-sat)(get-value (x0 x1 sum (+ x0 1)))");
+  int x0 = 0;
+  int x1 = 0;
+  int next = 0;
+  char sum[6] = "";
+  ASSERT_EQ(std::sscanf(output.c_str(),
+                        "unknown unknown ((x0 %d) (x1 %d) (sum %5[a-z]) "
+                        "((+ x0 1) %d))",
+                        &x0, &x1, sum, &next),
+            4)
+      << output;
+  EXPECT_EQ(next, x0 + 1);
+  EXPECT_EQ(std::string(sum), x0 == x1 + 1 ? "true" : "false");
+}
+
+// What a script says of itself is repeated, and held against the next answer.
+TEST(InterpreterTest, StatusIsComparedWithTheNextAnswer) {
+  TextHost host;
+  StringSource source(
+      "(get-info :status)(set-info :status sat)(get-info :status)\n"
+      "(declare-const p Bool)(check-sat-assuming ((and p (not p))))\n"
+      "(check-sat-assuming ((and p (not p))))(set-info :status unsat)\n"
+      "(check-sat)(set-info :status unknown)(check-sat)"
+      "(set-info :status maybe)(set-info :status sat)(check-sat)\n"
+      "(get-info :status)(reset)(get-info :status)");
+  Interpreter interpreter(source, host);
+  while (interpreter.run_command()) {
+  }
+  EXPECT_FALSE(interpreter.had_error());
+  EXPECT_EQ(host.output(),
+            "(:status unknown)\n(:status sat)\nunsat\nunsat\nsat\nsat\nsat\n"
+            "(:status sat)\n(:status unknown)\n");
+  EXPECT_EQ(host.diagnostics,
+            "vorn: line 2: the answer is unsat, but the script gives the "
+            "status as sat\n"
+            "vorn: line 4: the answer is sat, but the script gives the status "
+            "as unsat\n");
+}
+
 // Whatever runs out of memory: the check says unknown, and a reset helps.
 TEST(InterpreterTest, RunOutOfMemoryAnswersUnknownUntilReset) {
   // Fails where memory would: in the middle of reading a command.
@@ -501,8 +592,8 @@ TEST(InterpreterTest, RunOutOfMemoryAnswersUnknownUntilReset) {
   }
   EXPECT_EQ(host.output(),
             "unknown\n(:reason-unknown memout)\n"
-            "(error \"line 1 column 154: get-model is possible only while the "
-            "last answer is sat\")\nunknown\n"
+            "(error \"line 1 column 154: there is no assignment to show\")\n"
+            "unknown\n"
             "(error \"line 1 column 202: out of memory\")\nunsat\n");
 }
 

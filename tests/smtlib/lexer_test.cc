@@ -84,6 +84,33 @@ TEST(LexerTest, NextSkipsComments) {
   EXPECT_EQ(tokens("; (x\ra;b\r;"), (Lines{"2:1 symbol a"}));
 }
 
+// Some editors write it; who did not see it will not look for it.
+TEST(LexerTest, NextPassesOverAByteOrderMark) {
+  const std::string mark = "\xEF\xBB\xBF";
+  for (const std::size_t piece : {1U, 2U, 3U, 100U}) {
+    EXPECT_EQ(tokens(mark + "(a", piece),
+              (std::vector<std::string>{"1:1 (", "1:2 symbol a"}));
+    EXPECT_EQ(tokens(mark, piece), std::vector<std::string>{});
+    // It is one only at the start, and only if it is whole.
+    EXPECT_EQ(tokens("\xEF\xBB(", piece),
+              (std::vector<std::string>{
+                  "1:1 invalid byte 0xef is not allowed here", "1:2 ("}));
+    EXPECT_EQ(tokens(" \xEF", piece),
+              (std::vector<std::string>{
+                  "1:2 invalid byte 0xef is not allowed here"}));
+  }
+}
+
+// What stands in quotes is no comment, and what ends a comment is no part of
+// it.
+TEST(LexerTest, WithoutCommentsKeepsAllElse) {
+  EXPECT_EQ(without_comments("(a ; b \" |\n c)"), "(a \n c)");
+  EXPECT_EQ(without_comments("(a;\r\n;;\r b);"), "(a\r\n\r b)");
+  EXPECT_EQ(without_comments("(|x;y| \"a;\"\";b\" ;\"\n|;|)"),
+            "(|x;y| \"a;\"\";b\" \n|;|)");
+  EXPECT_EQ(without_comments(""), "");
+}
+
 // A character of several bytes is one column, or errors point beside it.
 TEST(LexerTest, NextAfterUtf8CountsCharacters) {
   EXPECT_EQ(tokens("\"\xC3\xA4\xE2\x82\xAC\" a"),
