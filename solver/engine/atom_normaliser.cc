@@ -4,46 +4,10 @@
 #include <algorithm>
 #include <cassert>
 #include <cstddef>
-#include <cstdint>
-#include <map>
 #include <utility>
 #include <vector>
 
 namespace vorn::solver {
-namespace {
-
-// Lifting recurses once per ite; the stack must hold that.
-constexpr int kMaxLiftDepth = 500;
-
-// sum with `branch` in place of the leaf at `position`.
-LinearSum replace_leaf(const LinearSum& sum, std::size_t position,
-                       const LinearSum& branch) {
-  const QNumber factor = sum.monomials[position].coefficient;
-  LinearSum result;
-  result.constant = branch.constant;
-  result.constant *= factor;
-  result.constant += sum.constant;
-  std::map<std::uint64_t, LinearSum::Monomial> by_id;
-  const auto add = [&by_id](const Term* leaf, const QNumber& coefficient) {
-    const auto [place, is_new] =
-        by_id.try_emplace(leaf->id, LinearSum::Monomial{leaf, coefficient});
-    if (!is_new) place->second.coefficient += coefficient;
-  };
-  for (std::size_t k = 0; k < sum.monomials.size(); ++k) {
-    if (k != position) add(sum.monomials[k].leaf, sum.monomials[k].coefficient);
-  }
-  for (const LinearSum::Monomial& m : branch.monomials) {
-    QNumber coefficient = m.coefficient;
-    coefficient *= factor;
-    add(m.leaf, coefficient);
-  }
-  for (auto& [id, m] : by_id) {
-    if (m.coefficient.sign() != 0) result.monomials.push_back(std::move(m));
-  }
-  return result;
-}
-
-}  // namespace
 
 bool is_arithmetic_atom(const Term* term) {
   switch (term->kind) {
@@ -61,8 +25,9 @@ bool is_arithmetic_atom(const Term* term) {
 const AtomNormaliser::NormalForm& AtomNormaliser::normalise(const Term* atom) {
   const auto found = normal_forms_.find(atom);
   if (found != normal_forms_.end()) return found->second;
-  lifts_ = 0;
+  too_many_sums_ = false;
   NormalForm result = read(atom);
+  result.too_many_sums = too_many_sums_ && result.term == nullptr;
   return normal_forms_.emplace(atom, std::move(result)).first->second;
 }
 
@@ -77,21 +42,21 @@ AtomNormaliser::NormalForm AtomNormaliser::read(const Term* atom) {
     return result;
   }
   if (atom->kind == Kind::kEqual) {
-    const Term* leq = normalise_sum(sum, false, 0);
+    const Term* leq = normalise_sum(sum, false);
     for (LinearSum::Monomial& m : sum.monomials) m.coefficient = -m.coefficient;
     sum.constant = -sum.constant;
-    const Term* geq = leq == nullptr ? nullptr : normalise_sum(sum, false, 0);
+    const Term* geq = leq == nullptr ? nullptr : normalise_sum(sum, false);
     if (geq != nullptr) result.term = store_.make_and({leq, geq});
     return result;
   }
   const bool strict = atom->kind == Kind::kLess;
   result.integer = is_integer(sum);
-  if (ite_to_lift(sum) == nullptr &&
+  if (!CaseSums::needs_lifting(shapes_, sum) &&
       to_bound(sum, strict, result.integer, result.bound) ==
           BoundOutcome::kBound) {
     result.term = atom;
   } else {
-    result.term = normalise_sum(sum, strict, 0);
+    result.term = normalise_sum(sum, strict);
   }
   return result;
 }
@@ -126,7 +91,10 @@ const Term* AtomNormaliser::normalise_pairs(const Term* distinct) {
       const Term* equal = store_.make_equal(distinct->arg(i), distinct->arg(j));
       const Term* normal =
           is_arithmetic_atom(equal) ? normalise(equal).term : equal;
-      if (normal == nullptr) return nullptr;
+      if (normal == nullptr) {
+        too_many_sums_ = normal_forms_.at(equal).too_many_sums;
+        return nullptr;
+      }
       pairs.push_back(store_.make_not(normal));
     }
   }
@@ -134,98 +102,27 @@ const Term* AtomNormaliser::normalise_pairs(const Term* distinct) {
 }
 
 // `sum` <= 0, or < 0, as a Boolean combination of bounds.
-const Term* AtomNormaliser::normalise_sum(const LinearSum& sum, bool strict,
-                                          int depth) {
-  const Term* ite = ite_to_lift(sum);
-  if (ite == nullptr) {
-    NormalForm normal;
-    normal.integer = is_integer(sum);
-    switch (to_bound(sum, strict, normal.integer, normal.bound)) {
-      case BoundOutcome::kTrue:
-        return store_.make_bool(true);
-      case BoundOutcome::kFalse:
-        return store_.make_bool(false);
-      case BoundOutcome::kOutside:
-        return nullptr;
-      case BoundOutcome::kBound:
-        break;
-    }
-    const Term* left = make_sum(store_, sum);
-    const Term* zero = store_.make_number(QNumber(0));
-    const Term* atom =
-        strict ? store_.make_less(left, zero) : store_.make_leq(left, zero);
-    normal.term = atom;
-    normal_forms_.emplace(atom, std::move(normal));
-    return atom;
+const Term* AtomNormaliser::normalise_sum(const LinearSum& sum, bool strict) {
+  const Term* result = nullptr;
+  if (CaseSums::needs_lifting(shapes_, sum)) {
+    const auto outcome = CaseSums(store_, shapes_).lift(sum, strict, result);
+    if (outcome == CaseSums::Outcome::kTooMany) too_many_sums_ = true;
+    return result;
   }
-  if (depth == kMaxLiftDepth || ++lifts_ > kMaxLifts) return nullptr;
-  const auto position = static_cast<std::size_t>(
-      std::find_if(sum.monomials.begin(), sum.monomials.end(),
-                   [ite](const auto& m) { return m.leaf == ite; }) -
-      sum.monomials.begin());
-  const Term* branches[2];
-  for (std::size_t k = 0; k < 2; ++k) {
-    LinearSum branch;
-    if (!lineariser_.linearise(ite->arg(k + 1), branch)) return nullptr;
-    branches[k] =
-        normalise_sum(replace_leaf(sum, position, branch), strict, depth + 1);
-    if (branches[k] == nullptr) return nullptr;
-  }
-  return store_.make_ite(ite->arg(0), branches[0], branches[1]);
-}
-
-// The ite to lift next, or null if the sum is a bound over variables and named
-// ites, or has no ite at all. One that cannot be named goes first.
-const Term* AtomNormaliser::ite_to_lift(const LinearSum& sum) {
-  const Term* candidate = nullptr;
-  for (const LinearSum::Monomial& m : sum.monomials) {
-    if (m.leaf->kind != Kind::kIte) continue;
-    if (!is_nameable(m.leaf)) return m.leaf;
-    candidate = m.leaf;
-  }
-  if (candidate == nullptr) return nullptr;
   DifferenceBound bound;
-  const bool inside =
-      to_bound(sum, false, is_integer(sum), bound) != BoundOutcome::kOutside;
-  return inside ? nullptr : candidate;
-}
-
-bool AtomNormaliser::is_nameable(const Term* ite) {
-  // Depth first over ites that are branches of ites, on a stack of our own:
-  // chains of them can be long.
-  std::vector<const Term*> stack{ite};
-  while (!stack.empty()) {
-    const Term* top = stack.back();
-    if (nameable_.count(top) != 0) {
-      stack.pop_back();
-      continue;
-    }
-    bool result = true;
-    const Term* waiting_for = nullptr;
-    for (std::size_t k = 1; k <= 2 && result; ++k) {
-      LinearSum branch;
-      result = lineariser_.linearise(top->arg(k), branch) &&
-               branch.monomials.size() <= 1;
-      if (!result || branch.monomials.empty()) continue;
-      const Term* leaf = branch.monomials[0].leaf;
-      result = branch.monomials[0].coefficient == QNumber(1) &&
-               leaf->sort == top->sort;
-      if (!result || leaf->kind != Kind::kIte) continue;
-      const auto known = nameable_.find(leaf);
-      if (known == nameable_.end()) {
-        waiting_for = leaf;
-      } else {
-        result = known->second;
-      }
-    }
-    if (result && waiting_for != nullptr) {
-      stack.push_back(waiting_for);
-      continue;
-    }
-    nameable_.emplace(top, result);
-    stack.pop_back();
+  switch (to_bound(sum, strict, is_integer(sum), bound)) {
+    case BoundOutcome::kTrue:
+      return store_.make_bool(true);
+    case BoundOutcome::kFalse:
+      return store_.make_bool(false);
+    case BoundOutcome::kOutside:
+      return nullptr;
+    case BoundOutcome::kBound:
+      break;
   }
-  return nameable_.at(ite);
+  const Term* left = make_sum(store_, sum);
+  const Term* zero = store_.make_number(QNumber(0));
+  return strict ? store_.make_less(left, zero) : store_.make_leq(left, zero);
 }
 
 const Term* AtomNormaliser::first_outside(const Term* term) {

@@ -5,6 +5,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "solver/engine/case_sums.h"
 #include "solver/terms/difference_bound.h"
 #include "solver/terms/linear_sum.h"
 #include "solver/terms/term.h"
@@ -23,15 +24,11 @@ namespace vorn::solver {
 ///
 /// Pure: makes terms, keeps a memo, and has no other state; popping assertions
 /// invalidates nothing.
-/// Cost: linear in the atom, except for lifting, which doubles with each ite
-/// that must be lifted out of one atom; atoms that would need more than
-/// kMaxLifts are counted as outside.
-/// Ownership: borrows the store. Threads: none.
+/// Cost: linear in the atom, and for lifting that of CaseSums; an atom with
+/// more than CaseSums::kMaxSums sums of cases counts as outside. Ownership:
+/// borrows the store. Threads: none.
 class AtomNormaliser {
  public:
-  /// Most ites that are lifted out of one atom.
-  static constexpr int kMaxLifts = 10000;
-
   /// Makes terms in `store`.
   explicit AtomNormaliser(TermStore& store) : store_(store) {}
 
@@ -44,6 +41,8 @@ class AtomNormaliser {
     DifferenceBound bound;
     /// Whether the bound is over integers.
     bool integer = false;
+    /// Whether it is outside only because there are too many sums of its cases.
+    bool too_many_sums = false;
   };
 
   /// The normal form of an atom, read once and kept as long as the normaliser
@@ -72,16 +71,14 @@ class AtomNormaliser {
  private:
   NormalForm read(const Term* atom);
   const Term* normalise_pairs(const Term* distinct);
-  const Term* normalise_sum(const LinearSum& sum, bool strict, int depth);
-  bool is_nameable(const Term* ite);
-  const Term* ite_to_lift(const LinearSum& sum);
+  const Term* normalise_sum(const LinearSum& sum, bool strict);
 
   TermStore& store_;
   Lineariser lineariser_;
   std::unordered_map<const Term*, NormalForm> normal_forms_;
-  std::unordered_map<const Term*, bool> nameable_;
+  IteShapes shapes_;
   std::unordered_set<const Term*> inside_;
-  int lifts_ = 0;
+  bool too_many_sums_ = false;  // in the atom at hand
 };
 
 /// Whether `term` compares arithmetic terms.

@@ -83,6 +83,12 @@ class Engine {
     return normaliser_.first_outside(term);
   }
 
+  /// Whether an atom is outside only because there are more than
+  /// CaseSums::kMaxSums sums of its cases.
+  bool has_too_many_sums(const Term* atom) {
+    return normaliser_.normalise(atom).too_many_sums;
+  }
+
   /// Requires: Boolean and inside the fragment.
   void assert_term(const Term* term);
   /// Opens a scope of assertions.

@@ -6,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "solver/engine/case_sums.h"
 #include "solver/explain/explanation.h"
 #include "solver/smtlib/within_memory.h"
 #include "solver/terms/term_printer.h"
@@ -301,6 +302,12 @@ bool Interpreter::check_fragment(const ParsedTerm& term) {
   constexpr std::size_t kShown = 120;
   const std::string shown = on_one_line(
       without_comments(lexer_.text(place.begin, place.end)), kShown);
+  if (session_->stack->engine().has_too_many_sums(atom)) {
+    return fail(place.position,
+                shown + " has more than " + std::to_string(CaseSums::kMaxSums) +
+                    " sums of its cases; state it in steps, each adding some "
+                    "of the cases to a constant of its own");
+  }
   return fail(place.position, shown + " is outside difference logic");
 }
 

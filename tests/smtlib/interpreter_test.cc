@@ -391,6 +391,54 @@ TEST(InterpreterTest, QuestionsAfterAnAnswerSayWhatIsMissing) {
   }
 }
 
+// A count of many conditions is a comparison like any other: it takes part in
+// cores, and its text is what was written.
+TEST(InterpreterTest, CountsOfManyConditionsAreDecided) {
+  std::string script =
+      "(set-option :produce-unsat-cores true)"
+      "(set-option :minimize-unsat-cores true)(set-logic QF_LIA)"
+      "(declare-const x Int)";
+  std::string sum = "(+";
+  std::string twice = "(+";
+  for (int i = 0; i < 60; ++i) {
+    const std::string name = "p" + std::to_string(i);
+    script += "(declare-const " + name + " Bool)";
+    sum += " (ite " + name + " 1 0)";
+    twice += " (ite " + name + " 2 (- 3))";
+  }
+  sum += ")";
+  twice += ")";
+  script += "(define-fun count () Int " + sum + ")" +
+            "(assert (! (= x count) :named a))" +
+            "(assert (! (< 40 x) :named b))(check-sat)(get-value ((< 40 x)))" +
+            "(push)(assert (! (<= " + twice + " 0) :named c))" +
+            "(assert (! (distinct x 36) :named d))(check-sat)" +
+            "(get-unsat-core)(pop)(assert (! (>= count (+ x 1)) :named e))" +
+            "(check-sat)(get-unsat-core)";
+  EXPECT_EQ(run_text(script),
+            "sat\n(((< 40 x) true))\nunsat\n(a b c)\nunsat\n(a e)\n");
+}
+
+// Who meets the limit has to know that there is one, and a way round it.
+TEST(InterpreterTest, TooManySumsOfCasesAreRefusedWithTheLimit) {
+  std::string script = "(set-logic QF_LIA)(declare-const x Int)";
+  std::string sum;
+  for (int i = 0; i < 30; ++i) {
+    const std::string name = "p" + std::to_string(i);
+    script += "(declare-const " + name + " Bool)";
+    sum += " (ite " + name + " (+ x " + std::to_string(1U << i) + ") 0)";
+    sum += " (ite " + name + " (- " + std::to_string(1U << i) + " x) 0)";
+  }
+  const std::string output =
+      run_text(script + "\n(assert (< (+" + sum + ") 3))(check-sat)");
+  EXPECT_EQ(output.rfind("(error \"line 2 column 9: (< (+ (ite p0 ", 0), 0U);
+  EXPECT_NE(output.find("... has more than 100000 sums of its cases; state it "
+                        "in steps, each adding some of the cases to a "
+                        "constant of its own\")\nsat\n"),
+            std::string::npos)
+      << output;
+}
+
 // Declarations must not be lost to a level that was opened under another rule.
 TEST(InterpreterTest, GlobalDeclarationsStayAsTheyAreInsideALevel) {
   EXPECT_EQ(
