@@ -64,12 +64,6 @@ Bound negation(const Bound& bound) {
   return result;
 }
 
-mpq_class floor(const mpq_class& value) {
-  mpz_class result;
-  mpz_fdiv_q(result.get_mpz_t(), value.get_num_mpz_t(), value.get_den_mpz_t());
-  return mpq_class(result);
-}
-
 // Shortest paths between all pairs of positions.
 class Paths {
  public:
@@ -137,9 +131,9 @@ struct Decision {
   std::size_t variable = 0;
 };
 
-// A sum of multiples of variables of one sort, and a number.
+// A sum of multiples of variables, and a number.
 struct Sum {
-  std::map<std::size_t, mpq_class> factors;  // by variable index
+  std::map<std::pair<Sort, std::size_t>, mpq_class> factors;  // sort and index
   mpq_class constant;
 
   void add(const Sum& other, const mpq_class& factor) {
@@ -161,10 +155,14 @@ struct Reading {
   std::abort();
 }
 
-Reading read(const Sum& sum, Sort sort, bool strict) {
+Reading read(const Sum& sum, bool strict) {
+  Sort sort = Sort::kInt;
   std::vector<std::pair<std::size_t, mpq_class>> terms;
   for (const auto& [variable, factor] : sum.factors) {
-    if (factor != 0) terms.emplace_back(variable + 1, factor);
+    if (factor == 0) continue;
+    if (!terms.empty() && variable.first != sort) die("integers among reals");
+    sort = variable.first;
+    terms.emplace_back(variable.second + 1, factor);
   }
   if (terms.empty()) {
     return {std::nullopt, strict ? sum.constant < 0 : sum.constant <= 0};
@@ -293,6 +291,14 @@ class Enumeration {
           return opposite(
               equal(*node.args[i / count], *node.args[i % count], state));
         });
+      case Op::kIsInt: {
+        Sum sum;
+        bool conditional = false;
+        if (!add_whole(*node.args[0], state, sum, conditional)) {
+          return Truth::kOpen;
+        }
+        return sum.constant.get_den() == 1 ? Truth::kTrue : Truth::kFalse;
+      }
       case Op::kLeq:
       case Op::kLess:
       case Op::kGeq:
@@ -358,17 +364,34 @@ class Enumeration {
           !add(b, -1, state, sum, conditional)) {
         return Truth::kOpen;
       }
-      reading = read(sum, a.sort, strict);
+      reading = read(sum, strict);
       // The same in all states unless a conditional term was in it.
       if (!conditional) readings.emplace(key, reading);
     }
+    return find(reading, state);
+  }
+
+  Truth find(const Reading& reading, const State& state) {
     if (!reading.bound) {
       return reading.constant ? Truth::kTrue : Truth::kFalse;
     }
-    const Paths& paths = state.paths(a.sort);
+    const Paths& paths = state.paths(reading.bound->sort);
     if (paths.implies(*reading.bound)) return Truth::kTrue;
     if (paths.contradicts(*reading.bound)) return Truth::kFalse;
     return open({reading.bound, 0});
+  }
+
+  // What the term is but for a number added, if that is whole in any case.
+  bool add_whole(const Node& node, const State& state, Sum& sum,
+                 bool& conditional) {
+    if (!add(node, 1, state, sum, conditional)) return false;
+    for (const auto& [variable, factor] : sum.factors) {
+      if (factor == 0) continue;
+      if (variable.first != Sort::kInt || factor.get_den() != 1) {
+        die("a term need not be whole");
+      }
+    }
+    return true;
   }
 
   // Adds a multiple of the term. False if a condition in it is open.
@@ -379,7 +402,8 @@ class Enumeration {
         sum.constant += factor * node.value;
         return true;
       case Op::kVariable:
-        sum.factors[static_cast<std::size_t>(node.index)] += factor;
+        sum.factors[{node.sort, static_cast<std::size_t>(node.index)}] +=
+            factor;
         return true;
       case Op::kIte: {
         conditional = true;
@@ -396,6 +420,29 @@ class Enumeration {
           const mpq_class one = minus ? mpq_class(-factor) : factor;
           if (!add(*node.args[i], one, state, sum, conditional)) return false;
         }
+        return true;
+      case Op::kToReal:
+        return add(*node.args[0], factor, state, sum, conditional);
+      case Op::kToInt: {
+        Sum part;
+        if (!add_whole(*node.args[0], state, part, conditional)) return false;
+        part.constant = floor(part.constant);
+        sum.add(part, factor);
+        return true;
+      }
+      case Op::kAbs: {
+        conditional = true;
+        Sum part;
+        if (!add(*node.args[0], 1, state, part, conditional)) return false;
+        const Truth negative = find(read(part, true), state);
+        if (negative == Truth::kOpen) return false;
+        sum.add(part, negative == Truth::kTrue ? mpq_class(-factor) : factor);
+        return true;
+      }
+      case Op::kIntDivide:
+      case Op::kRemainder:
+        // Of numbers alone.
+        sum.constant += factor * number(node, Values());
         return true;
       case Op::kTimes:
       case Op::kDivide:

@@ -16,7 +16,8 @@ namespace vorn::bruteforce {
 ///
 /// Requires: every comparison, whatever its conditional terms choose, says
 /// k * (x - y) against a number, k * x against a number, or nothing about
-/// variables, over variables of one sort.
+/// variables, over variables of one sort; what is turned into an integer is
+/// whole but for a number added to it.
 /// Cost: exponential in the number of bounds.
 bool is_satisfiable(const std::vector<Formula>& formulas);
 

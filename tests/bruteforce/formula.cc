@@ -38,11 +38,25 @@ Formula substitute(const Formula& body, const std::vector<Formula>& arguments) {
   return make(body->op, body->sort, std::move(args));
 }
 
+mpq_class floor(const mpq_class& value) {
+  mpz_class result;
+  mpz_fdiv_q(result.get_mpz_t(), value.get_num_mpz_t(), value.get_den_mpz_t());
+  return mpq_class(result);
+}
+
 namespace {
 
 bool are_equal(const Node& a, const Node& b, const Values& values) {
   return a.sort == Sort::kBool ? truth(a, values) == truth(b, values)
                                : number(a, values) == number(b, values);
+}
+
+// The remainder of integers is at least 0 and less than the divisor's amount.
+mpz_class remainder(const mpq_class& dividend, const mpq_class& divisor) {
+  const mpz_class amount = abs(divisor.get_num());
+  mpz_class result = dividend.get_num() % amount;
+  if (result < 0) result += amount;
+  return result;
 }
 
 bool compare(Op op, const mpq_class& a, const mpq_class& b) {
@@ -111,6 +125,8 @@ bool truth(const Node& node, const Values& values) {
       return true;
     case Op::kIte:
       return truth(arg(truth(arg(0), values) ? 1 : 2), values);
+    case Op::kIsInt:
+      return number(arg(0), values).get_den() == 1;
     case Op::kLeq:
     case Op::kLess:
     case Op::kGeq:
@@ -161,6 +177,23 @@ mpq_class number(const Node& node, const Values& values) {
       for (std::size_t i = 1; i < count; ++i) quotient /= arg(i);
       return quotient;
     }
+    case Op::kAbs: {
+      const mpq_class value = arg(0);
+      return value < 0 ? mpq_class(-value) : value;
+    }
+    case Op::kIntDivide: {
+      mpq_class quotient = arg(0);
+      for (std::size_t i = 1; i < count; ++i) {
+        quotient = (quotient - remainder(quotient, arg(i))) / arg(i);
+      }
+      return quotient;
+    }
+    case Op::kRemainder:
+      return mpq_class(remainder(arg(0), arg(1)));
+    case Op::kToReal:
+      return arg(0);
+    case Op::kToInt:
+      return floor(arg(0));
     default:
       assert(false && "not an arithmetic operation");
       return 0;

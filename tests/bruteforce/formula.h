@@ -37,6 +37,12 @@ enum class Op {
   kMinus,  // of one argument: negation
   kTimes,
   kDivide,
+  kAbs,
+  kIntDivide,  // by its definition: a remainder from 0 to below the divisor
+  kRemainder,
+  kToReal,
+  kToInt,
+  kIsInt,
 };
 
 struct Node;
@@ -58,6 +64,9 @@ Formula make(Op op, Sort sort, std::vector<Formula> args);
 
 /// `body` with arguments[i] in place of parameter i.
 Formula substitute(const Formula& body, const std::vector<Formula>& arguments);
+
+/// The greatest integer that is not above the value.
+mpq_class floor(const mpq_class& value);
 
 /// Values of the variables of each sort, by index.
 struct Values {

@@ -27,7 +27,11 @@ Sort ScriptGenerator::pick_number_sort() {
   return chance(50) ? Sort::kInt : Sort::kReal;
 }
 
-std::string ScriptGenerator::sort_text(Sort sort) const {
+std::string ScriptGenerator::sort_text(Sort sort) {
+  if (!sort_names_.empty() && chance(40)) {
+    const auto& named = any(sort_names_);
+    if (named.second == sort) return named.first;
+  }
   switch (sort) {
     case Sort::kBool:
       return "Bool";
@@ -43,6 +47,9 @@ std::string ScriptGenerator::sort_text(Sort sort) const {
 
 Script ScriptGenerator::make() {
   add_options();
+  add_logic();
+  if (chance(30)) define_sort(pick_number_sort());
+  if (chance(10)) define_sort(Sort::kBool);
   const std::vector<std::string> names = {"x", "y", "z", "the w"};
   const std::vector<std::string> others = {"u", "v", "w", "t"};
   const bool dense = chance(35);
@@ -120,19 +127,26 @@ void ScriptGenerator::add_options() {
            (chance(50) ? "0.75" : "0.2"));
   }
   if (chance(20)) option("dl-dedup-tlemmas true");
-  const char* logic = logic_ == Logic::kIntegers ? "QF_IDL"
-                      : logic_ == Logic::kReals  ? "QF_RDL"
-                                                 : "ALL";
-  add_step({Step::Kind::kSilent,
-            "(set-logic " + std::string(logic) + ")",
-            {},
-            {},
-            {},
-            {},
-            0,
-            false,
-            {},
-            {}});
+}
+
+void ScriptGenerator::add_logic() {
+  static const std::vector<std::string> kLogics[] = {
+      {"QF_IDL", "QF_IDL", "QF_LIA", "QF_UFIDL", "QF_AUFLIA"},
+      {"QF_RDL", "QF_RDL", "QF_LRA", "QF_UFLRA"},
+      {"ALL", "ALL", "QF_LIRA", "QF_AUFLIRA", ""}};
+  const std::string& logic = any(kLogics[static_cast<std::size_t>(logic_)]);
+  if (logic.empty()) return;
+  Step step;
+  step.text = "(set-logic " + logic + ")";
+  add_step(std::move(step));
+}
+
+void ScriptGenerator::define_sort(Sort sort) {
+  const std::string name = "T" + std::to_string(sort_names_.size());
+  Step step;
+  step.text = "(define-sort " + name + " () " + sort_text(sort) + ')';
+  sort_names_.emplace_back(name, sort);
+  add_step(std::move(step));
 }
 
 void ScriptGenerator::declare(const std::string& name, Sort sort) {
@@ -258,9 +272,11 @@ void ScriptGenerator::add_push() {
                   ? "(push)"
                   : "(push " + std::to_string(step.count) + ')';
   for (std::size_t i = 0; i < step.count; ++i) {
-    levels_.push_back({globals_.size(), macros_.size(), num_local_names_});
+    levels_.push_back({globals_.size(), macros_.size(), sort_names_.size(),
+                       num_local_names_});
   }
   add_step(std::move(step));
+  if (chance(10)) define_sort(pick_number_sort());
   if (chance(40)) {
     // Gone with the level; the next one may declare it with another sort.
     const std::string name = "local" + std::to_string(num_local_names_++);
@@ -277,6 +293,7 @@ void ScriptGenerator::add_pop() {
   for (std::size_t i = 0; i < step.count; ++i) {
     globals_.resize(levels_.back().num_globals);
     macros_.resize(levels_.back().num_macros);
+    sort_names_.resize(levels_.back().num_sort_names);
     num_local_names_ = levels_.back().num_local_names;
     levels_.pop_back();
   }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/bruteforce/formula.h"
@@ -97,6 +98,7 @@ class ScriptGenerator {
   struct Level {
     std::size_t num_globals;
     std::size_t num_macros;
+    std::size_t num_sort_names;
     int num_local_names;
   };
 
@@ -107,10 +109,12 @@ class ScriptGenerator {
     return from[static_cast<std::size_t>(pick(static_cast<int>(from.size())))];
   }
   Sort pick_number_sort();
-  std::string sort_text(Sort sort) const;
+  std::string sort_text(Sort sort);
 
   // Commands.
   void add_options();
+  void add_logic();
+  void define_sort(Sort sort);
   void add_step(Step step) { script_.steps.push_back(std::move(step)); }
   void declare(const std::string& name, Sort sort);
   void define();
@@ -127,6 +131,8 @@ class ScriptGenerator {
   Written make_bool(int depth);
   Written make_bool_leaf(int depth);
   Written make_comparison(int depth);
+  Written make_count(Sort sort, int depth);
+  Written make_real(const Written& integer);
   Written make_end(Sort sort, int depth);
   Written make_end_leaf(Sort sort);
   Written make_constant(Sort sort, int depth);
@@ -149,6 +155,8 @@ class ScriptGenerator {
   std::vector<Binding> locals_;  // of let and of macro parameters
   std::vector<Macro> macros_;
   std::vector<Level> levels_;
+  // Names of sorts that the script has given, in order.
+  std::vector<std::pair<std::string, Sort>> sort_names_;
   int num_variables_[3] = {0, 0, 0};
   int num_names_ = 0;
   int num_local_names_ = 0;

@@ -60,6 +60,7 @@ bool ScriptGenerator::find_name(Sort sort, Written& out) {
   const bool bars = chance(3);
   out = make_written(bars ? '|' + chosen.name + '|' : spell_symbol(chosen.name),
                      chosen.meaning);
+  if (chance(4)) out.text = "(as " + out.text + ' ' + sort_text(sort) + ')';
   return true;
 }
 
@@ -194,7 +195,25 @@ Written ScriptGenerator::make_comparison(int depth) {
   const Written b = end();
   const Written factor = make_factor(sort);
   std::vector<Written> sides;
-  switch (pick(16)) {
+  switch (pick(21)) {
+    case 16:
+    case 17: {
+      const auto amount = [&](const Written& term) {
+        return apply("abs", Op::kAbs, sort, {term});
+      };
+      sides = {amount(chance(60) ? minus({a, b}) : a), constant()};
+      if (chance(20)) sides = {amount(minus({a, b})), amount(minus({b, a}))};
+      if (chance(50)) std::swap(sides[0], sides[1]);
+      break;
+    }
+    case 18:
+      sides = {chance(50) ? plus({make_count(sort, depth), minus({a, b})})
+                          : make_count(sort, depth),
+               constant()};
+      break;
+    case 19:
+      sides = {plus({a, make_count(sort, depth)}), plus({b, constant()})};
+      break;
     case 0:
     case 1:
       sides = {a, b};
@@ -253,8 +272,54 @@ Written ScriptGenerator::make_comparison(int depth) {
       }
       break;
   }
+  if (sort == Sort::kInt && logic_ == Logic::kAll && chance(25)) {
+    for (Written& side : sides) side = make_real(side);
+  }
   may_name_ = may_name;
   return apply(name, op, Sort::kBool, sides);
+}
+
+// A sum of many numbers that depend on few conditions.
+Written ScriptGenerator::make_count(Sort sort, int depth) {
+  std::vector<Written> conditions;
+  const int kinds = 2 + pick(3);
+  for (int i = 0; i < kinds; ++i) conditions.push_back(make_bool_leaf(0));
+  const bool counts = chance(50);
+  std::vector<Written> cases;
+  const int count = 2 + pick(chance(20) ? 30 : 5);
+  for (int i = 0; i < count; ++i) {
+    const auto number = [&](int value) {
+      return make_written(number_text(value, sort), make_number(value, sort));
+    };
+    cases.push_back(apply(
+        "ite", Op::kIte, sort,
+        {any(conditions), counts ? number(1) : make_constant(sort, depth - 1),
+         counts ? number(0) : make_literal(sort)}));
+  }
+  return apply("+", Op::kPlus, sort, cases);
+}
+
+// The integer's value among reals: by itself, or as is said of it.
+Written ScriptGenerator::make_real(const Written& integer) {
+  switch (pick(5)) {
+    case 0:
+      return apply("to_real", Op::kToReal, Sort::kReal, {integer});
+    case 1: {
+      const Written whole =
+          apply("to_int", Op::kToInt, Sort::kInt,
+                {apply("+", Op::kPlus, Sort::kReal,
+                       {integer, make_literal(Sort::kReal)})});
+      return apply("to_real", Op::kToReal, Sort::kReal, {whole});
+    }
+    case 2:
+      return apply("+", Op::kPlus, Sort::kReal,
+                   {integer, make_literal(Sort::kReal)});
+    case 3:
+      return apply("*", Op::kTimes, Sort::kReal,
+                   {make_written("1.0", make_number(1, Sort::kReal)), integer});
+    default:
+      return integer;
+  }
 }
 
 Written ScriptGenerator::make_end_leaf(Sort sort) {
@@ -311,7 +376,25 @@ Written ScriptGenerator::make_end(Sort sort, int depth) {
 
 Written ScriptGenerator::make_constant(Sort sort, int depth) {
   if (depth <= 0 || !chance(25) || --budget_ < 0) return make_literal(sort);
-  switch (pick(4)) {
+  switch (pick(8)) {
+    case 3:
+      return apply("abs", Op::kAbs, sort, {make_constant(sort, depth - 1)});
+    case 4: {
+      if (sort != Sort::kInt) return make_literal(sort);
+      const std::vector<Written> numbers{make_literal(sort), make_factor(sort)};
+      return chance(50) ? apply("div", Op::kIntDivide, sort, numbers)
+                        : apply("mod", Op::kRemainder, sort, numbers);
+    }
+    case 5: {
+      if (logic_ != Logic::kAll) return make_literal(sort);
+      const Written other =
+          sort == Sort::kReal
+              ? make_constant(Sort::kInt, depth - 1)
+              : apply("*", Op::kTimes, Sort::kReal,
+                      {make_literal(Sort::kReal), make_literal(Sort::kReal)});
+      return sort == Sort::kReal ? apply("to_real", Op::kToReal, sort, {other})
+                                 : apply("to_int", Op::kToInt, sort, {other});
+    }
     case 0:
       return apply("+", Op::kPlus, sort,
                    {make_constant(sort, depth - 1), make_literal(sort)});
