@@ -138,6 +138,8 @@ ClauseNumber Search::derive_failed() {
   const ClauseRef reason = variable_at(variable).reason;
   if (reason == kNoReason) return 0;
   note_conflict(reason);
+  // Of the clause learnt last, which has nothing to do with this one.
+  shortened_.clear();
   std::vector<Literal> negated;
   for (const Literal literal : failed_) negated.push_back(~literal);
   return derive(negated);
