@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "solver/engine/atom_normaliser.h"
 
-#include <algorithm>
-#include <cassert>
 #include <cstddef>
 #include <utility>
 #include <vector>
@@ -65,18 +63,14 @@ AtomNormaliser::Cases AtomNormaliser::cases(const Term* atom) {
   LinearSum sum;
   lineariser_.linearise_difference(atom->arg(0), atom->arg(1), sum);
   Cases result;
-  result.ite = ite_to_lift(sum);
-  assert(result.ite != nullptr);
-  const auto place =
-      std::find_if(sum.monomials.begin(), sum.monomials.end(),
-                   [&result](const auto& m) { return m.leaf == result.ite; });
-  result.factor = place->coefficient;
-  const auto position = static_cast<std::size_t>(place - sum.monomials.begin());
+  result.ite = CaseSums::first_ite(shapes_, sum);
+  if (result.ite == nullptr) return result;
   const Term* zero = store_.make_number(QNumber(0));
   for (const std::size_t k : {1U, 2U}) {
-    LinearSum branch;
-    lineariser_.linearise(result.ite->arg(k), branch);
-    const Term* left = term_of(replace_leaf(sum, position, branch));
+    LinearSum branch = sum;
+    result.factor =
+        CaseSums::take_branch(branch, result.ite, result.ite->arg(k));
+    const Term* left = make_sum(store_, branch);
     (k == 1 ? result.first : result.second) = atom->kind == Kind::kLess
                                                   ? store_.make_less(left, zero)
                                                   : store_.make_leq(left, zero);

@@ -60,8 +60,8 @@ class AtomNormaliser {
     /// The same with the second.
     const Term* second = nullptr;
   };
-  /// The cases of the ite that is lifted first.
-  /// Requires: kLeq or kLess inside the fragment, for which one is lifted.
+  /// The cases of the ite that would be lifted first; null if there is none.
+  /// Requires: kLeq or kLess over linear terms.
   Cases cases(const Term* atom);
 
   /// The first arithmetic atom outside difference logic in `term`, or null.

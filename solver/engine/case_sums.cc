@@ -177,8 +177,32 @@ bool CaseSums::needs_lifting(IteShapes& shapes, const LinearSum& sum) {
          to_bound(sum, false, is_integer(sum), bound) == BoundOutcome::kOutside;
 }
 
-CaseSums::Rank CaseSums::rank_of(const Term* ite) const {
-  return {shapes_.is_nameable(ite),
+const Term* CaseSums::first_ite(IteShapes& shapes, const LinearSum& sum) {
+  const Term* first = nullptr;
+  for (const LinearSum::Monomial& m : sum.monomials) {
+    if (is_ite(m) && (first == nullptr ||
+                      rank_of(shapes, m.leaf) < rank_of(shapes, first))) {
+      first = m.leaf;
+    }
+  }
+  return first;
+}
+
+QNumber CaseSums::take_branch(LinearSum& sum, const Term* ite,
+                              const Term* branch) {
+  const auto found =
+      std::find_if(sum.monomials.begin(), sum.monomials.end(),
+                   [ite](const auto& m) { return m.leaf == ite; });
+  QNumber factor = found->coefficient;
+  sum.monomials.erase(found);
+  LinearSum part;
+  Lineariser().linearise(branch, part);
+  add(sum, part, factor);
+  return factor;
+}
+
+CaseSums::Rank CaseSums::rank_of(IteShapes& shapes, const Term* ite) {
+  return {shapes.is_nameable(ite),
           std::numeric_limits<std::uint64_t>::max() - ite->id};
 }
 

@@ -79,6 +79,13 @@ class CaseSums {
   /// Whether `sum` is a bound only once ites are lifted out of it, or never.
   static bool needs_lifting(IteShapes& shapes, const LinearSum& sum);
 
+  /// The ite of a sum that is lifted first; null if there is none.
+  static const Term* first_ite(IteShapes& shapes, const LinearSum& sum);
+  /// Puts a branch in the place of an ite of the sum, and returns what it is
+  /// multiplied with. Requires: linear.
+  static QNumber take_branch(LinearSum& sum, const Term* ite,
+                             const Term* branch);
+
   /// Sets `result` to a combination of conditions, bounds and constants that
   /// says that `sum` is below 0 (strict) or at most 0. On kOutside and kTooMany
   /// `result` is unchanged.
@@ -116,7 +123,8 @@ class CaseSums {
     std::map<Rest, std::size_t, Less> rests;
   };
 
-  Rank rank_of(const Term* ite) const;
+  static Rank rank_of(IteShapes& shapes, const Term* ite);
+  Rank rank_of(const Term* ite) const { return rank_of(shapes_, ite); }
   void read(const LinearSum& sum);
   const Term* next_ite(const Rest& rest) const;
   Rest take_branch(const Rest& rest, const Term* ite,

@@ -224,14 +224,48 @@ bool ClauseProver::learn_comparison(WrittenId term) {
       return true;
     }
     whole = normal.term;
+    // Sums that were added up in steps.
+    if (is_arithmetic_atom(whole)) return false;
     if (whole->kind != Kind::kTrue && whole->kind != Kind::kFalse) {
       learn_lift(term);
       return true;
     }
   }
-  add_sum({positive(term) + (whole->kind == Kind::kTrue ? 0 : 1)},
-          {QNumber(1)});
+  learn_constant(term, whole->kind == Kind::kTrue);
   return true;
+}
+
+// A comparison that holds always, or never: because of the ranges of numbers by
+// cases if there are some.
+void ClauseProver::learn_constant(WrittenId term, bool holds) {
+  const Term* meaning = terms_.meaning(term);
+  LinearSum sum;
+  if (meaning->num_args == 2) {
+    lineariser_.linearise_difference(meaning->arg(0), meaning->arg(1), sum);
+  }
+  if (sum.monomials.size() == 1) {
+    learn_lift(term);
+    return;
+  }
+  std::vector<WrittenLiteral> literals{positive(term) + (holds ? 0 : 1)};
+  std::vector<QNumber> factors{QNumber(1)};
+  for (const LinearSum::Monomial& m : sum.monomials) {
+    const IteShapes::Range range = *shapes_.range_of(m.leaf);
+    const bool is_upper = (m.coefficient.sign() > 0) == holds;
+    const Term* limit =
+        store_.make_number(is_upper ? range.high : range.low, m.leaf->sort);
+    const WrittenId within = terms_.apply(
+        is_upper ? "<=" : ">=", {written(m.leaf), terms_.leaf(limit)},
+        is_upper ? store_.make_leq(m.leaf, limit)
+                 : store_.make_leq(limit, m.leaf));
+    literals.push_back(positive(within) + 1);
+    factors.push_back(m.coefficient.sign() < 0 ? -m.coefficient
+                                               : m.coefficient);
+    pending_.push_back(within);
+    // It may be a bound on a variable to the solver, which says nothing of it.
+    if (is_within_known_.insert(within).second) learn_lift(within);
+  }
+  add_sum(literals, factors);
 }
 
 // An equality, a comparison of more than two, or `distinct`, by its parts.

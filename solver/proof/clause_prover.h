@@ -8,9 +8,11 @@
 #include <string>
 #include <tuple>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "solver/engine/atom_normaliser.h"
+#include "solver/engine/case_sums.h"
 #include "solver/proof/proof_text.h"
 #include "solver/proof/written_terms.h"
 #include "solver/terms/difference_bound.h"
@@ -92,6 +94,7 @@ class ClauseProver {
   bool learn_comparison(WrittenId term);
   void learn_bound(WrittenId term, const DifferenceBound& bound);
   void learn_chain(WrittenId term);
+  void learn_constant(WrittenId term, bool holds);
   void learn_lift(WrittenId term);
   bool learn_foreign(WrittenId term, WrittenId number);
   void learn_cases(WrittenId term);
@@ -141,6 +144,7 @@ class ClauseProver {
   WrittenTerms& terms_;
   ProofText& text_;
   Lineariser lineariser_;
+  IteShapes shapes_;
 
   std::vector<char> is_known_;  // by term
   std::vector<WrittenId> pending_;
@@ -149,6 +153,7 @@ class ClauseProver {
   std::map<Key, WrittenLiteral> bounds_;
   std::unordered_map<const Term*, WrittenId> numbers_;  // with cases
   std::unordered_map<const Term*, WrittenId> written_;
+  std::unordered_set<WrittenId> is_within_known_;
   std::unordered_map<WrittenId, std::uint64_t> case_steps_;
   std::unordered_map<WrittenId, std::uint64_t> equality_steps_;
 
