@@ -7,6 +7,8 @@
 #include <iterator>
 #include <utility>
 
+#include "solver/engine/integral_values.h"
+
 namespace vorn::solver {
 namespace {
 
@@ -210,16 +212,43 @@ DifferenceTheory::Span DifferenceTheory::span_of(
   return {static_cast<std::size_t>(end - levels_.begin()), num_literals};
 }
 
-bool DifferenceTheory::final_check(std::vector<Literal>& /*conflict*/) {
-  choose_model();
+// The graph knows reals alone; where integers and reals meet, there may be none
+// among its solutions that has the integers.
+bool DifferenceTheory::final_check(std::vector<Literal>& conflict) {
+  const std::vector<int> active = active_constraints();
+  std::vector<la::DNumber> solution = potentials();
+  IntegralValues integral(problem_.atoms(), active);
+  if (integral.is_mixed() && !integral.find(solution)) {
+    for (const int id : integral.conflict()) {
+      conflict.push_back(~literal_of(id));
+    }
+    origin_ = {ClauseKind::kRounding};
+    return false;
+  }
+  model_.choose(problem_.atoms(), active, solution);
   return true;
 }
 
-void DifferenceTheory::choose_model() {
-  // Implied ones too: a looser bound may have the larger multiple of eps.
+void DifferenceTheory::stopped() {
+  model_.choose(problem_.atoms(), active_constraints(), potentials());
+}
+
+// Implied ones too: a looser bound may have the larger multiple of eps.
+std::vector<int> DifferenceTheory::active_constraints() const {
   std::vector<int> active;
+  active.reserve(active_.size());
   for (const Active& a : active_) active.push_back(a.id);
-  model_.choose(problem_.atoms(), active, graph_.graph());
+  return active;
+}
+
+std::vector<la::DNumber> DifferenceTheory::potentials() const {
+  std::vector<la::DNumber> result;
+  const int num_nodes = problem_.atoms().num_nodes();
+  result.reserve(static_cast<std::size_t>(num_nodes));
+  for (int node = 0; node < num_nodes; ++node) {
+    result.push_back(graph_.graph().get_potential(node));
+  }
+  return result;
 }
 
 bool DifferenceTheory::next_lemma(std::vector<Literal>& clause) {

@@ -115,7 +115,7 @@ class DifferenceTheory final : public Theory {
                  std::vector<Literal>& conflict) override;
   void explain(Literal literal, std::vector<Literal>& reason) override;
   bool final_check(std::vector<Literal>& conflict) override;
-  void stopped() override { choose_model(); }
+  void stopped() override;
   std::optional<bool> advise(int variable) const override {
     if (!machines_) return {};
     return machines_->advise(variable);
@@ -151,7 +151,8 @@ class DifferenceTheory final : public Theory {
   using Span = std::pair<std::size_t, std::size_t>;
   Span span_of(const std::vector<int>& constraints);
   void learn_from_conflict();
-  void choose_model();
+  std::vector<int> active_constraints() const;
+  std::vector<la::DNumber> potentials() const;
 
   Problem& problem_;          // borrowed
   Search* search_ = nullptr;  // borrowed

@@ -12,13 +12,13 @@ namespace {
 // for a + b*eps <= c + d*eps, in lexicographic order, and keeps holding while
 // (b - d) * eps <= c - a.
 QNumber choose_eps(const AtomTable& atoms, const std::vector<int>& active,
-                   const dl::Graph& graph) {
+                   const std::vector<la::DNumber>& solution) {
   QNumber eps(1);
   for (const int id : active) {
     const dl::Edge& edge = atoms.constraint(id).edge;
-    la::DNumber limit = graph.get_potential(edge.source);
+    la::DNumber limit = solution[static_cast<std::size_t>(edge.source)];
     limit += edge.weight;
-    const la::DNumber value = graph.get_potential(edge.target);
+    const la::DNumber& value = solution[static_cast<std::size_t>(edge.target)];
     QNumber excess = value.eps();
     excess -= limit.eps();
     if (excess.sign() <= 0) continue;
@@ -33,12 +33,12 @@ QNumber choose_eps(const AtomTable& atoms, const std::vector<int>& active,
 }  // namespace
 
 void ModelValues::choose(const AtomTable& atoms, const std::vector<int>& active,
-                         const dl::Graph& graph) {
-  const la::DNumber origin = graph.get_potential(0);
-  const QNumber eps = choose_eps(atoms, active, graph);
+                         const std::vector<la::DNumber>& solution) {
+  const la::DNumber& origin = solution[0];
+  const QNumber eps = choose_eps(atoms, active, solution);
   values_.assign(static_cast<std::size_t>(atoms.num_nodes()), QNumber(0));
   for (int node = 1; node < atoms.num_nodes(); ++node) {
-    const la::DNumber potential = graph.get_potential(node);
+    const la::DNumber& potential = solution[static_cast<std::size_t>(node)];
     QNumber part = potential.eps();
     part -= origin.eps();
     part *= eps;

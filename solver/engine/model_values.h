@@ -7,21 +7,22 @@
 
 #include "solver/engine/atom_table.h"
 #include "solver/terms/term.h"
-#include "vorn/dl/graph.h"
+#include "vorn/numbers/d_number.h"
 #include "vorn/numbers/q_number.h"
 
 namespace vorn::solver {
 
-/// Values of the variables in a model, chosen from a graph's potentials.
+/// Values of the variables in a model, chosen from a solution with eps.
 ///
 /// Strict bounds hold with one number for eps, small enough for all of them;
 /// integers get integers. Cost: linear in nodes and bounds.
 class ModelValues {
  public:
-  /// Chooses values that satisfy the constraints in `active`. Requires: the
-  /// graph is consistent, and its potentials satisfy these.
+  /// Chooses values that satisfy the constraints in `active`. Requires: so does
+  /// `solution`, by node; and where an integer meets a real, the integers in it
+  /// differ from node 0 by integers.
   void choose(const AtomTable& atoms, const std::vector<int>& active,
-              const dl::Graph& graph);
+              const std::vector<la::DNumber>& solution);
 
   /// The chosen value of a node; nothing for node 0 and one made since.
   std::optional<QNumber> value(int node) const;

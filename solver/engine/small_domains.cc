@@ -14,6 +14,11 @@ constexpr int kMaxValues = 4;
 // Bounds between two variables, above which a pair is left to the graph.
 constexpr std::size_t kMaxBoundsOnPair = 8;
 
+// The constant 0 is one among integers.
+bool is_integer(const AtomTable& table, int node) {
+  return node == 0 || table.term_of(node)->sort == Sort::kInt;
+}
+
 }  // namespace
 
 // The interval to which the level-0 literals confine a pair's difference.
@@ -66,7 +71,9 @@ void SmallDomains::split(const Search& search) {
   const AtomTable& table = problem_.atoms();
   std::unordered_map<int, std::vector<Confined>> by_node;
   for (const AtomTable::Pair& pair : table.pairs()) {
-    if (table.term_of(pair.target)->sort != Sort::kInt) continue;
+    if (!is_integer(table, pair.source) || !is_integer(table, pair.target)) {
+      continue;
+    }
     const std::optional<Domain> domain = domain_of(search, pair);
     if (!domain) continue;
     by_node[pair.target].push_back({pair.source, *domain});

@@ -26,6 +26,9 @@ enum class ClauseKind : std::uint8_t {
   kCycle,        // a conflict of the graph
   kPath,         // a bound that others imply
   kLemma,        // learnt from successive conflicts
+  /// Bounds that leave no integers: sums that end at integers are rounded
+  /// before they are added up.
+  kRounding,
   /// From reasoning about sets of tasks.
   kMachine,
 };
@@ -34,7 +37,7 @@ enum class ClauseKind : std::uint8_t {
 constexpr std::string_view kClauseKindNames[] = {
     "asserted", "constant", "argument",  "arguments",  "xor",
     "ite",      "branches", "named ite", "neighbours", "small domain",
-    "cycle",    "path",     "lemma",     "machine"};
+    "cycle",    "path",     "lemma",     "rounding",   "machine"};
 
 /// The kind's name.
 constexpr std::string_view name_of(ClauseKind kind) {

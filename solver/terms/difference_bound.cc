@@ -28,7 +28,6 @@ BoundOutcome to_bound(const LinearSum& sum, bool strict, bool integer,
   assert(!integer || target->sort == Sort::kInt);
   if (monomials.size() == 2) {
     source = monomials[1].leaf;
-    if (source->sort != target->sort) return BoundOutcome::kOutside;
     QNumber rest = monomials[0].coefficient;
     rest += monomials[1].coefficient;
     if (rest.sign() != 0) return BoundOutcome::kOutside;

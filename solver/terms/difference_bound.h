@@ -36,7 +36,7 @@ enum class BoundOutcome : std::uint8_t {
 /// when the outcome is kBound; otherwise `out` is unchanged.
 ///
 /// A difference constraint has no leaf, one leaf with any coefficient, or two
-/// leaves of one sort whose coefficients add up to 0. The coefficient is
+/// leaves whose coefficients add up to 0. The coefficient is
 /// divided out; over the integers the bound is then rounded to the greatest
 /// integer that satisfies it, which changes no solution.
 /// Requires: `integer` only if every leaf is of sort kInt.

@@ -17,8 +17,13 @@
 // shortest paths. In a state a formula is true, false or open; an open one
 // names a decision that it waits for, and both ways are tried. A bound that
 // follows from the state, or contradicts it, needs no decision; so every state
-// that is reached has a model, and if all formulas are true in it, that model
-// satisfies them.
+// that is reached and consistent has a model, and if all formulas are true in
+// it, that model satisfies them.
+//
+// A bound between an integer and a real is one of reals. What paths over reals
+// leave to integers is rounded, and then to what that leaves to reals, until
+// nothing changes; if then no path leads below zero on its way back, there are
+// values. So a state may turn out to have no model, after all.
 //
 // A weight is a pair of exact rationals: the second one counts an infinitesimal
 // that strict bounds of real variables subtract. Bounds of integer variables
@@ -43,10 +48,10 @@ Weight operator+(const Weight& a, const Weight& b) {
   return {a.value + b.value, a.eps + b.eps};
 }
 
-// target - source <= weight between variables of one sort; position 0 is the
-// constant 0.
+// target - source <= weight; position 0 is the constant 0.
 struct Bound {
-  Sort sort = Sort::kInt;
+  // Whether it is one of integers alone.
+  bool integer = true;
   std::size_t source = 0;
   std::size_t target = 0;
   Weight weight;
@@ -54,9 +59,9 @@ struct Bound {
 
 Bound negation(const Bound& bound) {
   // not (t - s <= w) is s - t < -w.
-  Bound result{bound.sort, bound.target, bound.source, {}};
+  Bound result{bound.integer, bound.target, bound.source, {}};
   result.weight.value = -bound.weight.value;
-  if (bound.sort == Sort::kInt) {
+  if (bound.integer) {
     result.weight.value -= 1;
   } else {
     result.weight.eps = bound.weight.eps < 0 ? 0 : -1;
@@ -64,11 +69,15 @@ Bound negation(const Bound& bound) {
   return result;
 }
 
-// Shortest paths between all pairs of positions.
+// Shortest paths between all pairs of positions. The constant 0 comes first,
+// then the integers, then the reals.
 class Paths {
  public:
-  explicit Paths(std::size_t size)
-      : size_(size), shortest_(size * size, std::nullopt) {
+  Paths(std::size_t num_ints, std::size_t num_reals)
+      : size_(1 + num_ints + num_reals),
+        num_integers_(1 + num_ints),
+        shortest_(size_ * size_, std::nullopt) {
+    const std::size_t size = size_;
     for (std::size_t i = 0; i < size; ++i) at(i, i) = Weight{0, 0};
   }
 
@@ -79,6 +88,13 @@ class Paths {
   bool contradicts(const Bound& bound) const {
     const auto& back = at(bound.target, bound.source);
     return back && *back + bound.weight < Weight{0, 0};
+  }
+  // False once integers are left no values.
+  bool is_consistent() const {
+    for (std::size_t i = 0; i < size_; ++i) {
+      if (*at(i, i) < Weight{0, 0}) return false;
+    }
+    return true;
   }
   // Requires: does not contradict the bound.
   void add(const Bound& bound) {
@@ -93,9 +109,40 @@ class Paths {
         if (!best || length < *best) best = length;
       }
     }
+    while (round() && is_consistent()) close();
   }
 
  private:
+  // Rounds what paths over reals leave to integers. False if nothing changed.
+  bool round() {
+    bool changed = false;
+    for (std::size_t i = 0; i < num_integers_; ++i) {
+      for (std::size_t j = 0; j < num_integers_; ++j) {
+        auto& path = at(i, j);
+        if (!path) continue;
+        Weight rounded{floor(path->value), 0};
+        if (rounded.value == path->value && path->eps < 0) rounded.value -= 1;
+        if (!(rounded < *path)) continue;
+        path = rounded;
+        changed = true;
+      }
+    }
+    return changed;
+  }
+  void close() {
+    for (std::size_t k = 0; k < size_; ++k) {
+      for (std::size_t i = 0; i < size_; ++i) {
+        if (!at(i, k)) continue;
+        for (std::size_t j = 0; j < size_; ++j) {
+          if (!at(k, j)) continue;
+          const Weight length = *at(i, k) + *at(k, j);
+          auto& best = at(i, j);
+          if (!best || length < *best) best = length;
+        }
+      }
+    }
+  }
+
   std::optional<Weight>& at(std::size_t i, std::size_t j) {
     return shortest_[i * size_ + j];
   }
@@ -104,6 +151,7 @@ class Paths {
   }
 
   std::size_t size_;
+  std::size_t num_integers_;  // the constant 0 included
   std::vector<std::optional<Weight>> shortest_;
 };
 
@@ -116,13 +164,7 @@ Truth opposite(Truth a) {
 
 struct State {
   std::vector<Truth> bools;
-  Paths ints;
-  Paths reals;
-
-  Paths& paths(Sort sort) { return sort == Sort::kInt ? ints : reals; }
-  const Paths& paths(Sort sort) const {
-    return sort == Sort::kInt ? ints : reals;
-  }
+  Paths paths;
 };
 
 // What to choose next: a bound, or a Boolean variable.
@@ -133,7 +175,7 @@ struct Decision {
 
 // A sum of multiples of variables, and a number.
 struct Sum {
-  std::map<std::pair<Sort, std::size_t>, mpq_class> factors;  // sort and index
+  std::map<std::size_t, mpq_class> factors;  // by position
   mpq_class constant;
 
   void add(const Sum& other, const mpq_class& factor) {
@@ -155,14 +197,13 @@ struct Reading {
   std::abort();
 }
 
-Reading read(const Sum& sum, bool strict) {
-  Sort sort = Sort::kInt;
+Reading read(const Sum& sum, std::size_t num_ints, bool strict) {
   std::vector<std::pair<std::size_t, mpq_class>> terms;
-  for (const auto& [variable, factor] : sum.factors) {
+  bool integer = true;
+  for (const auto& [position, factor] : sum.factors) {
     if (factor == 0) continue;
-    if (!terms.empty() && variable.first != sort) die("integers among reals");
-    sort = variable.first;
-    terms.emplace_back(variable.second + 1, factor);
+    integer = integer && position <= num_ints;
+    terms.emplace_back(position, factor);
   }
   if (terms.empty()) {
     return {std::nullopt, strict ? sum.constant < 0 : sum.constant <= 0};
@@ -173,9 +214,9 @@ Reading read(const Sum& sum, bool strict) {
   }
   if (terms[0].second < 0) std::swap(terms[0], terms[1]);
   // factor * (target - source) + constant against 0.
-  Bound bound{sort, terms[1].first, terms[0].first, {}};
+  Bound bound{integer, terms[1].first, terms[0].first, {}};
   const mpq_class limit = -sum.constant / terms[0].second;
-  if (sort == Sort::kReal) {
+  if (!integer) {
     bound.weight = {limit, strict ? -1 : 0};
   } else if (strict && floor(limit) == limit) {
     bound.weight = {limit - 1, 0};
@@ -195,8 +236,9 @@ class Enumeration {
   std::optional<bool> run() {
     std::size_t counts[3] = {0, 0, 0};
     for (const Formula& formula : formulas_) count_variables(*formula, counts);
+    num_ints_ = counts[1];
     State state{std::vector<Truth>(counts[0], Truth::kOpen),
-                Paths(counts[1] + 1), Paths(counts[2] + 1)};
+                Paths(counts[1], counts[2])};
     const bool result = has_model(state);
     if (gave_up_) return std::nullopt;
     return result;
@@ -218,6 +260,7 @@ class Enumeration {
       return false;
     }
     --states_left_;
+    if (!state.paths.is_consistent()) return false;
     decision_.reset();
     Truth all = Truth::kTrue;
     for (const Formula& formula : formulas_) {
@@ -232,7 +275,7 @@ class Enumeration {
       if (decision.bound) {
         const Bound bound =
             choice ? *decision.bound : negation(*decision.bound);
-        next.paths(bound.sort).add(bound);
+        next.paths.add(bound);
       } else {
         next.bools[decision.variable] = choice ? Truth::kTrue : Truth::kFalse;
       }
@@ -364,7 +407,7 @@ class Enumeration {
           !add(b, -1, state, sum, conditional)) {
         return Truth::kOpen;
       }
-      reading = read(sum, strict);
+      reading = read(sum, num_ints_, strict);
       // The same in all states unless a conditional term was in it.
       if (!conditional) readings.emplace(key, reading);
     }
@@ -375,9 +418,8 @@ class Enumeration {
     if (!reading.bound) {
       return reading.constant ? Truth::kTrue : Truth::kFalse;
     }
-    const Paths& paths = state.paths(reading.bound->sort);
-    if (paths.implies(*reading.bound)) return Truth::kTrue;
-    if (paths.contradicts(*reading.bound)) return Truth::kFalse;
+    if (state.paths.implies(*reading.bound)) return Truth::kTrue;
+    if (state.paths.contradicts(*reading.bound)) return Truth::kFalse;
     return open({reading.bound, 0});
   }
 
@@ -385,9 +427,9 @@ class Enumeration {
   bool add_whole(const Node& node, const State& state, Sum& sum,
                  bool& conditional) {
     if (!add(node, 1, state, sum, conditional)) return false;
-    for (const auto& [variable, factor] : sum.factors) {
+    for (const auto& [position, factor] : sum.factors) {
       if (factor == 0) continue;
-      if (variable.first != Sort::kInt || factor.get_den() != 1) {
+      if (position > num_ints_ || factor.get_den() != 1) {
         die("a term need not be whole");
       }
     }
@@ -402,8 +444,8 @@ class Enumeration {
         sum.constant += factor * node.value;
         return true;
       case Op::kVariable:
-        sum.factors[{node.sort, static_cast<std::size_t>(node.index)}] +=
-            factor;
+        sum.factors[static_cast<std::size_t>(node.index) + 1 +
+                    (node.sort == Sort::kReal ? num_ints_ : 0)] += factor;
         return true;
       case Op::kIte: {
         conditional = true;
@@ -434,7 +476,7 @@ class Enumeration {
         conditional = true;
         Sum part;
         if (!add(*node.args[0], 1, state, part, conditional)) return false;
-        const Truth negative = find(read(part, true), state);
+        const Truth negative = find(read(part, num_ints_, true), state);
         if (negative == Truth::kOpen) return false;
         sum.add(part, negative == Truth::kTrue ? mpq_class(-factor) : factor);
         return true;
@@ -486,6 +528,7 @@ class Enumeration {
 
   const std::vector<Formula>& formulas_;
   std::uint64_t states_left_;
+  std::size_t num_ints_ = 0;
   bool gave_up_ = false;
   std::optional<Decision> decision_;
   std::unordered_map<std::pair<const Node*, const Node*>, Reading, HashPair>

@@ -16,7 +16,7 @@ namespace vorn::bruteforce {
 ///
 /// Requires: every comparison, whatever its conditional terms choose, says
 /// k * (x - y) against a number, k * x against a number, or nothing about
-/// variables, over variables of one sort; what is turned into an integer is
+/// variables; what is turned into an integer is
 /// whole but for a number added to it.
 /// Cost: exponential in the number of bounds.
 bool is_satisfiable(const std::vector<Formula>& formulas);

@@ -168,8 +168,11 @@ Written ScriptGenerator::make_bool(int depth) {
 Written ScriptGenerator::make_comparison(int depth) {
   // Parts of a comparison are written twice below; a name may not be.
   const bool may_name = std::exchange(may_name_, false);
-  const Sort sort = pick_number_sort();
-  const auto end = [&] { return make_end(sort, depth - 1); };
+  const bool mixed = logic_ == Logic::kAll && chance(40);
+  const Sort sort = mixed ? Sort::kReal : pick_number_sort();
+  const auto end = [&] {
+    return make_end(mixed ? pick_number_sort() : sort, depth - 1);
+  };
   const auto constant = [&] { return make_constant(sort, depth - 1); };
   const auto plus = [&](const std::vector<Written>& args) {
     return apply("+", Op::kPlus, sort, args);
@@ -282,11 +285,16 @@ Written ScriptGenerator::make_comparison(int depth) {
 // A sum of many numbers that depend on few conditions.
 Written ScriptGenerator::make_count(Sort sort, int depth) {
   std::vector<Written> conditions;
-  const int kinds = 2 + pick(3);
-  for (int i = 0; i < kinds; ++i) conditions.push_back(make_bool_leaf(0));
+  const int kinds = 2 + pick(2);
+  for (int i = 0; i < kinds; ++i) {
+    Written name;
+    const bool named = chance(70) && find_name(Sort::kBool, name);
+    conditions.push_back(named ? name : make_bool_leaf(0));
+  }
   const bool counts = chance(50);
   std::vector<Written> cases;
-  const int count = 2 + pick(chance(20) ? 30 : 5);
+  // Other numbers than 0 and 1 have about a sum for each set of cases.
+  const int count = 2 + pick(counts && chance(30) ? 30 : 6);
   for (int i = 0; i < count; ++i) {
     const auto number = [&](int value) {
       return make_written(number_text(value, sort), make_number(value, sort));

@@ -170,7 +170,7 @@ TEST_F(AtomNormaliserTest, NormaliseAtomOutsideGivesNull) {
       store.make_plus(times(2, x), store.make_negate(y)),
       store.make_plus({x, times(-1, y), z}),
       store.make_times(x, y),
-      store.make_plus(x, store.make_negate(r)),
+      store.make_plus(x, r),
       store.make_ite(p, store.make_plus(x, y), zero),
   };
   for (const Term* sum : sums) {

@@ -135,7 +135,7 @@ TEST_F(DifferenceBoundTest, ToBoundRefusesWhatIsNoDifference) {
   EXPECT_TRUE(is_outside(make_sum({{u, "2"}, {v, "-1"}}, "0")));
   EXPECT_TRUE(is_outside(make_sum({{u, "1"}, {v, "1"}, {w, "-2"}}, "0")));
   EXPECT_TRUE(is_outside(make_sum({{u, "1"}, {v, "-1"}, {w, "1"}}, "0")));
-  EXPECT_TRUE(is_outside(make_sum({{x, "1"}, {u, "-1"}}, "0")));
+  EXPECT_TRUE(is_outside(make_sum({{x, "1"}, {u, "1"}}, "0")));
 }
 
 // Bound and sum must agree on every small point, integers and rationals alike;
