@@ -377,9 +377,43 @@ CaseSums::Outcome CaseSums::expand(Rest start, Target& root) {
   return Outcome::kLifted;
 }
 
-CaseSums::Outcome CaseSums::lift(const LinearSum& sum, bool strict,
+// Ites with one condition are one ite.
+LinearSum CaseSums::merge_conditions(const LinearSum& sum) {
+  std::map<std::uint64_t, std::vector<const LinearSum::Monomial*>> by_condition;
+  for (const LinearSum::Monomial& m : sum.monomials) {
+    if (is_ite(m)) by_condition[m.leaf->arg(0)->id].push_back(&m);
+  }
+  LinearSum result = sum;
+  for (const auto& [id, ites] : by_condition) {
+    if (ites.size() < 2) continue;
+    const Term* branches[2];
+    bool is_linear = true;
+    for (std::size_t k = 0; k < 2; ++k) {
+      LinearSum total;
+      for (const LinearSum::Monomial* m : ites) {
+        LinearSum branch;
+        is_linear =
+            is_linear && lineariser_.linearise(m->leaf->arg(k + 1), branch);
+        add(total, branch, m->coefficient);
+      }
+      branches[k] = make_sum(store_, total);
+    }
+    if (!is_linear) continue;
+    for (const LinearSum::Monomial* m : ites) {
+      add(result, {{*m}, QNumber(0)}, QNumber(-1));
+    }
+    const Term* merged =
+        store_.make_ite(ites.front()->leaf->arg(0), branches[0], branches[1]);
+    LinearSum part;
+    if (lineariser_.linearise(merged, part)) add(result, part, QNumber(1));
+  }
+  return result;
+}
+
+CaseSums::Outcome CaseSums::lift(const LinearSum& given, bool strict,
                                  const Term*& result) {
   strict_ = strict;
+  const LinearSum sum = merge_conditions(given);
   read(sum);
   Rest start;
   start.sum.constant = sum.constant;

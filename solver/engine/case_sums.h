@@ -125,6 +125,7 @@ class CaseSums {
 
   static Rank rank_of(IteShapes& shapes, const Term* ite);
   Rank rank_of(const Term* ite) const { return rank_of(shapes_, ite); }
+  LinearSum merge_conditions(const LinearSum& sum);
   void read(const LinearSum& sum);
   const Term* next_ite(const Rest& rest) const;
   Rest take_branch(const Rest& rest, const Term* ite,

@@ -40,7 +40,10 @@ class Writer {
         if (derived.literals.empty()) return true;
         continue;
       }
-      if (step.origin.kind == ClauseKind::kMachine) return false;
+      if (step.origin.kind == ClauseKind::kMachine ||
+          step.origin.kind == ClauseKind::kRounding) {
+        return false;
+      }
       std::vector<WrittenLiteral> clause;
       for (const Literal l : step.literals) clause.push_back(written(l));
       if (step.origin.kind == ClauseKind::kAsserted) {
