@@ -538,9 +538,10 @@ class Client {
 };
 
 void converse(bool prints_success) {
+  constexpr int kRounds = test::kSanitized ? 100 : 400;
   // More than a test of every day takes time for.
   const char* const wanted = std::getenv("VORN_CONVERSATION_ROUNDS");
-  const int rounds = wanted == nullptr ? 400 : std::atoi(wanted);
+  const int rounds = wanted == nullptr ? kRounds : std::atoi(wanted);
   constexpr std::uint32_t kSeed = 20240611;
   SCOPED_TRACE("seed " + std::to_string(kSeed));
   Client client(kSeed, prints_success);

@@ -20,6 +20,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr Streams kDialogue{Streams::kPipe, Streams::kPipe, Streams::kDefault};
 constexpr std::chrono::milliseconds kIntoTheWork{300};
+// A step of seconds.
+constexpr int kSomeNodes = test::kSanitized ? 4000 : kLongRelaxation / 3;
 // Two signals that follow each other as closely are one.
 constexpr std::chrono::milliseconds kApart{250};
 
@@ -108,7 +110,7 @@ TEST(InterruptTest, TwiceAtOnceIsOnce) {
 // once, and the session goes on when the step is over.
 TEST(InterruptTest, InsideOneRelaxationAnswersAtOnceAndGoesOn) {
   std::ostringstream script;
-  write_long_relaxation(script, kLongRelaxation / 3);
+  write_long_relaxation(script, kSomeNodes);
   for (const std::string success : {"", "success\n"}) {
     SCOPED_TRACE(success);
     Child process(VORN_COMMAND, {}, kDialogue);
@@ -132,7 +134,7 @@ TEST(InterruptTest, InsideOneRelaxationAnswersAtOnceAndGoesOn) {
 // The limit of a check is no other end of it.
 TEST(InterruptTest, LimitInsideOneRelaxationKeepsTheSession) {
   std::ostringstream script;
-  write_long_relaxation(script, kLongRelaxation / 3);
+  write_long_relaxation(script, kSomeNodes);
   Child process(VORN_COMMAND, {}, kDialogue);
   process.send(script.str() + "(set-option :timeout 300)(check-sat)" +
                "(get-info :reason-unknown)(set-option :timeout 0)(check-sat)");

@@ -414,10 +414,9 @@ TEST_F(EngineTest, ChecksStoppedAnywhereLeaveLaterOnesRight) {
   });
   testing::RandomProblems problems(store, kSeed, 8, true);
   Engine engine(store, EngineOptions());
-  engine.set_stop(&stop);
   std::vector<std::vector<const Term*>> levels(1);
   std::map<Answer, int> answers;
-  for (unsigned round = 0; round < 10 * kSeeds && !HasFailure(); ++round) {
+  for (unsigned round = 0; round < 4 * kSeeds && !HasFailure(); ++round) {
     SCOPED_TRACE(round);
     for (auto k = random() % 3; k > 0 && levels.size() > 1; --k) {
       engine.pop();
@@ -436,6 +435,8 @@ TEST_F(EngineTest, ChecksStoppedAnywhereLeaveLaterOnesRight) {
       assumptions.push_back(problems.make_clause());
     }
     stop = false;
+    // Each other check has all the time it needs, however slow the machine.
+    engine.set_stop(round % 2 == 0 ? &stop : nullptr);
     const Answer answer = engine.check(assumptions);
     ++answers[answer];
     if (answer == Answer::kUnknown) {
