@@ -86,6 +86,58 @@ void AtomTable::remove_last() {
   atoms_.pop_back();
 }
 
+std::vector<int> AtomTable::renumber() {
+  std::vector<int> nodes(index(num_nodes()), -1);
+  nodes[0] = 0;
+  for (const Atom& atom : atoms_) {
+    const Pair& pair = pair_of(atom);
+    for (const int node : {pair.source, pair.target}) nodes[index(node)] = 0;
+  }
+  std::vector<const Term*> terms;
+  std::unordered_map<const Term*, int> nodes_of_terms;
+  for (std::size_t node = 1; node < nodes.size(); ++node) {
+    if (nodes[node] < 0) continue;
+    const Term* term = terms_[node - 1];
+    terms.push_back(term);
+    nodes[node] = static_cast<int>(terms.size());
+    nodes_of_terms.emplace(term, nodes[node]);
+  }
+  std::vector<int> pairs(pairs_.size(), -1);
+  std::vector<Pair> kept_pairs;
+  std::unordered_map<std::uint64_t, int> positions;
+  for (std::size_t k = 0; k < pairs_.size(); ++k) {
+    Pair& pair = pairs_[k];
+    if (pair.bounds.empty()) continue;
+    pairs[k] = static_cast<int>(kept_pairs.size());
+    kept_pairs.push_back({nodes[index(pair.source)], nodes[index(pair.target)],
+                          std::move(pair.bounds)});
+    positions.emplace(
+        key_of(kept_pairs.back().source, kept_pairs.back().target), pairs[k]);
+  }
+  std::vector<Constraint> constraints(1);
+  for (Atom& atom : atoms_) {
+    atom.pair = pairs[index(atom.pair)];
+    for (int& id : atom.constraints) {
+      Constraint& constraint = constraints_[index(id)];
+      Bound& bound = bounds_[constraint.literal.index()];
+      id = static_cast<int>(constraints.size());
+      bound.id = id;
+      bound.direction = 2 * atom.pair + bound.direction % 2;
+      const dl::Edge& edge = constraint.edge;
+      constraints.push_back(
+          {constraint.literal,
+           dl::Edge(nodes[index(edge.source)], nodes[index(edge.target)],
+                    edge.weight, id)});
+    }
+  }
+  terms_.swap(terms);
+  nodes_.swap(nodes_of_terms);
+  pairs_.swap(kept_pairs);
+  pair_positions_.swap(positions);
+  constraints_.swap(constraints);
+  return nodes;
+}
+
 std::optional<std::size_t> AtomTable::position_of(int variable) const {
   if (index(variable) >= atom_of_variable_.size()) return std::nullopt;
   const int position = atom_of_variable_[index(variable)];

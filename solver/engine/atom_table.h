@@ -26,9 +26,10 @@ namespace vorn::solver {
 /// y - x <= v one is kept as the negation of the other kind, so both directions
 /// of a pair lie in one order.
 ///
-/// Constraints are numbered from 1 and no number is used twice, not even after
-/// its atom was forgotten, see docs/lemmas.md. Node 0 is the constant 0; the
-/// others are numbered from 1.
+/// Constraints are numbered from 1, and no number is used twice before all is
+/// numbered anew, not even after its atom was forgotten, see docs/lemmas.md.
+/// Node 0 is the constant 0; the others are numbered from 1. Nodes and pairs
+/// stay when their last atom is forgotten, until then.
 ///
 /// Cost: O(1) expected, but a bound is found among those of its pair in
 /// logarithmic time. Ownership: borrows the terms. Threads: none.
@@ -83,6 +84,8 @@ class AtomTable {
   const Term* term_of(int node) const {
     return node == 0 ? nullptr : terms_[static_cast<std::size_t>(node) - 1];
   }
+  /// The variables of the nodes from 1 on.
+  const std::vector<const Term*>& variables() const { return terms_; }
   /// Node 0 included.
   int num_nodes() const { return static_cast<int>(terms_.size()) + 1; }
 
@@ -92,6 +95,17 @@ class AtomTable {
                                   int variable);
   /// Forgets the atom added last.
   void remove_last();
+
+  /// How many atoms were forgotten since the last numbering: as many nodes and
+  /// pairs, at most, are of no more use.
+  std::size_t num_forgotten() const {
+    return static_cast<std::size_t>(num_constraints()) / 2 - atoms_.size();
+  }
+  /// Numbers constraints, nodes and pairs anew, from the lowest on and in the
+  /// order that they have, and drops those that no atom needs. Atoms keep their
+  /// positions and variables. Returns the new number of each node, -1 for one
+  /// that is gone. Cost: linear in all that there is or was.
+  std::vector<int> renumber();
 
   /// All atoms, oldest first.
   const std::vector<Atom>& atoms() const { return atoms_; }

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <utility>
 
 namespace vorn::solver {
 namespace {
@@ -36,8 +37,29 @@ void BoundPropagation::retract(int id) {
   if (!untold_.empty() && untold_.back() == id) {
     untold_.pop_back();
   } else {
-    closure_.retract_edge(id);
+    closure_->retract_edge(id);
   }
+}
+
+// A closure keeps its nodes and pairs, and walks them when it is built anew.
+void BoundPropagation::retract_all() {
+  assert(trail_.empty());
+  auto next = std::make_unique<dl::Closure>(options_.limits);
+  past_ = closure_counters();
+  closure_ = std::move(next);
+  untold_.clear();
+  num_told_ = 0;
+  paid_steps_ = 0;
+}
+
+dl::Closure::Counters BoundPropagation::closure_counters() const {
+  dl::Closure::Counters sum = closure_->counters();
+  sum.activations += past_.activations;
+  sum.improvements += past_.improvements;
+  sum.consequences += past_.consequences;
+  sum.rebuilds += past_.rebuilds;
+  sum.steps += past_.steps;
+  return sum;
 }
 
 void BoundPropagation::start_check(const SearchStatistics& search) {
@@ -68,13 +90,13 @@ bool BoundPropagation::wants_to_run(const SearchStatistics& search) {
 // False if the next one that waits makes a negative cycle.
 bool BoundPropagation::feed() {
   const bool is_free = options_.mode == Propagation::kFull;
-  const std::uint64_t end = closure_.counters().steps + kStepsPerCall;
+  const std::uint64_t end = closure_->counters().steps + kStepsPerCall;
   bool consistent = true;
   while (consistent && num_fed_ < trail_.size() && (is_free || credit_ > 0) &&
-         closure_.counters().steps < end) {
-    consistent = closure_.push_edge(trail_[num_fed_]);
+         closure_->counters().steps < end) {
+    consistent = closure_->push_edge(trail_[num_fed_]);
     if (consistent) ++num_fed_;
-    const std::uint64_t steps = closure_.counters().steps;
+    const std::uint64_t steps = closure_->counters().steps;
     credit_ -= static_cast<std::int64_t>(steps - paid_steps_);
     paid_steps_ = steps;
   }

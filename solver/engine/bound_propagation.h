@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -64,7 +65,8 @@ class BoundPropagation {
 
   /// Nothing is announced.
   explicit BoundPropagation(const PropagationOptions& options)
-      : options_(options), closure_(options.limits) {}
+      : options_(options),
+        closure_(std::make_unique<dl::Closure>(options.limits)) {}
 
   /// Whether it may ever find anything.
   bool is_on() const { return options_.mode != Propagation::kOff; }
@@ -75,10 +77,13 @@ class BoundPropagation {
   }
   /// Forgets the constraint announced last. Requires: none is pushed.
   void retract(int id);
+  /// Forgets all constraints, and the nodes between them. Requires: none is
+  /// pushed.
+  void retract_all();
 
   /// Whether the constraint is known to follow. Cost: O(1).
   bool is_known(int id) const {
-    return id < num_told_ && closure_.is_known(id);
+    return id < num_told_ && closure_->is_known(id);
   }
 
   /// Appends a constraint to those that wait. Requires: it is not known.
@@ -90,7 +95,7 @@ class BoundPropagation {
     if (!is_on()) return;
     trail_.pop_back();
     if (num_fed_ <= trail_.size()) return;
-    closure_.pop_edge();
+    closure_->pop_edge();
     --num_fed_;
   }
 
@@ -107,7 +112,7 @@ class BoundPropagation {
     [[maybe_unused]] const bool consistent = feed();
     assert(consistent);
     int id = 0;
-    while (closure_.next_consequence(&id)) consequences.push_back(id);
+    while (closure_->next_consequence(&id)) consequences.push_back(id);
   }
   /// Hands over what waits, as far as it pays, up to the first constraint that
   /// closes a negative cycle. Calls `visit` with that cycle, in its order, and
@@ -119,25 +124,28 @@ class BoundPropagation {
                    const Visit& visit) {
     if (!start(search, edge_of) || feed()) return;
     const std::size_t end = std::min(trail_.size(), num_fed_ + kMostRefused);
-    const std::uint64_t last_step = closure_.counters().steps + kStepsForCycles;
+    const std::uint64_t last_step =
+        closure_->counters().steps + kStepsForCycles;
     for (std::size_t place = num_fed_;
-         place < end && closure_.counters().steps < last_step; ++place) {
-      if (closure_.push_edge(trail_[place])) {
-        closure_.pop_edge();
+         place < end && closure_->counters().steps < last_step; ++place) {
+      if (closure_->push_edge(trail_[place])) {
+        closure_->pop_edge();
         continue;
       }
       cycle_.clear();
-      closure_.get_cycle(trail_[place], &cycle_);
+      closure_->get_cycle(trail_[place], &cycle_);
       visit(cycle_);
     }
   }
   /// As Closure::get_path. Requires: the constraint is known.
   void explain(int id, std::vector<int>* path) const {
-    closure_.get_path(id, path);
+    closure_->get_path(id, path);
   }
 
   /// What finds consequences, to look at.
-  const dl::Closure& closure() const { return closure_; }
+  const dl::Closure& closure() const { return *closure_; }
+  /// What closures have done since construction, this one's included.
+  dl::Closure::Counters closure_counters() const;
   /// What was done so far.
   const Counters& counters() const { return counters_; }
 
@@ -164,7 +172,7 @@ class BoundPropagation {
     if (num_fed_ == trail_.size() || !wants_to_run(search)) return false;
     for (std::size_t n = 0; n < kTold && !untold_.empty(); ++n) {
       const int id = untold_.front();
-      closure_.tell_edge(id, edge_of(id));
+      closure_->tell_edge(id, edge_of(id));
       num_told_ = id + 1;
       untold_.pop_front();
     }
@@ -178,7 +186,9 @@ class BoundPropagation {
   void end_trial(bool won, const SearchStatistics& search);
 
   PropagationOptions options_;
-  dl::Closure closure_;
+  std::unique_ptr<dl::Closure> closure_;
+  /// What the closures before it have done.
+  dl::Closure::Counters past_;
   /// Announced constraints that the closure has not been told of, ascending.
   std::deque<int> untold_;
   /// Above all numbers that the closure was told.

@@ -70,11 +70,7 @@ void DifferenceTheory::update() {
 
 void DifferenceTheory::rollback(std::size_t mark) {
   assert(active_.empty());
-  lemma_.clear();
-  if (lemma_finder_) {
-    dl::Graph& lessons = lemma_finder_->graph();
-    while (lessons.has_lemmas()) lessons.get_next_lemma();
-  }
+  drop_waiting_lemmas();
   machines_.reset();
   separations_.shrink_variables(search_->num_variables());
   while (num_atoms_ > mark) {
@@ -86,6 +82,31 @@ void DifferenceTheory::rollback(std::size_t mark) {
       lemma_terms_.forget(id);
     }
   }
+}
+
+void DifferenceTheory::drop_waiting_lemmas() {
+  lemma_.clear();
+  if (!lemma_finder_) return;
+  dl::Graph& lessons = lemma_finder_->graph();
+  while (lessons.has_lemmas()) lessons.get_next_lemma();
+}
+
+void DifferenceTheory::forget_lemmas() {
+  drop_waiting_lemmas();
+  if (lemma_finder_) lemma_finder_->forget_all();
+  lemma_terms_.forget_all();
+}
+
+void DifferenceTheory::renumber(const std::vector<int>& nodes) {
+  assert(active_.empty());
+  graph_.reset();
+  propagation_.retract_all();
+  forget_lemmas();
+  machines_.reset();
+  separations_.renumber(nodes);
+  has_conflict_ = false;
+  tightest_.clear();
+  num_atoms_ = 0;
 }
 
 void DifferenceTheory::assigned(Literal literal) {
@@ -215,22 +236,26 @@ DifferenceTheory::Span DifferenceTheory::span_of(
 // The graph knows reals alone; where integers and reals meet, there may be none
 // among its solutions that has the integers.
 bool DifferenceTheory::final_check(std::vector<Literal>& conflict) {
-  const std::vector<int> active = active_constraints();
-  std::vector<la::DNumber> solution = potentials();
+  std::vector<int> active = active_constraints();
   IntegralValues integral(problem_.atoms(), active);
-  if (integral.is_mixed() && !integral.find(solution)) {
+  if (!integral.is_mixed()) {
+    model_.choose(std::move(active));
+    return true;
+  }
+  std::vector<la::DNumber> solution = potentials();
+  if (!integral.find(solution)) {
     for (const int id : integral.conflict()) {
       conflict.push_back(~literal_of(id));
     }
     origin_ = {ClauseKind::kRounding};
     return false;
   }
-  model_.choose(problem_.atoms(), active, solution);
+  model_.choose(std::move(active), std::move(solution));
   return true;
 }
 
 void DifferenceTheory::stopped() {
-  model_.choose(problem_.atoms(), active_constraints(), potentials());
+  model_.choose(active_constraints());
 }
 
 // Implied ones too: a looser bound may have the larger multiple of eps.

@@ -65,6 +65,14 @@ class DifferenceTheory final : public Theory {
   /// Requires: the problem has them still, and no literal is assigned.
   void rollback(std::size_t mark);
 
+  /// The problem's atoms have been given new numbers, and their nodes these:
+  /// starts again from nothing, apart from counters.
+  /// Requires: no literal is assigned.
+  void renumber(const std::vector<int>& nodes);
+
+  /// Forgets lemmas, with all terms that they were made of.
+  void forget_lemmas();
+
   /// Looks for sets of tasks that cannot overlap, and reasons about them from
   /// now on (machines.cc). A clause counts if the literals in it that are no
   /// bounds are negations of the problem's selectors.
@@ -72,8 +80,8 @@ class DifferenceTheory final : public Theory {
   void find_machines();
 
   /// The value of a variable in the last model, or in what the search had
-  /// reached when it was stopped; nothing for a term that has none. Strict
-  /// bounds hold with the eps chosen for that model.
+  /// reached when it was stopped, until an update or the next check; nothing for
+  /// a term that has none. Strict bounds hold with the eps chosen for that model.
   std::optional<QNumber> model_value(const Term* variable) const {
     return model_.value(problem_.atoms().node_of(variable));
   }
@@ -153,6 +161,7 @@ class DifferenceTheory final : public Theory {
   void learn_from_conflict();
   std::vector<int> active_constraints() const;
   std::vector<la::DNumber> potentials() const;
+  void drop_waiting_lemmas();
 
   Problem& problem_;          // borrowed
   Search* search_ = nullptr;  // borrowed
@@ -190,7 +199,7 @@ class DifferenceTheory final : public Theory {
   Problem::Clause link_;
   std::vector<Literal> lemma_;  // waits for the links of its bound
 
-  ModelValues model_;
+  ModelValues model_{problem_.atoms(), graph_.graph()};
 };
 
 }  // namespace vorn::solver

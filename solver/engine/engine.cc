@@ -46,9 +46,69 @@ struct Engine::Machinery {
   }
 
   void open_scope() {
+    assert(!has_margin);
     feed();
     scopes.push();
     problem.open_scope();
+  }
+
+  /// The engine's scopes that are opened here.
+  std::size_t num_scopes() const {
+    return scopes.size() - (has_margin ? 1 : 0);
+  }
+
+  /// Closes the engine's scope opened last.
+  void close_scope() {
+    close_margin();
+    scopes.pop();
+  }
+
+  // The margin is a scope above those of the engine, for assumptions alone.
+  void open_margin() {
+    open_scope();
+    has_margin = true;
+  }
+  void close_margin() {
+    if (!has_margin) return;
+    scopes.pop();
+    has_margin = false;
+    num_margin = 0;
+  }
+
+  // The literal of an assumption. Variables that it needs go with the scope,
+  // or with the margin if too many of the scope's may be of no more use.
+  Literal literal_of_assumption(const Term* term, const Garbage& allowed,
+                                std::size_t num_assumptions) {
+    if (const auto known = encoder.find(term)) return *known;
+    if (!has_margin && exceeds(allowed, num_assumed, num_assumptions)) {
+      open_margin();
+    }
+    const int before = problem.num_variables();
+    const Literal literal = encoder.literal_of(term);
+    const auto added =
+        static_cast<std::size_t>(problem.num_variables() - before);
+    (has_margin ? num_margin : num_assumed) += added;
+    return literal;
+  }
+
+  // Whether so many variables for assumptions are too many.
+  bool exceeds(const Garbage& allowed, std::size_t num_variables,
+               std::size_t num_assumptions) const {
+    const std::size_t others =
+        static_cast<std::size_t>(problem.num_variables()) - num_assumed -
+        num_margin;
+    constexpr std::size_t kEach = 8;
+    return allowed.is_exceeded(num_variables, others + kEach * num_assumptions);
+  }
+
+  // Clears away what scopes that were left had in the way of constraints and
+  // nodes. Variables and clauses of the search went with the scopes; those that
+  // it has keep their meaning, so what was learnt stays.
+  // Requires: no check was made since a scope was left.
+  void renumber() {
+    const std::vector<int> nodes = problem.renumber_atoms();
+    small_domains.renumber(nodes);
+    theory.renumber(nodes);
   }
 
   // Hands the search what is new in the problem.
@@ -71,10 +131,15 @@ struct Engine::Machinery {
   Encoder encoder;
   /// How many of the engine's assertions are encoded.
   std::size_t num_assertions = 0;
-  /// The engine's scopes, as far as they are opened here, too.
+  /// Variables that assumptions needed first, those in the margin apart.
+  std::size_t num_assumed = 0;
+  std::size_t num_margin = 0;
+  bool has_margin = false;
+  /// The engine's scopes, as far as they are opened here, too, and the margin.
   ScopeStack<Search, DifferenceTheory, SmallDomains, Encoder, std::size_t,
-             Problem>
-      scopes{search, theory, small_domains, encoder, num_assertions, problem};
+             std::size_t, Problem>
+      scopes{search,         theory,      small_domains, encoder,
+             num_assertions, num_assumed, problem};
 };
 
 /// The symbols' values in the last model, and values of terms on top of them.
@@ -123,8 +188,8 @@ void Engine::push() {
 void Engine::pop() {
   model_.reset();
   scopes_.pop();
-  if (machinery_ && machinery_->scopes.size() > scopes_.size()) {
-    machinery_->scopes.pop();
+  if (machinery_ && machinery_->num_scopes() > scopes_.size()) {
+    machinery_->close_scope();
   }
 }
 
@@ -134,22 +199,33 @@ bool Engine::is_stopped() const {
 
 // Brings the machinery up to the stack of assertions. False if that was stopped
 // on the way, at a place to go on from.
-bool Engine::synchronise() {
+bool Engine::synchronise(std::size_t num_assumptions) {
   if (!machinery_) {
     machinery_ = std::make_unique<Machinery>(store_, normaliser_, options_);
     machinery_->theory.set_recorder(graph_recorder_);
+  }
+  const bool grows = machinery_->num_assertions < assertions_.size() ||
+                     machinery_->num_scopes() < scopes_.size();
+  if (grows || machinery_->exceeds(options_.former_assumptions,
+                                   machinery_->num_margin, num_assumptions)) {
+    machinery_->close_margin();
+  }
+  const AtomTable& atoms = machinery_->problem.atoms();
+  if (options_.forgotten_bounds.is_exceeded(atoms.num_forgotten(),
+                                            atoms.atoms().size())) {
+    machinery_->renumber();
   }
   machinery_->search.set_stop(stop_);
   machinery_->search.set_conflict_limit(conflict_limit_);
   machinery_->search.set_progress(progress_);
   machinery_->theory.set_logger(logger_);
   while (machinery_->num_assertions < assertions_.size() ||
-         machinery_->scopes.size() < scopes_.size()) {
+         machinery_->num_scopes() < scopes_.size()) {
     if (is_stopped()) {
       machinery_->feed();
       return false;
     }
-    const std::size_t scope = machinery_->scopes.size();
+    const std::size_t scope = machinery_->num_scopes();
     const bool opens = scope < scopes_.size() &&
                        machinery_->num_assertions == scopes_.start(scope);
     if (opens) {
@@ -191,8 +267,8 @@ Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
     unknown_reason_ = UnknownReason::kStopped;
     return Answer::kUnknown;
   };
-  if (!synchronise()) return stopped();
-  std::vector<Literal> literals = machinery_->problem.selectors();
+  if (!synchronise(assumptions.size())) return stopped();
+  std::vector<Literal> assumed;
   std::unordered_map<int, std::size_t> position_of;
   std::unordered_set<const Term*> seen;
   for (std::size_t k = 0; k < assumptions.size(); ++k) {
@@ -201,9 +277,12 @@ Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
       return stopped();
     }
     if (!seen.insert(assumptions[k]).second) continue;
-    literals.push_back(machinery_->encoder.literal_of(assumptions[k]));
-    position_of.emplace(literals.back().code(), k);
+    assumed.push_back(machinery_->literal_of_assumption(
+        assumptions[k], options_.former_assumptions, assumptions.size()));
+    position_of.emplace(assumed.back().code(), k);
   }
+  std::vector<Literal> literals = machinery_->problem.selectors();
+  literals.insert(literals.end(), assumed.begin(), assumed.end());
   machinery_->feed();
   const Search::Result result = machinery_->search.solve(literals);
 #ifndef NDEBUG
@@ -302,7 +381,8 @@ std::vector<std::pair<std::string, std::string>> Engine::statistics() const {
   row("implied literals", counters.theory_propagations);
   row("explained literals", counters.theory_explanations);
   if (!machinery_) return rows;
-  const dl::Closure& closure = machinery_->theory.propagation().closure();
+  const dl::Closure::Counters closure =
+      machinery_->theory.propagation().closure_counters();
   const LemmaTrials& lemma_trials = machinery_->theory.lemma_trials();
   row("lemma trials won", lemma_trials.num_won());
   row("lemma trials lost", lemma_trials.num_lost());
@@ -311,12 +391,13 @@ std::vector<std::pair<std::string, std::string>> Engine::statistics() const {
   row("propagation trials won", watched.trials_won);
   row("propagation trials lost", watched.trials_lost);
   row("propagation pauses", watched.pauses);
-  row("closure activations", closure.counters().activations);
-  row("closure improvements", closure.counters().improvements);
-  row("closure consequences", closure.counters().consequences);
-  row("closure rebuilds", closure.counters().rebuilds);
-  row("closure steps", closure.counters().steps);
-  row("closure matrix bytes", closure.matrix_bytes());
+  row("closure activations", closure.activations);
+  row("closure improvements", closure.improvements);
+  row("closure consequences", closure.consequences);
+  row("closure rebuilds", closure.rebuilds);
+  row("closure steps", closure.steps);
+  row("closure matrix bytes",
+      machinery_->theory.propagation().closure().matrix_bytes());
   if (const MachinePropagation* machines = machinery_->theory.machines()) {
     std::size_t most_tasks = 0;
     for (const Machine& machine : machines->machines()) {

@@ -27,6 +27,20 @@
 
 namespace vorn::solver {
 
+/// How much may lie around that nothing refers to any more, before it is
+/// cleared away: more of it makes clearing rarer, and all else slower.
+struct Garbage {
+  /// So much is always left.
+  std::size_t least = 64;
+  /// And this in per cent of what is in use.
+  std::size_t percent = 50;
+
+  /// Whether `waste` beside what is in use is too much.
+  bool is_exceeded(std::size_t waste, std::size_t in_use) const {
+    return waste > least + in_use * percent / 100;
+  }
+};
+
 /// Settings of an Engine.
 struct EngineOptions {
   /// The graph's lemma settings.
@@ -45,6 +59,11 @@ struct EngineOptions {
   /// Keep what a proof of kUnsat needs. Sets of tasks are not reasoned about
   /// then, as such reasoning has no proof.
   bool keep_proofs = false;
+  /// Bounds of scopes that were left, with their nodes.
+  Garbage forgotten_bounds;
+  /// Variables of the search that only assumptions of earlier checks have
+  /// needed. Each check is allowed some for each of its own as well.
+  Garbage former_assumptions{256, 100};
 };
 
 enum class Answer { kSat, kUnsat, kUnknown };
@@ -178,7 +197,7 @@ class Engine {
   class Model;
 
   bool is_stopped() const;
-  bool synchronise();
+  bool synchronise(std::size_t num_assumptions);
   // Requires: the last answer is forgotten. Throws std::bad_alloc.
   Answer do_check(const std::vector<const Term*>& assumptions);
   bool model_holds(const std::vector<const Term*>& assumptions);

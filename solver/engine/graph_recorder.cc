@@ -19,7 +19,7 @@ GraphRecorder::GraphRecorder(std::ostream& out) : out_(out) {
 // What a new graph does not know, a reset one has forgotten, but for the
 // previous conflict, which matters to lemmas alone, and the counters.
 void GraphRecorder::new_graph() {
-  if (has_graph_) append("reset 1\n");
+  if (has_graph_) reset();
   has_graph_ = true;
 }
 

@@ -61,6 +61,8 @@ class GraphRecorder {
 
   /// A new graph takes the place of the one before, if there was one.
   void new_graph();
+  /// The graph forgets everything.
+  void reset() { append("reset 1\n"); }
   /// On failing memory nothing is noted.
   void tell(int k, const dl::Edge& edge);
   /// A call on constraint k.

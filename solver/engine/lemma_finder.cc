@@ -34,4 +34,11 @@ void LemmaFinder::forget(int constraint) {
   told_[id] = 0;
 }
 
+// The previous conflict stays in the graph, but is never looked at again: the
+// next one takes the place of the current one, which is gone.
+void LemmaFinder::forget_all() {
+  graph_.reset(true);
+  told_.clear();
+}
+
 }  // namespace vorn::solver

@@ -42,6 +42,9 @@ class LemmaFinder {
 
   /// Forgets a constraint, which may not come back.
   void forget(int constraint);
+  /// Forgets all constraints, whose numbers may stand for others from now on,
+  /// and the conflicts that name them.
+  void forget_all();
 
   /// Its queue holds the lemmas, it counts conflicts, lemmas and endless walks.
   dl::Graph& graph() { return graph_; }

@@ -38,6 +38,8 @@ class LemmaTerms final : public la::LinearTermMapper {
   bool read(const dl::Graph::Lemma& lemma, std::vector<Literal>& clause);
   /// Forgets the term of the atom with this constraint, if it has one.
   void forget(int constraint);
+  /// Forgets all terms. Requires: no lemma waits to be read.
+  void forget_all() { literals_.clear(); }
 
  private:
   // A term, and whether its negation is meant.

@@ -3,6 +3,7 @@
 #define VORN_SOLVER_ENGINE_MODEL_VALUES_H
 
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "solver/engine/atom_table.h"
@@ -12,23 +13,48 @@
 
 namespace vorn::solver {
 
-/// Values of the variables in a model, chosen from a solution with eps.
+/// Values of the variables in a model, read off a graph's potentials, or another
+/// solution with eps, when they are asked for.
 ///
 /// Strict bounds hold with one number for eps, small enough for all of them;
-/// integers get integers. Cost: linear in nodes and bounds.
+/// integers get integers.
+///
+/// Cost: a value O(1), apart from the first one with a part of eps, which is
+/// linear in the constraints. Ownership: borrows atoms and graph; values are
+/// those of the model until constraints are told or checked, or atoms numbered
+/// anew.
 class ModelValues {
  public:
+  /// Reads values in `graph`, of the nodes of `atoms`.
+  ModelValues(const AtomTable& atoms, const dl::Graph& graph)
+      : atoms_(atoms), graph_(graph) {}
+
   /// Chooses values that satisfy the constraints in `active`. Requires: so does
-  /// `solution`, by node; and where an integer meets a real, the integers in it
-  /// differ from node 0 by integers.
-  void choose(const AtomTable& atoms, const std::vector<int>& active,
-              const std::vector<la::DNumber>& solution);
+  /// `solution`, by node, or if it is empty the graph's potentials; and where an
+  /// integer meets a real, the integers in it differ from node 0 by integers.
+  void choose(std::vector<int> active, std::vector<la::DNumber> solution = {}) {
+    active_ = std::move(active);
+    solution_ = std::move(solution);
+    eps_.reset();
+    num_nodes_ = atoms_.num_nodes();
+  }
 
   /// The chosen value of a node; nothing for node 0 and one made since.
   std::optional<QNumber> value(int node) const;
 
  private:
-  std::vector<QNumber> values_;  // by node
+  QNumber choose_eps() const;
+  la::DNumber potential_of(int node) const {
+    return solution_.empty() ? graph_.get_potential(node)
+                             : solution_[static_cast<std::size_t>(node)];
+  }
+
+  const AtomTable& atoms_;
+  const dl::Graph& graph_;
+  std::vector<int> active_;
+  std::vector<la::DNumber> solution_;
+  mutable std::optional<QNumber> eps_;
+  int num_nodes_ = 0;
 };
 
 }  // namespace vorn::solver

@@ -72,6 +72,8 @@ class Problem {
   /// Variables that are bounds, and their constraints.
   const AtomTable& atoms() const { return atoms_; }
 
+  /// AtomTable::renumber.
+  std::vector<int> renumber_atoms() { return atoms_.renumber(); }
   /// Adds a clause. Requires: its variables exist.
   void add_clause(const std::vector<Literal>& literals, ClauseOrigin origin);
   /// How many clauses there are.

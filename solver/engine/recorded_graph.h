@@ -55,6 +55,11 @@ class RecordedGraph {
     if (recorder_ != nullptr) recorder_->retract(k);
     graph_.retract_edge(k);
   }
+  /// Forgets all constraints, nodes and potentials.
+  void reset() {
+    if (recorder_ != nullptr) recorder_->reset();
+    graph_.reset(true);
+  }
   /// The constraints of the last negative cycle.
   void get_conflict_set(std::vector<int>* out) { graph_.get_conflict_set(out); }
 

@@ -142,4 +142,14 @@ void SmallDomains::rollback(std::size_t mark) {
   }
 }
 
+// A tie without clauses may have a base that is gone.
+void SmallDomains::renumber(const std::vector<int>& nodes) {
+  std::map<std::pair<std::size_t, int>, std::size_t> tied;
+  for (const auto& [atom_and_base, newest] : tied_) {
+    const int base = nodes[static_cast<std::size_t>(atom_and_base.second)];
+    if (base >= 0) tied[{atom_and_base.first, base}] = newest;
+  }
+  tied_.swap(tied);
+}
+
 }  // namespace vorn::solver

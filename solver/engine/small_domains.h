@@ -6,6 +6,7 @@
 #include <map>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "solver/engine/problem.h"
 #include "solver/search/literal.h"
@@ -41,6 +42,8 @@ class SmallDomains {
   std::size_t mark() const { return problem_.atoms().atoms().size(); }
   /// Forgets the ties of atoms from `mark` on.
   void rollback(std::size_t mark);
+  /// Takes over the numbers that AtomTable::renumber gave to the nodes.
+  void renumber(const std::vector<int>& nodes);
 
  private:
   /// The values low, low + 1, ..., high.

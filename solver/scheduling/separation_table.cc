@@ -131,6 +131,31 @@ void SeparationTable::shrink_variables(int num_variables) {
   }
 }
 
+void SeparationTable::renumber(const std::vector<int>& nodes) {
+  const auto move = [&nodes](int& node) {
+    node = nodes[static_cast<std::size_t>(node)];
+  };
+  const auto move_orders = [&move](Clause& clause) {
+    for (auto& [literal, order] : clause.orders) {
+      move(order.before);
+      move(order.after);
+    }
+  };
+  for (auto& [key, separation] : separations_) {
+    move(separation.first);
+    move(separation.second);
+  }
+  for (auto& [literal, clause] : names_) move_orders(clause);
+  decltype(halves_) halves;
+  for (auto& [key, clauses] : halves_) {
+    for (Clause& clause : clauses) move_orders(clause);
+    const Precedence& order = clauses.front().orders[0].second;
+    halves[{key.first, std::minmax(order.before, order.after)}] =
+        std::move(clauses);
+  }
+  halves_.swap(halves);
+}
+
 std::vector<Separation> SeparationTable::separations() const {
   std::vector<Separation> result;
   result.reserve(separations_.size());

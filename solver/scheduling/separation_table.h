@@ -44,6 +44,8 @@ class SeparationTable {
   void add_named(const Clause& clause);
   /// Forgets what mentions a variable that is no longer there.
   void shrink_variables(int num_variables);
+  /// Takes over new numbers of the nodes, by their old ones.
+  void renumber(const std::vector<int>& nodes);
 
   /// How many there are.
   std::size_t size() const { return separations_.size(); }

@@ -52,6 +52,76 @@ TEST_F(DifferenceTheoryTest, ShrinkAtomsNeverFreesConstraintNumbers) {
   EXPECT_TRUE(known(5) && known(6));
 }
 
+// What a scope had is gone without a trace, and what is left means the same: a
+// bound with the number or the nodes of another one is a wrong answer.
+TEST_F(DifferenceTheoryTest, RenumberKeepsBoundsAndDropsAllElse) {
+  int num_consistent = 0;
+  constexpr int kRounds = 200;
+  for (unsigned seed = 0; seed < kRounds; ++seed) {
+    SCOPED_TRACE(seed);
+    std::mt19937 rng(seed);
+    const auto pick = [&rng](int n) {
+      return static_cast<int>(rng() % static_cast<unsigned>(n));
+    };
+    testing::ProblemRig own(store);
+    const auto any_bound = [&] {
+      const int source = pick(6);
+      const int target = (source + 1 + pick(5)) % 6;
+      const auto node = [this](int k) {
+        return k == 5 ? nullptr : ints[static_cast<std::size_t>(k)];
+      };
+      return bound(node(source), node(target), pick(8) - 3);
+    };
+    std::vector<DifferenceBound> bounds;
+    std::vector<std::pair<Literal, DifferenceBound>> meanings;
+    for (int round = 0; round < 4; ++round) {
+      const std::size_t num_atoms = own.num_atoms();
+      const int num_variables = own.problem.num_variables();
+      own.problem.open_scope();
+      for (int k = pick(9); k > 0; --k) own.literal_of(any_bound(), true);
+      if (pick(2) == 0) own.solve(own.problem.selectors());
+      own.close_scope(num_atoms, num_variables);
+      own.theory.renumber(own.problem.renumber_atoms());
+
+      const AtomTable& atoms = own.problem.atoms();
+      std::set<const Term*> variables;
+      for (const auto& [literal, b] : meanings) {
+        variables.insert({b.source, b.target});
+        const dl::Edge& edge = atoms.constraint(atoms.bound(literal).id).edge;
+        EXPECT_EQ(edge.id, atoms.bound(literal).id);
+        EXPECT_EQ(atoms.term_of(edge.source), b.source);
+        EXPECT_EQ(atoms.term_of(edge.target), b.target);
+        EXPECT_EQ(edge.weight.rational(), b.weight.rational());
+        EXPECT_EQ(own.problem.literal_of(b, true), literal);
+      }
+      variables.insert(nullptr);
+      EXPECT_EQ(atoms.num_nodes(), static_cast<int>(variables.size()));
+      EXPECT_EQ(atoms.num_constraints(), 2 * static_cast<int>(own.num_atoms()));
+      EXPECT_EQ(atoms.num_forgotten(), 0U);
+
+      for (int k = 1 + pick(3); k > 0; --k) {
+        bounds.push_back(any_bound());
+        const Literal literal = own.literal_of(bounds.back(), true);
+        meanings.emplace_back(literal, bounds.back());
+        own.problem.add_clause({literal}, {});
+      }
+    }
+    std::vector<dl::Edge> edges;
+    const auto number = [this](const Term* node) {
+      const auto found = std::find(ints.begin(), ints.end(), node);
+      return static_cast<int>(found - ints.begin());
+    };
+    for (const DifferenceBound& b : bounds) {
+      edges.emplace_back(number(b.source), number(b.target), b.weight, 0);
+    }
+    const bool consistent = are_consistent(edges);
+    EXPECT_EQ(own.solve() == Search::Result::kSat, consistent);
+    num_consistent += consistent ? 1 : 0;
+  }
+  EXPECT_GT(num_consistent, kRounds / 10);
+  EXPECT_LT(num_consistent, kRounds * 9 / 10);
+}
+
 // The clause that the search learns from: all of it false, and a cycle.
 TEST_F(DifferenceTheoryTest, PropagateNegativeCycleExplainsIt) {
   const Literal a = int_literal(ints[0], ints[1], 1);

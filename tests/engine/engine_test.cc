@@ -163,6 +163,8 @@ TEST_F(EngineTest, CheckAfterRandomCommandsAgreesWithFreshEngine) {
       } else if (choice >= 16) {
         std::vector<const Term*> assumptions;
         const int count = problems.pick(4);
+    if (seed % 3 != 0) options.forgotten_bounds = {0, 0};
+    if (seed % 2 != 0) options.former_assumptions = {0, 0};
         for (int i = 0; i < count; ++i) {
           assumptions.push_back(problems.make_literal());
         }

@@ -47,6 +47,10 @@ class Follower {
     // Sets of tasks imply literals on their own.
     if (mode == Propagation::kOff) options.machines = Machines::kOff;
     options.propagation.limits.matrix_bytes = matrix_bytes;
+    if (matrix_bytes == 0) {
+      options.forgotten_bounds = {0, 0};
+      options.former_assumptions = {0, 0};
+    }
     engine_ = std::make_unique<Engine>(store, options);
   }
 

@@ -132,6 +132,10 @@ ShopComparison::ShopComparison(const Shop& empty, const EngineOptions& options)
   for (const Machines mode : {Machines::kAuto, Machines::kOff}) {
     EngineOptions own = options;
     own.machines = mode;
+    if (empty.num_tasks % 2 == 1) {
+      own.forgotten_bounds = {0, 0};
+      own.former_assumptions = {0, 0};
+    }
     engines_.push_back(std::make_unique<Engine>(store_, own));
   }
 }
