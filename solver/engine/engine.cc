@@ -158,7 +158,13 @@ class Engine::Model final : public Interpretation {
     return value;
   }
 
-  /// Whether every integer looked at so far has an integral value.
+  /// The machinery has another model.
+  void start() {
+    evaluator_.forget();
+    integral_ = true;
+  }
+
+  /// Whether every integer looked at since the start has an integral value.
   bool is_integral() const { return integral_; }
 
   Evaluator& evaluator() { return evaluator_; }
@@ -176,18 +182,19 @@ Engine::~Engine() = default;
 
 void Engine::assert_term(const Term* term) {
   assert(term->is_bool() && outside_fragment(term) == nullptr);
-  model_.reset();
+  has_model_ = false;
   assertions_.push_back(term);
 }
 
 void Engine::push() {
-  model_.reset();
+  has_model_ = false;
   scopes_.push();
 }
 
 void Engine::pop() {
-  model_.reset();
+  has_model_ = false;
   scopes_.pop();
+  model_check_.rollback(assertions_.size());
   if (machinery_ && machinery_->num_scopes() > scopes_.size()) {
     machinery_->close_scope();
   }
@@ -202,6 +209,7 @@ bool Engine::is_stopped() const {
 bool Engine::synchronise(std::size_t num_assumptions) {
   if (!machinery_) {
     machinery_ = std::make_unique<Machinery>(store_, normaliser_, options_);
+    model_ = std::make_unique<Model>(*machinery_);
     machinery_->theory.set_recorder(graph_recorder_);
   }
   const bool grows = machinery_->num_assertions < assertions_.size() ||
@@ -247,16 +255,16 @@ bool Engine::synchronise(std::size_t num_assumptions) {
 }
 
 Answer Engine::check(const std::vector<const Term*>& assumptions) {
-  model_.reset();
+  has_model_ = false;
   failed_assumptions_.clear();
   unknown_reason_ = UnknownReason::kNone;
   try {
     return do_check(assumptions);
   } catch (const std::bad_alloc&) {
     // The stack of assertions is whole; all else can be made again.
-    model_.reset();
     if (machinery_) last_counters_ = machinery_->search.statistics();
-    machinery_.reset();
+    drop_machinery();
+    model_check_.clear();
     unknown_reason_ = UnknownReason::kMemout;
     return Answer::kUnknown;
   }
@@ -311,18 +319,19 @@ Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
       std::sort(failed_assumptions_.begin(), failed_assumptions_.end());
       return Answer::kUnsat;
     case Search::Result::kUnknown:
-      model_ = std::make_unique<Model>(*machinery_);
+      model_->start();
+      has_model_ = true;
       unknown_reason_ = stop_ != nullptr && stop_->load()
                             ? UnknownReason::kStopped
                             : UnknownReason::kConflictLimit;
       return Answer::kUnknown;
   }
-  model_ = std::make_unique<Model>(*machinery_);
+  model_->start();
   if (options_.check_models && !model_holds(assumptions)) {
-    model_.reset();
     unknown_reason_ = UnknownReason::kInternalError;
     return Answer::kUnknown;
   }
+  has_model_ = true;
   return Answer::kSat;
 }
 
@@ -330,18 +339,28 @@ bool Engine::model_holds(const std::vector<const Term*>& assumptions) {
   const auto holds = [this](const Term* term) {
     return model_->evaluator().bool_value(term);
   };
-  return std::all_of(assertions_.begin(), assertions_.end(), holds) &&
-         std::all_of(assumptions.begin(), assumptions.end(), holds) &&
-         model_->is_integral();
+  const bool all_hold =
+      model_check_.holds(assertions_, *model_, model_->evaluator()) &&
+      std::all_of(assumptions.begin(), assumptions.end(), holds) &&
+      model_->is_integral();
+  // What was found true may have been so with a value that is no integer.
+  if (!all_hold) model_check_.clear();
+  return all_hold;
+}
+
+void Engine::drop_machinery() {
+  has_model_ = false;
+  model_.reset();
+  machinery_.reset();
 }
 
 bool Engine::bool_value(const Term* term) {
-  assert(model_ != nullptr);
+  assert(has_model_);
   return model_->evaluator().bool_value(term);
 }
 
 QNumber Engine::number_value(const Term* term) {
-  assert(model_ != nullptr);
+  assert(has_model_);
   return model_->evaluator().number_value(term);
 }
 
@@ -352,8 +371,7 @@ void Engine::set_graph_recorder(GraphRecorder* recorder) {
 
 void Engine::set_options(const EngineOptions& options) {
   options_ = options;
-  model_.reset();
-  machinery_.reset();
+  drop_machinery();
 }
 
 std::vector<DifferenceBound> Engine::last_cycle() const {

@@ -14,6 +14,7 @@
 #include "solver/engine/atom_normaliser.h"
 #include "solver/engine/bound_propagation.h"
 #include "solver/engine/graph_recorder.h"
+#include "solver/engine/model_check.h"
 #include "solver/engine/proof_log.h"
 #include "solver/scheduling/machine_propagation.h"
 #include "solver/search/options.h"
@@ -149,7 +150,7 @@ class Engine {
   /// Whether there are values to ask for: after kSat; and after kUnknown if the
   /// search was cut short. Then they are the ones that it had reached, which
   /// need not satisfy the assertions.
-  bool has_model() const { return model_ != nullptr; }
+  bool has_model() const { return has_model_; }
 
   /// If has_model(), until the next check: the value of a term. Symbols that no
   /// assertion mentions are false and 0.
@@ -201,6 +202,7 @@ class Engine {
   // Requires: the last answer is forgotten. Throws std::bad_alloc.
   Answer do_check(const std::vector<const Term*>& assumptions);
   bool model_holds(const std::vector<const Term*>& assumptions);
+  void drop_machinery();
 
   TermStore& store_;
   EngineOptions options_;
@@ -215,7 +217,10 @@ class Engine {
   std::function<void(const SearchStatistics&)> progress_;
 
   std::unique_ptr<Machinery> machinery_;
+  // Lives with the machinery; it counts while has_model_.
   std::unique_ptr<Model> model_;
+  bool has_model_ = false;
+  ModelCheck model_check_;
   std::vector<std::size_t> failed_assumptions_;
   Refutation refutation_;
   UnknownReason unknown_reason_ = UnknownReason::kNone;

@@ -13,23 +13,34 @@
 
 namespace vorn::solver {
 
+void Evaluator::forget() {
+  num_numbers_ = 0;
+  if (++round_ != 0) return;
+  memo_.clear();
+  round_ = 1;
+}
+
 bool Evaluator::known(const Term* term) const {
-  return term->id < memo_.size() && memo_[term->id] != kUnknown;
+  return term->id < memo_.size() && memo_[term->id].round == round_;
 }
 
 bool Evaluator::known_bool(const Term* term) const {
   assert(term->is_bool() && known(term));
-  return memo_[term->id] == kTrue;
+  return memo_[term->id].value == kTrue;
 }
 
 const QNumber& Evaluator::known_number(const Term* term) const {
   assert(term->is_arithmetic() && known(term));
-  return numbers_[memo_[term->id] - kFirstNumber];
+  return numbers_[memo_[term->id].value - kFirstNumber];
 }
 
-std::uint64_t Evaluator::keep(QNumber value) {
-  numbers_.push_back(std::move(value));
-  return numbers_.size() - 1 + kFirstNumber;
+std::uint32_t Evaluator::keep(QNumber value) {
+  if (num_numbers_ == numbers_.size()) {
+    numbers_.push_back(std::move(value));
+  } else {
+    numbers_[num_numbers_] = std::move(value);
+  }
+  return static_cast<std::uint32_t>(num_numbers_++) + kFirstNumber;
 }
 
 bool Evaluator::bool_value(const Term* term) {
@@ -45,7 +56,7 @@ const QNumber& Evaluator::number_value(const Term* term) {
 void Evaluator::compute(const Term* term) {
   if (known(term)) return;
   // Arguments have smaller ids than the terms that use them.
-  if (memo_.size() <= term->id) memo_.resize(term->id + 1, kUnknown);
+  if (memo_.size() <= term->id) memo_.resize(term->id + 1);
   stack_.assign(1, term);
   while (!stack_.empty()) {
     const Term* top = stack_.back();
@@ -55,14 +66,14 @@ void Evaluator::compute(const Term* term) {
         if (!known(top->arg(i))) stack_.push_back(top->arg(i));
       }
       if (stack_.size() > height) continue;
-      memo_[top->id] = compute_root(top);
+      memo_[top->id] = {round_, compute_root(top)};
     }
     stack_.pop_back();
   }
 }
 
 // Computes a term whose arguments are known; gives its memo entry.
-std::uint64_t Evaluator::compute_root(const Term* term) {
+std::uint32_t Evaluator::compute_root(const Term* term) {
   const auto entry = [](bool value) { return value ? kTrue : kFalse; };
   const auto first = term->args();
   const auto last = first + term->num_args;
@@ -112,7 +123,7 @@ std::uint64_t Evaluator::compute_root(const Term* term) {
     }
   }
   assert(false && "no such kind");
-  return kUnknown;
+  return kFalse;
 }
 
 bool Evaluator::are_equal(const Term* a, const Term* b) const {

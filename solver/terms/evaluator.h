@@ -2,6 +2,7 @@
 #ifndef VORN_SOLVER_TERMS_EVALUATOR_H
 #define VORN_SOLVER_TERMS_EVALUATOR_H
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <vector>
@@ -12,7 +13,8 @@
 namespace vorn::solver {
 
 /// An interpretation: where an Evaluator gets the values of symbols from. It is
-/// asked at most once per symbol, and must not change in between.
+/// asked at most once per symbol, and must not change until the evaluator
+/// forgets what it was told.
 class Interpretation {
  public:
   Interpretation() = default;
@@ -34,12 +36,16 @@ class Interpretation {
 ///
 /// Cost: each distinct subterm is computed once and remembered, for any depth;
 /// one word per term id up to the greatest one seen, and a number per
-/// arithmetic subterm. Ownership: borrows the interpretation; terms must stay
+/// arithmetic subterm, which stay for later use when values are forgotten.
+/// Ownership: borrows the interpretation; terms must stay
 /// alive. Threads: none.
 class Evaluator {
  public:
   /// Asks `symbols` for the values of symbols.
   explicit Evaluator(Interpretation& symbols) : symbols_(symbols) {}
+
+  /// The symbols, or ids of terms, mean something else from now on. Cost: O(1).
+  void forget();
 
   /// The value of a Boolean term.
   bool bool_value(const Term* term);
@@ -47,25 +53,31 @@ class Evaluator {
   const QNumber& number_value(const Term* term);
 
  private:
-  // Entries of memo_. From kFirstNumber on, an entry is an index into numbers_
-  // with kFirstNumber added.
-  static constexpr std::uint64_t kUnknown = 0;
-  static constexpr std::uint64_t kFalse = 1;
-  static constexpr std::uint64_t kTrue = 2;
-  static constexpr std::uint64_t kFirstNumber = 3;
+  // What is known of a term. From kFirstNumber on, a value is an index into
+  // numbers_ with kFirstNumber added.
+  static constexpr std::uint32_t kFalse = 0;
+  static constexpr std::uint32_t kTrue = 1;
+  static constexpr std::uint32_t kFirstNumber = 2;
+  struct Entry {
+    std::uint32_t round = 0;  // it counts in this round alone
+    std::uint32_t value = kFalse;
+  };
 
   void compute(const Term* term);
-  std::uint64_t compute_root(const Term* term);
+  std::uint32_t compute_root(const Term* term);
   bool known(const Term* term) const;
   bool known_bool(const Term* term) const;
   const QNumber& known_number(const Term* term) const;
   bool are_equal(const Term* a, const Term* b) const;
   bool are_distinct(const Term* term) const;
-  std::uint64_t keep(QNumber value);
+  std::uint32_t keep(QNumber value);
 
   Interpretation& symbols_;
-  std::vector<std::uint64_t> memo_;  // by term id
+  std::uint32_t round_ = 1;
+  std::vector<Entry> memo_;  // by term id
+  // The first num_numbers_ are of this round.
   std::deque<QNumber> numbers_;
+  std::size_t num_numbers_ = 0;
   std::vector<const Term*> stack_;
 };
 
