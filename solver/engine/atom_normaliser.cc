@@ -2,6 +2,7 @@
 #include "solver/engine/atom_normaliser.h"
 
 #include <cstddef>
+#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -140,6 +141,21 @@ const Term* AtomNormaliser::first_outside(const Term* term) {
     inside_.insert(done);
   }
   return nullptr;
+}
+
+void AtomNormaliser::forget_swept(const TermSweep& sweep) {
+  for (auto form = normal_forms_.begin(); form != normal_forms_.end();) {
+    const NormalForm& normal = form->second;
+    const bool stays = sweep.is_kept(form->first) &&
+                       sweep.is_kept(normal.term) &&
+                       sweep.is_kept(normal.bound.source) &&
+                       sweep.is_kept(normal.bound.target);
+    form = stays ? std::next(form) : normal_forms_.erase(form);
+  }
+  shapes_.forget_swept(sweep);
+  for (auto term = inside_.begin(); term != inside_.end();) {
+    term = sweep.is_kept(*term) ? std::next(term) : inside_.erase(term);
+  }
 }
 
 }  // namespace vorn::solver

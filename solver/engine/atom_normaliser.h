@@ -10,6 +10,7 @@
 #include "solver/terms/linear_sum.h"
 #include "solver/terms/term.h"
 #include "solver/terms/term_store.h"
+#include "solver/terms/term_sweep.h"
 
 namespace vorn::solver {
 
@@ -23,7 +24,7 @@ namespace vorn::solver {
 /// atom a bound, the ite is lifted: the atom becomes an ite of atoms.
 ///
 /// Pure: makes terms, keeps a memo, and has no other state; popping assertions
-/// invalidates nothing.
+/// invalidates nothing. The memo needs no term to be kept for its sake.
 /// Cost: linear in the atom, and for lifting that of CaseSums; an atom with
 /// more than CaseSums::kMaxSums sums of cases counts as outside. Ownership:
 /// borrows the store. Threads: none.
@@ -67,6 +68,9 @@ class AtomNormaliser {
   /// The first arithmetic atom outside difference logic in `term`, or null.
   /// Cost: visits each subterm once in the life of the object.
   const Term* first_outside(const Term* term);
+
+  /// Forgets terms that a sweep does not keep.
+  void forget_swept(const TermSweep& sweep);
 
  private:
   NormalForm read(const Term* atom);

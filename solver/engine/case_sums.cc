@@ -102,6 +102,11 @@ bool IteShapes::is_nameable(const Term* ite) {
   return nameable_.at(ite);
 }
 
+void IteShapes::forget_swept(const TermSweep& sweep) {
+  sweep.drop_from(nameable_);
+  sweep.drop_from(ranges_);
+}
+
 const IteShapes::Range* IteShapes::range_of(const Term* ite) {
   std::vector<const Term*> stack{ite};
   while (!stack.empty()) {

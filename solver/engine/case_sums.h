@@ -13,6 +13,7 @@
 #include "solver/terms/linear_sum.h"
 #include "solver/terms/term.h"
 #include "solver/terms/term_store.h"
+#include "solver/terms/term_sweep.h"
 #include "vorn/numbers/q_number.h"
 
 namespace vorn::solver {
@@ -37,6 +38,8 @@ class IteShapes {
   /// The range of an ite whose branches are sums of numbers and of ites of this
   /// kind; null for any other ite. Ensures: valid until the next call.
   const Range* range_of(const Term* ite);
+  /// Forgets ites that a sweep does not keep.
+  void forget_swept(const TermSweep& sweep);
 
  private:
   Lineariser lineariser_;

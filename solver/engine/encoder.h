@@ -45,6 +45,9 @@ class Encoder {
   /// The literal of an encoded term; nothing if it has none.
   std::optional<Literal> find(const Term* term) const;
 
+  /// What has a literal or a name.
+  const std::vector<const Term*>& encoded() const { return encoded_; }
+
   /// How much is encoded, to go back to with rollback.
   std::size_t mark() const { return encoded_.size(); }
   /// Forgets what was encoded since. The variables of that time are the

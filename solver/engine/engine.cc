@@ -374,6 +374,24 @@ void Engine::set_options(const EngineOptions& options) {
   drop_machinery();
 }
 
+void Engine::keep_terms(TermSweep& sweep) const {
+  sweep.keep(assertions_);
+  if (!machinery_) return;
+  sweep.keep(machinery_->encoder.encoded());
+  machinery_->problem.keep_terms(sweep);
+}
+
+void Engine::forget_swept(const TermSweep& sweep) {
+  normaliser_.forget_swept(sweep);
+  if (machinery_) machinery_->theory.forget_lemmas();
+}
+
+void Engine::renumber_terms(const TermSweep& sweep) {
+  if (!machinery_) return;
+  machinery_->problem.renumber_terms(sweep);
+  model_->evaluator().forget();
+}
+
 std::vector<DifferenceBound> Engine::last_cycle() const {
   if (!machinery_) return {};
   return machinery_->theory.last_cycle();

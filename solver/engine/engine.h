@@ -23,6 +23,7 @@
 #include "solver/terms/scope_stack.h"
 #include "solver/terms/term.h"
 #include "solver/terms/term_store.h"
+#include "solver/terms/term_sweep.h"
 #include "vorn/services/configuration.h"
 #include "vorn/services/logger.h"
 
@@ -65,6 +66,8 @@ struct EngineOptions {
   /// Variables of the search that only assumptions of earlier checks have
   /// needed. Each check is allowed some for each of its own as well.
   Garbage former_assumptions{256, 100};
+  /// Terms, to be swept by the store's owner.
+  Garbage unused_terms{4096, 100};
 };
 
 enum class Answer { kSat, kUnsat, kUnknown };
@@ -183,6 +186,17 @@ class Engine {
   const EngineOptions& options() const { return options_; }
   /// Replaces the settings and forgets the last answer.
   void set_options(const EngineOptions& options);
+
+  // What the engine does when the store is swept; see TermSweep. An answer
+  // stays, with its model and the assumptions that failed.
+
+  /// First, to keep the terms of assertions, those that the machinery works
+  /// with, and their parts.
+  void keep_terms(TermSweep& sweep) const;
+  /// Then, to forget what it remembers of others.
+  void forget_swept(const TermSweep& sweep);
+  /// At last, to take over the new ids.
+  void renumber_terms(const TermSweep& sweep);
 
   /// The bounds of the last negative cycle that the last check's search has
   /// met, in its direction; empty if it has met none.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cstdint>
 #include <iterator>
 #include <map>
 
@@ -48,6 +49,20 @@ void Problem::add_clause(const std::vector<Literal>& literals,
   literals_.insert(literals_.end(), literals.begin(), literals.end());
   ends_.push_back(literals_.size());
   origins_.push_back(origin);
+}
+
+void Problem::keep_terms(TermSweep& sweep) const {
+  sweep.keep(atoms_.variables());
+  for (const ClauseOrigin& origin : origins_) {
+    if (is_definition(origin.kind)) sweep.keep_id(origin.detail);
+  }
+}
+
+void Problem::renumber_terms(const TermSweep& sweep) {
+  for (ClauseOrigin& origin : origins_) {
+    if (!is_definition(origin.kind)) continue;
+    origin.detail = static_cast<std::uint32_t>(sweep.new_id(origin.detail));
+  }
 }
 
 void Problem::get_clause(std::size_t position, Clause& clause) const {

@@ -10,6 +10,7 @@
 #include "solver/search/clause_origin.h"
 #include "solver/search/literal.h"
 #include "solver/terms/difference_bound.h"
+#include "solver/terms/term_sweep.h"
 
 namespace vorn::solver {
 
@@ -71,11 +72,15 @@ class Problem {
   Literal literal_of(const DifferenceBound& bound, bool integer);
   /// Variables that are bounds, and their constraints.
   const AtomTable& atoms() const { return atoms_; }
-
   /// AtomTable::renumber.
   std::vector<int> renumber_atoms() { return atoms_.renumber(); }
+
   /// Adds a clause. Requires: its variables exist.
   void add_clause(const std::vector<Literal>& literals, ClauseOrigin origin);
+  /// Keeps the terms of bounds and of origins.
+  void keep_terms(TermSweep& sweep) const;
+  /// Takes over the new ids of terms, for origins.
+  void renumber_terms(const TermSweep& sweep);
   /// How many clauses there are.
   std::size_t num_clauses() const { return origins_.size(); }
   /// Requires: position < num_clauses(). Cost: a copy.

@@ -52,6 +52,11 @@ struct ClauseOrigin {
   std::uint32_t detail = 0;
 };
 
+/// Whether the detail is the id of a term.
+constexpr bool is_definition(ClauseKind kind) {
+  return kind > ClauseKind::kConstant && kind <= ClauseKind::kNamedIte;
+}
+
 /// Whether the clause is a sum of bounds.
 constexpr bool is_arithmetic(ClauseKind kind) {
   return kind >= ClauseKind::kNeighbours && kind <= ClauseKind::kLemma;

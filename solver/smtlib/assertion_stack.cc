@@ -13,6 +13,11 @@ void AssertionStack::add(ScriptFormula assertion) {
   if (!assumed) engine_.assert_term(assertions_.back().term);
 }
 
+void AssertionStack::keep_terms(TermSweep& sweep) const {
+  for (const ScriptFormula& assertion : assertions_) sweep.keep(assertion.term);
+  sweep.keep(assumptions_);
+}
+
 void AssertionStack::push() {
   scopes_.push();
   engine_.push();

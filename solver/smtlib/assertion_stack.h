@@ -11,6 +11,7 @@
 #include "solver/terms/scope_stack.h"
 #include "solver/terms/term.h"
 #include "solver/terms/term_store.h"
+#include "solver/terms/term_sweep.h"
 
 namespace vorn::solver {
 
@@ -40,6 +41,10 @@ class AssertionStack {
   AssertionStack(TermStore& store, const EngineOptions& options,
                  bool assume_named)
       : engine_(store, options), assume_named_(assume_named) {}
+
+  /// Keeps the terms of assertions and of the last assumptions; the engine
+  /// keeps its own.
+  void keep_terms(TermSweep& sweep) const;
 
   /// The engine behind it. Its assertions are not to be changed.
   Engine& engine() { return engine_; }

@@ -278,6 +278,7 @@ bool Interpreter::run_pop() {
   for (; count > 0; --count) {
     session_->stack->pop();
     if (!options_.global_declarations) session_->scopes.pop();
+    has_litter_ = true;
   }
   mode_ = Mode::kAssert;
   return true;
@@ -317,6 +318,7 @@ bool Interpreter::run_reset_assertions() {
   host_.engine_gone();
   session_->stack.reset();
   make_stack();
+  has_litter_ = true;
   return true;
 }
 
@@ -363,6 +365,7 @@ bool Interpreter::run_check_sat_assuming() {
   if (options_.keep_picture) keep_texts();
   assumptions_ = std::move(assumptions);
   assumed_ = true;
+  has_litter_ = true;
   check();
   return true;
 }

@@ -2,6 +2,7 @@
 #include "solver/smtlib/interpreter.h"
 
 #include <cassert>
+#include <iterator>
 #include <limits>
 #include <new>
 #include <utility>
@@ -10,6 +11,7 @@
 #include "solver/explain/explanation.h"
 #include "solver/smtlib/within_memory.h"
 #include "solver/terms/term_printer.h"
+#include "solver/terms/term_sweep.h"
 
 // This file runs commands and reads their common parts; commands.cc holds the
 // commands that change something, queries.cc those that only report.
@@ -65,14 +67,18 @@ void Interpreter::run(const Token& first) {
   const bool started = mode_ != Mode::kStart;
   const bool done = dispatch();
   if (session_ != nullptr) session_->symbols.unbind_to(0);
+  if (!done) {
+    if (!started) drop_start();
+    if (session_ != nullptr) session_->symbols.rollback(mark);
+    has_litter_ = true;
+  }
+  sweep_terms();
   if (done) {
     if (reply_.empty() && !replied_ && options_.print_success) {
       reply_ = "success\n";
     }
     return;
   }
-  if (!started) drop_start();
-  if (session_ != nullptr) session_->symbols.rollback(mark);
   report_error();
   // What is left of a command that ends the script need not have arrived.
   if (!exited_) lexer_.skip_command();
@@ -213,6 +219,42 @@ void Interpreter::drop_start() {
   drop_session();
   last_statistics_ = std::move(kept);
   mode_ = Mode::kStart;
+}
+
+// Between commands, terms are held by what is named here and nothing else.
+void Interpreter::sweep_terms() {
+  if (!has_litter_ || session_ == nullptr) return;
+  // A proof may mention all that has ever been.
+  if (session_->written != nullptr) return;
+  TermStore& store = session_->store;
+  const std::size_t in_use = store.size_when_swept();
+  if (store.size() <= in_use || !options_.engine.unused_terms.is_exceeded(
+                                    store.size() - in_use, in_use)) {
+    return;
+  }
+  try {
+    TermSweep sweep(store);
+    session_->symbols.keep_terms(sweep);
+    sweep.keep(session_->declared);
+    for (const TermParser::Name& named : session_->named) {
+      sweep.keep(named.term);
+    }
+    session_->stack->keep_terms(sweep);
+    Engine& engine = session_->stack->engine();
+    engine.keep_terms(sweep);
+    for (const ScriptFormula& formula : assumptions_) sweep.keep(formula.term);
+    sweep.spread();
+    for (PictureTexts::Map* texts :
+         {&session_->texts.names, &session_->texts.written}) {
+      sweep.drop_from(*texts);
+    }
+    engine.forget_swept(sweep);
+    sweep.finish();
+    engine.renumber_terms(sweep);
+    has_litter_ = false;
+  } catch (const std::bad_alloc&) {
+    // All there was is there still.
+  }
 }
 
 SessionHost::Statistics Interpreter::statistics() const {

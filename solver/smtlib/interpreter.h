@@ -133,6 +133,7 @@ class Interpreter {
   void drop_start();
   void make_stack();
   void drop_session();
+  void sweep_terms();
 
   // Reading the parts of commands.
   bool read_close();
@@ -214,6 +215,8 @@ class Interpreter {
   bool logic_set_ = false;
   std::unique_ptr<Session> session_;
   bool checking_ = false;
+  // A command since the last sweep may have left terms behind.
+  bool has_litter_ = false;
   std::string reason_unknown_;
   // Whether there are values to ask for.
   bool assignment_ = false;

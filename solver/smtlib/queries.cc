@@ -252,6 +252,7 @@ bool Interpreter::run_get_value() {
     lexer_.next();
   }
   if (!read_close_with(":produce-models")) return false;
+  has_litter_ = true;
   std::vector<std::string> parts;
   parts.reserve(terms.size());
   for (const ParsedTerm& term : terms) {

@@ -71,6 +71,17 @@ void SymbolTable::rollback(std::size_t mark) {
   }
 }
 
+void SymbolTable::keep_terms(TermSweep& sweep) const {
+  for (const Defined& defined : trail_) {
+    if (defined.is_sort) continue;
+    const Meaning& meaning = globals_.at(defined.name);
+    sweep.keep(meaning.term);
+    if (meaning.macro == nullptr) continue;
+    sweep.keep(meaning.macro->parameters);
+    sweep.keep(meaning.macro->body);
+  }
+}
+
 void SymbolTable::bind(const std::string& name, const Term* term,
                        WrittenId written) {
   Locals::value_type& local = *locals_.try_emplace(name).first;

@@ -11,6 +11,7 @@
 
 #include "solver/smtlib/operators.h"
 #include "solver/terms/term.h"
+#include "solver/terms/term_sweep.h"
 
 namespace vorn::solver {
 
@@ -70,6 +71,9 @@ class SymbolTable {
   std::size_t mark() const { return trail_.size(); }
   /// Takes back the definitions made since the mark.
   void rollback(std::size_t mark);
+
+  /// Keeps the terms that names stand for. Requires: nothing is bound.
+  void keep_terms(TermSweep& sweep) const;
 
   /// Lets `name` stand for `term` until unbound.
   void bind(const std::string& name, const Term* term,

@@ -48,7 +48,7 @@ enum class Kind : std::uint8_t {
 ///  (2) a term is Boolean or arithmetic by its sort; an arithmetic term is
 ///      kReal as soon as one of its arithmetic arguments is.
 /// Ownership: the store owns the node and all it points to; pointers stay valid
-/// until the store is destroyed.
+/// until the store is destroyed or swept without keeping the term.
 struct Term : Term_ {
   /// What the root is.
   Kind kind = Kind::kTrue;

@@ -12,10 +12,12 @@
 // it. The index is a table of (part of the hash, id) pairs with linear probing.
 // A shape is compared by its parts alone: its arguments are shared already, so
 // comparing their pointers compares them whole, and no operation walks down a
-// term. Nothing is ever removed, so the table needs no tombstones.
+// term. Terms are removed in bulk, and then the table is built anew; so it
+// needs no tombstones.
 //
-// Terms lie in chunks of fixed size, which makes them addressable by id and
-// keeps them in place; argument lists lie in chunks of pointers beside them.
+// Terms lie in chunks of fixed size, which keeps them in place, and makes them
+// addressable by id until some are removed; argument lists lie in chunks of
+// pointers beside them.
 
 namespace vorn::solver {
 namespace {
@@ -80,6 +82,25 @@ bool all_values_differ(const std::vector<const Term*>& numbers) {
                             }) == sorted.end();
 }
 
+// The capacity that makes growing by one cheap.
+template <class T>
+std::size_t next_capacity(const std::vector<T>& list) {
+  return list.size() < list.capacity() ? list.capacity() : 2 * list.size() + 1;
+}
+
+// Puts the value where one was freed, or behind the others.
+template <class T>
+T* keep_in(const T& value, std::deque<T>& all, std::vector<T*>& freed) {
+  if (freed.empty()) {
+    all.push_back(value);
+    return &all.back();
+  }
+  T* place = freed.back();
+  *place = value;
+  freed.pop_back();
+  return place;
+}
+
 }  // namespace
 
 TermStore::TermStore() : index_(kFirstIndexSize) {
@@ -91,6 +112,7 @@ TermStore::~TermStore() = default;
 
 const Term* TermStore::term(std::uint64_t id) const {
   assert(id < size_);
+  if (is_swept_) return terms_[id];
   return &chunks_[id / kTermsPerChunk][id % kTermsPerChunk];
 }
 
@@ -175,17 +197,12 @@ const Term* TermStore::make_new(const Shape& shape) {
   constexpr std::size_t kLimit = std::numeric_limits<std::uint32_t>::max();
   if (size_ + 1 >= kLimit || shape.num_args > kLimit) throw std::bad_alloc();
 
-  if (size_ == chunks_.size() * kTermsPerChunk) {
-    // Not make_unique: the constructor is open to the store alone.
-    chunks_.push_back(std::unique_ptr<Term[]>(new Term[kTermsPerChunk]));
-  }
-  Term& made = chunks_[size_ / kTermsPerChunk][size_ % kTermsPerChunk];
+  Term& made = new_place();
+  if (is_swept_) terms_.reserve(next_capacity(terms_));
   if (shape.number != nullptr) {
-    numbers_.push_back(*shape.number);
-    made.payload_.number = &numbers_.back();
+    made.payload_.number = keep_in(*shape.number, numbers_, free_numbers_);
   } else if (shape.name != nullptr) {
-    names_.push_back(*shape.name);
-    made.payload_.name = &names_.back();
+    made.payload_.name = keep_in(*shape.name, names_, free_names_);
   } else {
     made.payload_.args = copy_args(shape.args, shape.num_args);
   }
@@ -193,8 +210,119 @@ const Term* TermStore::make_new(const Shape& shape) {
   made.kind = shape.kind;
   made.sort = shape.sort;
   made.num_args = static_cast<std::uint32_t>(shape.num_args);
+  if (free_places_.empty()) {
+    ++num_places_;
+  } else {
+    free_places_.pop_back();
+  }
+  if (is_swept_) terms_.push_back(&made);
   ++size_;
   return &made;
+}
+
+// Where the next term belongs, which is not taken before the term is whole.
+Term& TermStore::new_place() {
+  if (!free_places_.empty()) return *free_places_.back();
+  if (num_places_ == chunks_.size() * kTermsPerChunk) {
+    // Not make_unique: the constructor is open to the store alone.
+    chunks_.push_back(std::unique_ptr<Term[]>(new Term[kTermsPerChunk]));
+  }
+  return chunks_[num_places_ / kTermsPerChunk][num_places_ % kTermsPerChunk];
+}
+
+TermStore::Shape TermStore::shape_of(const Term& term) {
+  Shape shape{term.kind, term.sort};
+  if (term.kind == Kind::kNumber) {
+    shape.number = term.payload_.number;
+  } else if (term.kind == Kind::kSymbol) {
+    shape.name = term.payload_.name;
+  } else {
+    shape.args = term.args();
+    shape.num_args = term.num_args;
+  }
+  return shape;
+}
+
+std::vector<std::uint32_t> TermStore::drop_others(
+    const std::vector<char>& kept) {
+  // All that can fail comes first.
+  std::size_t num_kept = 0;
+  std::size_t num_args = 0;
+  std::size_t num_numbers = 0;
+  std::size_t num_names = 0;
+  for (std::size_t id = 0; id < size_; ++id) {
+    const Term* term = this->term(id);
+    if (kept[id] != 0) {
+      ++num_kept;
+      num_args += term->num_args;
+    } else if (term->kind == Kind::kNumber) {
+      ++num_numbers;
+    } else if (term->kind == Kind::kSymbol) {
+      ++num_names;
+    }
+  }
+  std::vector<std::uint32_t> new_ids(size_, kNoId);
+  std::vector<char> is_indexed(size_, 0);
+  std::vector<Term*> terms;
+  terms.reserve(2 * num_kept);
+  std::size_t index_size = kFirstIndexSize;
+  while (index_size < 3 * num_kept) index_size *= 2;
+  std::vector<Slot> index(index_size);
+  const std::size_t room = num_args + kArgsPerChunk;
+  auto args = std::make_unique<const Term*[]>(room);
+  std::vector<std::unique_ptr<const Term*[]>> arg_chunks;
+  arg_chunks.reserve(1);
+  free_places_.reserve(free_places_.size() + size_ - num_kept);
+  free_numbers_.reserve(free_numbers_.size() + num_numbers);
+  free_names_.reserve(free_names_.size() + num_names);
+
+  for (const Slot& slot : index_) {
+    if (slot.number != 0) is_indexed[slot.number - 1] = 1;
+  }
+  free_args_ = args.get();
+  num_free_args_ = room;
+  num_indexed_ = 0;
+  index_.swap(index);
+  for (std::size_t id = 0; id < size_; ++id) {
+    // The store's own terms are constant for all others.
+    Term& term = const_cast<Term&>(*this->term(id));
+    if (kept[id] == 0) {
+      if (term.kind == Kind::kNumber) {
+        auto* number = const_cast<QNumber*>(term.payload_.number);
+        *number = QNumber(0);
+        free_numbers_.push_back(number);
+      } else if (term.kind == Kind::kSymbol) {
+        auto* name = const_cast<std::string*>(term.payload_.name);
+        std::string().swap(*name);
+        free_names_.push_back(name);
+      }
+      free_places_.push_back(&term);
+      continue;
+    }
+    term.id = terms.size();
+    new_ids[id] = static_cast<std::uint32_t>(term.id);
+    terms.push_back(&term);
+    if (term.num_args > 0) {
+      std::copy(term.args(), term.args() + term.num_args, free_args_);
+      term.payload_.args = free_args_;
+      free_args_ += term.num_args;
+      num_free_args_ -= term.num_args;
+    }
+    if (is_indexed[id] == 0) continue;
+    // Arguments have their new ids already.
+    const std::uint32_t hash = hash_of(shape_of(term));
+    std::size_t i = hash & (index_.size() - 1);
+    while (index_[i].number != 0) i = (i + 1) & (index_.size() - 1);
+    index_[i] = {hash, new_ids[id] + 1};
+    ++num_indexed_;
+  }
+  arg_chunks.push_back(std::move(args));
+  arg_chunks_.swap(arg_chunks);
+  terms_.swap(terms);
+  is_swept_ = true;
+  size_ = terms_.size();
+  size_when_swept_ = size_;
+  return new_ids;
 }
 
 const Term* const* TermStore::copy_args(const Term* const* args,

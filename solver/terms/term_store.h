@@ -46,8 +46,8 @@ namespace vorn::solver {
 /// Requires, everywhere: argument terms were made by this store.
 /// Cost: making a term is O(arguments) expected, plus now and then growth of
 /// the index; no operation depends on the depth of a term.
-/// Ownership: owns every term until destroyed; nothing is freed before that,
-/// and no pointer handed out ever moves.
+/// Ownership: owns every term until it is destroyed or a TermSweep finds that
+/// the term is not needed; no pointer to a term ever moves.
 /// Threads: none. If an allocation fails, the store stays as it was.
 class TermStore final : public TermManager {
  public:
@@ -115,13 +115,20 @@ class TermStore final : public TermManager {
   /// -1 * term, the factor first.
   const Term* make_negate(const Term* term);
 
-  /// How many terms were made; their ids are 0 to size() - 1 in that order.
+  /// How many terms there are; their ids are 0 to size() - 1 in the order in
+  /// which they were made.
   std::size_t size() const { return size_; }
+  /// How many of these were there after the last sweep; 0 before the first.
+  std::size_t size_when_swept() const { return size_when_swept_; }
 
   /// The term of this id. Requires: id < size(). Cost: O(1).
   const Term* term(std::uint64_t id) const;
 
  private:
+  friend class TermSweep;
+
+  static constexpr std::uint32_t kNoId = 0xFFFFFFFF;
+
   // What a term would look like, for the index to find or to make.
   struct Shape {
     Kind kind;
@@ -154,6 +161,11 @@ class TermStore final : public TermManager {
   const Term* make_new(const Shape& shape);
   void grow_index();
   const Term* const* copy_args(const Term* const* args, std::size_t count);
+  Term& new_place();
+  static Shape shape_of(const Term& term);
+  // Frees the terms of which `kept`, by id, is 0. Returns the others' new ids,
+  // by the old ones. Requires: what is kept has its arguments kept.
+  std::vector<std::uint32_t> drop_others(const std::vector<char>& kept);
 
   const Term* make_binary(Kind kind, Sort sort, const Term* a, const Term* b);
   const Term* make_nary(Kind kind, Sort sort,
@@ -164,14 +176,23 @@ class TermStore final : public TermManager {
   const Term* do_make_plus(const Term* const* terms, std::size_t count);
   const Term* pick_branch(const Term* branch, Sort sort);
 
-  std::vector<std::unique_ptr<Term[]>> chunks_;  // by id, kTermsPerChunk each
+  std::vector<std::unique_ptr<Term[]>> chunks_;  // kTermsPerChunk each
   std::size_t size_ = 0;
+  // Before the first sweep terms lie in the order of their ids.
+  bool is_swept_ = false;
+  std::size_t size_when_swept_ = 0;
+  std::vector<Term*> terms_;        // by id, once swept
+  std::size_t num_places_ = 0;      // of the chunks, used at some time
+  std::vector<Term*> free_places_;  // of these, by swept terms
   std::vector<std::unique_ptr<const Term*[]>> arg_chunks_;
   const Term** free_args_ = nullptr;  // the unused rest of a chunk
   std::size_t num_free_args_ = 0;
-  // Deques, because terms point at the elements.
+  // Deques, because terms point at the elements. What swept terms had is used
+  // again.
   std::deque<QNumber> numbers_;
   std::deque<std::string> names_;
+  std::vector<QNumber*> free_numbers_;
+  std::vector<std::string*> free_names_;
   // Open addressing with linear probing; a power of two, at most 2/3 full.
   // Fresh symbols are not in it.
   std::vector<Slot> index_;

@@ -76,8 +76,9 @@ void require(bool holds, const std::string& what, const std::string& reply) {
 // Keeps its own account of what is declared and asserted.
 class Session {
  public:
-  Session(Tally& tally, std::uint64_t most_states, Judge* judge)
-      : interpreter_(source_, host_, options(judge != nullptr)),
+  Session(Tally& tally, std::uint64_t most_states, Judge* judge,
+          const solver::ScriptOptions& own)
+      : interpreter_(source_, host_, with_proofs(own, judge != nullptr)),
         tally_(tally),
         most_states_(most_states),
         judge_(judge) {}
@@ -94,8 +95,8 @@ class Session {
   }
 
  private:
-  static solver::ScriptOptions options(bool keep_proofs) {
-    solver::ScriptOptions options;
+  static solver::ScriptOptions with_proofs(solver::ScriptOptions options,
+                                           bool keep_proofs) {
     options.engine.keep_proofs = keep_proofs;
     return options;
   }
@@ -361,8 +362,9 @@ class Session {
 }  // namespace
 
 Verdict run_script(const Script& script, Tally& tally,
-                   std::uint64_t most_states, Judge* judge) {
-  Session session(tally, most_states, judge);
+                   std::uint64_t most_states, Judge* judge,
+                   const solver::ScriptOptions& options) {
+  Session session(tally, most_states, judge, options);
   Verdict verdict;
   try {
     session.run(script);

@@ -7,6 +7,7 @@
 #include <map>
 #include <string>
 
+#include "solver/smtlib/options.h"
 #include "tests/bruteforce/script_generator.h"
 
 namespace vorn::bruteforce {
@@ -52,9 +53,11 @@ struct Judge {
 ///
 /// `most_states` bounds each enumeration, 0 for no bound. A verdict that it
 /// does not settle is only checked by its model, if it has one. With a judge,
-/// proofs are kept, and it sees all evidence, too.
+/// proofs are kept, and it sees all evidence, too. The script starts with
+/// `options`.
 Verdict run_script(const Script& script, Tally& tally,
-                   std::uint64_t most_states = 0, Judge* judge = nullptr);
+                   std::uint64_t most_states = 0, Judge* judge = nullptr,
+                   const solver::ScriptOptions& options = {});
 
 }  // namespace vorn::bruteforce
 

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "solver/terms/term_store.h"
+#include "solver/terms/term_sweep.h"
 #include "tests/build_kind.h"
 #include "tests/engine/random_problems.h"
 #include "tests/engine/statistic.h"
@@ -69,6 +70,20 @@ class EngineTest : public ::testing::Test {
       point.numbers[symbol] = testing::to_mpq(value);
     }
     return point;
+  }
+
+  // Frees all terms but those of the engine, and these.
+  static void sweep(TermStore& store, Engine& engine,
+                    const std::vector<const Term*>& symbols,
+                    const std::vector<const Term*>& others = {}) {
+    TermSweep sweep(store);
+    sweep.keep(symbols);
+    sweep.keep(others);
+    engine.keep_terms(sweep);
+    sweep.spread();
+    engine.forget_swept(sweep);
+    sweep.finish();
+    engine.renumber_terms(sweep);
   }
 
   static Answer check_afresh(TermStore& store,
@@ -148,8 +163,11 @@ TEST_F(EngineTest, CheckAfterRandomCommandsAgreesWithFreshEngine) {
     testing::RandomProblems problems(terms, seed, 5, seed % 2 == 1);
     EngineOptions options;
     options.lemmas.dl_tlemma_kinds = static_cast<int>(seed % 4);
+    if (seed % 3 != 0) options.forgotten_bounds = {0, 0};
+    if (seed % 2 != 0) options.former_assumptions = {0, 0};
     Engine engine(terms, options);
     for (int command = 0; command < 60; ++command) {
+      if (seed % 3 == 2) sweep(terms, engine, problems.symbols());
       const int choice = problems.pick(20);
       if (choice < 10) {
         engine.assert_term(problems.make_clause());
@@ -163,8 +181,6 @@ TEST_F(EngineTest, CheckAfterRandomCommandsAgreesWithFreshEngine) {
       } else if (choice >= 16) {
         std::vector<const Term*> assumptions;
         const int count = problems.pick(4);
-    if (seed % 3 != 0) options.forgotten_bounds = {0, 0};
-    if (seed % 2 != 0) options.former_assumptions = {0, 0};
         for (int i = 0; i < count; ++i) {
           assumptions.push_back(problems.make_literal());
         }
@@ -174,6 +190,8 @@ TEST_F(EngineTest, CheckAfterRandomCommandsAgreesWithFreshEngine) {
         ASSERT_EQ(answer, check_afresh(terms, all)) << "command " << command;
         if (answer == Answer::kSat) {
           ++num_sat;
+          // Values stay for whoever asks later.
+          if (seed % 5 == 0) sweep(terms, engine, problems.symbols(), all);
           const testing::Point point = read_model(engine, problems.symbols());
           for (const Term* term : all) {
             ASSERT_TRUE(testing::naive_bool(term, point));
