@@ -80,8 +80,9 @@ class DifferenceTheory final : public Theory {
   void find_machines();
 
   /// The value of a variable in the last model, or in what the search had
-  /// reached when it was stopped, until an update or the next check; nothing for
-  /// a term that has none. Strict bounds hold with the eps chosen for that model.
+  /// reached when it was stopped, until an update or the next check; nothing
+  /// for a term that has none. Strict bounds hold with the eps chosen for that
+  /// model.
   std::optional<QNumber> model_value(const Term* variable) const {
     return model_.value(problem_.atoms().node_of(variable));
   }

@@ -9,12 +9,13 @@
 #include "solver/engine/atom_table.h"
 #include "solver/terms/term.h"
 #include "vorn/numbers/d_number.h"
+#include "vorn/dl/graph.h"
 #include "vorn/numbers/q_number.h"
 
 namespace vorn::solver {
 
-/// Values of the variables in a model, read off a graph's potentials, or another
-/// solution with eps, when they are asked for.
+/// Values of the variables in a model, read off a graph's potentials, or
+/// another solution with eps, when they are asked for.
 ///
 /// Strict bounds hold with one number for eps, small enough for all of them;
 /// integers get integers.
@@ -30,8 +31,9 @@ class ModelValues {
       : atoms_(atoms), graph_(graph) {}
 
   /// Chooses values that satisfy the constraints in `active`. Requires: so does
-  /// `solution`, by node, or if it is empty the graph's potentials; and where an
-  /// integer meets a real, the integers in it differ from node 0 by integers.
+  /// `solution`, by node, or if it is empty the graph's potentials; and where
+  /// an integer meets a real, the integers in it differ from node 0 by
+  /// integers.
   void choose(std::vector<int> active, std::vector<la::DNumber> solution = {}) {
     active_ = std::move(active);
     solution_ = std::move(solution);

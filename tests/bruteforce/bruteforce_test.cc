@@ -41,7 +41,7 @@ void run_scripts(Logic logic) {
       options.engine.former_assumptions = {0, 0};
       options.engine.unused_terms = {0, 0};
     }
-    const Verdict verdict = 
+    const Verdict verdict =
         run_script(script, tally, kMostStates, nullptr, options);
     ASSERT_EQ(verdict.problem, "") << "seed " << seed << ", after:\n"
                                    << verdict.text;
