@@ -8,8 +8,8 @@
 
 #include "solver/engine/atom_table.h"
 #include "solver/terms/term.h"
-#include "vorn/numbers/d_number.h"
 #include "vorn/dl/graph.h"
+#include "vorn/numbers/d_number.h"
 #include "vorn/numbers/q_number.h"
 
 namespace vorn::solver {
