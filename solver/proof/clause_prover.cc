@@ -512,6 +512,11 @@ QNumber ClauseProver::scale_of(WrittenId comparison) {
 void ClauseProver::learn_lift(WrittenId term) {
   const AtomNormaliser::Cases cases = normaliser_.cases(terms_.meaning(term));
   const WrittenId number = written(cases.ite);
+  for (const std::size_t k : {1U, 2U}) {
+    if (find_foreign(terms_.arg(number, k)) == kNotWritten) continue;
+    learn_foreign(term, number);
+    return;
+  }
   add_case(term, number, terms_.arg(number, 1), cases.factor,
            written(cases.first));
   add_case(term, number, terms_.arg(number, 2), cases.factor,

@@ -8,11 +8,13 @@
 
 namespace vorn::bruteforce {
 
-ScriptGenerator::ScriptGenerator(Logic logic, std::uint64_t seed)
+ScriptGenerator::ScriptGenerator(Logic logic, std::uint64_t seed, bool plain)
     : ScriptGenerator(logic,
                       [rng = std::mt19937_64(seed)](unsigned bound) mutable {
                         return static_cast<unsigned>(rng() % bound);
-                      }) {}
+                      }) {
+  is_plain_ = plain;
+}
 
 ScriptGenerator::ScriptGenerator(Logic logic, Choose choose)
     : logic_(logic), choose_(std::move(choose)) {}
@@ -134,7 +136,8 @@ void ScriptGenerator::add_logic() {
       {"QF_IDL", "QF_IDL", "QF_LIA", "QF_UFIDL", "QF_AUFLIA"},
       {"QF_RDL", "QF_RDL", "QF_LRA", "QF_UFLRA"},
       {"ALL", "ALL", "QF_LIRA", "QF_AUFLIRA", ""}};
-  const std::string& logic = any(kLogics[static_cast<std::size_t>(logic_)]);
+  const auto& logics = kLogics[static_cast<std::size_t>(logic_)];
+  const std::string& logic = is_plain_ ? logics.front() : any(logics);
   if (logic.empty()) return;
   Step step;
   step.text = "(set-logic " + logic + ")";
@@ -142,6 +145,7 @@ void ScriptGenerator::add_logic() {
 }
 
 void ScriptGenerator::define_sort(Sort sort) {
+  if (is_plain_) return;
   const std::string name = "T" + std::to_string(sort_names_.size());
   Step step;
   step.text = "(define-sort " + name + " () " + sort_text(sort) + ')';

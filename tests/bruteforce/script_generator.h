@@ -76,7 +76,8 @@ class ScriptGenerator {
   /// Makes one of `bound` choices: 0 to bound - 1.
   using Choose = std::function<unsigned(unsigned bound)>;
 
-  ScriptGenerator(Logic logic, std::uint64_t seed);
+  /// `plain`: keeps to the functions of the logics' own definitions.
+  ScriptGenerator(Logic logic, std::uint64_t seed, bool plain = false);
   /// Takes all its choices from `choose`.
   ScriptGenerator(Logic logic, Choose choose);
 
@@ -148,6 +149,7 @@ class ScriptGenerator {
   std::string number_text(const mpq_class& value, Sort sort);
 
   const Logic logic_;
+  bool is_plain_ = false;
   const Choose choose_;
   Script script_;
 

@@ -60,7 +60,8 @@ bool ScriptGenerator::find_name(Sort sort, Written& out) {
   const bool bars = chance(3);
   out = make_written(bars ? '|' + chosen.name + '|' : spell_symbol(chosen.name),
                      chosen.meaning);
-  if (chance(4)) out.text = "(as " + out.text + ' ' + sort_text(sort) + ')';
+  if (!is_plain_ && chance(4))
+    out.text = "(as " + out.text + ' ' + sort_text(sort) + ')';
   return true;
 }
 
@@ -168,7 +169,7 @@ Written ScriptGenerator::make_bool(int depth) {
 Written ScriptGenerator::make_comparison(int depth) {
   // Parts of a comparison are written twice below; a name may not be.
   const bool may_name = std::exchange(may_name_, false);
-  const bool mixed = logic_ == Logic::kAll && chance(40);
+  const bool mixed = !is_plain_ && logic_ == Logic::kAll && chance(40);
   const Sort sort = mixed ? Sort::kReal : pick_number_sort();
   const auto end = [&] {
     return make_end(mixed ? pick_number_sort() : sort, depth - 1);
@@ -198,7 +199,7 @@ Written ScriptGenerator::make_comparison(int depth) {
   const Written b = end();
   const Written factor = make_factor(sort);
   std::vector<Written> sides;
-  switch (pick(21)) {
+  switch (pick(is_plain_ ? 16 : 21)) {
     case 16:
     case 17: {
       const auto amount = [&](const Written& term) {
@@ -275,7 +276,7 @@ Written ScriptGenerator::make_comparison(int depth) {
       }
       break;
   }
-  if (sort == Sort::kInt && logic_ == Logic::kAll && chance(25)) {
+  if (!is_plain_ && sort == Sort::kInt && logic_ == Logic::kAll && chance(25)) {
     for (Written& side : sides) side = make_real(side);
   }
   may_name_ = may_name;
@@ -384,7 +385,8 @@ Written ScriptGenerator::make_end(Sort sort, int depth) {
 
 Written ScriptGenerator::make_constant(Sort sort, int depth) {
   if (depth <= 0 || !chance(25) || --budget_ < 0) return make_literal(sort);
-  switch (pick(8)) {
+  const int form = pick(8);
+  switch (is_plain_ && form >= 3 ? 6 : form) {
     case 3:
       return apply("abs", Op::kAbs, sort, {make_constant(sort, depth - 1)});
     case 4: {

@@ -149,7 +149,7 @@ TEST_F(CheckCommandTest, ModelsOfRandomScriptsAreValid) {
     for (std::uint64_t seed = 1; seed <= 40; ++seed) {
       std::string script;
       for (const auto& step :
-           bruteforce::ScriptGenerator(logic, seed).make().steps) {
+           bruteforce::ScriptGenerator(logic, seed, true).make().steps) {
         script += step.text + '\n';
         if (step.kind == bruteforce::Step::Kind::kCheck) {
           script += "(get-model)\n";

@@ -26,7 +26,7 @@ void run_scripts(Logic logic) {
   EvidenceJudge judge;
   constexpr std::uint64_t kMostStates = 1;  // enumeration is another test's
   for (std::uint64_t seed = 1; seed <= count; ++seed) {
-    const Script script = ScriptGenerator(logic, seed).make();
+    const Script script = ScriptGenerator(logic, seed, true).make();
     const Verdict verdict = run_script(script, tally, kMostStates, &judge);
     ASSERT_EQ(verdict.problem, "") << "seed " << seed << ", after:\n"
                                    << verdict.text;
