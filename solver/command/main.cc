@@ -305,18 +305,25 @@ bool write_picture(const Arguments& arguments, Interpreter& interpreter,
 }
 
 // Writes the proof of the last unsat, first under another name: the file is
-// there as a whole or not at all. False after a complaint.
+// there as a whole or not at all. What is no file, a pipe or a link say, is
+// written to at once. False after a complaint.
 bool write_proof_file(const Arguments& arguments,
                       const Interpreter& interpreter) {
   const std::string& path = arguments.proof_file;
   if (path.empty() || interpreter.proof().empty()) return true;
-  const std::string partial = path + ".partial";
+  struct stat status = {};
+  const bool is_direct =
+      lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+  const std::string partial = is_direct ? path : path + ".partial";
+  errno = 0;
   std::ofstream file(partial, std::ios::binary);
   file << interpreter.proof();
   file.close();
-  if (file && std::rename(partial.c_str(), path.c_str()) == 0) return true;
+  if (file && (is_direct || std::rename(partial.c_str(), path.c_str()) == 0)) {
+    return true;
+  }
   complain("cannot write " + path + ": " + std::strerror(errno));
-  std::remove(partial.c_str());
+  if (!is_direct) std::remove(partial.c_str());
   return false;
 }
 

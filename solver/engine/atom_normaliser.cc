@@ -60,23 +60,30 @@ AtomNormaliser::NormalForm AtomNormaliser::read(const Term* atom) {
   return result;
 }
 
-AtomNormaliser::Cases AtomNormaliser::cases(const Term* atom) {
+std::vector<AtomNormaliser::Cases> AtomNormaliser::cases(const Term* atom) {
   LinearSum sum;
   lineariser_.linearise_difference(atom->arg(0), atom->arg(1), sum);
-  Cases result;
-  result.ite = CaseSums::first_ite(shapes_, sum);
-  if (result.ite == nullptr) return result;
-  const Term* zero = store_.make_number(QNumber(0));
-  for (const std::size_t k : {1U, 2U}) {
-    LinearSum branch = sum;
-    result.factor =
-        CaseSums::take_branch(branch, result.ite, result.ite->arg(k));
-    const Term* left = make_sum(store_, branch);
-    (k == 1 ? result.first : result.second) = atom->kind == Kind::kLess
-                                                  ? store_.make_less(left, zero)
-                                                  : store_.make_leq(left, zero);
+  std::vector<const Term*> ites;
+  for (const LinearSum::Monomial& m : sum.monomials) {
+    if (m.leaf->kind == Kind::kIte) ites.push_back(m.leaf);
   }
-  return result;
+  if (ites.size() > kMostCases) ites = {CaseSums::first_ite(shapes_, sum)};
+  const Term* zero = store_.make_number(QNumber(0));
+  std::vector<Cases> all;
+  for (const Term* ite : ites) {
+    Cases result;
+    result.ite = ite;
+    for (const std::size_t k : {1U, 2U}) {
+      LinearSum branch = sum;
+      result.factor = CaseSums::take_branch(branch, ite, ite->arg(k));
+      const Term* left = make_sum(store_, branch);
+      (k == 1 ? result.first : result.second) =
+          atom->kind == Kind::kLess ? store_.make_less(left, zero)
+                                    : store_.make_leq(left, zero);
+    }
+    all.push_back(std::move(result));
+  }
+  return all;
 }
 
 const Term* AtomNormaliser::normalise_pairs(const Term* distinct) {

@@ -4,6 +4,7 @@
 
 #include <unordered_map>
 #include <unordered_set>
+#include <vector>
 
 #include "solver/engine/case_sums.h"
 #include "solver/terms/difference_bound.h"
@@ -61,9 +62,11 @@ class AtomNormaliser {
     /// The same with the second.
     const Term* second = nullptr;
   };
-  /// The cases of the ite that would be lifted first; null if there is none.
-  /// Requires: kLeq or kLess over linear terms.
-  Cases cases(const Term* atom);
+  /// The cases of each ite, or of the one that would be lifted first if there
+  /// are more than kMostCases. Requires: kLeq or kLess over linear terms.
+  std::vector<Cases> cases(const Term* atom);
+  /// As above.
+  static constexpr std::size_t kMostCases = 4;
 
   /// The first arithmetic atom outside difference logic in `term`, or null.
   /// Cost: visits each subterm once in the life of the object.

@@ -508,19 +508,20 @@ QNumber ClauseProver::scale_of(WrittenId comparison) {
   return scale.sign() < 0 ? -scale : scale;
 }
 
-// A comparison that is another one in each case of a number.
+// A comparison that is another one in each case of each number.
 void ClauseProver::learn_lift(WrittenId term) {
-  const AtomNormaliser::Cases cases = normaliser_.cases(terms_.meaning(term));
-  const WrittenId number = written(cases.ite);
-  for (const std::size_t k : {1U, 2U}) {
-    if (find_foreign(terms_.arg(number, k)) == kNotWritten) continue;
-    learn_foreign(term, number);
-    return;
+  for (const auto& cases : normaliser_.cases(terms_.meaning(term))) {
+    const WrittenId number = written(cases.ite);
+    if (find_foreign(terms_.arg(number, 1)) != kNotWritten ||
+        find_foreign(terms_.arg(number, 2)) != kNotWritten) {
+      learn_foreign(term, number);
+      continue;
+    }
+    add_case(term, number, terms_.arg(number, 1), cases.factor,
+             written(cases.first));
+    add_case(term, number, terms_.arg(number, 2), cases.factor,
+             written(cases.second));
   }
-  add_case(term, number, terms_.arg(number, 1), cases.factor,
-           written(cases.first));
-  add_case(term, number, terms_.arg(number, 2), cases.factor,
-           written(cases.second));
 }
 
 // What numbers by cases in an arithmetic term are equal to.

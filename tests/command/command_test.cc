@@ -18,6 +18,7 @@
 #include "tests/build_kind.h"
 #include "tests/command/scripts.h"
 #include "tests/pseudo_terminal.h"
+#include "tests/temporary_folder.h"
 
 // Runs the vorn command itself, as a user would.
 
@@ -464,6 +465,31 @@ TEST(CommandTest, ProgressAppearsOnATerminalOnly) {
   EXPECT_NE(shown.find(" learnt clauses, "), std::string::npos) << shown;
   close(terminal.program);
   close(terminal.screen);
+}
+
+// A proof that is cut short would prove nothing, and one of another run would
+// prove something else.
+TEST(CommandTest, ProofIsWrittenAsAWholeOrNotAtAll) {
+  const test::TemporaryFolder folder;
+  const std::string script =
+      "(set-logic QF_IDL)(declare-const x Int)(assert (< x 3))";
+  const std::vector<std::string> arguments{"--proof", folder.file("proof")};
+  EXPECT_EQ(answer(arguments, script + "(check-sat)").output, "sat\n");
+  EXPECT_EQ(test::text_of_file(folder.file("proof")), "");
+  const std::string unsat = script + "(assert (> x 3))(check-sat)";
+  EXPECT_EQ(answer(arguments, unsat).output, "unsat\n");
+  const std::string proof = test::text_of_file(folder.file("proof"));
+  EXPECT_EQ(proof.rfind("(assume t1 ", 0), 0U) << proof;
+  EXPECT_NE(proof.find("(cl) :rule resolution"), std::string::npos) << proof;
+  EXPECT_EQ(test::text_of_file(folder.file("proof.partial")), "");
+  for (const char* file : {"/nonexistent/proof", "/dev/full"}) {
+    const Ended ended = answer({"--proof", file}, unsat);
+    EXPECT_EQ(ended.output, "unsat\n");
+    EXPECT_EQ(ended.errors.rfind("vorn: cannot write " + std::string(file), 0),
+              0U)
+        << ended.errors;
+    EXPECT_EQ(ended.status, 1);
+  }
 }
 
 }  // namespace
