@@ -221,6 +221,13 @@ bool ClauseProver::learn_comparison(WrittenId term) {
     const AtomNormaliser::NormalForm& normal = normaliser_.normalise(whole);
     if (normal.term == whole) {
       learn_bound(term, normal.bound);
+      // A number by cases that is a variable here may be lifted elsewhere.
+      const auto has_cases = [](const Term* leaf) {
+        return leaf != nullptr && leaf->kind == Kind::kIte;
+      };
+      if (has_cases(normal.bound.source) || has_cases(normal.bound.target)) {
+        learn_lift(term);
+      }
       return true;
     }
     whole = normal.term;
@@ -262,8 +269,6 @@ void ClauseProver::learn_constant(WrittenId term, bool holds) {
     factors.push_back(m.coefficient.sign() < 0 ? -m.coefficient
                                                : m.coefficient);
     pending_.push_back(within);
-    // It may be a bound on a variable to the solver, which says nothing of it.
-    if (is_within_known_.insert(within).second) learn_lift(within);
   }
   add_sum(literals, factors);
 }

@@ -8,7 +8,6 @@
 #include <string>
 #include <tuple>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "solver/engine/atom_normaliser.h"
@@ -153,7 +152,6 @@ class ClauseProver {
   std::map<Key, WrittenLiteral> bounds_;
   std::unordered_map<const Term*, WrittenId> numbers_;  // with cases
   std::unordered_map<const Term*, WrittenId> written_;
-  std::unordered_set<WrittenId> is_within_known_;
   std::unordered_map<WrittenId, std::uint64_t> case_steps_;
   std::unordered_map<WrittenId, std::uint64_t> equality_steps_;
 
