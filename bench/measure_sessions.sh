@@ -8,7 +8,7 @@
 #
 # ARGUMENTs are those of bench/sessions.py behind the command. --fill puts the
 # table into docs/solving.md as well. Takes some four minutes.
-source "$(dirname "${BASH_SOURCE[0]}")/../scripts/setup.sh"
+source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 fill=false
 if [ "${1-}" = --fill ]; then
