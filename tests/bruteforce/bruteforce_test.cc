@@ -16,7 +16,7 @@
 namespace vorn::bruteforce {
 namespace {
 
-constexpr std::uint64_t kScripts = test::kSanitized ? 1000
+constexpr std::uint64_t kScripts = test::kSanitized ? 300
                                    : test::kAsserts ? 1500
                                                     : 5000;
 
