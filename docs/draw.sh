@@ -40,7 +40,7 @@ grep -qx unsat "$work/answer"
 "$vorn" --dot "$work/odd_names.dot" "$vorn_root/tests/docs/odd_names.smt2" \
   >"$work/answer"
 for file in "$work"/*.dot; do draw "$(basename "$file" .dot)"; done
-for name in '|&quot;a&quot; &amp; &lt;b&gt; {c}; #d|' '|two' '|&amp;lt;|'; do
+for name in '|&quot;a&quot; &amp; &lt;b&gt; {c}; #d|' '|two lines|' '|&amp;lt;|'; do
   if ! words_of "$work/odd_names.svg" | sed 's/&#45;/-/g; s/&#160;/ /g' |
     grep -qxF -e "$name"; then
     echo "$work/odd_names.svg does not show $name" >&2

@@ -67,6 +67,7 @@ class CaseSums {
   /// Most sums that are met in one comparison.
   static constexpr std::size_t kMaxSums = 100000;
 
+  /// How lifting ends.
   enum class Outcome : std::uint8_t {
     kLifted,
     /// Some case is no difference.
