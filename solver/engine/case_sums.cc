@@ -215,9 +215,10 @@ void CaseSums::read(const LinearSum& sum) {
   cases_.clear();
   std::copy_if(sum.monomials.begin(), sum.monomials.end(),
                std::back_inserter(cases_), is_ite);
-  std::sort(cases_.begin(), cases_.end(), [this](const auto& a, const auto& b) {
-    return rank_of(a.leaf) < rank_of(b.leaf);
-  });
+  std::sort(cases_.begin(), cases_.end(),
+            [&shapes = shapes_](const auto& a, const auto& b) {
+              return rank_of(shapes, a.leaf) < rank_of(shapes, b.leaf);
+            });
   ranges_.assign(cases_.size() + 1, std::nullopt);
   lifts_.assign(cases_.size() + 1, false);
   ranges_.back().emplace();
