@@ -58,10 +58,12 @@ vorn_quietly "$build/gcovr.log" gcovr --root "$vorn_root" "$build" \
   --html-details "$build/html/index.html"
 
 # summarise FOLDER [THRESHOLD ...]
+# The table that nobody reads is a file: gcovr puts a new one in the place of
+# what it writes to, even of a device.
 summarise() {
   printf '%-18s ' "$1"
   gcovr --root "$vorn_root" --add-tracefile "$build/all.json" \
-    --filter "$vorn_root/$1/" --txt /dev/null --print-summary "${@:2}" |
+    --filter "$vorn_root/$1/" --txt "$build/folder.txt" --print-summary "${@:2}" |
     paste -sd ' '
 }
 for folder in vorn/*/ solver/*/; do summarise "${folder%/}"; done
