@@ -160,8 +160,9 @@ bool DifferenceTheory::propagate(std::vector<Literal>& implied,
       if (search_->value(literal) != Value::kTrue) implied.push_back(literal);
     }
     if (!implied.empty() || !machines_) return true;
-    origin_ = {ClauseKind::kMachine};
-    return machines_->run(implied, conflict);
+    if (machines_->run(implied, conflict)) return true;
+    origin_ = certify();
+    return false;
   }
   origin_ = {ClauseKind::kCycle};
   bool is_chosen = false;
@@ -207,8 +208,8 @@ void DifferenceTheory::learn_from_conflict() {
 void DifferenceTheory::explain(Literal literal, std::vector<Literal>& reason) {
   reason.push_back(literal);
   if (machines_ && machines_->has_reason(literal)) {
-    origin_ = {ClauseKind::kMachine};
     machines_->explain(literal, reason);
+    origin_ = certify();
     return;
   }
   origin_ = {ClauseKind::kPath};

@@ -14,6 +14,7 @@
 #include "solver/engine/lemma_trials.h"
 #include "solver/engine/model_values.h"
 #include "solver/engine/problem.h"
+#include "solver/engine/proof_log.h"
 #include "solver/engine/recorded_graph.h"
 #include "solver/scheduling/machine_propagation.h"
 #include "solver/scheduling/separation_table.h"
@@ -78,6 +79,9 @@ class DifferenceTheory final : public Theory {
   /// bounds are negations of the problem's selectors.
   /// Requires: the search is at level 0 and up to date.
   void find_machines();
+  /// From now on, how clauses about sets of tasks are found is noted there.
+  /// Borrows the log, which listens to the search.
+  void set_log(ProofLog* log) { log_ = log; }
 
   /// The value of a variable in the last model, or in what the search had
   /// reached when it was stopped, until an update or the next check; nothing
@@ -145,11 +149,14 @@ class DifferenceTheory final : public Theory {
   };
 
   std::optional<SeparationTable::Clause> read_orders(
-      const std::vector<Literal>& clause) const;
+      const std::vector<Literal>& clause, ClauseNumber number) const;
   template <class Visit>
   void for_each_fact(const Visit& visit) const;
   std::vector<Precedence> find_precedences(
       const std::vector<Separation>& separations) const;
+  bool is_provable(const Machine& machine) const;
+  ClauseOrigin certify();
+  CertifiedMachine certify_machine(const Machine& machine);
   int find_origin(const std::vector<Machine>& machines) const;
   const dl::Edge& edge_of(int id) const {
     return problem_.atoms().constraint(id).edge;
@@ -179,6 +186,13 @@ class DifferenceTheory final : public Theory {
   BoundPropagation propagation_;
   std::unique_ptr<MachinePropagation> machines_;
   SeparationTable separations_;
+  /// What proofs of machines' clauses need: separations and precedences by
+  /// position, and the log's numbers of machines, -1 for none.
+  ProofLog* log_ = nullptr;  // borrowed
+  std::vector<Separation> certified_separations_;
+  std::vector<Precedence> certified_precedences_;
+  std::vector<int> certified_machines_;
+  int origin_node_ = 0;
   /// num_atoms_ when machines_ was made.
   std::size_t num_atoms_of_machines_ = 0;
 

@@ -31,6 +31,7 @@ struct Engine::Machinery {
         encoder(store, normaliser, problem) {
     if (options.keep_proofs) {
       search.set_listener(&proof_log.emplace(problem));
+      theory.set_log(&*proof_log);
       return;
     }
 #ifndef NDEBUG
@@ -248,7 +249,7 @@ bool Engine::synchronise(std::size_t num_assumptions) {
   machinery_->theory.start_check();
   machinery_->small_domains.split(machinery_->search);
   machinery_->feed();
-  if (options_.machines == Machines::kAuto && !options_.keep_proofs) {
+  if (options_.machines == Machines::kAuto) {
     machinery_->theory.find_machines();
   }
   return true;

@@ -58,8 +58,7 @@ struct EngineOptions {
   SearchOptions search;
   /// Check every model against the assertions before answering kSat.
   bool check_models = true;
-  /// Keep what a proof of kUnsat needs. Sets of tasks are not reasoned about
-  /// then, as such reasoning has no proof.
+  /// Keep what a proof of kUnsat needs.
   bool keep_proofs = false;
   /// Bounds of scopes that were left, with their nodes.
   Garbage forgotten_bounds;

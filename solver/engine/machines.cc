@@ -25,11 +25,14 @@ std::size_t index(int i) {
 // What a clause says about tasks, if anything: a bound with time in it is an
 // order of two.
 std::optional<SeparationTable::Clause> DifferenceTheory::read_orders(
-    const std::vector<Literal>& clause) const {
+    const std::vector<Literal>& clause, ClauseNumber number) const {
   const std::vector<Literal>& selectors = problem_.selectors();
   SeparationTable::Clause read;
   for (const Literal literal : clause) {
-    if (search_->value(literal) == Value::kFalse) continue;
+    if (search_->value(literal) == Value::kFalse) {
+      if (log_ != nullptr) read.premises.push_back(search_->unit(literal));
+      continue;
+    }
     const int id = problem_.atoms().bound(literal).id;
     if (id != 0) {
       // target - source <= -time: the target comes first.
@@ -37,7 +40,7 @@ std::optional<SeparationTable::Clause> DifferenceTheory::read_orders(
       la::DNumber time(-edge.weight.rational(), -edge.weight.eps());
       if (!(la::DNumber() < time)) return {};
       read.orders.push_back(
-          {literal, {edge.target, edge.source, std::move(time)}});
+          {literal, {edge.target, edge.source, std::move(time), {}}});
     } else if (std::find(selectors.begin(), selectors.end(), ~literal) !=
                selectors.end()) {
       read.conditions.push_back(~literal);
@@ -45,17 +48,19 @@ std::optional<SeparationTable::Clause> DifferenceTheory::read_orders(
       read.others.push_back(literal);
     }
   }
+  if (log_ != nullptr) read.premises.push_back(number);
   return read;
 }
 
-// Calls a visitor with each constraint that level 0 makes hold.
+// Calls a visitor with each constraint that level 0 makes hold, and its
+// literal.
 template <class Visit>
 void DifferenceTheory::for_each_fact(const Visit& visit) const {
   for (const AtomTable::Atom& atom : problem_.atoms().atoms()) {
     const Value value = search_->value(Literal(atom.variable, false));
     if (value == Value::kUnassigned) continue;
     const int id = atom.constraints[value == Value::kTrue ? 0 : 1];
-    visit(edge_of(id));
+    visit(edge_of(id), Literal(atom.variable, value == Value::kFalse));
   }
 }
 
@@ -73,7 +78,7 @@ int DifferenceTheory::find_origin(const std::vector<Machine>& machines) const {
   // Neighbours along level-0 bounds, and against them.
   std::vector<std::vector<int>> neighbours[2];
   for (auto& lists : neighbours) lists.resize(num_nodes);
-  for_each_fact([&neighbours](const dl::Edge& edge) {
+  for_each_fact([&neighbours](const dl::Edge& edge, Literal /*literal*/) {
     neighbours[0][index(edge.source)].push_back(edge.target);
     neighbours[1][index(edge.target)].push_back(edge.source);
   });
@@ -135,11 +140,16 @@ std::vector<Precedence> DifferenceTheory::find_precedences(
     if (s.second_presence.is_defined()) is_optional[index(s.second)] = 1;
   }
   // Nodes that come later, by how much.
-  std::vector<std::vector<std::pair<int, la::DNumber>>> later(num_nodes);
-  for_each_fact([&](const dl::Edge& edge) {
-    const la::DNumber time(-edge.weight.rational(), -edge.weight.eps());
+  struct Step {
+    int node;
+    la::DNumber time;
+    Literal literal;
+  };
+  std::vector<std::vector<Step>> later(num_nodes);
+  for_each_fact([&](const dl::Edge& edge, Literal literal) {
+    la::DNumber time(-edge.weight.rational(), -edge.weight.eps());
     if (!(la::DNumber() < time)) return;
-    later[index(edge.target)].emplace_back(edge.source, time);
+    later[index(edge.target)].push_back({edge.source, std::move(time), literal});
   });
   constexpr std::size_t kMostSteps = 1'000'000;
   std::size_t steps = 0;
@@ -147,19 +157,30 @@ std::vector<Precedence> DifferenceTheory::find_precedences(
   std::vector<int> seen_from(num_nodes, -1);
   for (std::size_t from = 0; from < num_nodes; ++from) {
     if (is_optional[from] == 0) continue;
-    std::vector<std::pair<int, la::DNumber>> reached{
-        {static_cast<int>(from), la::DNumber()}};
+    struct Reached {
+      int node;
+      la::DNumber time;
+      std::size_t previous;
+      Literal literal;
+    };
+    std::vector<Reached> reached{
+        {static_cast<int>(from), la::DNumber(), 0, Literal()}};
     seen_from[from] = static_cast<int>(from);
     for (std::size_t k = 0; k < reached.size(); ++k) {
-      const auto [node, time] = reached[k];
-      if (k > 0 && is_optional[index(node)] != 0) {
-        result.push_back({static_cast<int>(from), node, time});
+      const Reached here = reached[k];
+      if (k > 0 && is_optional[index(here.node)] != 0) {
+        result.push_back({static_cast<int>(from), here.node, here.time, {}});
+        for (std::size_t r = k; log_ != nullptr && r > 0;
+             r = reached[r].previous) {
+          result.back().path.push_back(reached[r].literal);
+        }
       }
-      for (const auto& [next, step] : later[index(node)]) {
+      for (const Step& step : later[index(here.node)]) {
         if (++steps > kMostSteps) return result;
-        if (seen_from[index(next)] == static_cast<int>(from)) continue;
-        seen_from[index(next)] = static_cast<int>(from);
-        reached.emplace_back(next, time + step);
+        if (seen_from[index(step.node)] == static_cast<int>(from)) continue;
+        seen_from[index(step.node)] = static_cast<int>(from);
+        reached.push_back(
+            {step.node, here.time + step.time, k, step.literal});
       }
     }
   }
@@ -168,15 +189,17 @@ std::vector<Precedence> DifferenceTheory::find_precedences(
 
 void DifferenceTheory::find_machines() {
   const std::size_t num_known = separations_.size();
-  search_->for_each_given_clause([&](const std::vector<Literal>& clause) {
-    const auto read = read_orders(clause);
-    if (read) separations_.add(*read);
-  });
+  search_->for_each_given_clause(
+      [&](const std::vector<Literal>& clause, ClauseNumber number) {
+        const auto read = read_orders(clause, number);
+        if (read) separations_.add(*read);
+      });
   if (separations_.has_names()) {
-    search_->for_each_given_clause([&](const std::vector<Literal>& clause) {
-      const auto read = read_orders(clause);
-      if (read) separations_.add_named(*read);
-    });
+    search_->for_each_given_clause(
+        [&](const std::vector<Literal>& clause, ClauseNumber number) {
+          const auto read = read_orders(clause, number);
+          if (read) separations_.add_named(*read);
+        });
   }
   if (machines_ && num_known == separations_.size() &&
       num_atoms_of_machines_ == num_atoms_) {
@@ -187,8 +210,18 @@ void DifferenceTheory::find_machines() {
   MachinePropagation::Problem problem;
   problem.separations = separations_.separations();
   match_presences(problem.separations);
-  problem.machines = solver::find_machines(
-      problem.separations, find_precedences(problem.separations));
+  std::vector<Precedence> precedences = find_precedences(problem.separations);
+  problem.machines = solver::find_machines(problem.separations, precedences);
+  if (log_ != nullptr) {
+    problem.certifies = true;
+    problem.machines.erase(
+        std::remove_if(problem.machines.begin(), problem.machines.end(),
+                       [this](const Machine& m) { return !is_provable(m); }),
+        problem.machines.end());
+    certified_separations_ = problem.separations;
+    certified_precedences_ = std::move(precedences);
+    certified_machines_.assign(problem.machines.size(), -1);
+  }
   if (problem.machines.empty()) return;
   for (const Machine& machine : problem.machines) {
     for (const Literal presence : machine.presences) {
@@ -198,7 +231,7 @@ void DifferenceTheory::find_machines() {
     }
   }
   problem.num_nodes = problem_.atoms().num_nodes();
-  problem.origin = find_origin(problem.machines);
+  problem.origin = origin_node_ = find_origin(problem.machines);
   for (const AtomTable::Atom& atom : problem_.atoms().atoms()) {
     for (const int id : atom.constraints) {
       problem.weights.push_back(&edge_of(id).weight);
@@ -212,6 +245,111 @@ void DifferenceTheory::find_machines() {
     }
     machines_->assigned(literal);
   }
+}
+
+// Proofs speak of sums of durations: strict ones and others, or integers and
+// reals, are not mixed there.
+bool DifferenceTheory::is_provable(const Machine& machine) const {
+  const auto has_nodes = [this](Sort sort) {
+    for (int node = 0; node < problem_.atoms().num_nodes(); ++node) {
+      const Term* term = problem_.atoms().term_of(node);
+      if (term != nullptr && term->sort == sort) return true;
+    }
+    return false;
+  };
+  const bool is_strict = machine.durations[0].eps().sign() > 0;
+  return (!has_nodes(Sort::kInt) || !has_nodes(Sort::kReal)) &&
+         std::all_of(machine.durations.begin(), machine.durations.end(),
+                     [is_strict](const la::DNumber& duration) {
+                       return (duration.eps().sign() > 0) == is_strict;
+                     });
+}
+
+// The origin of the clause that machines_ has just given; notes how it was
+// found if there is a log.
+ClauseOrigin DifferenceTheory::certify() {
+  if (log_ == nullptr) return {ClauseKind::kMachine};
+  MachineCertificate certificate;
+  certificate.origin = problem_.atoms().term_of(origin_node_);
+  const std::vector<MachineStep>& steps = machines_->steps();
+  certificate.steps.assign(steps.rbegin(), steps.rend());
+  std::vector<ClauseNumber>& premises = certificate.premises;
+  for (MachineStep& step : certificate.steps) {
+    if (step.literal.is_defined()) step.literal = log_->named(step.literal);
+    if (step.rule == MachineRule::kCrossing) {
+      certificate.crossing = problem_.atoms().term_of(step.node);
+    }
+    if (step.set.empty()) continue;
+    int& number = certified_machines_[index(step.machine)];
+    if (number < 0) {
+      number = log_->add_machine(
+          certify_machine(machines_->machines()[index(step.machine)]));
+    }
+    step.machine = number;
+    std::vector<std::uint32_t> tasks = step.set;
+    if (step.rule != MachineRule::kOverload) tasks.push_back(step.task);
+    const CertifiedMachine& machine = log_->machine(number);
+    for (const std::size_t a : tasks) {
+      for (const std::size_t b : tasks) {
+        const CertifiedMachine::Pair& pair =
+            machine.pairs[a * machine.tasks.size() + b];
+        if (pair.separation != 0) premises.push_back(pair.separation);
+        premises.insert(premises.end(), pair.path_units.begin(),
+                        pair.path_units.end());
+      }
+    }
+  }
+  std::sort(premises.begin(), premises.end());
+  premises.erase(std::unique(premises.begin(), premises.end()),
+                 premises.end());
+  return {ClauseKind::kMachine, log_->add_certificate(std::move(certificate))};
+}
+
+// What proofs need to know of a machine: how its tasks are separated.
+CertifiedMachine DifferenceTheory::certify_machine(const Machine& machine) {
+  CertifiedMachine certified;
+  const std::size_t n = machine.tasks.size();
+  for (std::size_t a = 0; a < n; ++a) {
+    certified.tasks.push_back({problem_.atoms().term_of(machine.tasks[a]),
+                               machine.durations[a]});
+  }
+  certified.pairs.resize(n * n);
+  for (std::size_t a = 0; a < n; ++a) {
+    for (std::size_t b = 0; b < n; ++b) {
+      CertifiedMachine::Pair& pair = certified.pairs[a * n + b];
+      const int k = machine.separations[a * n + b];
+      if (k == Machine::kAlwaysBefore) {
+        const auto found = std::find_if(
+            certified_precedences_.begin(), certified_precedences_.end(),
+            [&](const Precedence& p) {
+              return p.before == machine.tasks[a] &&
+                     p.after == machine.tasks[b];
+            });
+        assert(found != certified_precedences_.end());
+        for (const Literal literal : found->path) {
+          pair.path.push_back(log_->named(literal));
+          pair.path_units.push_back(search_->unit(literal));
+        }
+      }
+      if (k < 0) continue;
+      const Separation& s = certified_separations_[index(k)];
+      const bool is_first = s.first == machine.tasks[a];
+      pair.order = log_->named(is_first ? s.first_first : s.second_first);
+      if (b < a) {
+        pair.separation = certified.pairs[b * n + a].separation;
+        continue;
+      }
+      std::vector<Literal> clause{s.first_first, s.second_first};
+      for (const Literal condition : s.conditions) {
+        clause.push_back(~condition);
+      }
+      for (const Literal presence : {s.first_presence, s.second_presence}) {
+        if (presence.is_defined()) clause.push_back(~presence);
+      }
+      pair.separation = search_->derive(clause, s.premises);
+    }
+  }
+  return certified;
 }
 
 }  // namespace vorn::solver

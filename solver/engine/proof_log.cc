@@ -33,6 +33,15 @@ void ProofLog::begin(ClauseNumber number, const std::vector<Literal>& clause,
 void ProofLog::added(ClauseNumber number, const std::vector<Literal>& clause,
                      ClauseOrigin origin) {
   begin(number, clause, false, origin);
+  if (origin.kind != ClauseKind::kMachine) return;
+  for (const ClauseNumber premise : certificates_[origin.detail].premises) {
+    words_.push_back(static_cast<std::uint32_t>(premise));
+  }
+}
+
+std::uint32_t ProofLog::add_certificate(MachineCertificate certificate) {
+  certificates_.push_back(std::move(certificate));
+  return static_cast<std::uint32_t>(certificates_.size() - 1);
 }
 
 void ProofLog::derived(ClauseNumber number, const std::vector<Literal>& clause,

@@ -4,9 +4,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "solver/engine/problem.h"
+#include "solver/scheduling/machine_certificate.h"
 #include "solver/search/clause_gate.h"
 #include "solver/terms/difference_bound.h"
 #include "solver/terms/term.h"
@@ -44,7 +46,8 @@ class ProofLog final : public ClauseListener {
     ClauseOrigin origin;
     /// Its literals, without selectors.
     std::vector<Literal> literals;
-    /// What it follows from, see ClauseListener::derived.
+    /// What it follows from, see ClauseListener::derived; of sets of tasks,
+    /// MachineCertificate::premises.
     std::vector<ClauseNumber> premises;
   };
 
@@ -57,6 +60,23 @@ class ProofLog final : public ClauseListener {
                const std::vector<ClauseNumber>& premises) override;
   void forgotten(ClauseNumber /*number*/) override {}
   void shrunk(int num_variables) override;
+
+  /// Notes a machine, and returns its number.
+  int add_machine(CertifiedMachine machine) {
+    machines_.push_back(std::move(machine));
+    return static_cast<int>(machines_.size()) - 1;
+  }
+  /// That machine.
+  const CertifiedMachine& machine(int number) const {
+    return machines_[static_cast<std::size_t>(number)];
+  }
+  /// Notes how the next clause of kind kMachine was found, and returns what is
+  /// to be its detail.
+  std::uint32_t add_certificate(MachineCertificate certificate);
+  /// That certificate.
+  const MachineCertificate& certificate(std::uint32_t detail) const {
+    return certificates_[detail];
+  }
 
   /// What a variable of these literals stands for.
   const Name& name(int variable) const {
@@ -89,6 +109,8 @@ class ProofLog final : public ClauseListener {
   std::vector<Entry> entries_;        // by number, less one
   std::vector<std::uint32_t> words_;  // codes of literals, and premises
   std::vector<Name> names_;
+  std::vector<CertifiedMachine> machines_;
+  std::vector<MachineCertificate> certificates_;
   std::vector<int> name_of_;  // by the search's variable; kUnnamed, kSelector
 };
 

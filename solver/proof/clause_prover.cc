@@ -986,12 +986,25 @@ ProvedClause ClauseProver::resolve(
   return result;
 }
 
+std::string ClauseProver::coefficient_of(WrittenLiteral comparison) {
+  return text_of(scale_of(static_cast<WrittenId>(comparison / 2)));
+}
+
+ProvedClause ClauseProver::prove_branch(WrittenId number, bool is_first) {
+  const WrittenId branch = terms_.arg(number, is_first ? 1 : 2);
+  const WrittenId equal = terms_.apply("=", {number, branch},
+                                       store_.make_bool(true));
+  const WrittenLiteral condition = positive(terms_.arg(number, 0));
+  return text_.step({condition + (is_first ? 1 : 0), positive(equal)},
+                    is_first ? "ite2" : "ite1", {write_cases(number)});
+}
+
 ProvedClause ClauseProver::prove_sum(
     const std::vector<WrittenLiteral>& clause) {
   std::string arguments;
   for (const WrittenLiteral literal : clause) {
     if (!arguments.empty()) arguments += ' ';
-    arguments += text_of(scale_of(static_cast<WrittenId>(literal / 2)));
+    arguments += coefficient_of(literal);
   }
   return text_.step(clause, "la_generic", {}, arguments);
 }

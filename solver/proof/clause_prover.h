@@ -51,6 +51,14 @@ class ClauseProver {
   /// The literal of a bound, likewise.
   WrittenLiteral literal_of(const DifferenceBound& bound);
 
+  /// A number, as it is written.
+  WrittenId number(const Term* term) { return written(term); }
+  /// What a comparison of a clause is multiplied by in a sum of bounds.
+  std::string coefficient_of(WrittenLiteral comparison);
+  /// That a number by cases is its first branch if its condition holds, or its
+  /// second one if not: a clause of two literals.
+  ProvedClause prove_branch(WrittenId number, bool is_first);
+
   /// From now on what this term says may be used. Requires: it is known.
   void set_root(WrittenId term, std::uint64_t step);
   /// From now on nothing may be used but what holds by itself.

@@ -9,6 +9,7 @@
 
 #include "solver/engine/atom_normaliser.h"
 #include "solver/proof/clause_prover.h"
+#include "solver/proof/machine_prover.h"
 #include "solver/proof/proof_text.h"
 
 namespace vorn::solver {
@@ -26,7 +27,13 @@ class Writer {
         assumptions_(assumptions),
         normaliser_(store),
         text_(terms, out),
-        prover_(store, normaliser_, terms, text_) {}
+        prover_(store, normaliser_, terms, text_),
+        machine_prover_(
+            store, terms, text_, prover_, log_,
+            [this](Literal literal) { return written(literal); },
+            [this](ClauseNumber number) -> const ProvedClause& {
+              return clauses_.at(number);
+            }) {}
 
   bool write() {
     numbers_ = refutation_.last == 0 ? std::vector<ClauseNumber>()
@@ -40,9 +47,13 @@ class Writer {
         if (derived.literals.empty()) return true;
         continue;
       }
-      if (step.origin.kind == ClauseKind::kMachine ||
-          step.origin.kind == ClauseKind::kRounding) {
-        return false;
+      if (step.origin.kind == ClauseKind::kRounding) return false;
+      if (step.origin.kind == ClauseKind::kMachine) {
+        ProvedClause& proved = clauses_[number] =
+            machine_prover_.prove(log_.certificate(step.origin.detail));
+        if (proved.step == 0) return false;
+        if (proved.literals.empty()) return true;
+        continue;
       }
       std::vector<WrittenLiteral> clause;
       for (const Literal l : step.literals) clause.push_back(written(l));
@@ -77,7 +88,13 @@ class Writer {
       if (!learn(assumptions_.at(term))) return false;
     }
     for (const ClauseNumber number : numbers_) {
-      for (const Literal l : log_.step(number).literals) written(l);
+      const ProofLog::Step step = log_.step(number);
+      for (const Literal l : step.literals) written(l);
+      if (step.is_derived || step.origin.kind != ClauseKind::kMachine) continue;
+      for (const MachineStep& inference :
+           log_.certificate(step.origin.detail).steps) {
+        if (inference.literal.is_defined()) written(inference.literal);
+      }
     }
     for (const auto& [literal, term] : refutation_.assumptions) {
       written(literal);
@@ -154,6 +171,7 @@ class Writer {
   AtomNormaliser normaliser_;
   ProofText text_;
   ClauseProver prover_;
+  MachineProver machine_prover_;
   std::vector<ClauseNumber> numbers_;
   std::unordered_map<WrittenId, ProvedClause> formulas_;
   std::unordered_map<ClauseNumber, ProvedClause> clauses_;

@@ -4,8 +4,10 @@
 
 #include <cassert>
 #include <cstddef>
+#include <utility>
 #include <vector>
 
+#include "solver/scheduling/machine_certificate.h"
 #include "solver/search/literal.h"
 
 namespace vorn::solver {
@@ -40,6 +42,11 @@ class InferenceLog {
   void add(const std::vector<Literal>& premises) {
     premises_.insert(premises_.end(), premises.begin(), premises.end());
   }
+  /// How the record under construction is found. Allocates; only for proofs.
+  void describe(MachineStep step) {
+    steps_.resize(records_.size());
+    steps_.back() = std::move(step);
+  }
   /// Ends the record and returns its number.
   int end() { return static_cast<int>(records_.size()) - 1; }
   /// A record is why the literal holds. Requires: nothing else is yet.
@@ -64,6 +71,8 @@ class InferenceLog {
     assert(has_reason(literal));
     return reasons_[literal.index()];
   }
+  /// How a record was found. Requires: it was described.
+  const MachineStep& step(int record) const { return steps_[index(record)]; }
   /// Calls visitors with a record's demands, and with its premises.
   template <class VisitDemand, class VisitPremise>
   void visit(int record, const VisitDemand& demand,
@@ -85,6 +94,7 @@ class InferenceLog {
   void backtrack(int level) {
     const Level& mark = levels_[index(level)];
     records_.resize(mark.num_records);
+    if (steps_.size() > records_.size()) steps_.resize(records_.size());
     demands_.resize(mark.num_demands);
     premises_.resize(mark.num_premises);
     while (conclusions_.size() > mark.num_conclusions) {
@@ -112,6 +122,7 @@ class InferenceLog {
   static std::size_t index(int i) { return static_cast<std::size_t>(i); }
 
   std::vector<Record> records_;
+  std::vector<MachineStep> steps_;  // by record, or fewer
   std::vector<Demand> demands_;
   std::vector<Literal> premises_;
   std::vector<Literal> conclusions_;

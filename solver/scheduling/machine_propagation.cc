@@ -29,12 +29,14 @@ class Propagation final : public MachinePropagation {
         scale_(std::move(scale)),
         machines_(std::move(problem.machines)),
         windows_(problem.num_nodes, problem.origin),
+        certifies_(problem.certifies),
         places_(index(problem.num_nodes)),
         rivals_(2 * index(problem.num_nodes)),
         has_moved_(2 * index(problem.num_nodes), 0) {
     states_.reserve(machines_.size());
     for (const Machine& machine : machines_) {
-      states_.emplace_back(machine, problem.separations, scale_);
+      states_.emplace_back(machine, static_cast<int>(states_.size()),
+                           problem.separations, scale_);
       watch(states_.size() - 1);
     }
   }
@@ -95,6 +97,7 @@ class Propagation final : public MachinePropagation {
   bool run(std::vector<Literal>& implied,
            std::vector<Literal>& conflict) override {
     if (!worth_.is_due()) return true;
+    steps_.clear();
     const bool is_consistent = look(implied, conflict);
     worth_.pay(static_cast<int>(implied.size()));
     if (!is_consistent) worth_.gain();
@@ -108,7 +111,9 @@ class Propagation final : public MachinePropagation {
   void explain(Literal literal, std::vector<Literal>& reason) override {
     ++counters_.explanations;
     worth_.gain();
+    steps_.clear();
     expand(log_.reason(literal), T());
+    if (certifies_) steps_.front().literal = ~literal;
     finish_explanation(reason);
   }
 
@@ -135,6 +140,7 @@ class Propagation final : public MachinePropagation {
     return result;
   }
   const std::vector<Machine>& machines() const override { return machines_; }
+  const std::vector<MachineStep>& steps() const override { return steps_; }
 
  private:
   using Windows = TimeWindows<T>;
@@ -287,6 +293,7 @@ class Propagation final : public MachinePropagation {
     const int early = Windows::earliest(crossing);
     const int late = Windows::latest(crossing);
     log_.begin();
+    if (certifies_) log_.describe({MachineRule::kCrossing, {}, 0, 0, crossing});
     add_pair(early, late, windows_.value(early) + windows_.value(late));
     expand(log_.end(), T());
     finish_explanation(conflict);
@@ -304,6 +311,7 @@ class Propagation final : public MachinePropagation {
 
   // All premises of a record, and what its demands come from.
   void expand(int record, const T& slack) {
+    if (certifies_) steps_.push_back(log_.step(record));
     log_.visit(
         record,
         [&](const typename Log::Demand& d) {
@@ -314,10 +322,15 @@ class Propagation final : public MachinePropagation {
 
   void finish_explanation(std::vector<Literal>& clause) {
     windows_.explain(
-        [this](int record, const T& slack, std::vector<Literal>& /*literals*/) {
-          expand(record, slack);
-        },
-        literals_);
+        [this](int record, const T& slack) { expand(record, slack); },
+        [this](Literal literal, int point) {
+          literals_.push_back(literal);
+          if (!certifies_) return;
+          const TimeDirection direction =
+              point == Windows::earliest(point / 2) ? kForward : kBackward;
+          steps_.push_back(
+              {MachineRule::kConstraint, direction, 0, 0, 0, literal});
+        });
     std::sort(literals_.begin(), literals_.end());
     literals_.erase(std::unique(literals_.begin(), literals_.end()),
                     literals_.end());
@@ -345,6 +358,7 @@ class Propagation final : public MachinePropagation {
         if (!(T() < excess)) continue;
         ++counters_.orders;
         log_.begin();
+        if (certifies_) log_.describe({MachineRule::kOrder});
         add_pair(point, rival.point, excess);
         log_.conclude(~rival.order, log_.end());
         implied.push_back(~rival.order);
@@ -413,7 +427,7 @@ class Propagation final : public MachinePropagation {
       rules_.find_preceded(view.tasks(),
                            [&](std::size_t i, const Set& set, const T& start,
                                const T& earliest) {
-                             begin_record(view);
+                             begin_record(view, MachineRule::kPreceded, i, set);
                              log_.add(state.presence(i));
                              for (const std::size_t a : set) {
                                log_.add(state.presence(a));
@@ -449,7 +463,7 @@ class Propagation final : public MachinePropagation {
                                               const T& earliest) {
         const T excess =
             start + view.tasks().duration[i] + view.work_of(set) - end;
-        begin_record(view);
+        begin_record(view, MachineRule::kNotFirst, i, set);
         log_.add(state.presence(i));
         log_.add(view.starts(i, start - largest_slack(excess)));
         for (const std::size_t a : set) {
@@ -465,8 +479,13 @@ class Propagation final : public MachinePropagation {
   }
 
   // Begins a record about a machine.
-  void begin_record(const View& view) {
+  void begin_record(const View& view, MachineRule rule, std::size_t task,
+                    const Set& set) {
     log_.begin();
+    if (certifies_) {
+      log_.describe({rule, view.direction(), view.state().position,
+                     static_cast<std::uint32_t>(task), 0, Literal(), set});
+    }
     log_.add(view.state().conditions);
   }
 
@@ -485,7 +504,7 @@ class Propagation final : public MachinePropagation {
     ++counters_.overloads;
     const T slack = largest_slack(start + view.work_of(set) - end);
     const bool lowers_start = is_start_newer(view, set);
-    begin_record(view);
+    begin_record(view, MachineRule::kOverload, 0, set);
     for (const std::size_t a : set) {
       log_.add(view.state().presence(a));
       log_.add(view.starts(a, lowers_start ? start - slack : start));
@@ -514,7 +533,7 @@ class Propagation final : public MachinePropagation {
                   const T& start, const T& end, std::vector<Literal>& implied) {
     const T lowest = start - largest_slack(start + view.work_of(set) +
                                            view.tasks().duration[task] - end);
-    begin_record(view);
+    begin_record(view, MachineRule::kLast, task, set);
     log_.add(view.state().presence(task));
     log_.add(view.starts(task, lowest));
     for (const std::size_t a : set) {
@@ -544,6 +563,7 @@ class Propagation final : public MachinePropagation {
   const std::vector<Machine> machines_;
   std::vector<State> states_;  // by machine
   Windows windows_;
+  const bool certifies_;
   MachineRules<T> rules_;
   std::vector<std::vector<Place>> places_;  // by node
   /// By point: what it can rule out, with another.
@@ -569,6 +589,9 @@ class Propagation final : public MachinePropagation {
   /// literal in twenty, else once in 32 times.
   Pace worth_{20, -2000, 2000, 31};
   Counters counters_;
+
+  /// How the last explanation was found, latest step first.
+  std::vector<MachineStep> steps_;
 
   // Scratch space.
   std::vector<std::uint32_t> present_;

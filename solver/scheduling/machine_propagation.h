@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "solver/scheduling/machine_certificate.h"
 #include "solver/scheduling/separation.h"
 #include "solver/search/literal.h"
 #include "solver/search/search.h"
@@ -80,6 +81,8 @@ class MachinePropagation {
     std::vector<Separation> separations;
     /// Sets of tasks.
     std::vector<Machine> machines;
+    /// Whether steps() is wanted.
+    bool certifies = false;
     /// Weights of all constraints there may be; one that is pushed without
     /// being among them may be passed over.
     std::vector<const la::DNumber*> weights;
@@ -119,6 +122,9 @@ class MachinePropagation {
   virtual Counters counters() const = 0;
   /// The machines.
   virtual const std::vector<Machine>& machines() const = 0;
+  /// How the clause of the last call of run or explain was found, the last step
+  /// first. Requires: Problem::certifies.
+  virtual const std::vector<MachineStep>& steps() const = 0;
 };
 
 }  // namespace vorn::solver

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "solver/scheduling/inference_log.h"
+#include "solver/scheduling/machine_certificate.h"
 #include "solver/scheduling/machine_rules.h"
 #include "solver/scheduling/separation.h"
 #include "solver/scheduling/time_scale.h"
@@ -47,17 +48,16 @@ class Pace {
   int num_passed_ = 0;
 };
 
-/// Which way time goes; a position in MachineState::tasks.
-enum TimeDirection : std::size_t { kForward, kBackward };
-
 /// A machine in the middle of a search. Tasks are numbered from 0 on.
 /// Memory: a literal and a time for each pair of tasks.
 template <class T>
 struct MachineState {
-  /// No order is decided. Borrows the machine.
-  MachineState(const Machine& of, const std::vector<Separation>& separations,
+  /// No order is decided. Borrows the machine, number `at`.
+  MachineState(const Machine& of, int at,
+               const std::vector<Separation>& separations,
                const TimeScale<T>& scale)
       : machine(&of),
+        position(at),
         num_open(num_tasks() * (num_tasks() - 1) / 2),
         orders(num_tasks() * num_tasks()),
         gaps(orders.size()) {
@@ -88,7 +88,9 @@ struct MachineState {
 
   /// What it is.
   const Machine* machine;
-  /// Forward in time, and backward.
+  /// Its position among all.
+  int position;
+  /// By TimeDirection: forward in time, and backward.
   std::vector<MachineTasks<T>> tasks;
   /// Tasks that took part when the rules ran last, ascending.
   std::vector<std::uint32_t> present;
@@ -150,6 +152,8 @@ class MachineView {
   MachineView(const MachineState<T>& state, TimeDirection direction)
       : state_(&state), direction_(direction) {}
 
+  /// As given.
+  TimeDirection direction() const { return direction_; }
   /// The tasks that rules look at.
   const MachineTasks<T>& tasks() const { return state_->tasks[direction_]; }
   /// What is seen.

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "solver/search/clause_gate.h"
 #include "solver/search/literal.h"
 #include "vorn/numbers/d_number.h"
 
@@ -37,6 +38,9 @@ struct Separation {
   Literal first_presence;
   /// As above.
   Literal second_presence;
+  /// The clauses that say so, while they have numbers: it follows from them by
+  /// unit propagation in this order.
+  std::vector<ClauseNumber> premises;
 };
 
 /// Two tasks that never overlap, since one always comes first.
@@ -47,6 +51,9 @@ struct Precedence {
   int after;
   /// Time from the start of `before` to that of `after`, at least. Positive.
   la::DNumber time;
+  /// Constraints that add up to it, each of which always holds; noted only
+  /// while clauses have numbers.
+  std::vector<Literal> path;
 };
 
 /// Tasks no two of which can overlap.

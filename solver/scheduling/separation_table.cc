@@ -22,6 +22,12 @@ std::vector<Literal> merge(std::vector<Literal> a,
   return a;
 }
 
+std::vector<ClauseNumber> join(std::vector<ClauseNumber> first,
+                               const std::vector<ClauseNumber>& then) {
+  first.insert(first.end(), then.begin(), then.end());
+  return first;
+}
+
 std::vector<Literal> without(std::vector<Literal> literals, Literal gone) {
   literals.erase(std::remove(literals.begin(), literals.end(), gone),
                  literals.end());
@@ -33,12 +39,14 @@ std::vector<Literal> without(std::vector<Literal> literals, Literal gone) {
 void SeparationTable::add_separation(const std::pair<Literal, Precedence>& a,
                                      const std::pair<Literal, Precedence>& b,
                                      std::vector<Literal> conditions,
-                                     std::vector<Literal> others) {
+                                     std::vector<Literal> others,
+                                     std::vector<ClauseNumber> premises) {
   const bool are_opposite =
       a.second.before == b.second.after && a.second.after == b.second.before;
   if (!are_opposite || others.size() > kMostOthers) return;
   if (b.first < a.first) {
-    add_separation(b, a, std::move(conditions), std::move(others));
+    add_separation(b, a, std::move(conditions), std::move(others),
+                   std::move(premises));
     return;
   }
   others.resize(kMostOthers);
@@ -50,7 +58,8 @@ void SeparationTable::add_separation(const std::pair<Literal, Precedence>& a,
                               b.first,
                               conditions,
                               others[0].is_defined() ? ~others[0] : Literal(),
-                              others[1].is_defined() ? ~others[1] : Literal()};
+                              others[1].is_defined() ? ~others[1] : Literal(),
+                              std::move(premises)};
   std::vector<Literal> rest = merge(std::move(conditions), others);
   separations_.emplace(Key({a.first, b.first}, std::move(rest)), separation);
 }
@@ -58,7 +67,8 @@ void SeparationTable::add_separation(const std::pair<Literal, Precedence>& a,
 void SeparationTable::add(const Clause& clause) {
   const auto& orders = clause.orders;
   if (orders.size() == 2) {
-    add_separation(orders[0], orders[1], clause.conditions, clause.others);
+    add_separation(orders[0], orders[1], clause.conditions, clause.others,
+                   clause.premises);
   }
   if (orders.size() != 1 || clause.others.empty() ||
       clause.others.size() > kMostOthers + 1 || halves_.size() > kMostTasks) {
@@ -74,7 +84,8 @@ void SeparationTable::add(const Clause& clause) {
         add_separation(orders[0], half.orders[0],
                        merge(clause.conditions, half.conditions),
                        merge(without(clause.others, literal),
-                             without(half.others, ~literal)));
+                             without(half.others, ~literal)),
+                       join(clause.premises, half.premises));
       }
     }
     std::vector<Clause>& halves = halves_[{literal, tasks}];
@@ -96,11 +107,14 @@ void SeparationTable::add_named(const Clause& clause) {
     expanded.conditions =
         merge(std::move(expanded.conditions), name->second.conditions);
     expanded.others = without(std::move(expanded.others), literal);
+    expanded.premises =
+        join(name->second.premises, std::move(expanded.premises));
   }
   const auto& orders = expanded.orders;
   // What names added nothing to was taken by add.
   if (orders.size() != 2 || clause.orders.size() == 2) return;
-  add_separation(orders[0], orders[1], expanded.conditions, expanded.others);
+  add_separation(orders[0], orders[1], expanded.conditions, expanded.others,
+                 expanded.premises);
 }
 
 void SeparationTable::shrink_variables(int num_variables) {

@@ -31,6 +31,8 @@ class SeparationTable {
     std::vector<Literal> conditions;
     /// All else, without what is false for good.
     std::vector<Literal> others;
+    /// What it follows from, see Separation::premises.
+    std::vector<ClauseNumber> premises;
   };
 
   /// Takes what the clause says, alone or with one that was added before. There
@@ -59,7 +61,8 @@ class SeparationTable {
   void add_separation(const std::pair<Literal, Precedence>& a,
                       const std::pair<Literal, Precedence>& b,
                       std::vector<Literal> conditions,
-                      std::vector<Literal> others);
+                      std::vector<Literal> others,
+                      std::vector<ClauseNumber> premises);
 
   std::map<Key, Separation> separations_;
   /// Clauses with one order, by one of their other literals and both tasks, the

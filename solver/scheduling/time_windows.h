@@ -137,12 +137,13 @@ class TimeWindows {
     }
   }
 
-  /// Appends literals that together force the demands that were passed to
-  /// `demand` since the last call. `expand(reason, slack, literals)` demands
-  /// what a raise was made of, of which all can be lower by `slack`, and
-  /// appends what else it needs.
-  template <class Expand>
-  void explain(const Expand& expand, std::vector<Literal>& literals) {
+  /// Calls `use(literal, point)` with constraints that together force the
+  /// demands that were passed to `demand` since the last call, and the points
+  /// that they raise; `expand(reason, slack)` demands what a raise was made of,
+  /// of which all can be lower by `slack`. What is raised comes before what
+  /// that is due to.
+  template <class Expand, class Use>
+  void explain(const Expand& expand, const Use& use) {
     int last = -1;
     while (!wanted_.empty()) {
       const Wanted top = wanted_.top();
@@ -155,11 +156,11 @@ class TimeWindows {
       const Entry entry = entries_[index(top.entry)];
       if (entry.cause == kGiven) continue;
       if (entry.cause < 0) {
-        expand(~entry.cause, entry.value - top.value, literals);
+        expand(~entry.cause, entry.value - top.value);
         continue;
       }
       const Pushed& edge = pushed_[index(entry.cause)];
-      literals.push_back(edge.literal);
+      use(edge.literal, entry.point);
       const int from =
           (entry.point & 1) == 0 ? earliest(edge.target) : latest(edge.source);
       demand({from, top.value + edge.weight});

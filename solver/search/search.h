@@ -161,7 +161,7 @@ class Search {
   /// Clauses of two or more literals in store.
   std::size_t num_given_clauses() const { return given_.size(); }
   /// Calls `visit` with the literals of each of these, in the order in which
-  /// they were added; the vector is the search's.
+  /// they were added, and its number; the vector is the search's.
   template <class Visit>
   void for_each_given_clause(const Visit& visit) const {
     std::vector<Literal> literals;
@@ -169,8 +169,21 @@ class Search {
       const ConstClause clause = clauses_[ref];
       literals.clear();
       for (int k = 0; k < clause.size(); ++k) literals.push_back(clause[k]);
-      visit(std::as_const(literals));
+      visit(std::as_const(literals), clauses_.number(ref));
     }
+  }
+  /// Whether clauses have numbers: somebody listens.
+  bool is_watched() const { return gate_.is_watched(); }
+  /// The number of the clause that says what a level-0 literal is.
+  /// Requires: is_watched().
+  ClauseNumber unit(Literal literal) const {
+    return gate_.unit(literal.variable());
+  }
+  /// Tells the listener of a clause that others imply; see
+  /// ClauseListener::derived. The search has no use for it.
+  ClauseNumber derive(const std::vector<Literal>& clause,
+                      const std::vector<ClauseNumber>& premises) {
+    return gate_.derive(clause, premises);
   }
   /// How many learnt clauses and lemmas are kept at present.
   std::size_t num_learnt_clauses() const { return learnts_.size(); }

@@ -310,16 +310,16 @@ class Session {
   std::set<int> explain() {
     std::vector<Literal> literals;
     windows_.explain(
-        [this](int reason, const T& slack, std::vector<Literal>& into) {
+        [&](int reason, const T& slack) {
           const Rule& rule = known_.rules[index(reason)];
           EXPECT_FALSE(slack < T());
           for (const Rule::Premise& premise : rule.premises) {
             windows_.demand({premise.point, time(premise.value) - slack});
           }
-          into.push_back(literal(rule.literal));
+          literals.push_back(literal(rule.literal));
           ++seen_.with_rules;
         },
-        literals);
+        [&](Literal l, int /*point*/) { literals.push_back(l); });
     std::set<int> result;
     for (const Literal l : literals) result.insert(l.variable());
     ++seen_.explanations;

@@ -1,0 +1,585 @@
+// SPDX-License-Identifier: MIT
+#include "solver/proof/machine_prover.h"
+
+#include <algorithm>
+#include <cassert>
+
+#include "solver/terms/difference_bound.h"
+
+namespace vorn::solver {
+namespace {
+
+bool is_strict(const la::DNumber& time) {
+  return time.eps().sign() != 0;
+}
+
+la::DNumber negate(const la::DNumber& time) {
+  return {-time.rational(), -time.eps()};
+}
+
+}  // namespace
+
+ProvedClause MachineProver::prove(const MachineCertificate& certificate) {
+  origin_ = certificate.origin;
+  facts_.clear();
+  inferences_.clear();
+  for (const TimeDirection direction : {kForward, kBackward}) {
+    facts_[{origin_, direction}] = Fact();
+  }
+  for (const MachineStep& step : certificate.steps) {
+    if (step.rule == MachineRule::kConstraint) {
+      carry(step);
+    } else if (step.rule == MachineRule::kCrossing) {
+      Literals reasons = reasons_of(certificate.crossing, kForward);
+      append(reasons, reasons_of(certificate.crossing, kBackward));
+      use(sum(reasons));
+    } else {
+      apply(step);
+    }
+  }
+  if (inferences_.empty()) return ProvedClause();
+  std::vector<const ProvedClause*> clauses;
+  for (const ProvedClause& clause : inferences_) clauses.push_back(&clause);
+  std::reverse(clauses.begin(), clauses.end());
+  return resolve(clauses);
+}
+
+// --- Times ---
+
+const MachineProver::Fact& MachineProver::fact(const Term* node,
+                                               TimeDirection direction) const {
+  return facts_.at({node, direction});
+}
+
+void MachineProver::raise(const Term* node, TimeDirection direction,
+                          Fact raised) {
+  const auto [place, is_new] =
+      facts_.try_emplace({node, direction}, std::move(raised));
+  if (!is_new && place->second.time < raised.time) {
+    place->second = std::move(raised);
+  }
+}
+
+// A constraint target - source <= weight carries the target's earliest time to
+// the source, and the source's latest one to the target.
+void MachineProver::carry(const MachineStep& step) {
+  const DifferenceBound bound = bound_of(step.literal);
+  const bool is_early = step.direction == kForward;
+  const Fact& from =
+      fact(is_early ? bound.target : bound.source, step.direction);
+  Fact to{from.time + negate(bound.weight), from.reasons};
+  to.reasons.push_back(literal_of_(step.literal));
+  raise(is_early ? bound.source : bound.target, step.direction, std::move(to));
+}
+
+DifferenceBound MachineProver::bound_of(Literal literal) {
+  const DifferenceBound& bound = log_.name(literal.variable()).bound;
+  const Term* term = bound.source != nullptr ? bound.source : bound.target;
+  sort_ = term->sort;
+  return literal.is_negated() ? negate_bound(bound, sort_ == Sort::kInt)
+                              : bound;
+}
+
+MachineProver::Literals MachineProver::reasons_of(const Term* node,
+                                                  TimeDirection direction) {
+  return fact(node, direction).reasons;
+}
+
+// As reasons_of, in one literal: of what is used often.
+MachineProver::Literals MachineProver::settle(const Term* node,
+                                              TimeDirection direction) {
+  Fact& known = facts_.at({node, direction});
+  if (known.reasons.size() > 1) {
+    const WrittenLiteral literal = time_literal(node, direction, known.time);
+    use(sum(known.reasons, literal));
+    known.reasons = {literal};
+  }
+  return known.reasons;
+}
+
+// That a node is no earlier, or no later, than a time after the origin.
+WrittenLiteral MachineProver::time_literal(const Term* node,
+                                           TimeDirection direction,
+                                           const la::DNumber& time) {
+  const WrittenId number = number_of(node);
+  const WrittenId origin =
+      origin_ == nullptr ? kNotWritten : number_of(origin_);
+  const bool strict = is_strict(time);
+  return direction == kForward
+             ? compare(plus(origin, time.rational()), number, strict)
+             : compare(number, plus(origin, -time.rational()), strict);
+}
+
+// --- Rules ---
+
+// The order of two tasks, as what it is a sum of. Requires: it is possible.
+MachineProver::Literals MachineProver::order_reasons(int machine, Task a,
+                                                     Task b) {
+  const CertifiedMachine& known = log_.machine(machine);
+  const CertifiedMachine::Pair& pair = known.pairs[a * known.tasks.size() + b];
+  if (pair.order.is_defined()) return {literal_of_(pair.order)};
+  Literals reasons;
+  for (std::size_t k = 0; k < pair.path.size(); ++k) {
+    use(clause_of_(pair.path_units[k]));
+    reasons.push_back(literal_of_(pair.path[k]));
+  }
+  return reasons;
+}
+
+void MachineProver::apply(const MachineStep& step) {
+  if (step.rule == MachineRule::kOrder) {
+    const DifferenceBound bound = bound_of(step.literal);
+    Literals reasons{literal_of_(step.literal)};
+    append(reasons, reasons_of(bound.target, kForward));
+    append(reasons, reasons_of(bound.source, kBackward));
+    use(sum(reasons));
+    return;
+  }
+  const CertifiedMachine& machine = log_.machine(step.machine);
+  const auto& tasks = machine.tasks;
+  const auto start = [&](Task a) { return tasks[a].start; };
+  const auto early = [&](Task a) { return fact(start(a), kForward).time; };
+  // When it has ended at the latest.
+  const auto late = [&](Task a) {
+    return negate(fact(start(a), kBackward).time) +
+           la::DNumber(tasks[a].duration.rational(), QNumber());
+  };
+  const bool is_forward = step.direction == kForward;
+  const TimeDirection opposite = is_forward ? kBackward : kForward;
+  const Task i = step.task;
+  sort_ = Sort::kInt;
+  for (const CertifiedMachine::Task& task : tasks) {
+    if (task.start != nullptr) sort_ = task.start->sort;
+  }
+
+  Misfit misfit;
+  misfit.machine = step.machine;
+  misfit.low_from = misfit.high_from =
+      origin_ == nullptr ? kNotWritten : number_of(origin_);
+  misfit.tasks = step.set;
+  // Bounds of one side, by the facts of each task.
+  const auto bound_by_facts = [&](const std::vector<Task>& set,
+                                  TimeDirection side) {
+    for (const Task a : set) {
+      Side& bounds = side == kForward ? misfit.starts : misfit.ends;
+      bounds[a] = settle(start(a), side);
+      if (side == kForward) {
+        misfit.lower(early(a));
+      } else {
+        misfit.heighten(late(a));
+      }
+    }
+  };
+  // The order of i and another in which `a` comes on the far side of i, seen
+  // in the step's direction.
+  const auto order = [&](Task first, Task second) {
+    return is_forward ? order_reasons(step.machine, first, second)
+                      : order_reasons(step.machine, second, first);
+  };
+  Side& near = is_forward ? misfit.starts : misfit.ends;
+  Side& far = is_forward ? misfit.ends : misfit.starts;
+  const la::DNumber& duration = tasks.at(i).duration;
+
+  switch (step.rule) {
+    case MachineRule::kOverload:
+      bound_by_facts(step.set, kForward);
+      bound_by_facts(step.set, kBackward);
+      use(prove_misfit(misfit));
+      return;
+    case MachineRule::kLast: {
+      // The literal says that i comes before (after) some b of the set.
+      const auto b = std::find_if(
+          step.set.begin(), step.set.end(), [&](Task other) {
+            const Task first = is_forward ? i : other;
+            const Task second = is_forward ? other : i;
+            return machine.pairs[first * tasks.size() + second].order ==
+                   step.literal;
+          });
+      assert(b != step.set.end());
+      misfit.tasks.push_back(i);
+      bound_by_facts(misfit.tasks, step.direction);
+      bound_by_facts(step.set, opposite);
+      far[i] = {literal_of_(step.literal)};
+      append(far[i], reasons_of(start(*b), opposite));
+      use(prove_misfit(misfit));
+      return;
+    }
+    case MachineRule::kPreceded: {
+      // All of the set lie between the near side's facts and i.
+      bound_by_facts(step.set, step.direction);
+      la::DNumber time;
+      for (const Task a : step.set) {
+        far[a] = order(a, i);
+        time += tasks[a].duration;
+      }
+      if (is_forward) {
+        misfit.high_from = number_of(start(i));
+        misfit.high = la::DNumber();
+        time += *misfit.low;
+      } else {
+        misfit.low_from = number_of(start(i));
+        misfit.low = la::DNumber(duration.rational(), QNumber());
+        time += duration + negate(*misfit.high);
+      }
+      const WrittenLiteral literal =
+          time_literal(start(i), step.direction, time);
+      misfit.others = {literal ^ 1U};
+      use(prove_misfit(misfit));
+      raise(start(i), step.direction, {time, {literal}});
+      return;
+    }
+    case MachineRule::kNotFirst:
+      break;
+    default:
+      assert(false);
+      return;
+  }
+
+  // If i started before the first of the set can have ended, it would come
+  // before all of the set, which then does not fit behind it.
+  const auto can_end = [&](Task a) {
+    return fact(start(a), step.direction).time +
+           (is_forward ? tasks[a].duration : la::DNumber(duration));
+  };
+  la::DNumber time = can_end(step.set[0]);
+  for (const Task a : step.set) {
+    la::DNumber end = can_end(a);
+    if (end < time) time = std::move(end);
+  }
+  const WrittenLiteral literal = time_literal(start(i), step.direction, time);
+  std::vector<ProvedClause> clauses;
+  bool is_whole = true;
+  misfit.tasks.push_back(i);
+  near[i] = settle(start(i), step.direction);
+  bound_by_facts(step.set, opposite);
+  for (const Task a : step.set) {
+    const Task first = is_forward ? a : i;
+    const Task second = is_forward ? i : a;
+    const CertifiedMachine::Pair& pair =
+        machine.pairs[first * tasks.size() + second];
+    const CertifiedMachine::Pair& turned =
+        machine.pairs[second * tasks.size() + first];
+    if (!turned.path.empty()) continue;  // i comes first anyway
+    Literals reasons = order(a, i);
+    append(reasons, settle(start(a), step.direction));
+    ProvedClause moved = sum(reasons, literal);
+    if (!pair.path.empty()) {
+      use(std::move(moved));
+      is_whole = false;
+      break;
+    }
+    clauses.push_back(clause_of_(pair.separation));
+    clauses.push_back(std::move(moved));
+  }
+  if (is_whole) {
+    if (is_forward) {
+      misfit.lower(early(i));
+    } else {
+      misfit.heighten(late(i));
+    }
+    for (const Task a : step.set) {
+      near[a] = order(i, a);
+      append(near[a], near[i]);
+    }
+    far[i] = order(i, step.set[0]);
+    append(far[i], reasons_of(start(step.set[0]), opposite));
+    const ProvedClause none = prove_misfit(misfit);
+    std::vector<const ProvedClause*> all{&none};
+    for (const ProvedClause& clause : clauses) all.push_back(&clause);
+    use(resolve(all));
+  }
+  raise(start(i), step.direction, {time, {literal}});
+}
+
+// --- Tasks that do not fit ---
+
+ProvedClause MachineProver::prove_misfit(const Misfit& misfit) {
+  std::vector<Task> tasks = misfit.tasks;
+  std::sort(tasks.begin(), tasks.end());
+  Side low = misfit.starts;
+  Side high = misfit.ends;
+  const CertifiedMachine& machine = log_.machine(misfit.machine);
+  const auto duration = [&](Task a) -> const QNumber& {
+    return machine.tasks[a].duration.rational();
+  };
+  const auto join = [](std::initializer_list<const Literals*> lists) {
+    Literals all;
+    for (const Literals* list : lists) append(all, *list);
+    return all;
+  };
+  if (tasks.size() == 1) {
+    return sum(join({&low[tasks[0]], &high[tasks[0]], &misfit.others}));
+  }
+  QNumber end = misfit.high->rational();
+  int rest = whole(misfit.machine);
+  std::deque<ProvedClause> bounds;
+  for (std::size_t k = 0; k + 2 < tasks.size(); ++k) {
+    const Task n = tasks[k];
+    const int smaller = rest_without(rest, n);
+    const WrittenId earliest =
+        plus(misfit.low_from, misfit.low->rational());
+    end -= duration(n);
+    const WrittenId latest = plus(misfit.high_from, end);
+    Side low_now;
+    Side high_now;
+    for (std::size_t l = k + 1; l < tasks.size(); ++l) {
+      const Task i = tasks[l];
+      const WrittenId start = start_of(smaller, i);
+      const WrittenLiteral moved = branch_literal(smaller, i, true);
+      const WrittenLiteral same = branch_literal(smaller, i, false);
+      const ProvedClause& if_after = branch_of(smaller, i, true);
+      const ProvedClause& if_before = branch_of(smaller, i, false);
+      const Literals is_after{order_of(rest, n, i)};
+      const Literals is_before{order_of(rest, i, n)};
+      // No earlier than before: behind n there was n.
+      const WrittenLiteral starts =
+          compare(earliest, start, is_strict(*misfit.low));
+      const ProvedClause start_after =
+          sum(join({&is_after, &low[n]}), starts, {moved});
+      const ProvedClause start_before = sum(low[i], starts, {same});
+      bounds.push_back(
+          resolve({&start_after, &if_after, &if_before, &start_before}));
+      low_now[i] = {starts};
+      // Ends sooner: before n there is still n to come.
+      const WrittenLiteral ends = compare(plus(start, duration(i)), latest,
+                                          is_strict(*misfit.high));
+      const ProvedClause end_after = sum(high[i], ends, {}, {moved});
+      const ProvedClause end_before_n =
+          sum(join({&is_before, &high[n]}), ends, {}, {same});
+      bounds.push_back(resolve({&end_before_n, &separation_of(rest, i, n),
+                                &if_before, &if_after, &end_after}));
+      high_now[i] = {ends};
+    }
+    low = std::move(low_now);
+    high = std::move(high_now);
+    rest = smaller;
+  }
+  const Task a = tasks[tasks.size() - 2];
+  const Task b = tasks.back();
+  const Literals a_first{order_of(rest, a, b)};
+  const Literals b_first{order_of(rest, b, a)};
+  const ProvedClause not_a =
+      sum(join({&a_first, &low[a], &high[b], &misfit.others}));
+  const ProvedClause not_b =
+      sum(join({&b_first, &low[b], &high[a], &misfit.others}));
+  std::vector<const ProvedClause*> all{&not_a, &separation_of(rest, a, b),
+                                       &not_b};
+  for (std::size_t k = bounds.size(); k-- > 0;) all.push_back(&bounds[k]);
+  return resolve(all);
+}
+
+// --- Tasks taken out ---
+
+int MachineProver::whole(int machine) {
+  const auto [place, is_new] =
+      whole_.try_emplace(machine, static_cast<int>(rests_.size()));
+  if (is_new) rests_.push_back({machine, -1, 0, {}, {}, {}, {}});
+  return place->second;
+}
+
+int MachineProver::rest_without(int rest, Task task) {
+  const auto next = static_cast<int>(rests_.size());
+  const auto [place, is_new] = rest_at(rest).children.try_emplace(task, next);
+  const int result = place->second;
+  if (is_new) rests_.push_back({rest_at(rest).machine, rest, task, {}, {}, {}, {}});
+  return result;
+}
+
+WrittenId MachineProver::start_of(int rest, Task task) {
+  const auto known = rest_at(rest).starts.find(task);
+  if (known != rest_at(rest).starts.end()) return known->second;
+  const CertifiedMachine& machine = machine_of(rest);
+  const int parent = rest_at(rest).parent;
+  const Task taken = rest_at(rest).taken;
+  WrittenId start;
+  if (parent < 0) {
+    start = number_of(machine.tasks[task].start);
+  } else {
+    const WrittenId before = start_of(parent, task);
+    const Term* any = store_.make_number(QNumber(0), sort_);
+    const WrittenId sooner = terms_.apply(
+        "-", {before, constant(machine.tasks[taken].duration.rational())}, any);
+    const auto after =
+        static_cast<WrittenId>(order_of(parent, taken, task) / 2);
+    start = terms_.apply("ite", {after, sooner, before}, any);
+  }
+  rest_at(rest).starts.emplace(task, start);
+  return start;
+}
+
+// That a has ended when b starts.
+WrittenLiteral MachineProver::order_of(int rest, Task a, Task b) {
+  const la::DNumber& duration = machine_of(rest).tasks[a].duration;
+  const WrittenId end = plus(start_of(rest, a), duration.rational());
+  return compare(end, start_of(rest, b), is_strict(duration));
+}
+
+// That the start of a task, without another that was taken out, is sooner than
+// before, or the same.
+WrittenLiteral MachineProver::branch_literal(int rest, Task task,
+                                             bool is_after) {
+  const WrittenId start = start_of(rest, task);
+  const WrittenId equal =
+      terms_.apply("=", {start, terms_.arg(start, is_after ? 1 : 2)},
+                   store_.make_bool(true));
+  return 2 * WrittenLiteral{equal};
+}
+
+const ProvedClause& MachineProver::branch_of(int rest, Task task,
+                                             bool is_after) {
+  ProvedClause& clause = rest_at(rest).branches[is_after ? 0 : 1][task];
+  if (clause.step == 0) {
+    clause = prover_.prove_branch(start_of(rest, task), is_after);
+  }
+  return clause;
+}
+
+// One of two tasks comes first.
+const ProvedClause& MachineProver::separation_of(int rest, Task a, Task b) {
+  if (b < a) std::swap(a, b);
+  const auto known = rest_at(rest).separations.find({a, b});
+  if (known != rest_at(rest).separations.end()) return known->second;
+  ProvedClause made = rest_at(rest).parent < 0
+                          ? prove_given_separation(rest, a, b)
+                          : prove_separation(rest, a, b);
+  return rest_at(rest)
+      .separations.emplace(std::pair(a, b), std::move(made))
+      .first->second;
+}
+
+ProvedClause MachineProver::prove_given_separation(int rest, Task a, Task b) {
+  const CertifiedMachine& machine = machine_of(rest);
+  const WrittenLiteral orders[] = {order_of(rest, a, b), order_of(rest, b, a)};
+  const Task tasks[] = {a, b};
+  ProvedClause moved[2];
+  for (const std::size_t k : {0U, 1U}) {
+    const CertifiedMachine::Pair& pair =
+        machine.pairs[tasks[k] * machine.tasks.size() + tasks[1 - k]];
+    if (pair.separation == 0 && pair.path.empty()) continue;  // the other way
+    moved[k] = sum(order_reasons(rest_at(rest).machine, tasks[k], tasks[1 - k]),
+                   orders[k]);
+    if (pair.separation != 0) continue;
+    Literals both = moved[k].literals;
+    both.push_back(orders[1 - k]);
+    return text_.step(both, "weakening", {moved[k].step});
+  }
+  const ClauseNumber number =
+      machine.pairs[a * machine.tasks.size() + b].separation;
+  const ProvedClause given = clause_of_(number);
+  return resolve({&given, &moved[0], &moved[1]});
+}
+
+// By whether each of both comes after the task that was taken out last.
+ProvedClause MachineProver::prove_separation(int rest, Task a, Task b) {
+  const int parent = rest_at(rest).parent;
+  const Task n = rest_at(rest).taken;
+  const Task tasks[] = {a, b};
+  const ProvedClause& before = separation_of(parent, a, b);
+  const WrittenLiteral conclusions[] = {order_of(rest, a, b),
+                                        order_of(rest, b, a)};
+  const WrittenLiteral given[] = {order_of(parent, a, b),
+                                  order_of(parent, b, a)};
+  ProvedClause cases[2];
+  // Both on one side of n: as before.
+  for (const std::size_t side : {0U, 1U}) {
+    const bool is_after = side == 0;
+    const WrittenLiteral equal[] = {branch_literal(rest, a, is_after),
+                                    branch_literal(rest, b, is_after)};
+    ProvedClause sums[2];
+    for (const std::size_t k : {0U, 1U}) {
+      sums[k] = sum({given[k]}, conclusions[k], {equal[1 - k]}, {equal[k]});
+    }
+    cases[side] = resolve({&sums[0], &before, &sums[1],
+                           &branch_of(rest, a, is_after),
+                           &branch_of(rest, b, is_after)});
+  }
+  // One before n and the other after it.
+  ProvedClause apart[2];
+  for (const std::size_t k : {0U, 1U}) {
+    const Task first = tasks[k];
+    const Task second = tasks[1 - k];
+    const ProvedClause between =
+        sum({order_of(parent, first, n), order_of(parent, n, second)},
+            conclusions[k], {branch_literal(rest, second, true)},
+            {branch_literal(rest, first, false)});
+    apart[k] = resolve({&between, &separation_of(parent, first, n),
+                        &branch_of(rest, first, false),
+                        &branch_of(rest, second, true)});
+  }
+  // cases[0]: not both after n; apart[0]: a is after it, or b is not.
+  const ProvedClause not_b = resolve({&cases[0], &apart[0]});
+  const ProvedClause b_after = resolve({&cases[1], &apart[1]});
+  return resolve({&not_b, &b_after});
+}
+
+// --- Terms and steps ---
+
+WrittenId MachineProver::number_of(const Term* term) {
+  return term == nullptr ? constant(QNumber(0)) : prover_.number(term);
+}
+
+WrittenId MachineProver::constant(const QNumber& value) {
+  return terms_.leaf(store_.make_number(value, sort_));
+}
+
+WrittenId MachineProver::plus(WrittenId number, const QNumber& time) {
+  if (number == kNotWritten) return constant(time);
+  if (time.sign() == 0) return number;
+  return terms_.apply("+", {number, constant(time)},
+                      store_.make_number(QNumber(0), sort_));
+}
+
+WrittenLiteral MachineProver::compare(WrittenId left, WrittenId right,
+                                      bool strict) {
+  const WrittenId made = terms_.apply(strict ? "<" : "<=", {left, right},
+                                      store_.make_bool(true));
+  coefficients_.try_emplace(made, "1");
+  return 2 * WrittenLiteral{made};
+}
+
+// The clause that bounds add up to less than nothing, or to the conclusion,
+// with what is equal to smaller and to greater things. No step if the
+// conclusion is among the reasons.
+ProvedClause MachineProver::sum(const Literals& reasons,
+                                WrittenLiteral conclusion,
+                                const Literals& raised,
+                                const Literals& lowered) {
+  Literals clause;
+  std::string arguments;
+  const auto add = [&](WrittenLiteral literal, const std::string& factor) {
+    clause.push_back(literal);
+    if (!arguments.empty()) arguments += ' ';
+    arguments += factor;
+  };
+  for (const WrittenLiteral reason : reasons) {
+    if (reason == conclusion) return ProvedClause();
+    add(reason ^ 1U, coefficient(reason));
+  }
+  for (const WrittenLiteral equal : raised) add(equal ^ 1U, "1");
+  for (const WrittenLiteral equal : lowered) add(equal ^ 1U, "(- 1)");
+  if (conclusion != 0) add(conclusion, coefficient(conclusion));
+  return text_.step(clause, "la_generic", {}, arguments);
+}
+
+const std::string& MachineProver::coefficient(WrittenLiteral comparison) {
+  std::string& known = coefficients_[static_cast<WrittenId>(comparison / 2)];
+  if (known.empty()) known = prover_.coefficient_of(comparison);
+  return known;
+}
+
+ProvedClause MachineProver::resolve(
+    const std::vector<const ProvedClause*>& clauses) {
+  const ProvedClause* first = nullptr;
+  std::vector<const ProvedClause*> others;
+  for (const ProvedClause* clause : clauses) {
+    if (clause->step == 0) continue;
+    if (first == nullptr) {
+      first = clause;
+    } else {
+      others.push_back(clause);
+    }
+  }
+  return first == nullptr ? ProvedClause() : prover_.resolve(*first, others);
+}
+
+}  // namespace vorn::solver
