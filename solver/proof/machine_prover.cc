@@ -293,9 +293,63 @@ void MachineProver::apply(const MachineStep& step) {
 
 // --- Tasks that do not fit ---
 
-ProvedClause MachineProver::prove_misfit(const Misfit& misfit) {
-  std::vector<Task> tasks = misfit.tasks;
+ProvedClause MachineProver::prove_misfit(Misfit misfit) {
+  std::vector<Task>& tasks = misfit.tasks;
   std::sort(tasks.begin(), tasks.end());
+  if (tasks.size() == 1) {
+    Literals all = misfit.starts[tasks[0]];
+    append(all, misfit.ends[tasks[0]]);
+    append(all, misfit.others);
+    return sum(all);
+  }
+  const auto uses = num_uses_.find({misfit.machine, tasks});
+  return uses != num_uses_.end() && is_span_worth(tasks.size(), uses->second)
+             ? prove_by_span(misfit)
+             : prove_by_removal(misfit);
+}
+
+// Whether what is proved of a set once and for all makes up for itself, by the
+// numbers of steps.
+bool MachineProver::is_span_worth(std::size_t size, std::size_t num_uses) {
+  if (size < 3) return false;
+  const std::size_t removal = 3 * size * (size - 1) - 4;
+  return num_uses * (removal - (2 * size + 3)) > 26 * size + size * size + removal;
+}
+
+// By the time between the first start of the set and its last end.
+ProvedClause MachineProver::prove_by_span(const Misfit& misfit) {
+  const Span& span = span_of(misfit.machine, misfit.tasks);
+  const WrittenLiteral first =
+      compare(plus(misfit.low_from, misfit.low->rational()), span.first,
+              is_strict(*misfit.low));
+  const WrittenLiteral last =
+      compare(span.last, plus(misfit.high_from, misfit.high->rational()),
+              is_strict(*misfit.high));
+  // The first start is one of the tasks', the last end likewise.
+  std::deque<ProvedClause> sums;
+  std::vector<const ProvedClause*> firsts{&span.is_one_first};
+  std::vector<const ProvedClause*> lasts{&span.is_one_last};
+  for (std::size_t k = 0; k < misfit.tasks.size(); ++k) {
+    Literals low{span.firsts[k]};
+    append(low, misfit.starts.at(misfit.tasks[k]));
+    sums.push_back(sum(low, first));
+    firsts.push_back(&sums.back());
+    Literals high{span.lasts[k]};
+    append(high, misfit.ends.at(misfit.tasks[k]));
+    sums.push_back(sum(high, last));
+    lasts.push_back(&sums.back());
+  }
+  Literals all{first, last, span.is_long};
+  append(all, misfit.others);
+  const ProvedClause too_long = sum(all);
+  const ProvedClause ends = resolve(lasts);
+  firsts.insert(firsts.end(), {&too_long, &span.length, &ends});
+  return resolve(firsts);
+}
+
+// By taking out one task after the other.
+ProvedClause MachineProver::prove_by_removal(const Misfit& misfit) {
+  const std::vector<Task>& tasks = misfit.tasks;
   Side low = misfit.starts;
   Side high = misfit.ends;
   const CertifiedMachine& machine = log_.machine(misfit.machine);
@@ -307,9 +361,6 @@ ProvedClause MachineProver::prove_misfit(const Misfit& misfit) {
     for (const Literals* list : lists) append(all, *list);
     return all;
   };
-  if (tasks.size() == 1) {
-    return sum(join({&low[tasks[0]], &high[tasks[0]], &misfit.others}));
-  }
   QNumber end = misfit.high->rational();
   int rest = whole(misfit.machine);
   std::deque<ProvedClause> bounds;
@@ -368,6 +419,132 @@ ProvedClause MachineProver::prove_misfit(const Misfit& misfit) {
   return resolve(all);
 }
 
+const MachineProver::Span& MachineProver::span_of(
+    int machine, const std::vector<Task>& tasks) {
+  const auto [place, is_new] = spans_.try_emplace({machine, tasks});
+  Span& span = place->second;
+  if (!is_new) return span;
+  const CertifiedMachine& known = log_.machine(machine);
+  const int rest = whole(machine);
+  std::vector<WrittenId> starts;
+  std::vector<WrittenId> ends;
+  QNumber length;
+  bool strict = false;
+  for (const Task a : tasks) {
+    const la::DNumber& duration = known.tasks[a].duration;
+    starts.push_back(start_of(rest, a));
+    ends.push_back(plus(starts.back(), duration.rational()));
+    length += duration.rational();
+    strict = is_strict(duration);
+  }
+  Misfit misfit;
+  misfit.machine = machine;
+  misfit.tasks = tasks;
+  misfit.low = misfit.high = la::DNumber();
+  std::deque<ProvedClause> bounds;
+  span.first = misfit.low_from =
+      extreme_of(starts, true, tasks, misfit.starts, bounds, span.firsts,
+                 span.is_one_first);
+  span.last = misfit.high_from =
+      extreme_of(ends, false, tasks, misfit.ends, bounds, span.lasts,
+                 span.is_one_last);
+  span.is_long = compare(plus(span.first, length), span.last, strict);
+  misfit.others = {span.is_long ^ 1U};
+  const ProvedClause fits = prove_by_removal(misfit);
+  std::vector<const ProvedClause*> all{&fits};
+  for (const ProvedClause& bound : bounds) all.push_back(&bound);
+  span.length = resolve(all);
+  return span;
+}
+
+// The least of numbers, or the greatest, as a number by cases. Why it is none
+// of them that is less (greater) follows from `bounds`, the literals are put
+// into `reasons`; and `one` says that one of the literals `extremes` holds, that
+// it is no less (greater) than one of them.
+WrittenId MachineProver::extreme_of(const std::vector<WrittenId>& numbers,
+                                    bool is_least,
+                                    const std::vector<Task>& tasks,
+                                    Side& reasons,
+                                    std::deque<ProvedClause>& bounds,
+                                    Literals& extremes, ProvedClause& one) {
+  const auto within = [&](WrittenId extreme, WrittenId number) {
+    return is_least ? compare(extreme, number, false)
+                    : compare(number, extreme, false);
+  };
+  // What is raised in a sum if it is the least is lowered if the greatest.
+  const auto by_cases = [&](const Literals& given, WrittenLiteral conclusion,
+                            WrittenLiteral equal, bool is_raised) {
+    return is_raised == is_least ? sum(given, conclusion, {equal})
+                                 : sum(given, conclusion, {}, {equal});
+  };
+  WrittenId extreme = numbers[0];
+  for (std::size_t k = 1; k < numbers.size(); ++k) {
+    const WrittenId before = extreme;
+    const WrittenLiteral stays = within(before, numbers[k]);
+    extreme = terms_.apply(
+        "ite", {static_cast<WrittenId>(stays / 2), before, numbers[k]},
+        store_.make_number(QNumber(0), sort_));
+    const ProvedClause if_stays = prover_.prove_branch(extreme, true);
+    const ProvedClause if_not = prover_.prove_branch(extreme, false);
+    const WrittenLiteral same = equal_literal(extreme, before);
+    const WrittenLiteral next = equal_literal(extreme, numbers[k]);
+    // It is within the one before, and the number.
+    const WrittenLiteral within_before = within(extreme, before);
+    const ProvedClause before_same = by_cases({}, within_before, same, false);
+    const ProvedClause before_next =
+        by_cases({stays ^ 1U}, within_before, next, false);
+    bounds.push_back(
+        resolve({&before_next, &if_not, &if_stays, &before_same}));
+    const WrittenLiteral within_number = within(extreme, numbers[k]);
+    const ProvedClause number_same =
+        by_cases({stays}, within_number, same, false);
+    const ProvedClause number_next = by_cases({}, within_number, next, false);
+    bounds.push_back(
+        resolve({&number_same, &if_stays, &if_not, &number_next}));
+    for (std::size_t l = 0; l < k; ++l) {
+      reasons[tasks[l]].push_back(within_before);
+    }
+    reasons[tasks[k]] = {within_number};
+    // It is one of both, and so one of all.
+    std::deque<ProvedClause> sums;
+    std::vector<const ProvedClause*> all;
+    if (k > 1) all.push_back(&one);
+    for (std::size_t l = 0; l <= k; ++l) {
+      const WrittenLiteral reached = within(numbers[l], extreme);
+      const bool is_last = l == k;
+      Literals given;
+      if (!is_last && k > 1) given.push_back(extremes[l]);
+      sums.push_back(
+          by_cases(given, reached, is_last ? next : same, true));
+      if (is_last) {
+        all.insert(all.end(), {&if_stays, &if_not, &sums.back()});
+        extremes.push_back(reached);
+      } else {
+        all.push_back(&sums.back());
+        if (k == 1) {
+          extremes.push_back(reached);
+        } else {
+          extremes[l] = reached;
+        }
+      }
+    }
+    one = resolve(all);
+  }
+  return extreme;
+}
+
+void MachineProver::count_uses(const MachineCertificate& certificate) {
+  for (const MachineStep& step : certificate.steps) {
+    if (step.set.empty()) continue;
+    std::vector<Task> tasks = step.set;
+    const bool is_with_task = step.rule == MachineRule::kLast ||
+                              step.rule == MachineRule::kNotFirst;
+    if (is_with_task) tasks.push_back(step.task);
+    std::sort(tasks.begin(), tasks.end());
+    ++num_uses_[{step.machine, std::move(tasks)}];
+  }
+}
+
 // --- Tasks taken out ---
 
 int MachineProver::whole(int machine) {
@@ -419,10 +596,7 @@ WrittenLiteral MachineProver::order_of(int rest, Task a, Task b) {
 WrittenLiteral MachineProver::branch_literal(int rest, Task task,
                                              bool is_after) {
   const WrittenId start = start_of(rest, task);
-  const WrittenId equal =
-      terms_.apply("=", {start, terms_.arg(start, is_after ? 1 : 2)},
-                   store_.make_bool(true));
-  return 2 * WrittenLiteral{equal};
+  return equal_literal(start, terms_.arg(start, is_after ? 1 : 2));
 }
 
 const ProvedClause& MachineProver::branch_of(int rest, Task task,
@@ -529,6 +703,11 @@ WrittenId MachineProver::plus(WrittenId number, const QNumber& time) {
                       store_.make_number(QNumber(0), sort_));
 }
 
+WrittenLiteral MachineProver::equal_literal(WrittenId left, WrittenId right) {
+  return 2 * WrittenLiteral{terms_.apply("=", {left, right},
+                                         store_.make_bool(true))};
+}
+
 WrittenLiteral MachineProver::compare(WrittenId left, WrittenId right,
                                       bool strict) {
   const WrittenId made = terms_.apply(strict ? "<" : "<=", {left, right},
@@ -545,20 +724,27 @@ ProvedClause MachineProver::sum(const Literals& reasons,
                                 const Literals& raised,
                                 const Literals& lowered) {
   Literals clause;
-  std::string arguments;
-  const auto add = [&](WrittenLiteral literal, const std::string& factor) {
-    clause.push_back(literal);
-    if (!arguments.empty()) arguments += ' ';
-    arguments += factor;
-  };
   for (const WrittenLiteral reason : reasons) {
     if (reason == conclusion) return ProvedClause();
-    add(reason ^ 1U, coefficient(reason));
+    clause.push_back(reason ^ 1U);
   }
-  for (const WrittenLiteral equal : raised) add(equal ^ 1U, "1");
-  for (const WrittenLiteral equal : lowered) add(equal ^ 1U, "(- 1)");
-  if (conclusion != 0) add(conclusion, coefficient(conclusion));
-  return text_.step(clause, "la_generic", {}, arguments);
+  append(clause, raised);
+  append(clause, lowered);
+  if (conclusion != 0) clause.push_back(conclusion);
+  ProvedClause& proved = sums_[clause];
+  if (proved.step != 0) return proved;
+  std::string arguments;
+  for (std::size_t k = 0; k < clause.size(); ++k) {
+    const std::size_t equal = k - reasons.size();
+    if (k > 0) arguments += ' ';
+    if (k < reasons.size() || equal >= raised.size() + lowered.size()) {
+      arguments += coefficient(clause[k]);
+      continue;
+    }
+    clause[k] ^= 1U;
+    arguments += equal < raised.size() ? "1" : "(- 1)";
+  }
+  return proved = text_.step(clause, "la_generic", {}, arguments);
 }
 
 const std::string& MachineProver::coefficient(WrittenLiteral comparison) {
@@ -579,7 +765,12 @@ ProvedClause MachineProver::resolve(
       others.push_back(clause);
     }
   }
-  return first == nullptr ? ProvedClause() : prover_.resolve(*first, others);
+  if (first == nullptr) return ProvedClause();
+  std::vector<std::uint64_t> premises{first->step};
+  for (const ProvedClause* other : others) premises.push_back(other->step);
+  ProvedClause& proved = resolvents_[std::move(premises)];
+  if (proved.step == 0) proved = prover_.resolve(*first, others);
+  return proved;
 }
 
 }  // namespace vorn::solver

@@ -57,6 +57,9 @@ class MachineProver {
         literal_of_(std::move(literal_of)),
         clause_of_(std::move(clause_of)) {}
 
+  /// Tells of a clause that is going to be proved, so that what several have
+  /// in common is proved once. Requires: all are told of before the first.
+  void count_uses(const MachineCertificate& certificate);
   /// The clause that was found in this way. Its step is 0 if it was not.
   ProvedClause prove(const MachineCertificate& certificate);
 
@@ -66,6 +69,20 @@ class MachineProver {
   using Literals = std::vector<WrittenLiteral>;
   /// By task.
   using Side = std::map<Task, Literals>;
+
+  struct Hash {
+    std::size_t operator()(const std::vector<std::uint64_t>& key) const {
+      std::uint64_t hash = key.size();
+      for (const std::uint64_t word : key) {
+        hash = (hash ^ word) * 0x9E3779B97F4A7C15U;
+        hash ^= hash >> 29U;
+      }
+      return hash;
+    }
+  };
+  /// Steps that are written already.
+  using Steps =
+      std::unordered_map<std::vector<std::uint64_t>, ProvedClause, Hash>;
 
   /// That a node is no earlier, or no later, than some time after the origin.
   struct Fact {
@@ -108,6 +125,23 @@ class MachineProver {
     }
   };
 
+  /// A set of tasks, in whatever order they come.
+  struct Span {
+    /// The first start, and the last end.
+    WrittenId first;
+    WrittenId last;
+    /// By position in the set: that the first start is no earlier than this
+    /// task's, and the last end no later.
+    Literals firsts;
+    Literals lasts;
+    /// That one of each holds.
+    ProvedClause is_one_first;
+    ProvedClause is_one_last;
+    /// That there is room for all in between, and the clause that says so.
+    WrittenLiteral is_long;
+    ProvedClause length;
+  };
+
   static void append(Literals& to, const Literals& more) {
     to.insert(to.end(), more.begin(), more.end());
   }
@@ -125,7 +159,15 @@ class MachineProver {
   // Rules.
   Literals order_reasons(int machine, Task a, Task b);
   void apply(const MachineStep& step);
-  ProvedClause prove_misfit(const Misfit& misfit);
+  ProvedClause prove_misfit(Misfit misfit);
+  static bool is_span_worth(std::size_t size, std::size_t num_uses);
+  ProvedClause prove_by_span(const Misfit& misfit);
+  ProvedClause prove_by_removal(const Misfit& misfit);
+  const Span& span_of(int machine, const std::vector<Task>& tasks);
+  WrittenId extreme_of(const std::vector<WrittenId>& numbers, bool is_least,
+                       const std::vector<Task>& tasks, Side& reasons,
+                       std::deque<ProvedClause>& bounds, Literals& extremes,
+                       ProvedClause& one);
 
   // Tasks taken out.
   Rest& rest_at(int rest) { return rests_[static_cast<std::size_t>(rest)]; }
@@ -146,6 +188,7 @@ class MachineProver {
   WrittenId number_of(const Term* term);
   WrittenId constant(const QNumber& value);
   WrittenId plus(WrittenId number, const QNumber& time);
+  WrittenLiteral equal_literal(WrittenId left, WrittenId right);
   WrittenLiteral compare(WrittenId left, WrittenId right, bool strict);
   ProvedClause sum(const Literals& reasons, WrittenLiteral conclusion = 0,
                    const Literals& raised = {}, const Literals& lowered = {});
@@ -163,6 +206,13 @@ class MachineProver {
 
   std::deque<Rest> rests_;
   std::map<int, int> whole_;  // by machine: the rest with all tasks
+  /// By machine and tasks, ascending.
+  std::map<std::pair<int, std::vector<Task>>, std::size_t> num_uses_;
+  std::map<std::pair<int, std::vector<Task>>, Span> spans_;
+  /// Sums of bounds, by their literals; equalities are not negated.
+  Steps sums_;
+  /// Resolvents, by their premises.
+  Steps resolvents_;
   /// By comparison, as text.
   std::unordered_map<WrittenId, std::string> coefficients_;
 

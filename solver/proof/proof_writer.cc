@@ -91,8 +91,10 @@ class Writer {
       const ProofLog::Step step = log_.step(number);
       for (const Literal l : step.literals) written(l);
       if (step.is_derived || step.origin.kind != ClauseKind::kMachine) continue;
-      for (const MachineStep& inference :
-           log_.certificate(step.origin.detail).steps) {
+      const MachineCertificate& certificate =
+          log_.certificate(step.origin.detail);
+      machine_prover_.count_uses(certificate);
+      for (const MachineStep& inference : certificate.steps) {
         if (inference.literal.is_defined()) written(inference.literal);
       }
     }
