@@ -193,6 +193,7 @@ class DifferenceTheory final : public Theory {
   std::vector<Precedence> certified_precedences_;
   std::vector<int> certified_machines_;
   int origin_node_ = 0;
+  MachineCertificate certificate_;  // scratch space
   /// num_atoms_ when machines_ was made.
   std::size_t num_atoms_of_machines_ = 0;
 

@@ -269,40 +269,32 @@ bool DifferenceTheory::is_provable(const Machine& machine) const {
 // found if there is a log.
 ClauseOrigin DifferenceTheory::certify() {
   if (log_ == nullptr) return {ClauseKind::kMachine};
-  MachineCertificate certificate;
+  MachineCertificate& certificate = certificate_;
   certificate.origin = problem_.atoms().term_of(origin_node_);
   const std::vector<MachineStep>& steps = machines_->steps();
   certificate.steps.assign(steps.rbegin(), steps.rend());
-  std::vector<ClauseNumber>& premises = certificate.premises;
+  certificate.tasks.clear();
   for (MachineStep& step : certificate.steps) {
     if (step.literal.is_defined()) step.literal = log_->named(step.literal);
     if (step.rule == MachineRule::kCrossing) {
-      certificate.crossing = problem_.atoms().term_of(step.node);
+      certificate.crossing =
+          problem_.atoms().term_of(static_cast<int>(step.task));
     }
-    if (step.set.empty()) continue;
+    if (step.num_tasks == 0) continue;
     int& number = certified_machines_[index(step.machine)];
     if (number < 0) {
       number = log_->add_machine(
           certify_machine(machines_->machines()[index(step.machine)]));
     }
     step.machine = number;
-    std::vector<std::uint32_t> tasks = step.set;
-    if (step.rule != MachineRule::kOverload) tasks.push_back(step.task);
-    const CertifiedMachine& machine = log_->machine(number);
-    for (const std::size_t a : tasks) {
-      for (const std::size_t b : tasks) {
-        const CertifiedMachine::Pair& pair =
-            machine.pairs[a * machine.tasks.size() + b];
-        if (pair.separation != 0) premises.push_back(pair.separation);
-        premises.insert(premises.end(), pair.path_units.begin(),
-                        pair.path_units.end());
-      }
-    }
+    const auto first =
+        machines_->tasks_of_steps().begin() +
+        static_cast<std::ptrdiff_t>(step.first_task);
+    step.first_task = static_cast<std::uint32_t>(certificate.tasks.size());
+    certificate.tasks.insert(certificate.tasks.end(), first,
+                             first + step.num_tasks);
   }
-  std::sort(premises.begin(), premises.end());
-  premises.erase(std::unique(premises.begin(), premises.end()),
-                 premises.end());
-  return {ClauseKind::kMachine, log_->add_certificate(std::move(certificate))};
+  return {ClauseKind::kMachine, log_->add_certificate(certificate)};
 }
 
 // What proofs need to know of a machine: how its tasks are separated.

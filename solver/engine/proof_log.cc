@@ -11,6 +11,8 @@ namespace {
 constexpr int kUnnamed = -1;
 constexpr int kSelector = -2;
 
+constexpr std::uint32_t kRule = std::uint32_t{1} << 31;
+
 }  // namespace
 
 void ProofLog::begin(ClauseNumber number, const std::vector<Literal>& clause,
@@ -33,15 +35,62 @@ void ProofLog::begin(ClauseNumber number, const std::vector<Literal>& clause,
 void ProofLog::added(ClauseNumber number, const std::vector<Literal>& clause,
                      ClauseOrigin origin) {
   begin(number, clause, false, origin);
-  if (origin.kind != ClauseKind::kMachine) return;
-  for (const ClauseNumber premise : certificates_[origin.detail].premises) {
-    words_.push_back(static_cast<std::uint32_t>(premise));
-  }
 }
 
-std::uint32_t ProofLog::add_certificate(MachineCertificate certificate) {
-  certificates_.push_back(std::move(certificate));
+// A constraint is one word, with its direction in the last bit; all else begins
+// with a word that has the first bit.
+std::uint32_t ProofLog::add_certificate(const MachineCertificate& certificate) {
+  certificates_.push_back(
+      {machine_words_.size(), certificate.origin, certificate.crossing});
+  for (const MachineStep& step : certificate.steps) {
+    const auto code = static_cast<std::uint32_t>(step.literal.code());
+    const std::uint32_t direction = step.direction;
+    if (step.rule == MachineRule::kConstraint) {
+      machine_words_.push_back(2 * code + direction);
+      continue;
+    }
+    machine_words_.insert(
+        machine_words_.end(),
+        {kRule | 2 * static_cast<std::uint32_t>(step.rule) | direction, code,
+         static_cast<std::uint32_t>(step.machine), step.task, step.num_tasks});
+    const auto first = certificate.tasks.begin() +
+                       static_cast<std::ptrdiff_t>(step.first_task);
+    machine_words_.insert(machine_words_.end(), first, first + step.num_tasks);
+  }
   return static_cast<std::uint32_t>(certificates_.size() - 1);
+}
+
+MachineCertificate ProofLog::certificate(std::uint32_t detail) const {
+  const Packed& packed = certificates_[detail];
+  MachineCertificate result;
+  result.origin = packed.origin;
+  result.crossing = packed.crossing;
+  const std::uint64_t end = detail + 1 < certificates_.size()
+                                ? certificates_[detail + 1].start
+                                : machine_words_.size();
+  const auto direction_of = [](std::uint32_t word) {
+    return static_cast<TimeDirection>(word & 1U);
+  };
+  for (std::uint64_t k = packed.start; k < end; ++k) {
+    const std::uint32_t word = machine_words_[k];
+    MachineStep step{MachineRule::kConstraint, direction_of(word)};
+    if ((word & kRule) == 0) {
+      step.literal = Literal::from_code(static_cast<int>(word / 2));
+    } else {
+      step.rule = static_cast<MachineRule>((word & ~kRule) / 2);
+      const auto code = static_cast<int>(machine_words_[++k]);
+      if (code != Literal().code()) step.literal = Literal::from_code(code);
+      step.machine = static_cast<int>(machine_words_[++k]);
+      step.task = machine_words_[++k];
+      step.num_tasks = machine_words_[++k];
+      step.first_task = static_cast<std::uint32_t>(result.tasks.size());
+      for (std::uint32_t left = step.num_tasks; left > 0; --left) {
+        result.tasks.push_back(machine_words_[++k]);
+      }
+    }
+    result.steps.push_back(step);
+  }
+  return result;
 }
 
 void ProofLog::derived(ClauseNumber number, const std::vector<Literal>& clause,
@@ -100,6 +149,32 @@ ProofLog::Step ProofLog::step(ClauseNumber number) const {
   return step;
 }
 
+// Calls a visitor with the clauses that a clause follows from: of one about
+// sets of tasks, those that separate its tasks.
+template <class Visit>
+void ProofLog::for_each_premise(ClauseNumber number,
+                                const Visit& visit) const {
+  const Entry& entry = entries_[number - 1];
+  for (std::uint64_t k = entry.premises; k < end_of(number); ++k) {
+    visit(words_[k]);
+  }
+  if (entry.is_derived || entry.kind != ClauseKind::kMachine) return;
+  const MachineCertificate found = certificate(entry.detail);
+  for (const MachineStep& step : found.steps) {
+    if (step.num_tasks == 0) continue;
+    const CertifiedMachine& known = machine(step.machine);
+    std::vector<std::uint32_t> tasks = found.set(step);
+    tasks.push_back(step.task);
+    for (const std::size_t a : tasks) {
+      for (const std::size_t b : tasks) {
+        const auto& pair = known.pairs[a * known.tasks.size() + b];
+        if (pair.separation != 0) visit(pair.separation);
+        for (const ClauseNumber unit : pair.path_units) visit(unit);
+      }
+    }
+  }
+}
+
 std::vector<ClauseNumber> ProofLog::needed(ClauseNumber last) const {
   std::vector<char> is_needed(last + 1, 0);
   is_needed[last] = 1;
@@ -107,10 +182,9 @@ std::vector<ClauseNumber> ProofLog::needed(ClauseNumber last) const {
   for (ClauseNumber number = last; number > 0; --number) {
     if (is_needed[number] == 0) continue;
     ++count;
-    for (std::uint64_t k = entries_[number - 1].premises; k < end_of(number);
-         ++k) {
-      is_needed[words_[k]] = 1;
-    }
+    for_each_premise(number, [&is_needed](ClauseNumber premise) {
+      is_needed[premise] = 1;
+    });
   }
   std::vector<ClauseNumber> numbers;
   numbers.reserve(count);

@@ -21,8 +21,9 @@ namespace vorn::solver {
 /// A search gives the numbers of forgotten variables to others. Here each
 /// variable has a name of its own for good: literals below are of names.
 ///
-/// Cost: 4 bytes for each premise and literal, 24 for each clause. Nothing is
-/// ever forgotten.
+/// Cost: 4 bytes for each premise and literal, 24 for each clause; of a clause
+/// about sets of tasks, 4 for each constraint and task that took part. Nothing
+/// is ever forgotten.
 /// Ownership: borrows the problem, whose meanings it needs (see
 /// Problem::Problem), and their terms. Threads: none.
 class ProofLog final : public ClauseListener {
@@ -46,8 +47,7 @@ class ProofLog final : public ClauseListener {
     ClauseOrigin origin;
     /// Its literals, without selectors.
     std::vector<Literal> literals;
-    /// What it follows from, see ClauseListener::derived; of sets of tasks,
-    /// MachineCertificate::premises.
+    /// What it follows from, see ClauseListener::derived.
     std::vector<ClauseNumber> premises;
   };
 
@@ -72,11 +72,9 @@ class ProofLog final : public ClauseListener {
   }
   /// Notes how the next clause of kind kMachine was found, and returns what is
   /// to be its detail.
-  std::uint32_t add_certificate(MachineCertificate certificate);
+  std::uint32_t add_certificate(const MachineCertificate& certificate);
   /// That certificate.
-  const MachineCertificate& certificate(std::uint32_t detail) const {
-    return certificates_[detail];
-  }
+  MachineCertificate certificate(std::uint32_t detail) const;
 
   /// What a variable of these literals stands for.
   const Name& name(int variable) const {
@@ -99,6 +97,8 @@ class ProofLog final : public ClauseListener {
     bool is_derived;
   };
 
+  template <class Visit>
+  void for_each_premise(ClauseNumber number, const Visit& visit) const;
   void begin(ClauseNumber number, const std::vector<Literal>& clause,
              bool is_derived, ClauseOrigin origin);
   std::uint64_t end_of(ClauseNumber number) const {
@@ -110,7 +110,14 @@ class ProofLog final : public ClauseListener {
   std::vector<std::uint32_t> words_;  // codes of literals, and premises
   std::vector<Name> names_;
   std::vector<CertifiedMachine> machines_;
-  std::vector<MachineCertificate> certificates_;
+  /// Certificates: where each begins in machine_words_, and their terms.
+  struct Packed {
+    std::uint64_t start;
+    const Term* origin;
+    const Term* crossing;
+  };
+  std::vector<Packed> certificates_;
+  std::vector<std::uint32_t> machine_words_;
   std::vector<int> name_of_;  // by the search's variable; kUnnamed, kSelector
 };
 

@@ -34,7 +34,7 @@ ProvedClause MachineProver::prove(const MachineCertificate& certificate) {
       append(reasons, reasons_of(certificate.crossing, kBackward));
       use(sum(reasons));
     } else {
-      apply(step);
+      apply(step, certificate.set(step));
     }
   }
   if (inferences_.empty()) return ProvedClause();
@@ -126,7 +126,8 @@ MachineProver::Literals MachineProver::order_reasons(int machine, Task a,
   return reasons;
 }
 
-void MachineProver::apply(const MachineStep& step) {
+void MachineProver::apply(const MachineStep& step,
+                          const std::vector<Task>& set) {
   if (step.rule == MachineRule::kOrder) {
     const DifferenceBound bound = bound_of(step.literal);
     Literals reasons{literal_of_(step.literal)};
@@ -156,11 +157,11 @@ void MachineProver::apply(const MachineStep& step) {
   misfit.machine = step.machine;
   misfit.low_from = misfit.high_from =
       origin_ == nullptr ? kNotWritten : number_of(origin_);
-  misfit.tasks = step.set;
+  misfit.tasks = set;
   // Bounds of one side, by the facts of each task.
-  const auto bound_by_facts = [&](const std::vector<Task>& set,
+  const auto bound_by_facts = [&](const std::vector<Task>& bounded,
                                   TimeDirection side) {
-    for (const Task a : set) {
+    for (const Task a : bounded) {
       Side& bounds = side == kForward ? misfit.starts : misfit.ends;
       bounds[a] = settle(start(a), side);
       if (side == kForward) {
@@ -182,23 +183,23 @@ void MachineProver::apply(const MachineStep& step) {
 
   switch (step.rule) {
     case MachineRule::kOverload:
-      bound_by_facts(step.set, kForward);
-      bound_by_facts(step.set, kBackward);
+      bound_by_facts(set, kForward);
+      bound_by_facts(set, kBackward);
       use(prove_misfit(misfit));
       return;
     case MachineRule::kLast: {
       // The literal says that i comes before (after) some b of the set.
       const auto b = std::find_if(
-          step.set.begin(), step.set.end(), [&](Task other) {
+          set.begin(), set.end(), [&](Task other) {
             const Task first = is_forward ? i : other;
             const Task second = is_forward ? other : i;
             return machine.pairs[first * tasks.size() + second].order ==
                    step.literal;
           });
-      assert(b != step.set.end());
+      assert(b != set.end());
       misfit.tasks.push_back(i);
       bound_by_facts(misfit.tasks, step.direction);
-      bound_by_facts(step.set, opposite);
+      bound_by_facts(set, opposite);
       far[i] = {literal_of_(step.literal)};
       append(far[i], reasons_of(start(*b), opposite));
       use(prove_misfit(misfit));
@@ -206,9 +207,9 @@ void MachineProver::apply(const MachineStep& step) {
     }
     case MachineRule::kPreceded: {
       // All of the set lie between the near side's facts and i.
-      bound_by_facts(step.set, step.direction);
+      bound_by_facts(set, step.direction);
       la::DNumber time;
-      for (const Task a : step.set) {
+      for (const Task a : set) {
         far[a] = order(a, i);
         time += tasks[a].duration;
       }
@@ -241,8 +242,8 @@ void MachineProver::apply(const MachineStep& step) {
     return fact(start(a), step.direction).time +
            (is_forward ? tasks[a].duration : la::DNumber(duration));
   };
-  la::DNumber time = can_end(step.set[0]);
-  for (const Task a : step.set) {
+  la::DNumber time = can_end(set[0]);
+  for (const Task a : set) {
     la::DNumber end = can_end(a);
     if (end < time) time = std::move(end);
   }
@@ -251,8 +252,8 @@ void MachineProver::apply(const MachineStep& step) {
   bool is_whole = true;
   misfit.tasks.push_back(i);
   near[i] = settle(start(i), step.direction);
-  bound_by_facts(step.set, opposite);
-  for (const Task a : step.set) {
+  bound_by_facts(set, opposite);
+  for (const Task a : set) {
     const Task first = is_forward ? a : i;
     const Task second = is_forward ? i : a;
     const CertifiedMachine::Pair& pair =
@@ -277,12 +278,12 @@ void MachineProver::apply(const MachineStep& step) {
     } else {
       misfit.heighten(late(i));
     }
-    for (const Task a : step.set) {
+    for (const Task a : set) {
       near[a] = order(i, a);
       append(near[a], near[i]);
     }
-    far[i] = order(i, step.set[0]);
-    append(far[i], reasons_of(start(step.set[0]), opposite));
+    far[i] = order(i, set[0]);
+    append(far[i], reasons_of(start(set[0]), opposite));
     const ProvedClause none = prove_misfit(misfit);
     std::vector<const ProvedClause*> all{&none};
     for (const ProvedClause& clause : clauses) all.push_back(&clause);
@@ -535,8 +536,8 @@ WrittenId MachineProver::extreme_of(const std::vector<WrittenId>& numbers,
 
 void MachineProver::count_uses(const MachineCertificate& certificate) {
   for (const MachineStep& step : certificate.steps) {
-    if (step.set.empty()) continue;
-    std::vector<Task> tasks = step.set;
+    if (step.num_tasks == 0) continue;
+    std::vector<Task> tasks = certificate.set(step);
     const bool is_with_task = step.rule == MachineRule::kLast ||
                               step.rule == MachineRule::kNotFirst;
     if (is_with_task) tasks.push_back(step.task);

@@ -158,7 +158,7 @@ class MachineProver {
 
   // Rules.
   Literals order_reasons(int machine, Task a, Task b);
-  void apply(const MachineStep& step);
+  void apply(const MachineStep& step, const std::vector<Task>& set);
   ProvedClause prove_misfit(Misfit misfit);
   static bool is_span_worth(std::size_t size, std::size_t num_uses);
   ProvedClause prove_by_span(const Misfit& misfit);

@@ -91,7 +91,7 @@ class Writer {
       const ProofLog::Step step = log_.step(number);
       for (const Literal l : step.literals) written(l);
       if (step.is_derived || step.origin.kind != ClauseKind::kMachine) continue;
-      const MachineCertificate& certificate =
+      const MachineCertificate certificate =
           log_.certificate(step.origin.detail);
       machine_prover_.count_uses(certificate);
       for (const MachineStep& inference : certificate.steps) {

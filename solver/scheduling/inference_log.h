@@ -4,7 +4,7 @@
 
 #include <cassert>
 #include <cstddef>
-#include <utility>
+#include <cstdint>
 #include <vector>
 
 #include "solver/scheduling/machine_certificate.h"
@@ -42,10 +42,13 @@ class InferenceLog {
   void add(const std::vector<Literal>& premises) {
     premises_.insert(premises_.end(), premises.begin(), premises.end());
   }
-  /// How the record under construction is found. Allocates; only for proofs.
-  void describe(MachineStep step) {
+  /// How the record under construction is found, with which set.
+  void describe(MachineStep step, const std::vector<std::uint32_t>& set = {}) {
+    step.first_task = static_cast<std::uint32_t>(tasks_.size());
+    step.num_tasks = static_cast<std::uint32_t>(set.size());
+    tasks_.insert(tasks_.end(), set.begin(), set.end());
     steps_.resize(records_.size());
-    steps_.back() = std::move(step);
+    steps_.back() = step;
   }
   /// Ends the record and returns its number.
   int end() { return static_cast<int>(records_.size()) - 1; }
@@ -73,6 +76,8 @@ class InferenceLog {
   }
   /// How a record was found. Requires: it was described.
   const MachineStep& step(int record) const { return steps_[index(record)]; }
+  /// What the sets of records consist of.
+  const std::vector<std::uint32_t>& tasks() const { return tasks_; }
   /// Calls visitors with a record's demands, and with its premises.
   template <class VisitDemand, class VisitPremise>
   void visit(int record, const VisitDemand& demand,
@@ -88,13 +93,14 @@ class InferenceLog {
   /// A level begins.
   void new_level() {
     levels_.push_back({records_.size(), demands_.size(), premises_.size(),
-                       conclusions_.size()});
+                       conclusions_.size(), tasks_.size()});
   }
   /// Takes back all but the first levels. Requires: there are more.
   void backtrack(int level) {
     const Level& mark = levels_[index(level)];
     records_.resize(mark.num_records);
     if (steps_.size() > records_.size()) steps_.resize(records_.size());
+    tasks_.resize(mark.num_tasks);
     demands_.resize(mark.num_demands);
     premises_.resize(mark.num_premises);
     while (conclusions_.size() > mark.num_conclusions) {
@@ -117,12 +123,14 @@ class InferenceLog {
     std::size_t num_demands;
     std::size_t num_premises;
     std::size_t num_conclusions;
+    std::size_t num_tasks;
   };
 
   static std::size_t index(int i) { return static_cast<std::size_t>(i); }
 
   std::vector<Record> records_;
   std::vector<MachineStep> steps_;  // by record, or fewer
+  std::vector<std::uint32_t> tasks_;
   std::vector<Demand> demands_;
   std::vector<Literal> premises_;
   std::vector<Literal> conclusions_;

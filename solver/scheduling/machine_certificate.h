@@ -49,15 +49,16 @@ struct MachineStep {
   TimeDirection direction = kForward;
   /// The machine's position, for rules about sets.
   int machine = 0;
-  /// The task that is moved, or that a literal says comes first or last.
+  /// The task that is moved, or that a literal says comes first or last; of
+  /// kCrossing, the node.
   std::uint32_t task = 0;
-  /// The node of kCrossing.
-  int node = 0;
   /// The constraint's of kConstraint; else the order that is ruled out, for
   /// kLast and kOrder.
   Literal literal = Literal();
-  /// The set.
-  std::vector<std::uint32_t> set = {};
+  /// The set: where it begins among the tasks of all steps, and its size.
+  std::uint32_t first_task = 0;
+  /// As above.
+  std::uint32_t num_tasks = 0;
 };
 
 /// A machine, for whoever has forgotten the search that it was found in:
@@ -93,12 +94,19 @@ struct CertifiedMachine {
 struct MachineCertificate {
   /// What times are counted from; null for the constant 0.
   const Term* origin = nullptr;
-  /// In the order of reasoning; machines are positions in the ProofLog's.
-  std::vector<MachineStep> steps;
   /// The node of kCrossing; null for the constant 0.
   const Term* crossing = nullptr;
-  /// The clauses that separate the tasks, and those of single literals.
-  std::vector<ClauseNumber> premises;
+  /// In the order of reasoning; machines are positions in the ProofLog's.
+  std::vector<MachineStep> steps;
+  /// What the sets consist of.
+  std::vector<std::uint32_t> tasks;
+
+  /// The set of a step.
+  std::vector<std::uint32_t> set(const MachineStep& step) const {
+    const auto first =
+        tasks.begin() + static_cast<std::ptrdiff_t>(step.first_task);
+    return {first, first + step.num_tasks};
+  }
 };
 
 }  // namespace vorn::solver

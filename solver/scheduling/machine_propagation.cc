@@ -141,6 +141,9 @@ class Propagation final : public MachinePropagation {
   }
   const std::vector<Machine>& machines() const override { return machines_; }
   const std::vector<MachineStep>& steps() const override { return steps_; }
+  const std::vector<std::uint32_t>& tasks_of_steps() const override {
+    return log_.tasks();
+  }
 
  private:
   using Windows = TimeWindows<T>;
@@ -293,7 +296,10 @@ class Propagation final : public MachinePropagation {
     const int early = Windows::earliest(crossing);
     const int late = Windows::latest(crossing);
     log_.begin();
-    if (certifies_) log_.describe({MachineRule::kCrossing, {}, 0, 0, crossing});
+    if (certifies_) {
+      log_.describe({MachineRule::kCrossing, kForward, 0,
+                     static_cast<std::uint32_t>(crossing)});
+    }
     add_pair(early, late, windows_.value(early) + windows_.value(late));
     expand(log_.end(), T());
     finish_explanation(conflict);
@@ -329,7 +335,7 @@ class Propagation final : public MachinePropagation {
           const TimeDirection direction =
               point == Windows::earliest(point / 2) ? kForward : kBackward;
           steps_.push_back(
-              {MachineRule::kConstraint, direction, 0, 0, 0, literal});
+              {MachineRule::kConstraint, direction, 0, 0, literal});
         });
     std::sort(literals_.begin(), literals_.end());
     literals_.erase(std::unique(literals_.begin(), literals_.end()),
@@ -484,7 +490,8 @@ class Propagation final : public MachinePropagation {
     log_.begin();
     if (certifies_) {
       log_.describe({rule, view.direction(), view.state().position,
-                     static_cast<std::uint32_t>(task), 0, Literal(), set});
+                     static_cast<std::uint32_t>(task)},
+                    set);
     }
     log_.add(view.state().conditions);
   }

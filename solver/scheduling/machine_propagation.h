@@ -125,6 +125,8 @@ class MachinePropagation {
   /// How the clause of the last call of run or explain was found, the last step
   /// first. Requires: Problem::certifies.
   virtual const std::vector<MachineStep>& steps() const = 0;
+  /// What the sets of these steps consist of.
+  virtual const std::vector<std::uint32_t>& tasks_of_steps() const = 0;
 };
 
 }  // namespace vorn::solver
