@@ -631,9 +631,18 @@ ProvedClause MachineProver::prove_given_separation(int rest, Task a, Task b) {
     const CertifiedMachine::Pair& pair =
         machine.pairs[tasks[k] * machine.tasks.size() + tasks[1 - k]];
     if (pair.separation == 0 && pair.path.empty()) continue;  // the other way
-    moved[k] = sum(order_reasons(rest_at(rest).machine, tasks[k], tasks[1 - k]),
-                   orders[k]);
-    if (pair.separation != 0) continue;
+    if (pair.separation != 0) {
+      moved[k] = sum({literal_of_(pair.order)}, orders[k]);
+      continue;
+    }
+    Literals path;
+    for (const Literal literal : pair.path) path.push_back(literal_of_(literal));
+    moved[k] = sum(path, orders[k]);
+    std::vector<const ProvedClause*> units{&moved[k]};
+    for (const ClauseNumber unit : pair.path_units) {
+      units.push_back(&clause_of_(unit));
+    }
+    moved[k] = resolve(units);
     Literals both = moved[k].literals;
     both.push_back(orders[1 - k]);
     return text_.step(both, "weakening", {moved[k].step});
