@@ -154,7 +154,7 @@ class DifferenceTheory final : public Theory {
   void for_each_fact(const Visit& visit) const;
   std::vector<Precedence> find_precedences(
       const std::vector<Separation>& separations) const;
-  bool is_provable(const Machine& machine) const;
+  void make_provable(std::vector<Machine>& machines) const;
   ClauseOrigin certify();
   CertifiedMachine certify_machine(const Machine& machine);
   int find_origin(const std::vector<Machine>& machines) const;

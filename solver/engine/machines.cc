@@ -40,7 +40,7 @@ std::optional<SeparationTable::Clause> DifferenceTheory::read_orders(
       la::DNumber time(-edge.weight.rational(), -edge.weight.eps());
       if (!(la::DNumber() < time)) return {};
       read.orders.push_back(
-          {literal, {edge.target, edge.source, std::move(time), {}}});
+          {literal, {edge.target, edge.source, std::move(time)}});
     } else if (std::find(selectors.begin(), selectors.end(), ~literal) !=
                selectors.end()) {
       read.conditions.push_back(~literal);
@@ -169,7 +169,7 @@ std::vector<Precedence> DifferenceTheory::find_precedences(
     for (std::size_t k = 0; k < reached.size(); ++k) {
       const Reached here = reached[k];
       if (k > 0 && is_optional[index(here.node)] != 0) {
-        result.push_back({static_cast<int>(from), here.node, here.time, {}});
+        result.push_back({static_cast<int>(from), here.node, here.time});
         for (std::size_t r = k; log_ != nullptr && r > 0;
              r = reached[r].previous) {
           result.back().path.push_back(reached[r].literal);
@@ -214,10 +214,7 @@ void DifferenceTheory::find_machines() {
   problem.machines = solver::find_machines(problem.separations, precedences);
   if (log_ != nullptr) {
     problem.certifies = true;
-    problem.machines.erase(
-        std::remove_if(problem.machines.begin(), problem.machines.end(),
-                       [this](const Machine& m) { return !is_provable(m); }),
-        problem.machines.end());
+    make_provable(problem.machines);
     certified_separations_ = problem.separations;
     certified_precedences_ = std::move(precedences);
     certified_machines_.assign(problem.machines.size(), -1);
@@ -247,22 +244,28 @@ void DifferenceTheory::find_machines() {
   }
 }
 
-// Proofs speak of sums of durations: strict ones and others, or integers and
-// reals, are not mixed there.
-bool DifferenceTheory::is_provable(const Machine& machine) const {
-  const auto has_nodes = [this](Sort sort) {
-    for (int node = 0; node < problem_.atoms().num_nodes(); ++node) {
-      const Term* term = problem_.atoms().term_of(node);
-      if (term != nullptr && term->sort == sort) return true;
+// Proofs speak of sums of durations, which are all strict or all not: where
+// that differs, strict ones are taken for others. Integers and reals are not
+// mixed there.
+void DifferenceTheory::make_provable(std::vector<Machine>& machines) const {
+  bool has_ints = false;
+  bool has_reals = false;
+  for (int node = 0; node < problem_.atoms().num_nodes(); ++node) {
+    const Term* term = problem_.atoms().term_of(node);
+    if (term == nullptr) continue;
+    (term->sort == Sort::kInt ? has_ints : has_reals) = true;
+  }
+  if (has_ints && has_reals) machines.clear();
+  for (Machine& machine : machines) {
+    const auto is_strict = [](const la::DNumber& duration) {
+      return duration.eps().sign() > 0;
+    };
+    std::vector<la::DNumber>& durations = machine.durations;
+    if (std::all_of(durations.begin(), durations.end(), is_strict)) continue;
+    for (la::DNumber& duration : durations) {
+      duration = la::DNumber(duration.rational(), QNumber());
     }
-    return false;
-  };
-  const bool is_strict = machine.durations[0].eps().sign() > 0;
-  return (!has_nodes(Sort::kInt) || !has_nodes(Sort::kReal)) &&
-         std::all_of(machine.durations.begin(), machine.durations.end(),
-                     [is_strict](const la::DNumber& duration) {
-                       return (duration.eps().sign() > 0) == is_strict;
-                     });
+  }
 }
 
 // The origin of the clause that machines_ has just given; notes how it was

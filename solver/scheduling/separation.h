@@ -40,7 +40,7 @@ struct Separation {
   Literal second_presence;
   /// The clauses that say so, while they have numbers: it follows from them by
   /// unit propagation in this order.
-  std::vector<ClauseNumber> premises;
+  std::vector<ClauseNumber> premises = {};
 };
 
 /// Two tasks that never overlap, since one always comes first.
@@ -53,7 +53,7 @@ struct Precedence {
   la::DNumber time;
   /// Constraints that add up to it, each of which always holds; noted only
   /// while clauses have numbers.
-  std::vector<Literal> path;
+  std::vector<Literal> path = {};
 };
 
 /// Tasks no two of which can overlap.

@@ -32,7 +32,7 @@ class SeparationTable {
     /// All else, without what is false for good.
     std::vector<Literal> others;
     /// What it follows from, see Separation::premises.
-    std::vector<ClauseNumber> premises;
+    std::vector<ClauseNumber> premises = {};
   };
 
   /// Takes what the clause says, alone or with one that was added before. There

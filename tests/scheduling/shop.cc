@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "tests/proof/proved_script.h"
+
 namespace vorn::solver::testing {
 namespace {
 
@@ -174,6 +176,7 @@ const Term* ShopComparison::term_of(const ShopClause& clause) {
 void ShopComparison::add(const ShopClause& clause, const Term* term) {
   shop_.clauses.push_back(clause);
   if (term == nullptr) term = term_of(clause);
+  terms_.push_back(term);
   for (const auto& engine : engines_) engine->assert_term(term);
 }
 
@@ -188,6 +191,7 @@ void ShopComparison::push() {
 
 void ShopComparison::pop() {
   shop_.clauses.resize(levels_.back());
+  terms_.resize(levels_.back());
   levels_.pop_back();
   for (const auto& engine : engines_) engine->pop();
 }
@@ -244,6 +248,12 @@ bool ShopComparison::check(const std::vector<ShopClause>& assumptions) {
       }
       EXPECT_FALSE(has_schedule(core)) << "the assumptions did not fail";
     }
+  }
+  if (!expected) {
+    terms.insert(terms.end(), terms_.begin(), terms_.end());
+    const std::string script =
+        script_of(terms, shop_.sort == Sort::kInt ? "QF_IDL" : "QF_RDL");
+    EXPECT_EQ(problem_of_proof(script), "") << script;
   }
   return expected;
 }

@@ -67,7 +67,8 @@ class ShopComparison {
   std::size_t num_levels() const { return levels_.size(); }
 
   /// Asks all engines, and compares: with each other, with all ways to choose,
-  /// and models with the clauses. True if there is a schedule.
+  /// and models with the clauses; that there is no schedule is proved to the
+  /// checker. True if there is one.
   bool check(const std::vector<ShopClause>& assumptions = {});
   /// The engine that was without machines from now on has them, and the other
   /// way round.
@@ -95,6 +96,8 @@ class ShopComparison {
   Shop shop_;
   TermStore store_;
   std::vector<std::unique_ptr<Engine>> engines_;
+  /// What was asserted, by clause.
+  std::vector<const Term*> terms_;
   std::vector<std::size_t> levels_;
   std::map<std::string, std::uint64_t> most_;
 };
