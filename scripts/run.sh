@@ -11,7 +11,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 # shellcheck disable=SC2086 # a list of words
 vorn_install $vorn_packages_build
-vorn_build release OFF vorn_command
+vorn_build release OFF vorn_command vorn_checker
 vorn=$vorn_root/build/release/bin/vorn
 
 if [ $# -gt 0 ]; then
@@ -19,9 +19,27 @@ if [ $# -gt 0 ]; then
 fi
 
 examples=$vorn_root/examples/jobshop
+answers=$vorn_root/build/release/answers
+mkdir -p "$answers"
+
+# ask LENGTH: is there a schedule of that length? The answer comes with its
+# evidence, a model or a proof, which a program of its own checks.
+ask() {
+  local question=$answers/ft06-$1.smt2 evidence=$answers/ft06-$1 answer
+  printf 'Is there a schedule of length %s? ' "$1"
+  cp "$examples/ft06-$1.smt2" "$question"
+  answer=$("$vorn" --proof "$evidence.proof" "$question")
+  printf '%s' "$answer"
+  if [ "$answer" = sat ]; then
+    { cat "$question"; echo '(get-model)'; } | "$vorn" >"$evidence.model"
+    "$vorn-check" --model "$question" "$evidence.model" >/dev/null
+  else
+    "$vorn-check" "$question" "$evidence.proof" >/dev/null
+  fi
+  echo ', checked'
+}
+
 echo "ft06: 6 jobs of 6 operations on 6 machines, each machine one at a time."
-printf 'Is there a schedule of length 55? '
-"$vorn" "$examples/ft06-55.smt2"
-printf 'Is there a schedule of length 54? '
-"$vorn" "$examples/ft06-54.smt2"
+ask 55
+ask 54
 echo "sat: yes, there is one. unsat: no, proved. So 55 is the shortest."
