@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "checker/arithmetic.h"
-
 #include <functional>
 #include <map>
+
+#include "checker/proof.h"
 
 namespace vorn::checker {
 namespace {
@@ -17,10 +17,13 @@ bool is_too_long(const mpq_class& value) {
          mpz_sizeinbase(value.get_den_mpz_t(), 2) > kMostBits;
 }
 
-// Sharpens an inequality whose variables are integers.
-void sharpen(Inequality& inequality) {
+// Sharpens an inequality whose variables and coefficients are integers: with g
+// their common divisor, `sum > d` becomes `sum >= g (floor(d/g) + 1)`, and `sum
+// >= d` becomes `sum >= g ceil(d/g)`.
+void sharpen(const Terms& terms, Inequality& inequality) {
   mpz_class divisor = 0;
-  for (const auto& [variable, coefficient] : inequality.sum.parts) {
+  for (const auto& [variable, coefficient] : inequality.sum) {
+    if (terms.sort(variable) != Sort::kInt) return;
     if (coefficient.get_den() != 1) return;
     divisor = gcd(divisor, coefficient.get_num());
   }
@@ -39,66 +42,60 @@ void sharpen(Inequality& inequality) {
   inequality.relation = Relation::kGeq;
 }
 
-}  // namespace
-
+// Makes the two sides of left - right: a sum of variables, and a bound, which
+// is minus the constant. False if a coefficient gets too long.
+//
 // Terms wait with the coefficients that they have so far, those made last
 // first: when one is taken, all that use it have been, so each is taken once.
-std::optional<LinearSum> difference(const Terms& terms, TermId left,
-                                    TermId right) {
+bool subtract(const Terms& terms, TermId left, TermId right,
+              Inequality& result) {
   std::map<TermId, mpq_class, std::greater<>> waiting;
   waiting[left] += 1;
   waiting[right] -= 1;
-  std::map<TermId, mpq_class> parts;
-  LinearSum sum;
   while (!waiting.empty()) {
     const TermId term = waiting.begin()->first;
     const mpq_class factor = waiting.begin()->second;
     waiting.erase(waiting.begin());
-    if (is_too_long(factor)) return std::nullopt;
+    if (is_too_long(factor)) return false;
     const std::size_t count = terms.num_args(term);
     const Op op = terms.op(term);
     if (const mpq_class* value = terms.value(term)) {
-      sum.constant += factor * *value;
-    } else if (op == Op::kPlus) {
+      result.bound -= factor * *value;
+    } else if (op == Op::kPlus || op == Op::kMinus || op == Op::kToReal) {
       for (std::size_t i = 0; i < count; ++i) {
-        waiting[terms.arg(term, i)] += factor;
+        const bool is_added = op != Op::kMinus || (i == 0 && count > 1);
+        waiting[terms.arg(term, i)] += is_added ? factor : mpq_class(-factor);
       }
-    } else if (op == Op::kMinus) {
-      waiting[terms.arg(term, 0)] += count == 1 ? mpq_class(-factor) : factor;
-      for (std::size_t i = 1; i < count; ++i) {
-        waiting[terms.arg(term, i)] -= factor;
-      }
-    } else if (op == Op::kTimes || op == Op::kDivide) {
+    } else {
+      // A product of variables is a variable by itself.
       mpq_class product = factor;
-      TermId variable = kNoTerm;
+      TermId variable = term;
       std::size_t num_variables = 0;
       for (std::size_t i = 0; i < count; ++i) {
         const mpq_class* number = terms.value(terms.arg(term, i));
+        if (op != Op::kTimes && op != Op::kDivide) break;
         if (number == nullptr) {
           variable = terms.arg(term, i);
           ++num_variables;
-        } else if (op == Op::kTimes || i == 0) {
+        } else if (op == Op::kTimes) {
           product *= *number;
         } else {
           product /= *number;
         }
       }
-      // A product of variables is a variable by itself.
       if (num_variables == 1) {
         waiting[variable] += product;
-      } else {
-        parts[term] += factor;
+      } else if (factor != 0) {
+        result.sum.emplace_back(term, factor);
       }
-    } else {
-      parts[term] += factor;
     }
   }
-  for (auto& [variable, coefficient] : parts) {
-    if (coefficient != 0) sum.parts.emplace_back(variable, coefficient);
-  }
-  return sum;
+  return true;
 }
 
+// What the negation of a literal says: of `<=`, `<`, `>=`, `>` on two numeric
+// terms or its negation, or of a negated `=` of two numeric terms. Nothing for
+// other literals, nor if a coefficient gets too long.
 std::optional<Inequality> negation_of(const Terms& terms, TermId literal) {
   const bool is_negated = terms.op(literal) == Op::kNot;
   const TermId atom = is_negated ? terms.arg(literal, 0) : literal;
@@ -107,57 +104,59 @@ std::optional<Inequality> negation_of(const Terms& terms, TermId literal) {
       op == Op::kLeq || op == Op::kLess || op == Op::kGeq || op == Op::kGreater;
   if (!is_bound && !(op == Op::kEqual && is_negated)) return std::nullopt;
   if (terms.num_args(atom) != 2) return std::nullopt;
-  const TermId left = terms.arg(atom, 0);
-  const TermId right = terms.arg(atom, 1);
-  if (terms.sort(left) == Sort::kBool) return std::nullopt;
+  TermId greater = terms.arg(atom, 0);
+  TermId less = terms.arg(atom, 1);
+  if (terms.sort(less) == Sort::kBool) return std::nullopt;
 
   // not (s <= t) and s > t and s >= t say something of s - t.
   const bool is_upper = op == Op::kLeq || op == Op::kLess;
-  const bool is_left_greater = is_upper != is_negated;
-  auto sum = is_left_greater ? difference(terms, left, right)
-                             : difference(terms, right, left);
-  if (!sum.has_value()) return std::nullopt;
+  if (is_upper == is_negated) std::swap(greater, less);
   Inequality result;
+  if (!subtract(terms, greater, less, result)) return std::nullopt;
   const bool is_strict = op == Op::kLess || op == Op::kGreater;
   result.relation = op == Op::kEqual          ? Relation::kEqual
                     : is_strict == is_negated ? Relation::kGreater
                                               : Relation::kGeq;
-  result.bound = -sum->constant;
-  result.sum = std::move(*sum);
-  result.sum.constant = 0;
-  if (terms.sort(left) == Sort::kInt) sharpen(result);
+  sharpen(terms, result);
   return result;
 }
 
-const Inequality* Arithmetic::inequality_of(TermId literal) {
-  auto known = known_.find(literal);
-  if (known == known_.end()) {
-    known = known_.emplace(literal, negation_of(terms_, literal)).first;
-  }
-  return known->second.has_value() ? &*known->second : nullptr;
-}
+}  // namespace
 
-const char* Arithmetic::refutes(const TermId* literals,
-                                const std::vector<mpq_class>& coefficients) {
+// la_generic (c1 ... cn): (cl l1 ... ln), where the negations of the literals,
+// each multiplied by its coefficient, add up to something false: 0 >= positive,
+// or 0 > nonnegative. Coefficients count by absolute value, except those of
+// equalities.
+Verdict la_generic(Inference& s) {
+  if (s.arguments.size() != s.conclusion.size()) {
+    return "there must be a coefficient for each literal";
+  }
   std::unordered_map<TermId, mpq_class> left;
   mpq_class right;
   bool is_strict = false;
-  for (std::size_t i = 0; i < coefficients.size(); ++i) {
-    const Inequality* inequality = inequality_of(literals[i]);
-    if (inequality == nullptr) return "a literal is no linear inequality";
-    mpq_class factor = coefficients[i];
-    if (inequality->relation != Relation::kEqual) factor = abs(factor);
-    if (factor == 0) continue;
-    for (const auto& [variable, coefficient] : inequality->sum.parts) {
-      left[variable] += factor * coefficient;
+  for (std::size_t i = 0; i < s.arguments.size(); ++i) {
+    const TermId literal = s.conclusion[i];
+    auto known = s.negations.find(literal);
+    if (known == s.negations.end()) {
+      known = s.negations.emplace(literal, negation_of(s.terms, literal)).first;
     }
-    right += factor * inequality->bound;
-    is_strict = is_strict || inequality->relation == Relation::kGreater;
+    if (!known->second.has_value()) return "a literal is no linear inequality";
+    const Inequality& inequality = *known->second;
+    const mpq_class* coefficient = s.terms.value(s.arguments[i]);
+    if (coefficient == nullptr) return "a coefficient is not a number";
+    mpq_class factor = *coefficient;
+    if (inequality.relation != Relation::kEqual) factor = abs(factor);
+    if (factor == 0) continue;
+    for (const auto& [variable, count] : inequality.sum) {
+      left[variable] += factor * count;
+    }
+    right += factor * inequality.bound;
+    is_strict = is_strict || inequality.relation == Relation::kGreater;
   }
-  for (const auto& [variable, coefficient] : left) {
-    if (coefficient != 0) return "the left sides do not cancel";
+  for (const auto& [variable, count] : left) {
+    if (count != 0) return "the left sides do not cancel";
   }
-  if (right > 0 || (is_strict && right == 0)) return nullptr;
+  if (right > 0 || (is_strict && right == 0)) return kRight;
   return "the sum is not false";
 }
 

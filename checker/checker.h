@@ -12,12 +12,10 @@ namespace vorn::checker {
 
 /// What to check. Texts are the contents of files.
 struct Question {
-  /// The script.
-  std::string script;
-  /// Which of its checks, from 1; 0 is the last.
-  std::size_t check = 0;
-  /// A proof that the check is unsatisfiable, or null.
-  std::istream* proof = nullptr;
+  std::string script;     ///< The script.
+  std::size_t check = 0;  ///< Which of its checks, from 1; 0: the last.
+  std::istream* proof =
+      nullptr;  ///< A proof that it is unsatisfiable, or null.
   /// What was printed for the script, or null: with a proof, a core from which
   /// the proof has to follow; without one, a model.
   const std::string* answer = nullptr;
@@ -25,16 +23,12 @@ struct Question {
 
 /// Whether it is right, and if not where it goes wrong first.
 struct Outcome {
-  /// Where the mistake is.
+  /// One of the three files.
   enum class File { kScript, kProof, kAnswer };
-  /// Whether everything is right.
-  bool is_valid = false;
-  /// The file of the mistake.
-  File file = File::kScript;
-  /// Its place in the file.
-  Position position;
-  /// What is wrong.
-  std::string reason;
+  bool is_valid = false;      ///< Whether everything is right.
+  File file = File::kScript;  ///< The file of the mistake.
+  Position position;          ///< Its place in the file.
+  std::string reason;         ///< What is wrong.
 };
 
 /// Checks a proof, a model or a core. Throws Unreadable, and std::bad_alloc or

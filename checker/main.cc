@@ -28,8 +28,7 @@ const char kUsage[] =
     "Exit status: 0 valid, 1 not valid, 2 not checked.\n";
 
 struct Arguments {
-  enum class Task { kProof, kCore, kModel };
-  Task task = Task::kProof;
+  std::string task;  // "--core", "--model" or, for a proof alone, ""
   std::size_t check = 0;
   std::vector<std::string> files;
 };
@@ -51,16 +50,13 @@ bool read_arguments(const std::vector<std::string>& words, Arguments& result) {
       }
       result.check = std::stoul(number);
       if (result.check == 0) return false;
-    } else if ((word == "--core" || word == "--model") &&
-               result.task == Arguments::Task::kProof) {
-      result.task =
-          word == "--core" ? Arguments::Task::kCore : Arguments::Task::kModel;
+    } else if ((word == "--core" || word == "--model") && result.task.empty()) {
+      result.task = word;
     } else {
       return false;
     }
   }
-  const std::size_t wanted = result.task == Arguments::Task::kCore ? 3 : 2;
-  return result.files.size() == wanted;
+  return result.files.size() == (result.task == "--core" ? 3 : 2);
 }
 
 std::string read_file(const std::string& path) {
@@ -74,7 +70,6 @@ std::string read_file(const std::string& path) {
 }
 
 int run(const Arguments& arguments) {
-  using Task = Arguments::Task;
   const std::vector<std::string>& files = arguments.files;
   std::string current = files[0];
   try {
@@ -83,12 +78,12 @@ int run(const Arguments& arguments) {
     question.script = read_file(files[0]);
     std::string answer;
     std::ifstream proof;
-    if (arguments.task != Task::kProof) {
+    if (!arguments.task.empty()) {
       current = files.back();
       answer = read_file(files.back());
       question.answer = &answer;
     }
-    if (arguments.task != Task::kModel) {
+    if (arguments.task != "--model") {
       current = files[1];
       proof.open(files[1], std::ios::binary);
       if (!proof.is_open()) throw Unreadable();

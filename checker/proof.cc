@@ -2,222 +2,225 @@
 #include "checker/proof.h"
 
 #include <algorithm>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 namespace vorn::checker {
+namespace {
 
-Clause ClauseStore::add(const std::vector<TermId>& literals) {
-  if (literals.size() > room_) {
-    room_ = std::max(kBlock, literals.size());
-    blocks_.push_back(std::make_unique<TermId[]>(room_));
-    next_ = blocks_.back().get();
-  }
-  const Clause clause{next_, literals.size()};
-  std::copy(literals.begin(), literals.end(), next_);
-  next_ += literals.size();
-  room_ -= literals.size();
-  return clause;
-}
+// The walk over the steps.
+class Proof {
+ public:
+  Proof(std::istream& in, Script& script, const std::vector<TermId>& assumed)
+      : reader_(in),
+        terms_(reader_, script),
+        assumed_(assumed.begin(), assumed.end()),
+        inference_(script.terms) {}
 
-void Proof::reject(const Position& position, const std::string& reason) {
-  throw Rejection{position, step_.empty() ? reason : step_ + ": " + reason};
-}
-
-void Proof::check(std::istream& in) {
-  Reader reader(in);
-  TermReader terms(reader, script_.terms(), script_.symbols(),
-                   script_.numerals());
-  try {
-    reader.next();
-    // Some programs print the verdict before the proof.
-    if (reader.token().kind == TokenKind::kSymbol &&
-        reader.token().text == "unsat") {
-      reader.next();
-    }
-    for (; reader.token().kind != TokenKind::kEnd; reader.next()) {
-      if (reader.token().kind != TokenKind::kOpen) {
-        reader.fail("expected a step in brackets");
+  void check() {
+    try {
+      reader_.next();
+      // Some programs print the verdict before the proof.
+      if (reader_.token().is("unsat")) reader_.next();
+      for (; reader_.token().kind != TokenKind::kEnd; reader_.next()) {
+        if (reader_.token().kind != TokenKind::kOpen) {
+          reader_.fail("expected a step in brackets");
+        }
+        reader_.expect_symbol("a command");
+        if (reader_.token().text == "assume") {
+          read_assume();
+        } else if (reader_.token().text == "step") {
+          read_step();
+        } else if (reader_.token().text == "anchor") {
+          read_anchor();
+        } else {
+          reader_.fail("expected assume, step or anchor");
+        }
+        at_.clear();
       }
-      const std::string command = reader.expect_symbol("a command").text;
-      if (command == "assume") {
-        read_assume(reader, terms);
-      } else if (command == "step") {
-        read_step(reader, terms);
-      } else if (command == "anchor") {
-        read_anchor(reader);
-      } else {
-        reader.fail("expected assume, step or anchor");
+      if (!locals_.empty()) {
+        reader_.fail("the step " + locals_.back().end +
+                     " of an anchor is missing");
       }
-      step_.clear();
+      if (!is_empty_) reader_.fail("the last step is not the empty clause");
+    } catch (const Rejection& rejection) {
+      throw Rejection{rejection.position, at_ + rejection.reason};
     }
-  } catch (const Rejection& rejection) {
-    reject(rejection.position, rejection.reason);
   }
-  if (!locals_.empty()) {
-    reject(locals_.back().position,
-           "the step " + locals_.back().end + " of this anchor is missing");
-  }
-  if (!is_empty_) {
-    reject(reader.token().position, "the last step is not the empty clause");
-  }
-}
 
-void Proof::add(const std::string& name, Clause clause) {
-  const NameId id = names_.intern(name);
-  if (id >= clauses_.size()) {
-    clauses_.resize(names_.size());
-    is_known_.resize(names_.size());
-  }
-  clauses_[id] = clause;
-  is_known_[id] = true;
-  if (!locals_.empty()) {
-    locals_.back().names.push_back(id);
-    locals_.back().last = clause;
-    locals_.back().has_last = true;
-  }
-  is_empty_ = clause.size == 0;
-}
+ private:
+  using Steps = std::unordered_map<std::string, Clause>;
+  // A proof inside of the proof, which ends with the step that its anchor
+  // names.
+  struct Local {
+    std::string end;
+    std::vector<Steps::value_type*> steps;   // unknown behind its end
+    std::vector<const Clause*> assumptions;  // those of them that are assumed
+  };
 
-void Proof::read_assume(Reader& reader, TermReader& terms) {
-  const std::string name = reader.expect_symbol("the name of a step").text;
-  step_ = "assume " + name;
-  const NameId id = names_.intern(name);
-  if (id < is_known_.size() && is_known_[id]) {
-    reader.fail("there is a step of this name");
+  std::string read_new_name() {
+    const std::string command = reader_.token().text;
+    std::string name = reader_.expect_symbol("the name of a step").text;
+    at_ = command + ' ' + name + ": ";
+    if (steps_.count(name) > 0) reader_.fail("there is a step of this name");
+    return name;
   }
-  reader.next();
-  const Position position = reader.token().position;
-  const TermId formula = terms.read_formula();
-  reader.expect(TokenKind::kClose, "')'");
-  if (locals_.empty() && assumed_.count(formula) == 0) {
-    throw Rejection{position, "this is not asserted"};
-  }
-  add(name, store_.add({formula}));
-  if (!locals_.empty()) locals_.back().assumptions.push_back(id);
-}
 
-void Proof::read_anchor(Reader& reader) {
-  Local local;
-  local.position = reader.token().position;
-  if (reader.expect(TokenKind::kKeyword, ":step").text != ":step") {
-    reader.fail("expected :step");
+  const Clause* add(const std::string& name, const Clause& clause) {
+    auto& step = *steps_.emplace(name, clause).first;
+    if (!locals_.empty()) locals_.back().steps.push_back(&step);
+    is_empty_ = clause.empty();
+    return &step.second;
   }
-  local.end = reader.expect_symbol("the name of a step").text;
-  step_ = "anchor of " + local.end;
-  reader.expect(TokenKind::kClose, "')': bound variables are not known");
-  locals_.push_back(std::move(local));
-}
 
-void Proof::read_step(Reader& reader, TermReader& terms) {
-  const std::string name = reader.expect_symbol("the name of a step").text;
-  const Position position = reader.token().position;
-  step_ = "step " + name;
-  const NameId id = names_.intern(name);
-  if (id < is_known_.size() && is_known_[id]) {
-    reader.fail("there is a step of this name");
-  }
-  const Clause clause = store_.add(read_clause(reader, terms));
-  Attributes step;
-  inference_.conclusion = clause;
-  inference_.premises.clear();
-  inference_.arguments.clear();
-  while (reader.next().kind == TokenKind::kKeyword) {
-    read_attribute(reader, terms, step);
-  }
-  if (reader.token().kind != TokenKind::kClose) {
-    reader.fail("expected an attribute or ')'");
-  }
-  const bool ends_local = !locals_.empty() && locals_.back().end == name;
-  Verdict verdict = kRight;
-  if (ends_local != (step.rule == "subproof")) {
-    verdict = ends_local ? "the step of the anchor is not by rule subproof"
-                         : "no anchor names this step";
-  } else if (ends_local) {
-    verdict = check_subproof(step);
-  } else if (step.seen.count(":discharge") > 0) {
-    verdict = "only a subproof discharges assumptions";
-  } else {
-    verdict = check_inference(step.rule, inference_);
-  }
-  if (verdict != kRight) {
-    throw Rejection{position, "rule " + step.rule + ": " + verdict};
-  }
-  if (ends_local) {
-    for (const NameId inside : locals_.back().names) is_known_[inside] = false;
-    locals_.pop_back();
-  }
-  add(name, clause);
-}
-
-std::vector<TermId> Proof::read_clause(Reader& reader, TermReader& terms) {
-  reader.expect(TokenKind::kOpen, "a clause (cl ...)");
-  if (reader.expect_symbol("cl").text != "cl") reader.fail("expected cl");
-  std::vector<TermId> literals;
-  while (reader.next().kind != TokenKind::kClose) {
-    literals.push_back(terms.read_formula());
-  }
-  return literals;
-}
-
-void Proof::read_attribute(Reader& reader, TermReader& terms,
-                           Attributes& step) {
-  const std::string keyword = reader.token().text;
-  if (!step.seen.insert(keyword).second) reader.fail("this is given twice");
-  if (keyword == ":rule") {
-    step.rule = reader.expect_symbol("the name of a rule").text;
-  } else if (keyword == ":premises" || keyword == ":discharge") {
-    read_names(reader, step, keyword == ":discharge");
-  } else if (keyword == ":args") {
-    reader.expect(TokenKind::kOpen, "arguments in brackets");
-    while (reader.next().kind != TokenKind::kClose) {
-      inference_.arguments.push_back(terms.read());
+  void read_assume() {
+    const std::string name = read_new_name();
+    reader_.next();
+    const Formula formula = terms_.read_formula();
+    reader_.expect(TokenKind::kClose, "')'");
+    if (locals_.empty() && assumed_.count(formula.term) == 0) {
+      throw Rejection{formula.position, "this is not asserted"};
     }
-  } else {
-    reader.fail("expected :rule, :premises, :args or :discharge");
+    const Clause* clause = add(name, {formula.term});
+    if (!locals_.empty()) locals_.back().assumptions.push_back(clause);
   }
-}
 
-void Proof::read_names(Reader& reader, Attributes& step, bool is_discharge) {
-  reader.expect(TokenKind::kOpen, "names of steps in brackets");
-  while (reader.next().kind != TokenKind::kClose) {
-    if (reader.token().kind != TokenKind::kSymbol &&
-        reader.token().kind != TokenKind::kQuotedSymbol) {
-      reader.fail("expected the name of a step");
+  void read_anchor() {
+    if (reader_.expect(TokenKind::kKeyword, ":step").text != ":step") {
+      reader_.fail("expected :step");
     }
-    const NameId id = names_.intern(reader.token().text);
-    if (id >= is_known_.size() || !is_known_[id]) {
-      reader.fail("there is no step " + reader.token().text +
-                  " before, or it "
-                  "is inside of a subproof that has ended");
+    const std::string end = reader_.expect_symbol("the name of a step").text;
+    at_ = "anchor of " + end + ": ";
+    reader_.expect(TokenKind::kClose, "')': bound variables are not known");
+    locals_.push_back({end, {}, {}});
+  }
+
+  void read_step() {
+    const std::string name = read_new_name();
+    const Position position = reader_.token().position;
+    inference_.conclusion.clear();
+    inference_.premises.clear();
+    inference_.arguments.clear();
+    discharged_.clear();
+    rule_.clear();
+    given_.clear();
+    reader_.expect(TokenKind::kOpen, "a clause (cl ...)");
+    if (reader_.expect_symbol("cl").text != "cl") reader_.fail("expected cl");
+    while (reader_.next().kind != TokenKind::kClose) {
+      inference_.conclusion.push_back(terms_.read_formula().term);
     }
-    if (is_discharge) {
-      step.discharged.push_back(id);
+    while (reader_.next().kind == TokenKind::kKeyword) read_attribute();
+    if (reader_.token().kind != TokenKind::kClose) {
+      reader_.fail("expected an attribute or ')'");
+    }
+    const bool ends_local = !locals_.empty() && locals_.back().end == name;
+    Verdict verdict = kRight;
+    if (ends_local != (rule_ == "subproof")) {
+      verdict = ends_local ? "the step of the anchor is not by rule subproof"
+                           : "no anchor names this step";
+    } else if (ends_local) {
+      verdict = check_subproof();
+    } else if (is_given(":discharge")) {
+      verdict = "only a subproof discharges assumptions";
     } else {
-      inference_.premises.push_back(clauses_[id]);
+      verdict = check_inference(rule_, inference_);
+    }
+    if (verdict != kRight) {
+      throw Rejection{position, "rule " + rule_ + ": " + verdict};
+    }
+    if (ends_local) {
+      for (const auto* step : locals_.back().steps) {
+        steps_.erase(steps_.find(step->first));
+      }
+      locals_.pop_back();
+    }
+    add(name, inference_.conclusion);
+  }
+
+  bool is_given(const std::string& keyword) const {
+    return std::find(given_.begin(), given_.end(), keyword) != given_.end();
+  }
+
+  void read_attribute() {
+    const std::string keyword = reader_.token().text;
+    if (is_given(keyword)) reader_.fail("this is given twice");
+    given_.push_back(keyword);
+    if (keyword == ":rule") {
+      rule_ = reader_.expect_symbol("the name of a rule").text;
+    } else if (keyword == ":premises") {
+      read_premises(inference_.premises);
+    } else if (keyword == ":discharge") {
+      read_premises(discharged_);
+    } else if (keyword == ":args") {
+      reader_.expect(TokenKind::kOpen, "arguments in brackets");
+      while (reader_.next().kind != TokenKind::kClose) {
+        inference_.arguments.push_back(terms_.read());
+      }
+    } else {
+      reader_.fail("expected :rule, :premises, :args or :discharge");
     }
   }
-}
 
-// subproof: if C follows from the assumptions h1 ... hn and what was known
-// before, conclude (cl (not h1) ... (not hn) C), without any assumption.
-Verdict Proof::check_subproof(const Attributes& step) {
-  const Local& local = locals_.back();
-  if (!inference_.premises.empty()) return kWrongPremiseCount;
-  if (!inference_.arguments.empty()) return kWrongArgumentCount;
-  if (!local.has_last) return "the subproof has no steps";
-  std::vector<NameId> discharged = step.discharged;
-  std::vector<NameId> assumptions = local.assumptions;
-  std::sort(discharged.begin(), discharged.end());
-  std::sort(assumptions.begin(), assumptions.end());
-  if (discharged != assumptions) {
-    return "what is discharged is not what the subproof assumes";
+  void read_premises(std::vector<const Clause*>& premises) {
+    reader_.expect(TokenKind::kOpen, "names of steps in brackets");
+    while (reader_.next().kind != TokenKind::kClose) {
+      if (!reader_.token().is_symbol()) {
+        reader_.fail("expected the name of a step");
+      }
+      const auto step = steps_.find(reader_.token().text);
+      if (step == steps_.end()) {
+        reader_.fail("there is no step " + reader_.token().text +
+                     " before, or it is inside of a subproof that has ended");
+      }
+      premises.push_back(&step->second);
+    }
   }
-  std::vector<TermId> literals;
-  for (const NameId name : step.discharged) {
-    literals.push_back(inference_.no(clauses_[name][0]));
+
+  // subproof: if C follows from the assumptions h1 ... hn and what was known
+  // before, conclude (cl (not h1) ... (not hn) C), without any assumption.
+  Verdict check_subproof() {
+    const Local& local = locals_.back();
+    if (!inference_.premises.empty()) return kWrongPremise;
+    if (!inference_.arguments.empty()) return kWrongArguments;
+    if (local.steps.empty()) return "the subproof has no steps";
+    std::vector<const Clause*> discharged = discharged_;
+    std::vector<const Clause*> assumptions = local.assumptions;
+    std::sort(discharged.begin(), discharged.end());
+    std::sort(assumptions.begin(), assumptions.end());
+    if (discharged != assumptions) {
+      return "what is discharged is not what the subproof assumes";
+    }
+    Clause literals;
+    for (const Clause* assumption : discharged_) {
+      literals.push_back(inference_.no(assumption->front()));
+    }
+    const Clause& last = local.steps.back()->second;
+    literals.insert(literals.end(), last.begin(), last.end());
+    return concludes(inference_, literals);
   }
-  literals.insert(literals.end(), local.last.begin(), local.last.end());
-  return inference_.concludes(literals);
+
+  Reader reader_;
+  TermReader terms_;
+  std::unordered_set<TermId> assumed_;
+  Steps steps_;                // those that may be premises
+  std::vector<Local> locals_;  // innermost last
+  bool is_empty_ = false;      // the last step is the empty clause
+
+  // The step that is being read: for messages, its parts, and its keywords.
+  std::string at_;
+  Inference inference_;
+  std::string rule_;
+  std::vector<const Clause*> discharged_;
+  std::vector<std::string> given_;
+};
+
+}  // namespace
+
+void check_proof(std::istream& in, Script& script,
+                 const std::vector<TermId>& assumed) {
+  Proof(in, script, assumed).check();
 }
 
 }  // namespace vorn::checker

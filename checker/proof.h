@@ -2,86 +2,124 @@
 #ifndef VORN_CHECKER_PROOF_H
 #define VORN_CHECKER_PROOF_H
 
+#include <gmpxx.h>
+
 #include <cstddef>
+#include <cstdint>
 #include <istream>
-#include <memory>
+#include <optional>
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
-#include "checker/inference.h"
-#include "checker/names.h"
 #include "checker/script.h"
+#include "checker/terms.h"
 
 namespace vorn::checker {
 
-/// Clauses, kept as numbers of terms in blocks that never move.
-class ClauseStore {
+/// The literals of a clause.
+using Clause = std::vector<TermId>;
+
+/// A set of terms that is emptied in constant time.
+class TermSet {
  public:
-  /// Keeps a clause.
-  Clause add(const std::vector<TermId>& literals);
+  /// Makes it empty.
+  void clear() {
+    ++stamp_;
+    size_ = 0;
+  }
+  /// Adds a term; whether it was missing.
+  bool insert(TermId term) {
+    if (term >= stamps_.size()) stamps_.resize(std::size_t{term} + 1);
+    if (stamps_[term] == stamp_) return false;
+    stamps_[term] = stamp_;
+    ++size_;
+    return true;
+  }
+  /// Takes a term out; whether it was there.
+  bool erase(TermId term) {
+    if (term >= stamps_.size() || stamps_[term] != stamp_) return false;
+    stamps_[term] = 0;
+    --size_;
+    return true;
+  }
+  /// How many terms are in it.
+  std::size_t size() const { return size_; }
 
  private:
-  static constexpr std::size_t kBlock = std::size_t{1} << 18U;
-  std::vector<std::unique_ptr<TermId[]>> blocks_;
-  TermId* next_ = nullptr;
-  std::size_t room_ = 0;
+  std::vector<std::uint64_t> stamps_;
+  std::uint64_t stamp_ = 1;
+  std::size_t size_ = 0;
 };
 
-/// The walk over the steps of a proof.
+/// sum >= bound, sum > bound or sum = bound, of rational numbers.
+struct Inequality {
+  /// How the two sides compare.
+  enum class Relation : std::uint8_t { kGeq, kGreater, kEqual };
+  /// Variables, which are all terms that are no sums, with coefficients but 0.
+  std::vector<std::pair<TermId, mpq_class>> sum;
+  Relation relation = Relation::kGeq;  ///< How the sides compare.
+  mpq_class bound;                     ///< The right side.
+};
+
+/// Null if an inference is right, otherwise what is wrong with it.
+using Verdict = const char*;
+constexpr Verdict kRight = nullptr;  ///< Nothing is wrong.
+/// Premises are too few, too many, or not of the form that the rule takes.
+constexpr Verdict kWrongPremise = "the rule takes other premises";
+/// Arguments are too few or too many.
+constexpr Verdict kWrongArguments = "the rule takes other arguments";
+/// The clause is another one.
+constexpr Verdict kWrongConclusion = "the clause is not what the rule gives";
+
+/// One step of a proof, as the rules see it. A rule is a function that says
+/// whether the conclusion follows.
+struct Inference {
+  Terms& terms;                         ///< All; rules make what they expect.
+  Clause conclusion;                    ///< The clause of the step.
+  std::vector<const Clause*> premises;  ///< The clauses of its premises.
+  std::vector<TermId> arguments;        ///< Its arguments.
+
+  TermSet set;  ///< For rules that see clauses as sets.
+  /// What the negations of literals say, read once for all la_generic.
+  std::unordered_map<TermId, std::optional<Inequality>> negations;
+
+  /// `all` is borrowed.
+  explicit Inference(Terms& all) : terms(all) {}
+  /// Whether the term is `op` of `count` arguments, or of any number for 0.
+  bool is(TermId term, Op op, std::size_t count = 0) const {
+    return terms.op(term) == op &&
+           (count == 0 || terms.num_args(term) == count);
+  }
+  /// Argument number i of a term.
+  TermId arg(TermId term, std::size_t i) const { return terms.arg(term, i); }
+  /// (not t).
+  TermId no(TermId term) { return terms.negate(term); }
+  /// (= s t).
+  TermId equal(TermId s, TermId t) { return terms.make(Op::kEqual, {s, t}); }
+};
+
+/// The verdict where the conclusion has to be these literals, in this order.
+inline Verdict concludes(const Inference& step, const Clause& literals) {
+  return step.conclusion == literals ? kRight : kWrongConclusion;
+}
+
+/// Whether the step follows the rule of this name, with as many premises and
+/// arguments as it takes. What is no rule here proves nothing.
+Verdict check_inference(const std::string& rule, Inference& inference);
+
+/// The rule la_generic, which is in arithmetic.cc.
+Verdict la_generic(Inference& inference);
+
+/// Checks a proof from the formulas `assumed`, or some of them: returns if each
+/// step is right and the last one is the empty clause, and throws Rejection at
+/// the first thing that is wrong, and Unreadable. Terms and names are added to
+/// the script.
 ///
 /// Cost: linear in the proof; of each step the clause and the name are kept.
-class Proof {
- public:
-  /// A proof from the formulas `assumed`, or some of them. `script`, to which
-  /// terms and names are added, is borrowed.
-  Proof(Script& script, const std::vector<TermId>& assumed)
-      : script_(script),
-        assumed_(assumed.begin(), assumed.end()),
-        inference_(script.terms()) {}
-
-  /// Returns if each step is right and the last one is the empty clause; throws
-  /// Rejection at the first thing that is wrong, and Unreadable.
-  void check(std::istream& in);
-
- private:
-  // A proof inside of the proof, which ends with the step that its anchor
-  // names.
-  struct Local {
-    std::string end;
-    Position position;
-    std::vector<NameId> names;        // of its steps, unknown behind its end
-    std::vector<NameId> assumptions;  // those of them that are assumed
-    bool has_last = false;
-    Clause last;
-  };
-  struct Attributes {
-    std::string rule;
-    std::vector<NameId> discharged;
-    std::unordered_set<std::string> seen;
-  };
-
-  void read_assume(Reader& reader, TermReader& terms);
-  void read_step(Reader& reader, TermReader& terms);
-  void read_anchor(Reader& reader);
-  void read_attribute(Reader& reader, TermReader& terms, Attributes& step);
-  void read_names(Reader& reader, Attributes& step, bool is_discharge);
-  std::vector<TermId> read_clause(Reader& reader, TermReader& terms);
-  Verdict check_subproof(const Attributes& step);
-  void add(const std::string& name, Clause clause);
-  [[noreturn]] void reject(const Position& position, const std::string& reason);
-
-  Script& script_;
-  std::unordered_set<TermId> assumed_;
-  Inference inference_;
-  ClauseStore store_;
-  Names names_;
-  std::vector<Clause> clauses_;  // by number of the step's name
-  std::vector<bool> is_known_;   // likewise: may be a premise
-  std::vector<Local> locals_;    // innermost last
-  std::string step_;             // what is read, for messages
-  bool is_empty_ = false;        // the last step is the empty clause
-};
+void check_proof(std::istream& in, Script& script,
+                 const std::vector<TermId>& assumed);
 
 }  // namespace vorn::checker
 

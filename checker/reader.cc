@@ -1,29 +1,47 @@
 // SPDX-License-Identifier: MIT
 #include "checker/reader.h"
 
+#include <array>
 #include <string_view>
 
 namespace vorn::checker {
 namespace {
 
-bool is_digit(char c) {
-  return c >= '0' && c <= '9';
-}
+constexpr std::string_view kDigits = "0123456789";
 
-bool is_symbol_character(char c) {
-  constexpr std::string_view kPunctuation = "~!@$%^&*_-+=<>.?/";
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || is_digit(c) ||
-         kPunctuation.find(c) != std::string_view::npos;
+// What symbols, numbers and keywords consist of, by byte.
+constexpr std::array<bool, 256> kIsInWord = [] {
+  std::array<bool, 256> is_in_word{};
+  for (const std::string_view part :
+       {std::string_view("abcdefghijklmnopqrstuvwxyz"),
+        std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZ"), kDigits,
+        std::string_view("~!@$%^&*_-+=<>.?/")}) {
+    for (const char c : part) is_in_word[static_cast<unsigned char>(c)] = true;
+  }
+  return is_in_word;
+}();
+
+bool is_in_word(char c) {
+  return kIsInWord[static_cast<unsigned char>(c)];
 }
 
 }  // namespace
 
-bool Reader::fill() {
+Reader::Reader(std::istream& in) : in_(in), buffer_(1 << 16) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  if (at_end()) return;
+  const std::string_view start(buffer_.data(), limit_);
+  if (start.substr(0, 3) == kByteOrderMark) pos_ = 3;
+}
+
+// Fills the buffer anew where it has been read.
+bool Reader::at_end() {
+  if (pos_ < limit_) return false;
   in_.read(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
   if (in_.bad()) throw Unreadable();
   pos_ = 0;
   limit_ = static_cast<std::size_t>(in_.gcount());
-  return limit_ > 0;
+  return limit_ == 0;
 }
 
 void Reader::advance() {
@@ -39,15 +57,11 @@ void Reader::advance() {
 }
 
 void Reader::skip_space() {
-  while (!at_end()) {
-    const char c = peek();
-    if (c == ';') {
-      while (!at_end() && peek() != '\n' && peek() != '\r') advance();
-    } else if (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
-      advance();
-    } else {
-      return;
-    }
+  for (bool is_comment = false; !at_end(); advance()) {
+    const char c = buffer_[pos_];
+    const bool is_line_end = c == '\n' || c == '\r';
+    is_comment = !is_line_end && (is_comment || c == ';');
+    if (!is_comment && !is_line_end && c != ' ' && c != '\t') return;
   }
 }
 
@@ -55,45 +69,49 @@ const Token& Reader::next() {
   skip_space();
   token_.position = position_;
   token_.text.clear();
-  if (at_end()) {
-    token_.kind = TokenKind::kEnd;
-    return token_;
-  }
-  const char c = peek();
+  token_.kind = TokenKind::kEnd;
+  if (at_end()) return token_;
+  const char c = buffer_[pos_];
   if (c == '(' || c == ')') {
     token_.kind = c == '(' ? TokenKind::kOpen : TokenKind::kClose;
     advance();
   } else if (c == '|' || c == '"') {
-    token_.kind = c == '|' ? TokenKind::kQuotedSymbol : TokenKind::kString;
+    token_.kind = c == '|' ? TokenKind::kQuotedSymbol : TokenKind::kConstant;
     read_until(c, c == '"');
-  } else if (is_digit(c)) {
-    read_number();
-  } else if (is_symbol_character(c) || c == ':' || c == '#') {
-    token_.kind = c == ':'   ? TokenKind::kKeyword
-                  : c == '#' ? TokenKind::kLiteral
-                             : TokenKind::kSymbol;
-    do {
-      token_.text += peek();
-      advance();
-    } while (!at_end() && is_symbol_character(peek()));
+  } else if (kDigits.find(c) != std::string_view::npos) {
+    read_word();
+    const std::size_t point = token_.text.find_first_not_of(kDigits);
+    token_.kind =
+        point == std::string::npos ? TokenKind::kNumeral : TokenKind::kDecimal;
+    if (point != std::string::npos &&
+        (token_.text[point] != '.' || token_.text.back() == '.' ||
+         token_.text.find_first_not_of(kDigits, point + 1) !=
+             std::string::npos)) {
+      fail("malformed number");
+    }
+  } else if (is_in_word(c)) {
+    token_.kind = TokenKind::kSymbol;
+    read_word();
+  } else if (c == ':' || c == '#') {
+    token_.kind = c == ':' ? TokenKind::kKeyword : TokenKind::kConstant;
+    token_.text = c;
+    advance();
+    read_word();
   } else {
     fail("no token of SMT-LIB starts with this character");
   }
   return token_;
 }
 
-void Reader::read_number() {
-  token_.kind = TokenKind::kNumeral;
-  while (!at_end() && is_symbol_character(peek())) {
-    if (peek() == '.' && token_.kind == TokenKind::kNumeral) {
-      token_.kind = TokenKind::kDecimal;
-    } else if (!is_digit(peek())) {
-      fail("malformed number");
-    }
-    token_.text += peek();
-    advance();
+// Its characters are one byte each and end no line.
+void Reader::read_word() {
+  while (!at_end() && is_in_word(buffer_[pos_])) {
+    const std::size_t first = pos_;
+    while (pos_ < limit_ && is_in_word(buffer_[pos_])) ++pos_;
+    token_.text.append(&buffer_[first], pos_ - first);
+    position_.column += pos_ - first;
   }
-  if (token_.text.back() == '.') fail("malformed number");
+  after_return_ = false;
 }
 
 // `doubled`: two of `end` in a row stand for one.
@@ -101,18 +119,14 @@ void Reader::read_until(char end, bool doubled) {
   advance();
   for (;;) {
     if (at_end()) fail("this has no end");
-    const char c = peek();
+    const char c = buffer_[pos_];
     advance();
     if (c == end) {
-      if (!doubled || at_end() || peek() != end) return;
+      if (!doubled || at_end() || buffer_[pos_] != end) return;
       advance();
     }
     token_.text += c;
   }
-}
-
-void Reader::fail(const std::string& reason) const {
-  throw Rejection{token_.position, reason};
 }
 
 const Token& Reader::expect(TokenKind kind, const char* what) {
@@ -121,11 +135,7 @@ const Token& Reader::expect(TokenKind kind, const char* what) {
 }
 
 const Token& Reader::expect_symbol(const char* what) {
-  next();
-  if (token_.kind != TokenKind::kSymbol &&
-      token_.kind != TokenKind::kQuotedSymbol) {
-    fail(std::string("expected ") + what);
-  }
+  if (!next().is_symbol()) fail(std::string("expected ") + what);
   return token_;
 }
 

@@ -10,21 +10,17 @@
 
 namespace vorn::checker {
 
-/// A place in a file; both counts start at 1, columns count characters.
+/// A place in a file.
 struct Position {
-  /// Lines up to here, ended by LF, CR or CR LF.
-  std::uint64_t line = 1;
-  /// Characters of the line up to here.
-  std::uint64_t column = 1;
+  std::uint64_t line = 1;    ///< From 1; lines are ended by LF, CR or CR LF.
+  std::uint64_t column = 1;  ///< From 1, in characters.
 };
 
 /// Thrown at the first thing that is wrong with a script, proof or answer: by
 /// far most functions have nothing to do with it but to get out of the way.
 struct Rejection {
-  /// Where it is.
-  Position position;
-  /// What is wrong.
-  std::string reason;
+  Position position;   ///< Where it is.
+  std::string reason;  ///< What is wrong.
 };
 
 /// Thrown when a file cannot be read to its end.
@@ -39,20 +35,26 @@ enum class TokenKind : std::uint8_t {
   kSymbol,
   kQuotedSymbol,  // |text|, which is never a reserved word
   kKeyword,
-  kString,
-  kLiteral,  // #b01, #xff: read, but not a number here
+  kConstant,  // "text", #b01, #xff: read, but of no use here
   kEnd,
 };
 
 /// A token and where it starts.
 struct Token {
-  /// What it is.
-  TokenKind kind = TokenKind::kEnd;
-  /// Where its first character stands.
-  Position position;
+  TokenKind kind = TokenKind::kEnd;  ///< What it is.
+  Position position;                 ///< Of its first character.
   /// Without the bars of a quoted symbol and the quotes of a string; a keyword
   /// with its colon.
   std::string text;
+
+  /// Whether it is a symbol, quoted or not.
+  bool is_symbol() const {
+    return kind == TokenKind::kSymbol || kind == TokenKind::kQuotedSymbol;
+  }
+  /// Whether it is this word, not quoted.
+  bool is(const char* word) const {
+    return kind == TokenKind::kSymbol && text == word;
+  }
 };
 
 /// Cuts a text into the tokens of SMT-LIB, one at a time.
@@ -61,7 +63,7 @@ struct Token {
 class Reader {
  public:
   /// `in` is borrowed.
-  explicit Reader(std::istream& in) : in_(in), buffer_(1 << 16) {}
+  explicit Reader(std::istream& in);
 
   /// Reads the next token; the reference is to the same token each time.
   /// Throws Rejection at a malformed one.
@@ -71,7 +73,9 @@ class Reader {
   const Token& token() const { return token_; }
 
   /// Throws a Rejection at the current token.
-  [[noreturn]] void fail(const std::string& reason) const;
+  [[noreturn]] void fail(const std::string& reason) const {
+    throw Rejection{token_.position, reason};
+  }
 
   /// Reads the next token, which must be of this kind.
   const Token& expect(TokenKind kind, const char* what);
@@ -86,12 +90,10 @@ class Reader {
   void skip_expression();
 
  private:
-  bool fill();
-  bool at_end() { return pos_ == limit_ && !fill(); }
-  char peek() const { return buffer_[pos_]; }
+  bool at_end();
   void advance();
   void skip_space();
-  void read_number();
+  void read_word();
   void read_until(char end, bool doubled);
 
   std::istream& in_;

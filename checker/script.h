@@ -3,77 +3,155 @@
 #define VORN_CHECKER_SCRIPT_H
 
 #include <cstddef>
+#include <deque>
 #include <istream>
 #include <string>
+#include <unordered_map>
+#include <utility>
+#include <variant>
 #include <vector>
 
 #include "checker/reader.h"
-#include "checker/symbols.h"
-#include "checker/term_reader.h"
 #include "checker/terms.h"
 
 namespace vorn::checker {
+
+/// A define-fun with parameters.
+struct Macro {
+  std::vector<TermId> parameters;  ///< Symbols in the body.
+  TermId body = kNoTerm;           ///< What it stands for.
+};
+
+/// What a symbol means: nothing, a term, a function of the language, a
+/// definition with parameters, or a sort.
+using Meaning =
+    std::variant<std::monostate, TermId, const Operator*, const Macro*, Sort>;
+
+/// What symbols mean, now: the language's own, declarations, definitions, named
+/// terms, and for a while variables.
+class Symbols {
+ public:
+  /// Meanings to take back, the last one first.
+  using Hidden = std::vector<std::pair<Meaning*, Meaning>>;
+
+  Hidden global;  ///< What the script has bound.
+  Hidden local;   ///< What let and definitions have, while they are read.
+
+  /// Knows what the language defines.
+  explicit Symbols(const Terms& terms);
+  Symbols(const Symbols&) = delete;
+  Symbols& operator=(const Symbols&) = delete;
+
+  /// The meaning of a symbol. That of a sort has a bar before its name, which
+  /// no other symbol has.
+  Meaning find(const std::string& name) const {
+    const auto found = meanings_.find(name);
+    return found == meanings_.end() ? Meaning() : found->second;
+  }
+
+  /// Whether a script may give the symbol a meaning.
+  bool is_free(const std::string& name) const;
+
+  /// Gives a symbol a meaning, and puts what that hides into `global` or
+  /// `local`. Of symbols in `local`, none is bound in `global`.
+  void bind(const std::string& name, Meaning meaning, Hidden& hidden) {
+    Meaning& now = meanings_[name];
+    hidden.emplace_back(&now, now);
+    now = meaning;
+  }
+
+  /// Takes all back that was bound after the first `count`.
+  static void unbind(Hidden& hidden, std::size_t count) {
+    for (; hidden.size() > count; hidden.pop_back()) {
+      *hidden.back().first = hidden.back().second;
+    }
+  }
+
+ private:
+  std::unordered_map<std::string, Meaning> meanings_;
+};
+
+/// A term of sort Bool where it is written.
+struct Formula {
+  TermId term = kNoTerm;  ///< What it says.
+  std::string name;       ///< What its outermost (! ... :named) gives, or "".
+  Position position;      ///< Where it stands.
+};
+
+/// What one check of a script asks, with all that is in scope there. Proofs and
+/// models add their terms.
+struct Script {
+  Terms terms;                 ///< All terms.
+  Symbols symbols{terms};      ///< What is in scope.
+  std::deque<Macro> macros;    ///< What symbols refer to.
+  Sort numerals = Sort::kInt;  ///< Of numbers without a point.
+  /// The assertions in scope, and the check's assumptions, without names.
+  std::vector<Formula> assertions;
+};
+
+/// Reads terms, with let and definitions expanded and names of terms bound.
+///
+/// Nesting costs memory, but no stack of the machine.
+class TermReader {
+ public:
+  /// Both are borrowed; terms and names are added to the script.
+  TermReader(Reader& reader, Script& script)
+      : reader_(reader),
+        terms_(script.terms),
+        symbols_(script.symbols),
+        script_(script) {}
+
+  /// Reads the term that the current token begins, to its last token.
+  TermId read(bool names_allowed = true);
+
+  /// The same of a term that must be of sort Bool.
+  Formula read_formula();
+
+  /// Reads what stands behind the name in a definition: parameters, if there
+  /// are any, a sort and a term of it.
+  Macro read_definition(bool has_parameters);
+
+  /// Reads a sort, from the next token on.
+  Sort read_sort();
+
+ private:
+  enum class FrameKind { kApply, kLet, kBindings, kBinding, kNote };
+  struct Frame {
+    FrameKind kind = FrameKind::kApply;
+    Meaning head;           // kApply: function or definition
+    Position position;      // of the bracket
+    std::size_t first = 0;  // of its arguments in args_
+    // kBindings: of its variables in variables_; kLet: of what is local.
+    std::size_t outside = 0;
+  };
+
+  void open();
+  void close(bool has_attributes);
+  TermId apply(const Frame& frame);
+  void bind(const Frame& frame);
+  TermId read_number(std::string digits);
+  TermId read_symbol();
+  void read_attributes();
+
+  Reader& reader_;
+  Terms& terms_;
+  Symbols& symbols_;
+  Script& script_;
+  std::vector<Frame> frames_;
+  std::vector<TermId> args_;            // of all open frames
+  std::vector<TermId> last_args_;       // of the frame that is being closed
+  std::vector<std::string> variables_;  // of all open bindings
+  bool names_allowed_ = true;
+  std::string outer_name_;
+};
 
 /// How many checks a script makes: its check-sat and check-sat-assuming up to
 /// an exit. Throws Rejection and Unreadable.
 std::size_t count_checks(std::istream& in);
 
-/// What one check of a script asks, with all that is in scope there.
-class Script {
- public:
-  /// What an assertion says, and its name or "".
-  struct Assertion {
-    /// The formula.
-    TermId formula = kNoTerm;
-    /// The name that its outermost (! ... :named) gives, or "".
-    std::string name;
-    /// Where the formula stands.
-    Position position;
-  };
-
-  Script();
-  Script(const Script&) = delete;
-  Script& operator=(const Script&) = delete;
-
-  /// Reads a script up to its check number `check`, from 1. Throws Rejection,
-  /// also if there are fewer checks, and Unreadable.
-  void read(std::istream& in, std::size_t check);
-
-  /// The assertions in scope.
-  const std::vector<Assertion>& assertions() const { return assertions_; }
-  /// The assumptions of a check-sat-assuming.
-  const std::vector<Assertion>& assumptions() const { return assumptions_; }
-
-  /// The terms of the script; proofs and models add theirs.
-  Terms& terms() { return terms_; }
-  /// What is in scope.
-  Symbols& symbols() { return symbols_; }
-  /// The sort of numbers without a point.
-  Sort numerals() const { return numerals_; }
-
- private:
-  struct Scope {
-    std::size_t num_assertions;
-    std::size_t num_bound;
-  };
-
-  void run(const std::string& command, Reader& reader, TermReader& term_reader);
-  std::string read_new_symbol(Reader& reader);
-  void declare(Reader& reader, TermReader& term_reader, bool has_parameters);
-  void define(Reader& reader, TermReader& term_reader, bool has_parameters);
-  void set_option(Reader& reader);
-  void change_scopes(const std::string& command, Reader& reader);
-  void reset_assertions();
-  static Assertion read_formula(Reader& reader, TermReader& term_reader);
-
-  Terms terms_;
-  Symbols symbols_;
-  Sort numerals_ = Sort::kInt;
-  bool global_declarations_ = false;
-  std::vector<Assertion> assertions_;
-  std::vector<Assertion> assumptions_;
-  std::vector<Scope> scopes_;
-};
+/// Reads a script up to its check number `check`, from 1, into an empty Script.
+/// Throws Rejection, also if there are fewer checks, and Unreadable.
+void read_script(std::istream& in, std::size_t check, Script& script);
 
 }  // namespace vorn::checker
 

@@ -1,22 +1,24 @@
 // SPDX-License-Identifier: MIT
-#include "checker/term_reader.h"
-
 #include <algorithm>
+#include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
-// start() reads up to the first part of a term and opens a frame for the rest;
-// deliver() hands a finished term to the innermost frame, which reads on to its
-// next part, or is finished and has a term itself. kNoTerm stands for "not
-// yet".
+#include "checker/script.h"
+
+// Each bracket opens a frame, each term that is finished joins the arguments of
+// the innermost frame, and the closing bracket makes one term of them.
 
 namespace vorn::checker {
 namespace {
 
-bool is_reserved(const std::string& word) {
-  static const std::unordered_set<std::string> kWords = {
-      "!", "_", "as", "exists", "forall", "let", "match", "par"};
-  return kWords.count(word) > 0;
+bool is_reserved(const Token& token) {
+  constexpr std::string_view kWords[] = {"!",      "_",   "as",    "exists",
+                                         "forall", "let", "match", "par"};
+  return token.kind == TokenKind::kSymbol &&
+         std::find(std::begin(kWords), std::end(kWords), token.text) !=
+             std::end(kWords);
 }
 
 // -3 in one piece, which some scripts hold, is read as (- 3).
@@ -27,231 +29,228 @@ bool is_negative_number(const std::string& text) {
          std::count(text.begin(), text.end(), '.') <= 1;
 }
 
-// The value of digits with at most one point among them.
-mpq_class number_of(std::string text) {
-  mpz_class denominator = 1;
-  const std::size_t point = text.find('.');
-  if (point != std::string::npos) {
-    mpz_ui_pow_ui(denominator.get_mpz_t(), 10, text.size() - point - 1);
-    text.erase(point, 1);
-  }
-  mpq_class value(mpz_class(text, 10), denominator);
-  value.canonicalize();
-  return value;
-}
-
 }  // namespace
 
 TermId TermReader::read(bool names_allowed) {
   names_allowed_ = names_allowed;
-  frames_.clear();
   args_.clear();
-  variables_.clear();
-  outer_name_.reset();
-  const std::size_t bound = symbols_.num_bound();
-  named_.clear();
-  TermId term = start();
-  while (term == kNoTerm || !frames_.empty()) {
-    term = term == kNoTerm ? start() : deliver(term);
+  outer_name_.clear();
+  for (;; reader_.next()) {
+    const Token& token = reader_.token();
+    if (token.kind == TokenKind::kOpen) {
+      open();
+    } else if (token.kind == TokenKind::kClose) {
+      close(false);
+    } else if (token.kind == TokenKind::kKeyword) {
+      read_attributes();
+      close(true);
+    } else if (token.is_symbol()) {
+      args_.push_back(read_symbol());
+    } else {
+      args_.push_back(read_number(token.text));
+    }
+    if (frames_.empty()) return args_.back();
   }
-  symbols_.unbind_to(bound);
-  for (const auto& [name, named] : named_) {
-    Meaning meaning;
-    meaning.term = named;
-    symbols_.bind(name, meaning);
-  }
-  return term;
 }
 
-TermId TermReader::read_formula() {
+Formula TermReader::read_formula() {
   const Position position = reader_.token().position;
   const TermId term = read();
   if (terms_.sort(term) != Sort::kBool) {
     throw Rejection{position, "the term is not of sort Bool"};
   }
-  return term;
+  return {term, outer_name_, position};
+}
+
+Macro TermReader::read_definition(bool has_parameters) {
+  Macro macro;
+  if (has_parameters) {
+    reader_.expect(TokenKind::kOpen, "the parameters");
+    std::unordered_set<std::string> seen;
+    while (reader_.next().kind == TokenKind::kOpen) {
+      const std::string name = reader_.expect_symbol("a parameter").text;
+      if (!seen.insert(name).second) reader_.fail("a parameter twice");
+      macro.parameters.push_back(terms_.symbol(read_sort()));
+      symbols_.bind(name, macro.parameters.back(), symbols_.local);
+      reader_.expect(TokenKind::kClose, "')'");
+    }
+    if (reader_.token().kind != TokenKind::kClose) {
+      reader_.fail("expected a parameter or ')'");
+    }
+  }
+  const Sort sort = read_sort();
+  reader_.next();
+  const Position position = reader_.token().position;
+  // A name inside of a body with parameters would name no one term.
+  macro.body = terms_.as_sort(read(macro.parameters.empty()), sort);
+  if (macro.body == kNoTerm) {
+    throw Rejection{position, "the term is not of the sort that is given"};
+  }
+  Symbols::unbind(symbols_.local, 0);
+  return macro;
 }
 
 Sort TermReader::read_sort() {
   const std::string& name = reader_.expect_symbol("a sort").text;
-  if (name == "Bool") return Sort::kBool;
-  if (name == "Int") return Sort::kInt;
-  if (name == "Real") return Sort::kReal;
-  reader_.fail("only the sorts Bool, Int and Real are known");
+  const Meaning meaning = symbols_.find('|' + name);
+  if (const auto* sort = std::get_if<Sort>(&meaning)) return *sort;
+  reader_.fail("unknown sort " + name);
 }
 
-TermId TermReader::start() {
-  switch (reader_.token().kind) {
-    case TokenKind::kNumeral:
-    case TokenKind::kDecimal:
-      return read_number();
-    case TokenKind::kSymbol:
-    case TokenKind::kQuotedSymbol:
-      return read_symbol();
-    case TokenKind::kOpen:
-      return open();
-    default:
-      reader_.fail("expected a term");
+// Digits with at most one point among them.
+TermId TermReader::read_number(std::string digits) {
+  if (digits.empty() || digits[0] < '0' || digits[0] > '9') {
+    reader_.fail("expected a term");
   }
-}
-
-TermId TermReader::read_number() {
-  const Token& token = reader_.token();
-  return terms_.number(number_of(token.text), token.kind == TokenKind::kDecimal
-                                                  ? Sort::kReal
-                                                  : numerals_);
+  const std::size_t point = digits.find('.');
+  if (point == std::string::npos) {
+    return terms_.number(mpz_class(digits, 10), script_.numerals);
+  }
+  mpz_class denominator;
+  mpz_ui_pow_ui(denominator.get_mpz_t(), 10, digits.size() - point - 1);
+  mpq_class value(mpz_class(digits.erase(point, 1), 10), denominator);
+  value.canonicalize();
+  return terms_.number(value, Sort::kReal);
 }
 
 TermId TermReader::read_symbol() {
   const Token& token = reader_.token();
-  const bool is_quoted = token.kind == TokenKind::kQuotedSymbol;
-  if (!is_quoted && is_reserved(token.text)) reader_.fail("expected a term");
+  if (is_reserved(token)) reader_.fail("expected a term");
   const Meaning meaning = symbols_.find(token.text);
-  if (meaning.term != kNoTerm) return meaning.term;
-  if (meaning.exists()) reader_.fail(token.text + " needs arguments");
-  const auto named = named_.find(token.text);
-  if (named != named_.end()) return named->second;
-  if (is_quoted || !is_negative_number(token.text)) {
+  if (const auto* term = std::get_if<TermId>(&meaning)) return *term;
+  if (meaning.index() != 0) reader_.fail(token.text + " needs arguments");
+  if (token.kind == TokenKind::kQuotedSymbol ||
+      !is_negative_number(token.text)) {
     reader_.fail("unknown symbol " + token.text);
   }
-  const Sort sort =
-      token.text.find('.') == std::string::npos ? numerals_ : Sort::kReal;
-  return terms_.make(Op::kMinus,
-                     {terms_.number(number_of(token.text.substr(1)), sort)});
+  return terms_.make(Op::kMinus, {read_number(token.text.substr(1))});
 }
 
-TermId TermReader::open() {
+void TermReader::open() {
   Frame frame{FrameKind::kApply, {}, reader_.token().position, args_.size()};
-  const Token& token = reader_.expect_symbol("a function");
-  if (token.kind == TokenKind::kSymbol && token.text == "let") {
-    frame.kind = FrameKind::kBindings;
-    frame.bound = symbols_.num_bound();
-    frames_.push_back(std::move(frame));
-    reader_.expect(TokenKind::kOpen, "the bindings of let");
-    reader_.expect(TokenKind::kOpen, "a binding");
-    open_binding();
-    return kNoTerm;
+  if (!frames_.empty() && frames_.back().kind == FrameKind::kBindings) {
+    frame.kind = FrameKind::kBinding;
+    variables_.push_back(reader_.expect_symbol("a variable").text);
+    frames_.push_back(frame);
+    return;
   }
-  if (token.kind == TokenKind::kSymbol && token.text == "!") {
+  const Token& token = reader_.expect_symbol("a function");
+  if (token.is("as")) {
+    reader_.expect_symbol("a symbol");
+    args_.push_back(read_symbol());
+    if (read_sort() != terms_.sort(args_.back())) {
+      reader_.fail("the term is of another sort");
+    }
+    reader_.expect(TokenKind::kClose, "')' behind the sort");
+    return;
+  }
+  if (token.is("let")) {
+    frame.kind = FrameKind::kLet;
+    frame.outside = symbols_.local.size();
+    frames_.push_back(frame);
+    reader_.expect(TokenKind::kOpen, "the bindings of let");
+    frame.kind = FrameKind::kBindings;
+    frame.outside = variables_.size();
+  } else if (token.is("!")) {
     frame.kind = FrameKind::kNote;
   } else {
-    if (token.kind == TokenKind::kSymbol && is_reserved(token.text)) {
-      reader_.fail(token.text + " is not known in terms");
-    }
+    if (is_reserved(token)) reader_.fail(token.text + " is not known in terms");
     frame.head = symbols_.find(token.text);
-    if (!frame.head.exists()) reader_.fail("unknown function " + token.text);
-    if (frame.head.term != kNoTerm) {
+    if (frame.head.index() == 0) reader_.fail("unknown function " + token.text);
+    if (std::holds_alternative<TermId>(frame.head)) {
       reader_.fail(token.text + " takes no arguments");
     }
   }
-  frames_.push_back(std::move(frame));
-  reader_.next();
-  return kNoTerm;
+  frames_.push_back(frame);
 }
 
-void TermReader::open_binding() {
-  variables_.push_back(reader_.expect_symbol("a variable").text);
-  reader_.next();
-}
-
-TermId TermReader::deliver(TermId term) {
-  Frame& frame = frames_.back();
-  switch (frame.kind) {
-    case FrameKind::kApply:
-      args_.push_back(term);
-      if (reader_.next().kind == TokenKind::kClose) return close_application();
-      return kNoTerm;
-    case FrameKind::kBindings:
-      args_.push_back(term);
-      reader_.expect(TokenKind::kClose, "')' behind the term of a binding");
-      if (reader_.next().kind == TokenKind::kOpen) {
-        open_binding();
-      } else if (reader_.token().kind == TokenKind::kClose) {
-        close_bindings();
-        reader_.next();
-      } else {
-        reader_.fail("expected a binding or ')'");
-      }
-      return kNoTerm;
-    case FrameKind::kBody:
-      reader_.expect(TokenKind::kClose, "')' behind the body of let");
-      symbols_.unbind_to(frame.bound);
-      break;
-    case FrameKind::kNote:
-      read_attributes(term);
-      break;
-  }
+void TermReader::close(bool has_attributes) {
+  if (frames_.empty()) reader_.fail("expected a term");
+  const Frame frame = frames_.back();
+  const std::size_t count = args_.size() - frame.first;
   frames_.pop_back();
-  return term;
+  if (frame.kind == FrameKind::kApply) {
+    const TermId term = apply(frame);
+    args_.resize(frame.first);
+    args_.push_back(term);
+  } else if (frame.kind == FrameKind::kBindings) {
+    bind(frame);
+    args_.resize(frame.first);
+  } else if (count != 1) {
+    throw Rejection{frame.position, "one term is expected here"};
+  } else if (frame.kind == FrameKind::kLet) {
+    Symbols::unbind(symbols_.local, frame.outside);
+  } else if (frame.kind == FrameKind::kNote && !has_attributes) {
+    reader_.fail("expected an attribute");
+  }
 }
 
 // All bindings of one let are made at once.
-void TermReader::close_bindings() {
-  Frame& frame = frames_.back();
+void TermReader::bind(const Frame& frame) {
   const std::size_t count = args_.size() - frame.first;
-  const std::size_t first = variables_.size() - count;
+  if (count == 0 || variables_.size() - frame.outside != count) {
+    throw Rejection{frame.position, "expected bindings in brackets"};
+  }
   std::unordered_set<std::string> seen;
   for (std::size_t i = 0; i < count; ++i) {
-    const std::string& variable = variables_[first + i];
+    const std::string& variable = variables_[frame.outside + i];
     if (!seen.insert(variable).second) {
       throw Rejection{frame.position, variable + " is bound twice"};
     }
-    Meaning meaning;
-    meaning.term = args_[frame.first + i];
-    symbols_.bind(variable, meaning);
+    symbols_.bind(variable, args_[frame.first + i], symbols_.local);
   }
-  variables_.resize(first);
-  args_.resize(frame.first);
-  frame.kind = FrameKind::kBody;
+  variables_.resize(frame.outside);
 }
 
-void TermReader::read_attributes(TermId term) {
-  reader_.expect(TokenKind::kKeyword, "an attribute");
+// Reads the attributes of a (! t ...) from their first keyword on.
+void TermReader::read_attributes() {
+  if (frames_.empty() || frames_.back().kind != FrameKind::kNote ||
+      args_.size() != frames_.back().first + 1) {
+    reader_.fail("expected a term");
+  }
   while (reader_.token().kind == TokenKind::kKeyword) {
-    if (reader_.token().text != ":named") {
-      // Says nothing about the term, with or without a value.
-      reader_.next();
-      if (reader_.token().kind == TokenKind::kKeyword ||
-          reader_.token().kind == TokenKind::kClose) {
-        continue;
+    if (reader_.token().text == ":named") {
+      const std::string& name = reader_.expect_symbol("a name").text;
+      if (!names_allowed_) reader_.fail("a term cannot be named here");
+      if (!symbols_.is_free(name)) {
+        reader_.fail("the name " + name + " is in use");
       }
-      reader_.skip_expression();
-      reader_.next();
+      symbols_.bind(name, args_.back(), symbols_.global);
+      if (frames_.size() == 1) outer_name_ = name;
+    } else if (reader_.next().kind == TokenKind::kKeyword ||
+               reader_.token().kind == TokenKind::kClose) {
+      // Says nothing about the term, and has no value.
       continue;
+    } else {
+      reader_.skip_expression();
     }
-    const std::string& name = reader_.expect_symbol("a name").text;
-    if (!names_allowed_) reader_.fail("a term cannot be named here");
-    if (symbols_.find(name).exists() || !named_.emplace(name, term).second) {
-      reader_.fail("the name " + name + " is in use");
-    }
-    if (frames_.size() == 1) outer_name_ = name;
     reader_.next();
   }
   if (reader_.token().kind != TokenKind::kClose) reader_.fail("expected ')'");
 }
 
-TermId TermReader::close_application() {
-  const Frame frame = std::move(frames_.back());
-  frames_.pop_back();
-  std::vector<TermId> args(
-      args_.begin() + static_cast<std::ptrdiff_t>(frame.first), args_.end());
-  args_.resize(frame.first);
-  if (frame.head.op != Op::kNone) {
+TermId TermReader::apply(const Frame& frame) {
+  std::vector<TermId>& args = last_args_;
+  args.assign(args_.begin() + static_cast<std::ptrdiff_t>(frame.first),
+              args_.end());
+  if (const auto* function = std::get_if<const Operator*>(&frame.head)) {
     std::string error;
-    const TermId term = terms_.apply(frame.head.op, args, error);
+    const TermId term = terms_.apply(**function, args, error);
     if (term == kNoTerm) throw Rejection{frame.position, error};
     return term;
   }
-  const Macro& macro = symbols_.macro(frame.head.macro);
+  const Macro& macro = *std::get<const Macro*>(frame.head);
+  std::unordered_map<TermId, TermId> replaced;
   bool fits = args.size() == macro.parameters.size();
   for (std::size_t i = 0; fits && i < args.size(); ++i) {
-    args[i] = terms_.as_sort(args[i], terms_.sort(macro.parameters[i]));
-    fits = args[i] != kNoTerm;
+    const TermId parameter = macro.parameters[i];
+    replaced[parameter] = terms_.as_sort(args[i], terms_.sort(parameter));
+    fits = replaced[parameter] != kNoTerm;
   }
   if (!fits) {
     throw Rejection{frame.position, "the arguments do not fit the definition"};
   }
-  return expand(terms_, macro, args);
+  return terms_.replace(macro.body, std::move(replaced));
 }
 
 }  // namespace vorn::checker

@@ -2,94 +2,144 @@
 #include "checker/terms.h"
 
 #include <algorithm>
-#include <array>
+#include <functional>
+#include <set>
 #include <stdexcept>
+#include <unordered_set>
 #include <utility>
 
 namespace vorn::checker {
 namespace {
 
-struct Operator {
-  std::string_view name;
-  Op op;
-  std::size_t least;  // arguments
-  std::size_t most;
-};
-
 constexpr std::size_t kAny = SIZE_MAX;
-// Conjunctions and sums of one argument are not in the standard, but in
-// scripts.
-constexpr std::array<Operator, 16> kOperators = {{
-    {"not", Op::kNot, 1, 1},
-    {"and", Op::kAnd, 1, kAny},
-    {"or", Op::kOr, 1, kAny},
-    {"xor", Op::kXor, 2, kAny},
-    {"=>", Op::kImplies, 2, kAny},
-    {"=", Op::kEqual, 2, kAny},
-    {"distinct", Op::kDistinct, 2, kAny},
-    {"ite", Op::kIte, 3, 3},
-    {"<=", Op::kLeq, 2, kAny},
-    {"<", Op::kLess, 2, kAny},
-    {">=", Op::kGeq, 2, kAny},
-    {">", Op::kGreater, 2, kAny},
-    {"+", Op::kPlus, 1, kAny},
-    {"-", Op::kMinus, 1, kAny},
-    {"*", Op::kTimes, 1, kAny},
-    {"/", Op::kDivide, 2, kAny},
-}};
-
-bool is_arithmetic(Op op) {
-  return op == Op::kPlus || op == Op::kMinus || op == Op::kTimes ||
-         op == Op::kDivide;
-}
 
 std::size_t bits(const mpq_class& value) {
   return mpz_sizeinbase(value.get_num_mpz_t(), 2) +
          mpz_sizeinbase(value.get_den_mpz_t(), 2);
 }
 
+// The greatest integer that is not above the value.
+mpz_class floor_of(const mpq_class& value) {
+  mpz_class result;
+  mpz_fdiv_q(result.get_mpz_t(), value.get_num_mpz_t(), value.get_den_mpz_t());
+  return result;
+}
+
 }  // namespace
+
+// Conjunctions and sums of one argument are not in the standard, but in
+// scripts.
+const std::vector<Operator> kOperators = {
+    {Op::kNot, "not", 1, 1, Args::kBools},
+    {Op::kAnd, "and", 1, kAny, Args::kBools},
+    {Op::kOr, "or", 1, kAny, Args::kBools},
+    {Op::kXor, "xor", 2, kAny, Args::kBools},
+    {Op::kImplies, "=>", 2, kAny, Args::kBools},
+    {Op::kEqual, "=", 2, kAny, Args::kSame},
+    {Op::kDistinct, "distinct", 2, kAny, Args::kSame},
+    {Op::kLeq, "<=", 2, kAny, Args::kNumbers},
+    {Op::kLess, "<", 2, kAny, Args::kNumbers},
+    {Op::kGeq, ">=", 2, kAny, Args::kNumbers},
+    {Op::kGreater, ">", 2, kAny, Args::kNumbers},
+    {Op::kIsInt, "is_int", 1, 1, Args::kReals, true},
+    {Op::kIte, "ite", 3, 3, Args::kSame},
+    {Op::kPlus, "+", 1, kAny, Args::kNumbers},
+    {Op::kMinus, "-", 1, kAny, Args::kNumbers},
+    {Op::kTimes, "*", 1, kAny, Args::kNumbers},
+    {Op::kDivide, "/", 2, kAny, Args::kReals},
+    {Op::kDiv, "div", 2, kAny, Args::kInts, true},
+    {Op::kMod, "mod", 2, 2, Args::kInts, true},
+    {Op::kAbs, "abs", 1, 1, Args::kNumbers, true},
+    {Op::kToReal, "to_real", 1, 1, Args::kReals, true},
+    {Op::kToInt, "to_int", 1, 1, Args::kReals, true},
+};
 
 std::optional<mpq_class> compute(Op op,
                                  const std::vector<const mpq_class*>& args) {
+  const auto is_true = [](const mpq_class* value) { return *value != 0; };
+  const auto truth = [](bool value) { return mpq_class(value ? 1 : 0); };
+  const auto fails = [op](const mpq_class* a, const mpq_class* b) {
+    const int order = cmp(*a, *b);
+    return !(op == Op::kEqual  ? order == 0
+             : op == Op::kLeq  ? order <= 0
+             : op == Op::kLess ? order < 0
+             : op == Op::kGeq  ? order >= 0
+                               : order > 0);
+  };
+  switch (op) {
+    case Op::kTrue:
+    case Op::kFalse:
+      return truth(op == Op::kTrue);
+    case Op::kNot:
+      return truth(!is_true(args[0]));
+    case Op::kAnd:
+      return truth(std::all_of(args.begin(), args.end(), is_true));
+    case Op::kOr:
+      return truth(std::any_of(args.begin(), args.end(), is_true));
+    case Op::kXor:
+      return truth(std::count_if(args.begin(), args.end(), is_true) % 2 == 1);
+    case Op::kImplies:
+      return truth(is_true(args.back()) ||
+                   !std::all_of(args.begin(), args.end() - 1, is_true));
+    case Op::kDistinct: {
+      std::set<mpq_class> seen;
+      for (const mpq_class* value : args) seen.insert(*value);
+      return truth(seen.size() == args.size());
+    }
+    case Op::kEqual:
+    case Op::kLeq:
+    case Op::kLess:
+    case Op::kGeq:
+    case Op::kGreater:
+      return truth(std::adjacent_find(args.begin(), args.end(), fails) ==
+                   args.end());
+    case Op::kIsInt:
+      return truth(args[0]->get_den() == 1);
+    case Op::kIte:
+      return *args[is_true(args[0]) ? 1 : 2];
+    case Op::kAbs:
+      return mpq_class(abs(*args[0]));
+    case Op::kToReal:
+      return *args[0];
+    case Op::kToInt:
+      return mpq_class(floor_of(*args[0]));
+    default:
+      break;
+  }
+  // The others calculate from left to right.
   constexpr std::size_t kMostBits = std::size_t{1} << 20U;
   mpq_class result = *args[0];
   if (op == Op::kMinus && args.size() == 1) result = -result;
   for (std::size_t i = 1; i < args.size(); ++i) {
     const mpq_class& number = *args[i];
-    if (op == Op::kPlus) {
-      result += number;
-    } else if (op == Op::kMinus) {
-      result -= number;
-    } else {
-      if (bits(result) + bits(number) > kMostBits) return std::nullopt;
-      if (op == Op::kDivide && number == 0) return std::nullopt;
-      if (op == Op::kTimes) result *= number;
-      if (op == Op::kDivide) result /= number;
+    if (op == Op::kPlus || op == Op::kMinus) {
+      result += op == Op::kPlus ? number : mpq_class(-number);
+      continue;
     }
+    if (bits(result) + bits(number) > kMostBits) return std::nullopt;
+    if (op != Op::kTimes && number == 0) return std::nullopt;
+    mpq_class product = result * (op == Op::kTimes ? number : 1 / number);
+    // Rounded so that no remainder is negative.
+    if (op == Op::kDiv || op == Op::kMod) {
+      product = number > 0 ? floor_of(product) : mpz_class(-floor_of(-product));
+    }
+    result = op == Op::kMod ? mpq_class(result - number * product) : product;
   }
   return result;
 }
 
-Op find_op(std::string_view name) {
-  for (const Operator& entry : kOperators) {
-    if (entry.name == name) return entry.op;
-  }
-  return Op::kNone;
+Terms::Terms() : applications_(static_cast<std::size_t>(Op::kToInt) + 1) {
+  add(Op::kSymbol, Sort::kBool);  // kNoTerm
+  add(Op::kTrue, Sort::kBool);
+  add(Op::kFalse, Sort::kBool);
 }
 
-Terms::Terms() : slots_(1024) {
-  nodes_.push_back({0, 0, kNoPayload, Op::kNone, Sort::kBool});
-  intern(Op::kTrue, Sort::kBool, kNoPayload, nullptr, 0);
-  intern(Op::kFalse, Sort::kBool, kNoPayload, nullptr, 0);
-}
-
-TermId Terms::symbol(NameId name, Sort sort) {
-  return intern(Op::kSymbol, sort, name, nullptr, 0);
-}
-
-TermId Terms::parameter(Sort sort) {
-  return intern(Op::kParameter, sort, num_parameters_++, nullptr, 0);
+// A term without arguments that is not there yet.
+TermId Terms::add(Op op, Sort sort) {
+  if (nodes_.size() >= UINT32_MAX) throw std::length_error("too many terms");
+  static const std::vector<TermId> kNoArgs;
+  nodes_.push_back({&kNoArgs, kNoValue, op, sort});
+  return static_cast<TermId>(nodes_.size() - 1);
 }
 
 TermId Terms::number(const mpq_class& value, Sort sort) {
@@ -97,50 +147,27 @@ TermId Terms::number(const mpq_class& value, Sort sort) {
   const std::string key = (sort == Sort::kInt ? 'i' : 'r') + value.get_str(16);
   const auto [entry, is_new] = numbers_.emplace(key, kNoTerm);
   if (is_new) {
-    const auto place = static_cast<std::uint32_t>(values_.size());
-    values_.push_back(value);
-    entry->second = intern(Op::kNumber, sort, place, nullptr, 0);
+    entry->second = add(Op::kNumber, sort);
+    set_value(entry->second, value);
   }
   return entry->second;
 }
 
-TermId Terms::make(Op op, const std::vector<TermId>& args) {
-  Sort sort = Sort::kBool;
-  if (op == Op::kDivide) {
-    sort = Sort::kReal;
-  } else if (op == Op::kIte || is_arithmetic(op)) {
-    sort = nodes_[args.back()].sort;
-  }
-  const std::size_t before = nodes_.size();
-  const TermId term = intern(op, sort, kNoPayload, args.data(), args.size());
-  if (nodes_.size() > before && is_arithmetic(op)) fold(term);
-  return term;
+void Terms::set_value(TermId term, mpq_class value) {
+  nodes_[term].value = static_cast<std::uint32_t>(values_.size());
+  values_.push_back(std::move(value));
 }
 
 // Gives a new term its value if its arguments have one.
 void Terms::fold(TermId term) {
   std::vector<const mpq_class*> numbers;
-  for (std::size_t i = 0; i < num_args(term); ++i) {
-    numbers.push_back(value(arg(term, i)));
+  for (const TermId part : args(term)) {
+    numbers.push_back(value(part));
     if (numbers.back() == nullptr) return;
   }
-  std::optional<mpq_class> result = compute(nodes_[term].op, numbers);
-  if (!result.has_value()) return;
-  nodes_[term].payload = static_cast<std::uint32_t>(values_.size());
-  values_.push_back(std::move(*result));
-}
-
-const mpq_class* Terms::value(TermId term) const {
-  const Node& node = nodes_[term];
-  const bool has_value = node.op == Op::kNumber || is_arithmetic(node.op);
-  if (!has_value || node.payload == kNoPayload) return nullptr;
-  return &values_[node.payload];
-}
-
-std::vector<TermId> Terms::args(TermId term) const {
-  std::vector<TermId> result(num_args(term));
-  for (std::size_t i = 0; i < result.size(); ++i) result[i] = arg(term, i);
-  return result;
+  if (auto result = compute(op(term), numbers)) {
+    set_value(term, std::move(*result));
+  }
 }
 
 TermId Terms::as_sort(TermId term, Sort sort) {
@@ -154,126 +181,92 @@ TermId Terms::as_sort(TermId term, Sort sort) {
       op(arg(term, 0)) == Op::kNumber) {
     return make(Op::kMinus, {as_sort(arg(term, 0), Sort::kReal)});
   }
-  return kNoTerm;
+  return make(Op::kToReal, {term});
 }
 
-// Makes the arguments from number `first` on agree in their sort.
-const char* Terms::unify(std::vector<TermId>& args, std::size_t first) {
-  Sort sort = nodes_[args[first]].sort;
-  for (std::size_t i = first; i < args.size(); ++i) {
-    if (sort == Sort::kInt && nodes_[args[i]].sort == Sort::kReal) {
-      sort = Sort::kReal;
-    }
+// Brings arguments to a sort that fits; returns what is wrong, or null.
+const char* Terms::unify(Args wanted, TermId* first, TermId* last) {
+  const bool is_any_real = std::any_of(
+      first, last, [this](TermId term) { return sort(term) == Sort::kReal; });
+  const Sort common = wanted == Args::kBools                  ? Sort::kBool
+                      : wanted == Args::kInts                 ? Sort::kInt
+                      : wanted == Args::kReals || is_any_real ? Sort::kReal
+                                                              : sort(*first);
+  if (wanted == Args::kNumbers && common == Sort::kBool) {
+    return "an argument is not a number";
   }
-  for (std::size_t i = first; i < args.size(); ++i) {
-    args[i] = as_sort(args[i], sort);
-    if (args[i] == kNoTerm) return "the arguments are of different sorts";
+  for (; first != last; ++first) {
+    *first = as_sort(*first, common);
+    if (*first == kNoTerm) return "an argument is of a wrong sort";
   }
   return nullptr;
 }
 
-TermId Terms::apply(Op op, std::vector<TermId>& args, std::string& error) {
-  const auto* entry =
-      std::find_if(kOperators.begin(), kOperators.end(),
-                   [op](const Operator& known) { return known.op == op; });
-  if (args.size() < entry->least || args.size() > entry->most) {
-    error = std::string(entry->name) + " has a wrong number of arguments";
-    return kNoTerm;
-  }
+TermId Terms::apply(const Operator& function, std::vector<TermId>& args,
+                    std::string& error) {
+  const Op op = function.op;
   const char* wrong = nullptr;
-  const auto is_bool = [this](TermId t) { return sort(t) == Sort::kBool; };
-  switch (op) {
-    case Op::kNot:
-    case Op::kAnd:
-    case Op::kOr:
-    case Op::kXor:
-    case Op::kImplies:
-      if (!std::all_of(args.begin(), args.end(), is_bool)) {
-        wrong = "an argument is not of sort Bool";
-      }
-      break;
-    case Op::kIte:
-      wrong = is_bool(args[0]) ? unify(args, 1)
-                               : "the condition is not of sort Bool";
-      break;
-    case Op::kEqual:
-    case Op::kDistinct:
-      wrong = unify(args, 0);
-      break;
-    case Op::kDivide:
-      for (std::size_t i = 0; i < args.size() && wrong == nullptr; ++i) {
-        args[i] = as_sort(args[i], Sort::kReal);
-        if (args[i] == kNoTerm) {
-          wrong = "an argument is not of sort Real";
-        } else if (i > 0 &&
-                   (value(args[i]) == nullptr || *value(args[i]) == 0)) {
-          wrong = "only division by a number other than zero has a meaning";
-        }
-      }
-      break;
-    default:
-      wrong = std::any_of(args.begin(), args.end(), is_bool)
-                  ? "an argument is not a number"
-                  : unify(args, 0);
-      break;
+  if (args.size() < function.least || args.size() > function.most) {
+    wrong = "the number of arguments is wrong";
+  } else if (op == Op::kIte && sort(args[0]) != Sort::kBool) {
+    wrong = "the condition is not of sort Bool";
+  } else {
+    TermId* const first = args.data() + (op == Op::kIte ? 1 : 0);
+    wrong = unify(function.args, first, args.data() + args.size());
+  }
+  const bool divides = op == Op::kDivide || op == Op::kDiv || op == Op::kMod;
+  for (std::size_t i = 1; divides && wrong == nullptr && i < args.size(); ++i) {
+    if (value(args[i]) == nullptr || *value(args[i]) == 0) {
+      wrong = "only division by a number other than zero has a meaning";
+    }
   }
   if (wrong != nullptr) {
-    error = std::string(entry->name) + ": " + wrong;
+    error = std::string(function.name) + ": " + wrong;
     return kNoTerm;
   }
-  return make(op, args);
+  // Its argument has become what it makes of it.
+  return op == Op::kToReal ? args[0] : make(op, args);
 }
 
-std::size_t Terms::hash_of(Op op, Sort sort, std::uint32_t payload,
-                           const TermId* args, std::size_t count) const {
-  std::uint64_t hash =
-      static_cast<std::uint64_t>(op) * 4 + static_cast<std::uint64_t>(sort) + 1;
-  const auto mix = [&hash](std::uint64_t word) {
-    hash = (hash ^ word) * 0x9E3779B97F4A7C15U;
+TermId Terms::replace(TermId term,
+                      std::unordered_map<TermId, TermId> replaced) {
+  std::unordered_set<TermId> seen = {term};
+  std::vector<TermId> found = {term};
+  for (std::size_t next = 0; next < found.size(); ++next) {
+    for (const TermId part : args(found[next])) {
+      if (seen.insert(part).second) found.push_back(part);
+    }
+  }
+  std::sort(found.begin(), found.end());
+  for (const TermId old : found) {
+    std::vector<TermId> parts = args(old);
+    for (TermId& part : parts) part = replaced.at(part);
+    replaced.emplace(old, parts.empty() ? old : make(op(old), parts));
+  }
+  return replaced.at(term);
+}
+
+std::size_t Terms::Hash::operator()(const std::vector<TermId>& args) const {
+  std::uint64_t hash = args.size();
+  for (const TermId part : args) {
+    hash = (hash ^ part) * 0x9E3779B97F4A7C15U;
     hash ^= hash >> 29U;
-  };
-  // What has arguments gets its payload, if any, only later.
-  if (count == 0) mix(payload);
-  for (std::size_t i = 0; i < count; ++i) mix(args[i]);
+  }
   return static_cast<std::size_t>(hash);
 }
 
-TermId Terms::intern(Op op, Sort sort, std::uint32_t payload,
-                     const TermId* args, std::size_t count) {
-  if (2 * (nodes_.size() + 1) > slots_.size()) grow();
-  const std::size_t mask = slots_.size() - 1;
-  std::size_t slot = hash_of(op, sort, payload, args, count) & mask;
-  for (; slots_[slot] != kNoTerm; slot = (slot + 1) & mask) {
-    const Node& node = nodes_[slots_[slot]];
-    if (node.op == op && node.sort == sort && node.num_args == count &&
-        (count > 0 ? std::equal(args, args + count, &args_[node.first_arg])
-                   : node.payload == payload)) {
-      return slots_[slot];
-    }
-  }
-  if (nodes_.size() >= UINT32_MAX || count >= UINT32_MAX) {
-    throw std::length_error("too many terms");
-  }
-  const auto id = static_cast<TermId>(nodes_.size());
-  nodes_.push_back(
-      {args_.size(), static_cast<std::uint32_t>(count), payload, op, sort});
-  args_.insert(args_.end(), args, args + count);
-  slots_[slot] = id;
-  return id;
-}
-
-void Terms::grow() {
-  std::vector<TermId> slots(2 * slots_.size());
-  const std::size_t mask = slots.size() - 1;
-  for (TermId id = 1; id < nodes_.size(); ++id) {
-    const Node& node = nodes_[id];
-    std::size_t slot = hash_of(node.op, node.sort, node.payload,
-                               args_.data() + node.first_arg, node.num_args) &
-                       mask;
-    while (slots[slot] != kNoTerm) slot = (slot + 1) & mask;
-    slots[slot] = id;
-  }
-  slots_ = std::move(slots);
+TermId Terms::make(Op op, const std::vector<TermId>& args) {
+  auto& applications = applications_[static_cast<std::size_t>(op)];
+  const auto known = applications.find(args);
+  if (known != applications.end()) return known->second;
+  const Sort sort = op < Op::kIte       ? Sort::kBool
+                    : op == Op::kToReal ? Sort::kReal
+                    : op == Op::kToInt  ? Sort::kInt
+                                        : nodes_[args.back()].sort;
+  const TermId term = add(op, sort);
+  nodes_[term].args = &applications.emplace(args, term).first->first;
+  if (op > Op::kIte) fold(term);
+  return term;
 }
 
 }  // namespace vorn::checker

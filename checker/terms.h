@@ -8,10 +8,9 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
-
-#include "checker/names.h"
 
 namespace vorn::checker {
 
@@ -20,12 +19,10 @@ enum class Sort : std::uint8_t { kBool, kInt, kReal };
 
 /// What a term is at its top.
 enum class Op : std::uint8_t {
-  kNone,
+  kSymbol,
+  kNumber,
   kTrue,
   kFalse,
-  kSymbol,
-  kParameter,  // of a define-fun, replaced where that is used
-  kNumber,
   kNot,
   kAnd,
   kOr,
@@ -33,16 +30,46 @@ enum class Op : std::uint8_t {
   kImplies,
   kEqual,
   kDistinct,
-  kIte,
   kLeq,
   kLess,
   kGeq,
   kGreater,
+  kIsInt,
+  kIte,
   kPlus,
   kMinus,
   kTimes,
   kDivide,
+  kDiv,
+  kMod,
+  kAbs,
+  kToReal,
+  kToInt,
 };
+
+/// Which sorts a function takes: any one, Int or Real, or just one.
+enum class Args : std::uint8_t { kSame, kNumbers, kBools, kInts, kReals };
+
+/// A function of the language.
+struct Operator {
+  Op op;                     ///< Which one it is.
+  std::string_view name;     ///< What it is called.
+  std::size_t least;         ///< The least number of arguments.
+  std::size_t most;          ///< The greatest number of arguments.
+  Args args;                 ///< Their sorts, but of the condition of kIte.
+  bool is_optional = false;  ///< Whether scripts may give its name away.
+};
+
+/// All functions of the language, in the order of Op from Op::kNot on.
+extern const std::vector<Operator> kOperators;
+
+/// The name of a function of the language, and "" for what is none.
+inline std::string_view name_of(Op op) {
+  if (op < Op::kNot) return "";
+  return kOperators[static_cast<std::size_t>(op) -
+                    static_cast<std::size_t>(Op::kNot)]
+      .name;
+}
 
 /// The number of a term in a Terms.
 using TermId = std::uint32_t;
@@ -50,99 +77,98 @@ using TermId = std::uint32_t;
 /// The number of no term.
 constexpr TermId kNoTerm = 0;
 
-/// The operator of this name, or Op::kNone.
-Op find_op(std::string_view name);
-
-/// The sum, difference, product or quotient of numbers. Nothing if that divides
-/// by 0, or if numbers get too long: products of products can square the length
-/// of a number with each term, which no sensible script does.
+/// What an operator makes of the values of its arguments, by its meaning in
+/// SMT-LIB; a truth value is 1 or 0. Nothing if that divides by 0, or if
+/// numbers get too long: products of products can square the length of a number
+/// with each term, which no sensible script does.
 std::optional<mpq_class> compute(Op op,
                                  const std::vector<const mpq_class*>& args);
 
 /// Terms as they are written, each kept once: two terms are the same exactly if
 /// their numbers are. `let`, definitions and names of terms are gone; numbers
-/// are the same if their values and sorts are.
+/// are the same if their values and sorts are; an integer beside a real is
+/// under to_real, as a constant it is a real itself.
 ///
 /// Invariant: arguments have smaller numbers than the terms that use them, so
 /// that ascending numbers visit terms bottom up, without recursion.
 class Terms {
  public:
   Terms();
+  Terms(const Terms&) = delete;
+  Terms& operator=(const Terms&) = delete;
 
-  /// A declared constant.
-  TermId symbol(NameId name, Sort sort);
-  /// A new parameter of a definition, unlike any other term.
-  TermId parameter(Sort sort);
+  /// A new constant, unlike any other.
+  TermId symbol(Sort sort) { return add(Op::kSymbol, sort); }
   /// A number without sign; `value` is an integer if `sort` is Int.
   TermId number(const mpq_class& value, Sort sort);
   /// true or false.
   TermId boolean(bool value) const { return value ? kTrueId : kFalseId; }
   /// (not t).
-  TermId negate(TermId term) {
-    return intern(Op::kNot, Sort::kBool, kNoPayload, &term, 1);
-  }
+  TermId negate(TermId term) { return make(Op::kNot, {term}); }
 
   /// A term of arguments whose number and sorts are right.
   TermId make(Op op, const std::vector<TermId>& args);
 
-  /// A term of any arguments. An integer constant among reals is taken as the
-  /// real of that value. Returns kNoTerm and says why in `error` if number or
-  /// sorts of the arguments are wrong.
-  TermId apply(Op op, std::vector<TermId>& args, std::string& error);
+  /// A term of any arguments, which are brought to the sorts that they must
+  /// have. Returns kNoTerm and says why in `error` if that cannot be done.
+  TermId apply(const Operator& function, std::vector<TermId>& args,
+               std::string& error);
 
-  /// The term itself if it is of that sort, the real of its value if it is an
-  /// integer constant and `sort` is Real, and kNoTerm otherwise.
+  /// The term itself if it is of that sort, to_real of an integer if `sort` is
+  /// Real, of a constant the real of its value, and kNoTerm otherwise.
   TermId as_sort(TermId term, Sort sort);
+
+  /// The term with others in the place of some symbols, of the same sorts.
+  /// Cost: linear in its distinct subterms.
+  TermId replace(TermId term, std::unordered_map<TermId, TermId> replaced);
 
   /// What the term is at its top.
   Op op(TermId term) const { return nodes_[term].op; }
   /// The sort of the term.
   Sort sort(TermId term) const { return nodes_[term].sort; }
   /// How many arguments it has.
-  std::size_t num_args(TermId term) const { return nodes_[term].num_args; }
+  std::size_t num_args(TermId term) const { return args(term).size(); }
   /// Its argument number i, from 0.
-  TermId arg(TermId term, std::size_t i) const {
-    return args_[nodes_[term].first_arg + i];
+  TermId arg(TermId term, std::size_t i) const { return args(term)[i]; }
+  /// Its arguments, which stay where they are.
+  const std::vector<TermId>& args(TermId term) const {
+    return *nodes_[term].args;
   }
-  /// Its arguments, copied.
-  std::vector<TermId> args(TermId term) const;
-  /// The name of a kSymbol.
-  NameId name(TermId term) const { return nodes_[term].payload; }
   /// The value of a number or of arithmetic on numbers alone, otherwise null.
   /// Valid until the next term is made.
-  const mpq_class* value(TermId term) const;
+  const mpq_class* value(TermId term) const {
+    const std::uint32_t place = nodes_[term].value;
+    return place == kNoValue ? nullptr : &values_[place];
+  }
   /// Terms have numbers from 1 up to but without this one.
   std::size_t size() const { return nodes_.size(); }
 
  private:
   struct Node {
-    std::size_t first_arg;
-    std::uint32_t num_args;
-    // The name of a symbol, the number of a parameter, of what has a value its
-    // place in values_.
-    std::uint32_t payload;
+    const std::vector<TermId>* args;  // in applications_
+    std::uint32_t value;              // its place in values_
     Op op;
     Sort sort;
+  };
+  struct Hash {
+    std::size_t operator()(const std::vector<TermId>& args) const;
   };
 
   static constexpr TermId kTrueId = 1;
   static constexpr TermId kFalseId = 2;
-  static constexpr std::uint32_t kNoPayload = UINT32_MAX;
+  static constexpr std::uint32_t kNoValue = UINT32_MAX;
 
-  TermId intern(Op op, Sort sort, std::uint32_t payload, const TermId* args,
-                std::size_t count);
-  std::size_t hash_of(Op op, Sort sort, std::uint32_t payload,
-                      const TermId* args, std::size_t count) const;
-  void grow();
+  TermId add(Op op, Sort sort);
+  void set_value(TermId term, mpq_class value);
   void fold(TermId term);
-  const char* unify(std::vector<TermId>& args, std::size_t first);
+  const char* unify(Args wanted, TermId* first, TermId* last);
 
   std::vector<Node> nodes_;
-  std::vector<TermId> args_;
-  std::vector<TermId> slots_;  // open addressing, at most half full
+  // For each operator, from arguments to terms.
+  std::vector<std::unordered_map<std::vector<TermId>, TermId, Hash>>
+      applications_;
   std::vector<mpq_class> values_;
   std::unordered_map<std::string, TermId> numbers_;
-  std::uint32_t num_parameters_ = 0;
 };
 
 }  // namespace vorn::checker

@@ -126,6 +126,36 @@ TEST(ArithmeticTest, TermsAreLinearSumsOfWhatIsNoSum) {
                       "1 1"));
 }
 
+// An integer beside a real is its value; functions of variables are variables.
+TEST(ArithmeticTest, IntegersBesideRealsKeepWhatTheyAre) {
+  const std::string kMixed =
+      "(set-logic ALL)(declare-const x Int)(declare-const y Int)"
+      "(declare-const r Real)(check-sat)";
+  EXPECT_TRUE(accepts(kMixed, "(<= (to_real x) r) (<= r x)", "1 1"));
+  EXPECT_FALSE(accepts(kMixed, "(< x r) (< r x)", "1 1"));
+  EXPECT_TRUE(
+      accepts(kMixed, "(not (<= (- x r) 2.5)) (not (>= x (+ r 3)))", "1 1"));
+  // Rounded only where there is nothing but integers.
+  EXPECT_TRUE(
+      accepts(kMixed, "(not (<= x 2.5)) (not (> (to_real x) 2))", "1 1"));
+  EXPECT_FALSE(accepts(kMixed, "(not (<= r 2.5)) (not (> r 2))", "1 1"));
+  EXPECT_FALSE(
+      accepts(kMixed, "(not (<= (- x r) 2.5)) (not (> (- x r) 2))", "1 1"));
+  for (const char* term : {"(abs x)", "(div x 2)", "(mod x 2)", "(to_int r)"}) {
+    const std::string t = term;
+    EXPECT_TRUE(
+        accepts(kMixed, "(not (> " + t + " 2)) (not (< " + t + " 3))", "1 1"))
+        << t;
+    EXPECT_FALSE(accepts(kMixed, "(not (> " + t + " 2)) (not (< x 3))", "1 1"))
+        << t;
+    EXPECT_FALSE(accepts(kMixed, "(< " + t + " 0)", "1")) << t;
+  }
+  for (const char* truth : {"(<= (abs (- 3)) 3)", "(<= (mod (- 7) 2) 1)",
+                            "(<= (div 7 2) 3)", "(<= (to_int 2.5) 2)"}) {
+    EXPECT_TRUE(accepts(kMixed, truth, "1")) << truth;
+  }
+}
+
 // A bound on one variable leaves that variable, on whichever side it stands.
 TEST(ArithmeticTest, LeftSidesMustCancel) {
   EXPECT_FALSE(accepts(kReals, "(<= x 3)", "1"));

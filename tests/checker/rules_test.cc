@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "checker/inference.h"
 #include "tests/checker/checking.h"
 
 namespace vorn::checker {
@@ -151,7 +150,7 @@ std::string mistake(const Example& example) {
   }
   const Outcome outcome = check_text(kRuleDeclarations, proof + ')');
   const bool is_open =
-      outcome.reason.find("of this anchor is missing") != std::string::npos;
+      outcome.reason.find("of an anchor is missing") != std::string::npos;
   EXPECT_TRUE(is_open || outcome.position.line == 2) << outcome.reason << proof;
   return is_open ? "" : outcome.reason;
 }

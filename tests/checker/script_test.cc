@@ -102,6 +102,53 @@ TEST(ScriptTest, NumeralsAreOfTheLogicsSort) {
   EXPECT_NE(check_text(mixed, "(assume h (< x r))").reason, "");
 }
 
+// What scripts hold beyond the standard, and beyond differences.
+TEST(ScriptTest, WiderLanguageIsRead) {
+  const std::string script =
+      "\xEF\xBB\xBF(set-option :error-behavior immediate-exit)"
+      "(set-logic QF_AUFLIRA)(declare-datatypes ((T 0)) (((t))))"
+      "(define-sort Time () Int)(define-sort |Odd one| () Time)"
+      "(declare-const x Time)(declare-fun y () |Odd one|)"
+      "(declare-const r Real)(declare-const abs Bool)"
+      "(define-fun half ((v Real)) Real (/ v 2))"
+      "(push 1)(define-sort Local () Bool)(pop 1)(define-sort Local () Real)"
+      "(declare-const l Local)"
+      "(assert (< x r))"
+      "(assert (= (half x) (as r Real)))"
+      "(assert (= (div x 2) (mod (as y Time) (- 3))))"
+      "(assert (ite abs (is_int r) (= (to_int r) -3)))"
+      "(assert (! (<= l (to_real 2) (ite abs x r)) :named to_real))"
+      "(check-sat)";
+  EXPECT_TRUE(asserts(script, "(< x r)"));
+  EXPECT_TRUE(asserts(script, "to_real"));
+  EXPECT_TRUE(asserts(script, "(= (/ x 2.0) r)"));
+  EXPECT_TRUE(asserts(script, "(= (div x 2) (mod y (- 3)))"));
+  EXPECT_FALSE(asserts(script, "(= (div x 2) (mod x (- 3)))"));
+  EXPECT_TRUE(asserts(script, "(ite abs (is_int r) (= (to_int r) (- 3)))"));
+  EXPECT_TRUE(asserts(script, "(<= l 2 (ite abs x r))"));
+  EXPECT_FALSE(asserts(script, "(<= l 2 (ite abs r x))"));
+}
+
+TEST(ScriptTest, IntegerBesideRealsIsUnderToReal) {
+  const std::string script =
+      "(declare-const x Int)(declare-const r Real)(assert (< x r))"
+      "(assert (= (to_real x) (to_real r) (to_real (+ 1 2))))(check-sat)";
+  EXPECT_TRUE(asserts(script, "(< (to_real x) r)"));
+  EXPECT_TRUE(asserts(script, "(< x (to_real r))"));
+  EXPECT_TRUE(asserts(script, "(= x r (+ 1 2))"));
+  EXPECT_FALSE(asserts(script, "(= x r 3)"));
+}
+
+TEST(ScriptTest, RealsMayBeWrittenWithoutPoint) {
+  for (const char* logic : {"QF_RDL", "QF_LRA", "QF_UFNRA"}) {
+    EXPECT_TRUE(asserts(std::string("(set-logic ") + logic +
+                            ")(declare-const r Real)(assert (< (- r) -2))"
+                            "(check-sat)",
+                        "(< (- r) (- 2.0))"))
+        << logic;
+  }
+}
+
 TEST(ScriptTest, MistakesAreRejected) {
   for (const char* text :
        {"(assert x)(check-sat)",
@@ -111,6 +158,21 @@ TEST(ScriptTest, MistakesAreRejected) {
         "(assert (ite x a b))(check-sat)",
         "(assert (= a x))(check-sat)",
         "(assert (<= x (/ x 0)))(check-sat)",
+        "(assert (= x (div x 0)))(check-sat)",
+        "(assert (= x (div 1.0 2)))(check-sat)",
+        "(assert (= x (mod x y)))(check-sat)",
+        "(assert (= x (mod x 2 3)))(check-sat)",
+        "(assert (= x (abs a)))(check-sat)",
+        "(assert (is_int a))(check-sat)",
+        "(assert (= (as x Real) x))(check-sat)",
+        "(assert (as a))(check-sat)",
+        "(assert ((as a Bool)))(check-sat)",
+        "(define-sort Int () Bool)(check-sat)",
+        "(define-sort T () Int)(define-sort T () Int)(check-sat)",
+        "(define-sort T (U) Int)(check-sat)",
+        "(define-sort T () S)(check-sat)",
+        "(declare-sort S 0)(declare-const s S)(check-sat)",
+        "(declare-const x1 (Array Int Int))(check-sat)",
         "(assert unknown)(check-sat)",
         "(assert (unknown a))(check-sat)",
         "(assert (a))(check-sat)",
@@ -118,6 +180,21 @@ TEST(ScriptTest, MistakesAreRejected) {
         "(assert a b)(check-sat)",
         "(assert (let ((v a) (v b)) v))(check-sat)",
         "(assert (let () a))(check-sat)",
+        "(assert (let (v) a))(check-sat)",
+        "(assert (let ((v)) a))(check-sat)",
+        "(assert (let ((v a) b) v))(check-sat)",
+        "(assert (let ((v a b)) v))(check-sat)",
+        "(assert (let ((v a))))(check-sat)",
+        "(assert (let ((v a)) v v))(check-sat)",
+        "(assert (let))(check-sat)",
+        "(assert (! a))(check-sat)",
+        "(assert (! a b :named n))(check-sat)",
+        "(assert (! :named n))(check-sat)",
+        "(assert (! a :named n b))(check-sat)",
+        "(assert (and a :named n))(check-sat)",
+        "(assert :named)(check-sat)",
+        "(assert \"a\")(check-sat)",
+        "(assert ())(check-sat)",
         "(assert (forall ((v Int)) a))"
         "(check-sat)",
         "(declare-const a Bool)(check-sat)",
