@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 // What each fuzzer consists of. libFuzzer calls the entry point with inputs
 // that it makes up; replay_main.cc calls it with files, in any build.
@@ -17,6 +18,9 @@ namespace vorn::fuzz {
 
 /// Prints what is wrong and aborts, which libFuzzer takes as a find.
 [[noreturn]] void fail(const std::string& what);
+
+/// Length in bytes of each line; \n, \r and the two together end one.
+std::vector<std::size_t> line_lengths(const std::string& text);
 
 }  // namespace vorn::fuzz
 

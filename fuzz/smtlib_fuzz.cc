@@ -37,21 +37,6 @@ namespace {
 constexpr int kProgressInterval = 20;
 constexpr int kMostIntervals = 25;
 
-// Length in bytes of each line; \n, \r and the two together end one.
-std::vector<std::size_t> line_lengths(const std::string& script) {
-  std::vector<std::size_t> lengths(1, 0);
-  for (std::size_t i = 0; i < script.size(); ++i) {
-    const bool inside = script[i] == '\r' && script[i + 1] == '\n';
-    if (inside) continue;
-    if (script[i] == '\n' || script[i] == '\r') {
-      lengths.push_back(0);
-    } else {
-      ++lengths.back();
-    }
-  }
-  return lengths;
-}
-
 // Reads "WORD N" off the front of `text`; 0 if it does not stand there.
 std::size_t take_count(std::string_view& text, std::string_view word) {
   if (text.substr(0, word.size()) != word) return 0;
@@ -69,7 +54,8 @@ std::size_t take_count(std::string_view& text, std::string_view word) {
 
 class Host : public SessionHost {
  public:
-  explicit Host(const std::string& script) : lengths_(line_lengths(script)) {}
+  explicit Host(const std::string& script)
+      : lengths_(fuzz::line_lengths(script)) {}
 
   bool write_output(std::string_view reply) override {
     keep(reply);

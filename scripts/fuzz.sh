@@ -31,7 +31,8 @@ while [ $# -gt 0 ]; do
   shift
 done
 [ ${#names[@]} -gt 0 ] ||
-  names=(command_fuzz smtlib_fuzz graph_fuzz closure_fuzz number_fuzz)
+  names=(command_fuzz smtlib_fuzz checker_fuzz graph_fuzz closure_fuzz
+    number_fuzz)
 for name in "${names[@]}"; do
   if [ ! -f "$vorn_root/fuzz/$name.cc" ] ||
     [ ! -d "$vorn_root/fuzz/corpus/$name" ]; then
