@@ -51,7 +51,7 @@ class Proof {
   }
 
  private:
-  using Steps = std::unordered_map<std::string, Clause>;
+  using Steps = std::pmr::unordered_map<std::string, Clause>;
   // A proof inside of the proof, which ends with the step that its anchor
   // names.
   struct Local {
@@ -204,7 +204,8 @@ class Proof {
   Reader reader_;
   TermReader terms_;
   std::unordered_set<TermId> assumed_;
-  Steps steps_;                // those that may be premises
+  std::pmr::monotonic_buffer_resource memory_;
+  Steps steps_{&memory_};      // those that may be premises
   std::vector<Local> locals_;  // innermost last
   bool is_empty_ = false;      // the last step is the empty clause
 

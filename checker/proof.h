@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <istream>
+#include <memory_resource>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -18,8 +19,8 @@
 
 namespace vorn::checker {
 
-/// The literals of a clause.
-using Clause = std::vector<TermId>;
+/// The literals of a clause. Those of a proof are kept in one large block.
+using Clause = std::pmr::vector<TermId>;
 
 /// A set of terms that is emptied in constant time.
 class TermSet {

@@ -46,8 +46,11 @@ TermId TermReader::read(bool names_allowed) {
       close(true);
     } else if (token.is_symbol()) {
       args_.push_back(read_symbol());
-    } else {
+    } else if (token.kind == TokenKind::kNumeral ||
+               token.kind == TokenKind::kDecimal) {
       args_.push_back(read_number(token.text));
+    } else {
+      reader_.fail("expected a term");
     }
     if (frames_.empty()) return args_.back();
   }
@@ -99,9 +102,6 @@ Sort TermReader::read_sort() {
 
 // Digits with at most one point among them.
 TermId TermReader::read_number(std::string digits) {
-  if (digits.empty() || digits[0] < '0' || digits[0] > '9') {
-    reader_.fail("expected a term");
-  }
   const std::size_t point = digits.find('.');
   if (point == std::string::npos) {
     return terms_.number(mpz_class(digits, 10), script_.numerals);

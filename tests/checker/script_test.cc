@@ -195,6 +195,9 @@ TEST(ScriptTest, MistakesAreRejected) {
         "(assert :named)(check-sat)",
         "(assert \"a\")(check-sat)",
         "(assert ())(check-sat)",
+        "(assert (<= x \"3\"))(check-sat)",
+        "(assert (<= x #b1))(check-sat)",
+        "(assert (<= x ",
         "(assert (forall ((v Int)) a))"
         "(check-sat)",
         "(declare-const a Bool)(check-sat)",
