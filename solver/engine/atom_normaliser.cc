@@ -60,30 +60,19 @@ AtomNormaliser::NormalForm AtomNormaliser::read(const Term* atom) {
   return result;
 }
 
-std::vector<AtomNormaliser::Cases> AtomNormaliser::cases(const Term* atom) {
-  LinearSum sum;
+CaseSums::Lifting AtomNormaliser::lifting(const Term* atom) {
+  CaseSums::Lifting result;
+  LinearSum& sum = result.root.sum;
   lineariser_.linearise_difference(atom->arg(0), atom->arg(1), sum);
-  std::vector<const Term*> ites;
-  for (const LinearSum::Monomial& m : sum.monomials) {
-    if (m.leaf->kind == Kind::kIte) ites.push_back(m.leaf);
+  result.root.term = normalise(atom).term;
+  if (CaseSums::needs_lifting(shapes_, sum)) {
+    const LinearSum given = sum;
+    const Term* term = nullptr;
+    CaseSums(store_, shapes_)
+        .lift(given, atom->kind == Kind::kLess, term, &result);
+    result.root.term = term;
   }
-  if (ites.size() > kMostCases) ites = {CaseSums::first_ite(shapes_, sum)};
-  const Term* zero = store_.make_number(QNumber(0));
-  std::vector<Cases> all;
-  for (const Term* ite : ites) {
-    Cases result;
-    result.ite = ite;
-    for (const std::size_t k : {1U, 2U}) {
-      LinearSum branch = sum;
-      result.factor = CaseSums::take_branch(branch, ite, ite->arg(k));
-      const Term* left = make_sum(store_, branch);
-      (k == 1 ? result.first : result.second) =
-          atom->kind == Kind::kLess ? store_.make_less(left, zero)
-                                    : store_.make_leq(left, zero);
-    }
-    all.push_back(std::move(result));
-  }
-  return all;
+  return result;
 }
 
 const Term* AtomNormaliser::normalise_pairs(const Term* distinct) {

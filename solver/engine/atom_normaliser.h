@@ -51,22 +51,9 @@ class AtomNormaliser {
   /// is. Requires: kLeq, kLess, or kEqual or kDistinct over arithmetic.
   const NormalForm& normalise(const Term* atom);
 
-  /// What an atom says in both cases of an ite that it is about.
-  struct Cases {
-    /// The ite.
-    const Term* ite = nullptr;
-    /// What it is multiplied with.
-    QNumber factor;
-    /// The atom with the first branch in place of the ite.
-    const Term* first = nullptr;
-    /// The same with the second.
-    const Term* second = nullptr;
-  };
-  /// The cases of each ite, or of the one that would be lifted first if there
-  /// are more than kMostCases. Requires: kLeq or kLess over linear terms.
-  std::vector<Cases> cases(const Term* atom);
-  /// As above.
-  static constexpr std::size_t kMostCases = 4;
+  /// How ites were lifted out of an atom, found anew. Requires: kLeq or kLess,
+  /// and its normal form is another term.
+  CaseSums::Lifting lifting(const Term* atom);
 
   /// The first arithmetic atom outside difference logic in `term`, or null.
   /// Cost: visits each subterm once in the life of the object.

@@ -182,32 +182,8 @@ bool CaseSums::needs_lifting(IteShapes& shapes, const LinearSum& sum) {
          to_bound(sum, false, is_integer(sum), bound) == BoundOutcome::kOutside;
 }
 
-const Term* CaseSums::first_ite(IteShapes& shapes, const LinearSum& sum) {
-  const Term* first = nullptr;
-  for (const LinearSum::Monomial& m : sum.monomials) {
-    if (is_ite(m) && (first == nullptr ||
-                      rank_of(shapes, m.leaf) < rank_of(shapes, first))) {
-      first = m.leaf;
-    }
-  }
-  return first;
-}
-
-QNumber CaseSums::take_branch(LinearSum& sum, const Term* ite,
-                              const Term* branch) {
-  const auto found =
-      std::find_if(sum.monomials.begin(), sum.monomials.end(),
-                   [ite](const auto& m) { return m.leaf == ite; });
-  QNumber factor = found->coefficient;
-  sum.monomials.erase(found);
-  LinearSum part;
-  Lineariser().linearise(branch, part);
-  add(sum, part, factor);
-  return factor;
-}
-
-CaseSums::Rank CaseSums::rank_of(IteShapes& shapes, const Term* ite) {
-  return {shapes.is_nameable(ite),
+CaseSums::Rank CaseSums::rank_of(const Term* ite) const {
+  return {shapes_.is_nameable(ite),
           std::numeric_limits<std::uint64_t>::max() - ite->id};
 }
 
@@ -215,10 +191,9 @@ void CaseSums::read(const LinearSum& sum) {
   cases_.clear();
   std::copy_if(sum.monomials.begin(), sum.monomials.end(),
                std::back_inserter(cases_), is_ite);
-  std::sort(cases_.begin(), cases_.end(),
-            [&shapes = shapes_](const auto& a, const auto& b) {
-              return rank_of(shapes, a.leaf) < rank_of(shapes, b.leaf);
-            });
+  std::sort(cases_.begin(), cases_.end(), [this](const auto& a, const auto& b) {
+    return rank_of(a.leaf) < rank_of(b.leaf);
+  });
   ranges_.assign(cases_.size() + 1, std::nullopt);
   lifts_.assign(cases_.size() + 1, false);
   ranges_.back().emplace();
@@ -357,9 +332,14 @@ CaseSums::Outcome CaseSums::expand(Rest start, Target& root) {
   layers_.clear();
   nodes_.clear();
   order_.clear();
+  if (lifting_ != nullptr) lifting_->root = {start.position, start.sum};
   const std::optional<Target> first = place(std::move(start));
   if (!first) return Outcome::kOutside;
   root = *first;
+  if (lifting_ != nullptr) {
+    lifting_->root.term = root.term;
+    lifting_->root.node = root.node;
+  }
   while (!layers_.empty()) {
     const Layer layer = std::move(layers_.begin()->second);
     layers_.erase(layers_.begin());
@@ -371,11 +351,22 @@ CaseSums::Outcome CaseSums::expand(Rest start, Target& root) {
     }
     for (const auto& [rest, node] : layer.rests) {
       order_.push_back(node);
+      if (lifting_ != nullptr) {
+        lifting_->nodes.push_back(
+            {{rest.position, rest.sum, nullptr, node}, layer.ite->arg(0), {}});
+      }
       for (std::size_t k = 0; k < 2; ++k) {
-        const std::optional<Target> target =
-            place(take_branch(rest, layer.ite, branches[k]));
+        Rest next = take_branch(rest, layer.ite, branches[k]);
+        if (lifting_ != nullptr) {
+          lifting_->nodes.back().branches[k] = {next.position, next.sum};
+        }
+        const std::optional<Target> target = place(std::move(next));
         if (!target) return Outcome::kOutside;
         nodes_[node].branches[k] = *target;
+        if (lifting_ == nullptr) continue;
+        Lifting::Place& branch = lifting_->nodes.back().branches[k];
+        branch.term = target->term;
+        branch.node = target->node;
       }
       if (nodes_.size() > kMaxSums) return Outcome::kTooMany;
     }
@@ -410,6 +401,12 @@ LinearSum CaseSums::merge_conditions(const LinearSum& sum) {
     }
     const Term* merged =
         store_.make_ite(ites.front()->leaf->arg(0), branches[0], branches[1]);
+    if (lifting_ != nullptr) {
+      lifting_->merged.push_back({merged, {}});
+      for (const LinearSum::Monomial* m : ites) {
+        lifting_->merged.back().ites.push_back(*m);
+      }
+    }
     LinearSum part;
     if (lineariser_.linearise(merged, part)) add(result, part, QNumber(1));
   }
@@ -417,10 +414,12 @@ LinearSum CaseSums::merge_conditions(const LinearSum& sum) {
 }
 
 CaseSums::Outcome CaseSums::lift(const LinearSum& given, bool strict,
-                                 const Term*& result) {
+                                 const Term*& result, Lifting* lifting) {
   strict_ = strict;
+  lifting_ = lifting;
   const LinearSum sum = merge_conditions(given);
   read(sum);
+  if (lifting_ != nullptr) lifting_->cases = cases_;
   Rest start;
   start.sum.constant = sum.constant;
   std::remove_copy_if(sum.monomials.begin(), sum.monomials.end(),
@@ -441,7 +440,29 @@ CaseSums::Outcome CaseSums::lift(const LinearSum& given, bool strict,
                                 term_of(made.branches[1]));
   }
   result = term_of(root);
+  if (lifting_ != nullptr) finish_lifting();
   return Outcome::kLifted;
+}
+
+// Nodes get their terms, and the numbers of nodes become places in the list,
+// which is turned around.
+void CaseSums::finish_lifting() {
+  std::vector<std::size_t> places(nodes_.size());
+  for (std::size_t k = 0; k < order_.size(); ++k) {
+    places[order_[k]] = order_.size() - 1 - k;
+  }
+  const auto finish = [&](Lifting::Place& place) {
+    place.is_node = place.term == nullptr;
+    if (!place.is_node) return;
+    place.term = nodes_[place.node].term;
+    place.node = places[place.node];
+  };
+  for (Lifting::Node& node : lifting_->nodes) {
+    finish(node.place);
+    for (Lifting::Place& branch : node.branches) finish(branch);
+  }
+  finish(lifting_->root);
+  std::reverse(lifting_->nodes.begin(), lifting_->nodes.end());
 }
 
 // A variable, or none, then one ite for each case: the one before plus one
@@ -491,7 +512,9 @@ bool CaseSums::add_in_steps(const LinearSum& sum, const Term*& result) {
       next[k] = total == nullptr ? number : store_.make_plus({total, number});
     }
     total = store_.make_ite(step.condition, next[0], next[1]);
+    if (lifting_ != nullptr) lifting_->steps.push_back(total);
   }
+  if (lifting_ != nullptr) lifting_->nodes.clear();
   std::vector<const Term*> left{total, store_.make_number(sum.constant)};
   if (ends[1] != nullptr) left.push_back(store_.make_negate(ends[1]));
   const Term* zero = store_.make_number(QNumber(0));

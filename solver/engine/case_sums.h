@@ -76,6 +76,50 @@ class CaseSums {
     kTooMany,
   };
 
+  /// How a comparison was lifted, for a proof of it.
+  struct Lifting {
+    /// Ites that have one condition, added up as they are multiplied.
+    struct Merged {
+      /// What they come to, as a term.
+      const Term* total = nullptr;
+      /// The ites.
+      std::vector<LinearSum::Monomial> ites;
+    };
+    /// A comparison of `sum` and of the cases from `position` on.
+    struct Place {
+      /// Of `cases`.
+      std::size_t position = 0;
+      /// Without those cases.
+      LinearSum sum;
+      /// What was made for it.
+      const Term* term = nullptr;
+      /// Of `nodes`, if it has cases of its own.
+      std::size_t node = 0;
+      /// Whether it has.
+      bool is_node = false;
+    };
+    /// A comparison, as (ite condition, first, second).
+    struct Node {
+      /// Its sum, and the term that was made for it.
+      Place place;
+      /// The condition.
+      const Term* condition = nullptr;
+      /// What it is in either case.
+      Place branches[2];
+    };
+    /// Those of the sum given, where there are several.
+    std::vector<Merged> merged;
+    /// The ites of the sum, with what they are multiplied with.
+    std::vector<LinearSum::Monomial> cases;
+    /// Branches of a node come before it.
+    std::vector<Node> nodes;
+    /// The whole sum.
+    Place root;
+    /// The sums of the first case, the first two and so on, if it was added up
+    /// in steps: there are no nodes then.
+    std::vector<const Term*> steps;
+  };
+
   /// Makes terms in `store`.
   CaseSums(TermStore& store, IteShapes& shapes)
       : store_(store), shapes_(shapes) {}
@@ -83,17 +127,11 @@ class CaseSums {
   /// Whether `sum` is a bound only once ites are lifted out of it, or never.
   static bool needs_lifting(IteShapes& shapes, const LinearSum& sum);
 
-  /// The ite of a sum that is lifted first; null if there is none.
-  static const Term* first_ite(IteShapes& shapes, const LinearSum& sum);
-  /// Puts a branch in the place of an ite of the sum, and returns what it is
-  /// multiplied with. Requires: linear.
-  static QNumber take_branch(LinearSum& sum, const Term* ite,
-                             const Term* branch);
-
   /// Sets `result` to a combination of conditions, bounds and constants that
   /// says that `sum` is below 0 (strict) or at most 0. On kOutside and kTooMany
-  /// `result` is unchanged.
-  Outcome lift(const LinearSum& sum, bool strict, const Term*& result);
+  /// `result` is unchanged. `lifting`, unless null, says how.
+  Outcome lift(const LinearSum& sum, bool strict, const Term*& result,
+               Lifting* lifting = nullptr);
 
  private:
   // The order of ites: those that cannot stay as names come first. A branch has
@@ -127,8 +165,7 @@ class CaseSums {
     std::map<Rest, std::size_t, Less> rests;
   };
 
-  static Rank rank_of(IteShapes& shapes, const Term* ite);
-  Rank rank_of(const Term* ite) const { return rank_of(shapes_, ite); }
+  Rank rank_of(const Term* ite) const;
   LinearSum merge_conditions(const LinearSum& sum);
   void read(const LinearSum& sum);
   const Term* next_ite(const Rest& rest) const;
@@ -141,6 +178,7 @@ class CaseSums {
   // Nothing if it is outside.
   std::optional<Target> place(Rest rest);
   Outcome expand(Rest start, Target& root);
+  void finish_lifting();
   bool add_in_steps(const LinearSum& sum, const Term*& result);
 
   TermStore& store_;
@@ -158,6 +196,7 @@ class CaseSums {
   std::vector<bool> lifts_;
   std::map<Rank, Layer> layers_;
   std::vector<Node> nodes_;
+  Lifting* lifting_ = nullptr;  // of the comparison at hand
 };
 
 }  // namespace vorn::solver

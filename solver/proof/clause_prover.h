@@ -8,11 +8,15 @@
 #include <string>
 #include <tuple>
 #include <unordered_map>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "solver/engine/atom_normaliser.h"
 #include "solver/engine/case_sums.h"
 #include "solver/proof/proof_text.h"
+#include "solver/proof/tautologies.h"
+#include "solver/proof/written_sums.h"
 #include "solver/proof/written_terms.h"
 #include "solver/terms/difference_bound.h"
 #include "solver/terms/linear_sum.h"
@@ -23,24 +27,29 @@ namespace vorn::solver {
 /// Proves clauses about written terms from what their connectives and
 /// comparisons mean.
 ///
-/// Each term that is made known brings *tautologies*: the clauses that define a
+/// Each term that is made known brings tautologies: the clauses that define a
 /// connective by its arguments, an equality by two comparisons, a chain by its
 /// links, a number by cases by its branches; two comparisons that say the same
-/// are linked. A clause is proved by unit propagation over the tautologies,
-/// with a distinction of cases where that does not do; only the tautologies
-/// that took part are written, each once.
+/// are linked, and one that was lifted is what it is in either case of its
+/// conditions. A clause is proved from them, see Tautologies.
 ///
 /// So no simplification on the way from a script to the search needs a proof of
-/// its own: what it did follows from what the terms mean.
+/// its own: what it did follows from what the terms mean. No sum is written
+/// that WrittenSums does not find right.
 ///
-/// Cost of a proof: the propagation of its negation, in what is known.
-/// Ownership: borrows all. Threads: none.
+/// Cost: linear in what is made known, where nothing is lifted; else see
+/// CaseSums. Ownership: borrows all. Threads: none.
 class ClauseProver {
  public:
   /// Knows no terms.
   ClauseProver(TermStore& store, AtomNormaliser& normaliser,
                WrittenTerms& terms, ProofText& text)
-      : store_(store), normaliser_(normaliser), terms_(terms), text_(text) {}
+      : store_(store),
+        normaliser_(normaliser),
+        terms_(terms),
+        text_(text),
+        tautologies_(store, terms, text),
+        sums_(terms) {}
 
   /// Makes a Boolean term known, and what it consists of. False if a part of it
   /// is outside what can be proved. Requires: no root is set.
@@ -55,125 +64,130 @@ class ClauseProver {
   WrittenId number(const Term* term) { return written(term); }
   /// What a comparison of a clause is multiplied by in a sum of bounds.
   std::string coefficient_of(WrittenLiteral comparison);
-  /// That a number by cases is its first branch if its condition holds, or its
-  /// second one if not: a clause of two literals.
-  ProvedClause prove_branch(WrittenId number, bool is_first);
+  /// See Tautologies::prove_branch.
+  ProvedClause prove_branch(WrittenId number, bool is_first) {
+    return tautologies_.prove_branch(number, is_first);
+  }
 
   /// From now on what this term says may be used. Requires: it is known.
-  void set_root(WrittenId term, std::uint64_t step);
+  void set_root(WrittenId term, std::uint64_t step) {
+    tautologies_.set_root(term, step);
+  }
   /// From now on nothing may be used but what holds by itself.
-  void clear_root();
+  void clear_root() { tautologies_.clear_root(); }
 
   /// A clause of some of the literals. Its step is 0 if none was found.
-  ProvedClause prove(const std::vector<WrittenLiteral>& clause);
+  ProvedClause prove(const std::vector<WrittenLiteral>& clause) {
+    return tautologies_.prove(clause);
+  }
 
-  /// The clause, which says that bounds add up to less than nothing.
+  /// The clause, or a part of it, which says that bounds leave no values: their
+  /// sum is less than nothing, perhaps once sums that end at integers are
+  /// rounded. As above.
   ProvedClause prove_sum(const std::vector<WrittenLiteral>& clause);
 
-  /// The resolvent of `first` with each of the others that has the opposite of
-  /// a literal of what there is then.
+  /// See Tautologies::resolve.
   ProvedClause resolve(const ProvedClause& first,
-                       const std::vector<const ProvedClause*>& others);
+                       const std::vector<const ProvedClause*>& others) {
+    return tautologies_.resolve(first, others);
+  }
 
  private:
-  /// A clause that holds by itself.
-  struct Tautology {
-    std::vector<WrittenLiteral> literals;  // without double negations
-    std::vector<WrittenLiteral> raw;       // as its rule gives it
-    const char* rule;
-    std::string arguments;
-    /// What must be written first: an equality of two terms, or the cases of a
-    /// number.
-    const char* equality_rule = nullptr;
-    WrittenId left = kNotWritten;
-    WrittenId right = kNotWritten;
-    ProvedClause proved;
-  };
   /// A bound, the same for a bound and its negation.
   using Key = std::tuple<std::uint64_t, std::uint64_t, la::DNumber>;
   struct SignedKey {
     Key key;
     bool negated;
   };
+  // A number by cases that is a sum in either case.
+  struct Link {
+    WrittenId sum = kNotWritten;
+    WrittenId at_most = kNotWritten;
+    WrittenId at_least = kNotWritten;
+  };
+  // Literals of a sum, and what their negations are multiplied with.
+  struct Sum {
+    std::vector<WrittenLiteral> literals;
+    std::vector<QNumber> factors;
+  };
+  // A sum that follows from bounds between integers over reals.
+  struct RoundedPath {
+    DifferenceBound bound;
+    std::vector<std::size_t> edges;
+  };
 
+  // Boolean terms.
   bool learn_one(WrittenId term);
   void learn_connective(WrittenId term);
+  void learn_equality(WrittenId term, WrittenId meaning, const char* rule);
+  void know(const Term* meaning, WrittenLiteral literal);
+  WrittenId written(const Term* term);
+  WrittenId as_real(WrittenId term);
+
+  // Comparisons.
   bool learn_comparison(WrittenId term);
   void learn_bound(WrittenId term, const DifferenceBound& bound);
   void learn_chain(WrittenId term);
-  void learn_constant(WrittenId term, bool holds);
-  void learn_lift(WrittenId term);
-  bool learn_foreign(WrittenId term, WrittenId number);
-  void learn_cases(WrittenId term);
-  WrittenId find_foreign(WrittenId term) const;
   const Term* compare(WrittenKind kind, const Term* a, const Term* b);
-  const Term* apply(const std::string& function,
-                    const std::vector<const Term*>& args);
-  const Term* replace(WrittenId sum, WrittenId number, const Term* by,
-                      WrittenId by_written, WrittenId* result);
-  void add_case(WrittenId term, WrittenId number, WrittenId branch,
-                const QNumber& factor, WrittenId other);
-  void add(std::vector<WrittenLiteral> raw, const char* rule,
-           std::string arguments = "");
-  void add_equality(WrittenId term, WrittenId meaning, const char* rule);
-  void add_cases(WrittenId number, WrittenId equal, bool is_then);
-  void add_sum(const std::vector<WrittenLiteral>& literals,
-               const std::vector<QNumber>& coefficients);
-  void know(const Term* meaning, WrittenLiteral literal);
-  WrittenId written(const Term* term);
+  WrittenId write_comparison(WrittenKind kind, WrittenId a, WrittenId b);
   static SignedKey key_of(const DifferenceBound& bound);
   QNumber scale_of(WrittenId comparison);
+  WrittenId write_bound(const DifferenceBound& bound);
 
-  WrittenLiteral positive(WrittenId term) const {
-    return 2 * WrittenLiteral{term};
-  }
-  const ProvedClause& write(Tautology& tautology);
-  std::uint64_t write_cases(WrittenId number);
+  // Numbers by cases.
+  void learn_cases(WrittenId term);
+  void learn_lifted(WrittenId term);
+  void learn_node(const CaseSums::Lifting& lifting, std::size_t number,
+                  const std::vector<const Term*>& rests,
+                  std::vector<WrittenId>& comparisons, bool strict);
+  void learn_place(WrittenId comparison, const CaseSums::Lifting::Place& place,
+                   WrittenId other, WrittenLiteral assumed,
+                   const std::vector<WrittenId>& at_most,
+                   const std::vector<WrittenId>& at_least);
+  std::vector<const Term*> link_rests(const CaseSums::Lifting& lifting);
+  void link_steps(const CaseSums::Lifting& lifting);
+  void link(WrittenId number, WrittenId sum);
+  void hold_by_cases(WrittenId comparison, WrittenLiteral condition);
+  WrittenId range_of(WrittenId number, bool is_upper);
+  void find_cases(WrittenId number);
+  WrittenId equality_with_branch(WrittenId number, std::size_t branch);
+  std::size_t branch_of(WrittenId number, WrittenLiteral assumed) const;
 
-  // Propagation.
-  static constexpr int kNoReason = -1;
-  static constexpr int kRoot = -2;
-  char& value(WrittenLiteral literal) {
-    if (literal >= values_.size()) grow(literal);
-    return values_[literal];
+  // Sums.
+  bool close(Sum& sum, WrittenLiteral assumed, bool uses_ranges);
+  bool add_sum(Sum sum, WrittenLiteral assumed = 0, bool uses_ranges = false);
+  ProvedClause write_sum(const Sum& sum);
+  ProvedClause prove_rounded(const std::vector<WrittenLiteral>& clause);
+  static std::vector<RoundedPath> find_rounded_cycle(
+      const std::vector<DifferenceBound>& edges);
+
+  static WrittenLiteral positive(WrittenId term) {
+    return Tautologies::positive(term);
   }
-  void grow(WrittenLiteral literal);
-  void assign(WrittenLiteral literal, int reason);
-  int propagate();
-  void undo(std::size_t size);
-  void rebase();
-  ProvedClause do_prove(std::vector<WrittenLiteral>& clause, int depth);
-  WrittenLiteral pick_case();
-  ProvedClause analyze(int conflict);
 
   TermStore& store_;
   AtomNormaliser& normaliser_;
   WrittenTerms& terms_;
   ProofText& text_;
+  Tautologies tautologies_;
+  WrittenSums sums_;
   Lineariser lineariser_;
   IteShapes shapes_;
 
   std::vector<char> is_known_;  // by term
   std::vector<WrittenId> pending_;
+  // Clauses, and the conditions by whose cases they hold.
+  std::vector<std::pair<std::vector<WrittenLiteral>, WrittenLiteral>> lemmas_;
   /// Literals by what they mean.
   std::unordered_map<const Term*, WrittenLiteral> meanings_;
   std::map<Key, WrittenLiteral> bounds_;
   std::unordered_map<const Term*, WrittenId> numbers_;  // with cases
   std::unordered_map<const Term*, WrittenId> written_;
-  std::unordered_map<WrittenId, std::uint64_t> case_steps_;
-  std::unordered_map<WrittenId, std::uint64_t> equality_steps_;
-
-  std::vector<Tautology> tautologies_;
-  std::vector<int> units_;
-  std::vector<std::vector<int>> watches_;  // by literal: tautologies
-  std::vector<char> values_;  // by literal: 1 true, -1 false, 0 neither
-  std::vector<int> reasons_;  // by term
-  std::vector<WrittenLiteral> trail_;
-  std::size_t head_ = 0;
-  std::size_t base_ = 0;  // of the trail: what holds anyway
-  bool is_based_ = false;
-  int base_conflict_ = kNoReason;
-  ProvedClause root_;
+  std::unordered_map<WrittenId, Link> links_;
+  std::map<std::pair<WrittenId, bool>, WrittenId> ranges_;
+  std::unordered_set<WrittenId> has_cases_;
+  std::unordered_set<WrittenId> nodes_;  // comparisons in the midst of lifting
+  std::unordered_map<WrittenId, QNumber> scales_;
 };
 
 }  // namespace vorn::solver

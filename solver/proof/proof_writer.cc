@@ -47,7 +47,6 @@ class Writer {
         if (derived.literals.empty()) return true;
         continue;
       }
-      if (step.origin.kind == ClauseKind::kRounding) return false;
       if (step.origin.kind == ClauseKind::kMachine) {
         ProvedClause& proved = clauses_[number] =
             machine_prover_.prove(log_.certificate(step.origin.detail));
@@ -61,8 +60,9 @@ class Writer {
         set_root(assertions_[step.origin.detail]);
       }
       ProvedClause& proved = clauses_[number];
-      proved = is_arithmetic(step.origin.kind) ? prover_.prove_sum(clause)
-                                               : prover_.prove(clause);
+      const bool is_sum = is_arithmetic(step.origin.kind) ||
+                          step.origin.kind == ClauseKind::kRounding;
+      proved = is_sum ? prover_.prove_sum(clause) : prover_.prove(clause);
       if (proved.step == 0) return false;
       if (proved.literals.empty()) return true;
     }

@@ -117,8 +117,9 @@ WrittenId WrittenTerms::leaf(const Term* meaning) {
 
 WrittenId WrittenTerms::as_sort(WrittenId term, const Term* meaning) {
   const bool is_number =
-      num_args(term) == 0 ||
-      (num_args(term) == 1 && text(term) == "-" && num_args(arg(term, 0)) == 0);
+      (num_args(term) == 0 || (num_args(term) == 1 && text(term) == "-" &&
+                               num_args(arg(term, 0)) == 0)) &&
+      this->meaning(term)->kind == Kind::kNumber;
   const bool differs =
       this->meaning(term)->sort == Sort::kInt && meaning->sort == Sort::kReal;
   return is_number && differs ? leaf(meaning) : term;
