@@ -149,7 +149,8 @@ std::vector<Precedence> DifferenceTheory::find_precedences(
   for_each_fact([&](const dl::Edge& edge, Literal literal) {
     la::DNumber time(-edge.weight.rational(), -edge.weight.eps());
     if (!(la::DNumber() < time)) return;
-    later[index(edge.target)].push_back({edge.source, std::move(time), literal});
+    later[index(edge.target)].push_back(
+        {edge.source, std::move(time), literal});
   });
   constexpr std::size_t kMostSteps = 1'000'000;
   std::size_t steps = 0;
@@ -179,8 +180,7 @@ std::vector<Precedence> DifferenceTheory::find_precedences(
         if (++steps > kMostSteps) return result;
         if (seen_from[index(step.node)] == static_cast<int>(from)) continue;
         seen_from[index(step.node)] = static_cast<int>(from);
-        reached.push_back(
-            {step.node, here.time + step.time, k, step.literal});
+        reached.push_back({step.node, here.time + step.time, k, step.literal});
       }
     }
   }
@@ -290,9 +290,8 @@ ClauseOrigin DifferenceTheory::certify() {
           certify_machine(machines_->machines()[index(step.machine)]));
     }
     step.machine = number;
-    const auto first =
-        machines_->tasks_of_steps().begin() +
-        static_cast<std::ptrdiff_t>(step.first_task);
+    const auto first = machines_->tasks_of_steps().begin() +
+                       static_cast<std::ptrdiff_t>(step.first_task);
     step.first_task = static_cast<std::uint32_t>(certificate.tasks.size());
     certificate.tasks.insert(certificate.tasks.end(), first,
                              first + step.num_tasks);
@@ -305,8 +304,8 @@ CertifiedMachine DifferenceTheory::certify_machine(const Machine& machine) {
   CertifiedMachine certified;
   const std::size_t n = machine.tasks.size();
   for (std::size_t a = 0; a < n; ++a) {
-    certified.tasks.push_back({problem_.atoms().term_of(machine.tasks[a]),
-                               machine.durations[a]});
+    certified.tasks.push_back(
+        {problem_.atoms().term_of(machine.tasks[a]), machine.durations[a]});
   }
   certified.pairs.resize(n * n);
   for (std::size_t a = 0; a < n; ++a) {
@@ -314,12 +313,12 @@ CertifiedMachine DifferenceTheory::certify_machine(const Machine& machine) {
       CertifiedMachine::Pair& pair = certified.pairs[a * n + b];
       const int k = machine.separations[a * n + b];
       if (k == Machine::kAlwaysBefore) {
-        const auto found = std::find_if(
-            certified_precedences_.begin(), certified_precedences_.end(),
-            [&](const Precedence& p) {
-              return p.before == machine.tasks[a] &&
-                     p.after == machine.tasks[b];
-            });
+        const auto found = std::find_if(certified_precedences_.begin(),
+                                        certified_precedences_.end(),
+                                        [&](const Precedence& p) {
+                                          return p.before == machine.tasks[a] &&
+                                                 p.after == machine.tasks[b];
+                                        });
         assert(found != certified_precedences_.end());
         for (const Literal literal : found->path) {
           pair.path.push_back(log_->named(literal));

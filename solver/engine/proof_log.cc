@@ -152,8 +152,7 @@ ProofLog::Step ProofLog::step(ClauseNumber number) const {
 // Calls a visitor with the clauses that a clause follows from: of one about
 // sets of tasks, those that separate its tasks.
 template <class Visit>
-void ProofLog::for_each_premise(ClauseNumber number,
-                                const Visit& visit) const {
+void ProofLog::for_each_premise(ClauseNumber number, const Visit& visit) const {
   const Entry& entry = entries_[number - 1];
   for (std::uint64_t k = entry.premises; k < end_of(number); ++k) {
     visit(words_[k]);
@@ -182,9 +181,8 @@ std::vector<ClauseNumber> ProofLog::needed(ClauseNumber last) const {
   for (ClauseNumber number = last; number > 0; --number) {
     if (is_needed[number] == 0) continue;
     ++count;
-    for_each_premise(number, [&is_needed](ClauseNumber premise) {
-      is_needed[premise] = 1;
-    });
+    for_each_premise(
+        number, [&is_needed](ClauseNumber premise) { is_needed[premise] = 1; });
   }
   std::vector<ClauseNumber> numbers;
   numbers.reserve(count);

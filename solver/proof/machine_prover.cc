@@ -189,13 +189,12 @@ void MachineProver::apply(const MachineStep& step,
       return;
     case MachineRule::kLast: {
       // The literal says that i comes before (after) some b of the set.
-      const auto b = std::find_if(
-          set.begin(), set.end(), [&](Task other) {
-            const Task first = is_forward ? i : other;
-            const Task second = is_forward ? other : i;
-            return machine.pairs[first * tasks.size() + second].order ==
-                   step.literal;
-          });
+      const auto b = std::find_if(set.begin(), set.end(), [&](Task other) {
+        const Task first = is_forward ? i : other;
+        const Task second = is_forward ? other : i;
+        return machine.pairs[first * tasks.size() + second].order ==
+               step.literal;
+      });
       assert(b != set.end());
       misfit.tasks.push_back(i);
       bound_by_facts(misfit.tasks, step.direction);
@@ -314,7 +313,8 @@ ProvedClause MachineProver::prove_misfit(Misfit misfit) {
 bool MachineProver::is_span_worth(std::size_t size, std::size_t num_uses) {
   if (size < 3) return false;
   const std::size_t removal = 3 * size * (size - 1) - 4;
-  return num_uses * (removal - (2 * size + 3)) > 26 * size + size * size + removal;
+  return num_uses * (removal - (2 * size + 3)) >
+         26 * size + size * size + removal;
 }
 
 // By the time between the first start of the set and its last end.
@@ -368,8 +368,7 @@ ProvedClause MachineProver::prove_by_removal(const Misfit& misfit) {
   for (std::size_t k = 0; k + 2 < tasks.size(); ++k) {
     const Task n = tasks[k];
     const int smaller = rest_without(rest, n);
-    const WrittenId earliest =
-        plus(misfit.low_from, misfit.low->rational());
+    const WrittenId earliest = plus(misfit.low_from, misfit.low->rational());
     end -= duration(n);
     const WrittenId latest = plus(misfit.high_from, end);
     Side low_now;
@@ -393,8 +392,8 @@ ProvedClause MachineProver::prove_by_removal(const Misfit& misfit) {
           resolve({&start_after, &if_after, &if_before, &start_before}));
       low_now[i] = {starts};
       // Ends sooner: before n there is still n to come.
-      const WrittenLiteral ends = compare(plus(start, duration(i)), latest,
-                                          is_strict(*misfit.high));
+      const WrittenLiteral ends =
+          compare(plus(start, duration(i)), latest, is_strict(*misfit.high));
       const ProvedClause end_after = sum(high[i], ends, {}, {moved});
       const ProvedClause end_before_n =
           sum(join({&is_before, &high[n]}), ends, {}, {same});
@@ -446,9 +445,8 @@ const MachineProver::Span& MachineProver::span_of(
   span.first = misfit.low_from =
       extreme_of(starts, true, tasks, misfit.starts, bounds, span.firsts,
                  span.is_one_first);
-  span.last = misfit.high_from =
-      extreme_of(ends, false, tasks, misfit.ends, bounds, span.lasts,
-                 span.is_one_last);
+  span.last = misfit.high_from = extreme_of(
+      ends, false, tasks, misfit.ends, bounds, span.lasts, span.is_one_last);
   span.is_long = compare(plus(span.first, length), span.last, strict);
   misfit.others = {span.is_long ^ 1U};
   const ProvedClause fits = prove_by_removal(misfit);
@@ -460,8 +458,8 @@ const MachineProver::Span& MachineProver::span_of(
 
 // The least of numbers, or the greatest, as a number by cases. Why it is none
 // of them that is less (greater) follows from `bounds`, the literals are put
-// into `reasons`; and `one` says that one of the literals `extremes` holds, that
-// it is no less (greater) than one of them.
+// into `reasons`; and `one` says that one of the literals `extremes` holds,
+// that it is no less (greater) than one of them.
 WrittenId MachineProver::extreme_of(const std::vector<WrittenId>& numbers,
                                     bool is_least,
                                     const std::vector<Task>& tasks,
@@ -494,14 +492,12 @@ WrittenId MachineProver::extreme_of(const std::vector<WrittenId>& numbers,
     const ProvedClause before_same = by_cases({}, within_before, same, false);
     const ProvedClause before_next =
         by_cases({stays ^ 1U}, within_before, next, false);
-    bounds.push_back(
-        resolve({&before_next, &if_not, &if_stays, &before_same}));
+    bounds.push_back(resolve({&before_next, &if_not, &if_stays, &before_same}));
     const WrittenLiteral within_number = within(extreme, numbers[k]);
     const ProvedClause number_same =
         by_cases({stays}, within_number, same, false);
     const ProvedClause number_next = by_cases({}, within_number, next, false);
-    bounds.push_back(
-        resolve({&number_same, &if_stays, &if_not, &number_next}));
+    bounds.push_back(resolve({&number_same, &if_stays, &if_not, &number_next}));
     for (std::size_t l = 0; l < k; ++l) {
       reasons[tasks[l]].push_back(within_before);
     }
@@ -515,8 +511,7 @@ WrittenId MachineProver::extreme_of(const std::vector<WrittenId>& numbers,
       const bool is_last = l == k;
       Literals given;
       if (!is_last && k > 1) given.push_back(extremes[l]);
-      sums.push_back(
-          by_cases(given, reached, is_last ? next : same, true));
+      sums.push_back(by_cases(given, reached, is_last ? next : same, true));
       if (is_last) {
         all.insert(all.end(), {&if_stays, &if_not, &sums.back()});
         extremes.push_back(reached);
@@ -538,8 +533,8 @@ void MachineProver::count_uses(const MachineCertificate& certificate) {
   for (const MachineStep& step : certificate.steps) {
     if (step.num_tasks == 0) continue;
     std::vector<Task> tasks = certificate.set(step);
-    const bool is_with_task = step.rule == MachineRule::kLast ||
-                              step.rule == MachineRule::kNotFirst;
+    const bool is_with_task =
+        step.rule == MachineRule::kLast || step.rule == MachineRule::kNotFirst;
     if (is_with_task) tasks.push_back(step.task);
     std::sort(tasks.begin(), tasks.end());
     ++num_uses_[{step.machine, std::move(tasks)}];
@@ -559,7 +554,8 @@ int MachineProver::rest_without(int rest, Task task) {
   const auto next = static_cast<int>(rests_.size());
   const auto [place, is_new] = rest_at(rest).children.try_emplace(task, next);
   const int result = place->second;
-  if (is_new) rests_.push_back({rest_at(rest).machine, rest, task, {}, {}, {}, {}});
+  if (is_new)
+    rests_.push_back({rest_at(rest).machine, rest, task, {}, {}, {}, {}});
   return result;
 }
 
@@ -636,7 +632,8 @@ ProvedClause MachineProver::prove_given_separation(int rest, Task a, Task b) {
       continue;
     }
     Literals path;
-    for (const Literal literal : pair.path) path.push_back(literal_of_(literal));
+    for (const Literal literal : pair.path)
+      path.push_back(literal_of_(literal));
     moved[k] = sum(path, orders[k]);
     std::vector<const ProvedClause*> units{&moved[k]};
     for (const ClauseNumber unit : pair.path_units) {
@@ -673,9 +670,9 @@ ProvedClause MachineProver::prove_separation(int rest, Task a, Task b) {
     for (const std::size_t k : {0U, 1U}) {
       sums[k] = sum({given[k]}, conclusions[k], {equal[1 - k]}, {equal[k]});
     }
-    cases[side] = resolve({&sums[0], &before, &sums[1],
-                           &branch_of(rest, a, is_after),
-                           &branch_of(rest, b, is_after)});
+    cases[side] =
+        resolve({&sums[0], &before, &sums[1], &branch_of(rest, a, is_after),
+                 &branch_of(rest, b, is_after)});
   }
   // One before n and the other after it.
   ProvedClause apart[2];
@@ -703,7 +700,11 @@ WrittenId MachineProver::number_of(const Term* term) {
 }
 
 WrittenId MachineProver::constant(const QNumber& value) {
-  return terms_.leaf(store_.make_number(value, sort_));
+  WrittenId& known = constants_[static_cast<int>(sort_)][value];
+  if (known == kNotWritten) {
+    known = terms_.leaf(store_.make_number(value, sort_));
+  }
+  return known;
 }
 
 WrittenId MachineProver::plus(WrittenId number, const QNumber& time) {
@@ -714,14 +715,14 @@ WrittenId MachineProver::plus(WrittenId number, const QNumber& time) {
 }
 
 WrittenLiteral MachineProver::equal_literal(WrittenId left, WrittenId right) {
-  return 2 * WrittenLiteral{terms_.apply("=", {left, right},
-                                         store_.make_bool(true))};
+  return 2 * WrittenLiteral{
+                 terms_.apply("=", {left, right}, store_.make_bool(true))};
 }
 
 WrittenLiteral MachineProver::compare(WrittenId left, WrittenId right,
                                       bool strict) {
-  const WrittenId made = terms_.apply(strict ? "<" : "<=", {left, right},
-                                      store_.make_bool(true));
+  const WrittenId made =
+      terms_.apply(strict ? "<" : "<=", {left, right}, store_.make_bool(true));
   coefficients_.try_emplace(made, "1");
   return 2 * WrittenLiteral{made};
 }

@@ -47,8 +47,8 @@ class MachineProver {
 
   /// Has proved nothing.
   MachineProver(TermStore& store, WrittenTerms& terms, ProofText& text,
-                ClauseProver& prover, const ProofLog& log,
-                LiteralOf literal_of, ClauseOf clause_of)
+                ClauseProver& prover, const ProofLog& log, LiteralOf literal_of,
+                ClauseOf clause_of)
       : store_(store),
         terms_(terms),
         text_(text),
@@ -213,6 +213,7 @@ class MachineProver {
   Steps sums_;
   /// Resolvents, by their premises.
   Steps resolvents_;
+  std::map<QNumber, WrittenId> constants_[3];  // by sort
   /// By comparison, as text.
   std::unordered_map<WrittenId, std::string> coefficients_;
 

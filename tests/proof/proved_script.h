@@ -58,8 +58,7 @@ inline std::string problem_of_proof(const std::string& script) {
   // The brackets around the steps of a reply are not part of the proof.
   std::istringstream steps(
       output.substr(begin.size(), output.size() - begin.size() - 2));
-  const checker::Outcome outcome =
-      checker::check({script, 1, &steps, nullptr});
+  const checker::Outcome outcome = checker::check({script, 1, &steps, nullptr});
   if (outcome.is_valid) return "";
   return outcome.reason + " in line " + std::to_string(outcome.position.line);
 }
