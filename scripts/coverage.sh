@@ -20,7 +20,7 @@ cd "$vorn_root"
 
 build=$vorn_root/build/coverage
 suites="engine search smtlib command dl engine_allocation bruteforce terms
-        containers numbers services proof explain explain_scripts"
+        containers numbers services proof explain explain_scripts scheduling"
 
 # Left out: a million of something, and random problems of a size that matters
 # for speed only. They take two minutes here and execute nothing that the rest

@@ -16,7 +16,7 @@
 namespace vorn::bruteforce {
 namespace {
 
-constexpr std::uint64_t kScripts = test::kSanitized ? 300
+constexpr std::uint64_t kScripts = test::kSanitized ? 150
                                    : test::kAsserts ? 1500
                                                     : 5000;
 

@@ -11,6 +11,7 @@
 
 #ifdef VORN_COMMAND
 #include "tests/bruteforce/script_generator.h"
+#include "tests/build_kind.h"
 #endif
 
 // Runs the vorn-check command as a user would, and on what vorn prints.
@@ -146,7 +147,8 @@ TEST_F(CheckCommandTest, ModelsOfRandomScriptsAreValid) {
   for (const auto logic :
        {bruteforce::Logic::kIntegers, bruteforce::Logic::kReals,
         bruteforce::Logic::kAll}) {
-    for (std::uint64_t seed = 1; seed <= 40; ++seed) {
+    constexpr std::uint64_t kSeeds = test::kSanitized ? 20 : 40;
+    for (std::uint64_t seed = 1; seed <= kSeeds; ++seed) {
       std::string script;
       for (const auto& step :
            bruteforce::ScriptGenerator(logic, seed, true).make().steps) {

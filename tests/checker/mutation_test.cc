@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/build_kind.h"
 #include "tests/checker/checking.h"
 
 // Proofs of small random problems, found by trying all cases, and then changed
@@ -498,7 +499,7 @@ TEST(MutationTest, ChangedProofsAreAcceptedOnlyWhereTheyAreRight) {
   int num_proofs = 0;
   int num_changed = 0;
   int num_accepted = 0;
-  while (num_changed < 12000) {
+  while (num_changed < (test::kSanitized ? 6000 : 12000)) {
     const std::optional<Generated> made = random.make();
     if (!made.has_value()) continue;
     const std::string script = script_of(made->problem);
@@ -532,7 +533,7 @@ TEST(MutationTest, NoChangeMakesAProofOfASatisfiableScript) {
   constexpr unsigned kSeed = 78;
   Generator random(kSeed);
   int num_tried = 0;
-  while (num_tried < 10000) {
+  while (num_tried < (test::kSanitized ? 4000 : 10000)) {
     const std::optional<Generated> made = random.make();
     if (!made.has_value()) continue;
     // All but one clause of the problem, if that can be satisfied: then the
