@@ -29,15 +29,9 @@ void sharpen(const Terms& terms, Inequality& inequality) {
   }
   if (divisor == 0 || inequality.relation == Relation::kEqual) return;
   const mpq_class bound = inequality.bound / divisor;
-  mpz_class rounded;
-  if (inequality.relation == Relation::kGreater) {
-    mpz_fdiv_q(rounded.get_mpz_t(), bound.get_num_mpz_t(),
-               bound.get_den_mpz_t());
-    ++rounded;
-  } else {
-    mpz_cdiv_q(rounded.get_mpz_t(), bound.get_num_mpz_t(),
-               bound.get_den_mpz_t());
-  }
+  const mpz_class rounded = inequality.relation == Relation::kGreater
+                                ? mpz_class(floor_of(bound) + 1)
+                                : mpz_class(-floor_of(-bound));
   inequality.bound = rounded * divisor;
   inequality.relation = Relation::kGeq;
 }

@@ -31,8 +31,8 @@ struct Outcome {
   std::string reason;         ///< What is wrong.
 };
 
-/// Checks a proof, a model or a core. Throws Unreadable, and std::bad_alloc or
-/// std::length_error where there is not enough memory.
+/// Checks a proof, a model or a core. Throws std::runtime_error where a text
+/// cannot be read, and std::bad_alloc or std::length_error for lack of memory.
 Outcome check(const Question& question);
 
 }  // namespace vorn::checker

@@ -2,7 +2,8 @@
 #include <cstdio>
 #include <exception>
 #include <fstream>
-#include <sstream>
+#include <iterator>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -59,75 +60,65 @@ bool read_arguments(const std::vector<std::string>& words, Arguments& result) {
   return result.files.size() == (result.task == "--core" ? 3 : 2);
 }
 
+void open_file(const std::string& path, std::ifstream& file) {
+  file.open(path, std::ios::binary);
+  if (!file.is_open()) throw std::runtime_error("cannot open " + path);
+}
+
 std::string read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  if (!in.is_open()) throw Unreadable();
-  // Nothing at all counts as a failure of <<.
-  if (in.peek() != std::ifstream::traits_type::eof()) text << in.rdbuf();
-  if (in.bad() || text.fail()) throw Unreadable();
-  return text.str();
+  std::ifstream file;
+  open_file(path, file);
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 int run(const Arguments& arguments) {
   const std::vector<std::string>& files = arguments.files;
-  std::string current = files[0];
-  try {
-    Question question;
-    question.check = arguments.check;
-    question.script = read_file(files[0]);
-    std::string answer;
-    std::ifstream proof;
-    if (!arguments.task.empty()) {
-      current = files.back();
-      answer = read_file(files.back());
-      question.answer = &answer;
-    }
-    if (arguments.task != "--model") {
-      current = files[1];
-      proof.open(files[1], std::ios::binary);
-      if (!proof.is_open()) throw Unreadable();
-      question.proof = &proof;
-    }
-    const Outcome outcome = check(question);
-    if (outcome.is_valid) {
-      const bool written = std::puts("valid") >= 0 && std::fflush(stdout) == 0;
-      return written ? kValid : kNotChecked;
-    }
-    const std::string& file = outcome.file == Outcome::File::kScript ? files[0]
-                              : outcome.file == Outcome::File::kProof
-                                  ? files[1]
-                                  : files.back();
-    std::printf("invalid\n%s: line %llu column %llu: %s\n", file.c_str(),
-                static_cast<unsigned long long>(outcome.position.line),
-                static_cast<unsigned long long>(outcome.position.column),
-                outcome.reason.c_str());
-    return kInvalid;
-  } catch (const Unreadable&) {
-    std::fprintf(stderr, "vorn-check: cannot read %s\n", current.c_str());
-  } catch (const std::exception& exception) {
-    std::fprintf(stderr, "vorn-check: not checked: %s\n", exception.what());
+  Question question;
+  question.check = arguments.check;
+  question.script = read_file(files[0]);
+  std::string answer;
+  if (!arguments.task.empty()) {
+    answer = read_file(files.back());
+    question.answer = &answer;
   }
-  return kNotChecked;
+  std::ifstream proof;
+  if (arguments.task != "--model") {
+    open_file(files[1], proof);
+    question.proof = &proof;
+  }
+  const Outcome outcome = check(question);
+  if (outcome.is_valid) {
+    const bool written = std::puts("valid") >= 0 && std::fflush(stdout) == 0;
+    return written ? kValid : kNotChecked;
+  }
+  const std::string& file = outcome.file == Outcome::File::kScript ? files[0]
+                            : outcome.file == Outcome::File::kProof
+                                ? files[1]
+                                : files.back();
+  std::printf("invalid\n%s: line %llu column %llu: %s\n", file.c_str(),
+              static_cast<unsigned long long>(outcome.position.line),
+              static_cast<unsigned long long>(outcome.position.column),
+              outcome.reason.c_str());
+  return kInvalid;
 }
 
 }  // namespace
 }  // namespace vorn::checker
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
+  namespace checker = vorn::checker;
   const std::vector<std::string> words(argv + 1, argv + argc);
   if (words.size() == 1 && (words[0] == "--help" || words[0] == "-h")) {
-    std::fputs(vorn::checker::kUsage, stdout);
-    return 0;
+    return std::fputs(checker::kUsage, stdout) < 0 ? checker::kNotChecked : 0;
   }
   if (words.size() == 1 && words[0] == "--version") {
-    std::puts("vorn-check " VORN_VERSION);
-    return 0;
+    return std::puts("vorn-check " VORN_VERSION) < 0 ? checker::kNotChecked : 0;
   }
-  vorn::checker::Arguments arguments;
-  if (!vorn::checker::read_arguments(words, arguments)) {
-    std::fputs(vorn::checker::kUsage, stderr);
-    return vorn::checker::kNotChecked;
-  }
-  return vorn::checker::run(arguments);
+  checker::Arguments arguments;
+  if (checker::read_arguments(words, arguments)) return checker::run(arguments);
+  std::fputs(checker::kUsage, stderr);
+  return checker::kNotChecked;
+} catch (const std::exception& exception) {
+  std::fprintf(stderr, "vorn-check: not checked: %s\n", exception.what());
+  return vorn::checker::kNotChecked;
 }

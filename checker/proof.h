@@ -22,38 +22,6 @@ namespace vorn::checker {
 /// The literals of a clause. Those of a proof are kept in one large block.
 using Clause = std::pmr::vector<TermId>;
 
-/// A set of terms that is emptied in constant time.
-class TermSet {
- public:
-  /// Makes it empty.
-  void clear() {
-    ++stamp_;
-    size_ = 0;
-  }
-  /// Adds a term; whether it was missing.
-  bool insert(TermId term) {
-    if (term >= stamps_.size()) stamps_.resize(std::size_t{term} + 1);
-    if (stamps_[term] == stamp_) return false;
-    stamps_[term] = stamp_;
-    ++size_;
-    return true;
-  }
-  /// Takes a term out; whether it was there.
-  bool erase(TermId term) {
-    if (term >= stamps_.size() || stamps_[term] != stamp_) return false;
-    stamps_[term] = 0;
-    --size_;
-    return true;
-  }
-  /// How many terms are in it.
-  std::size_t size() const { return size_; }
-
- private:
-  std::vector<std::uint64_t> stamps_;
-  std::uint64_t stamp_ = 1;
-  std::size_t size_ = 0;
-};
-
 /// sum >= bound, sum > bound or sum = bound, of rational numbers.
 struct Inequality {
   /// How the two sides compare.
@@ -82,7 +50,8 @@ struct Inference {
   std::vector<const Clause*> premises;  ///< The clauses of its premises.
   std::vector<TermId> arguments;        ///< Its arguments.
 
-  TermSet set;  ///< For rules that see clauses as sets.
+  std::vector<bool> is_in;    ///< By term: a set for resolution.
+  std::vector<TermId> added;  ///< What has been put into it since it was empty.
   /// What the negations of literals say, read once for all la_generic.
   std::unordered_map<TermId, std::optional<Inequality>> negations;
 
@@ -115,8 +84,7 @@ Verdict la_generic(Inference& inference);
 
 /// Checks a proof from the formulas `assumed`, or some of them: returns if each
 /// step is right and the last one is the empty clause, and throws Rejection at
-/// the first thing that is wrong, and Unreadable. Terms and names are added to
-/// the script.
+/// the first thing that is wrong. Terms and names are added to the script.
 ///
 /// Cost: linear in the proof; of each step the clause and the name are kept.
 void check_proof(std::istream& in, Script& script,

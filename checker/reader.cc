@@ -2,6 +2,7 @@
 #include "checker/reader.h"
 
 #include <array>
+#include <stdexcept>
 #include <string_view>
 
 namespace vorn::checker {
@@ -38,7 +39,7 @@ Reader::Reader(std::istream& in) : in_(in), buffer_(1 << 16) {
 bool Reader::at_end() {
   if (pos_ < limit_) return false;
   in_.read(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
-  if (in_.bad()) throw Unreadable();
+  if (in_.bad()) throw std::runtime_error("a file cannot be read");
   pos_ = 0;
   limit_ = static_cast<std::size_t>(in_.gcount());
   return limit_ == 0;

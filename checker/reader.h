@@ -23,9 +23,6 @@ struct Rejection {
   std::string reason;  ///< What is wrong.
 };
 
-/// Thrown when a file cannot be read to its end.
-struct Unreadable {};
-
 /// What a token is.
 enum class TokenKind : std::uint8_t {
   kOpen,
@@ -66,7 +63,8 @@ class Reader {
   explicit Reader(std::istream& in);
 
   /// Reads the next token; the reference is to the same token each time.
-  /// Throws Rejection at a malformed one.
+  /// Throws Rejection at a malformed one, and std::runtime_error if the text
+  /// cannot be read to its end, as does all that reads.
   const Token& next();
 
   /// The token read last.

@@ -3,6 +3,7 @@
 #include <array>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "checker/proof.h"
 
@@ -23,8 +24,17 @@ Verdict resolution(Inference& s) {
   if (s.arguments.size() != 2 * (s.premises.size() - 1)) {
     return "there must be a pivot and its sign for each premise but the first";
   }
-  s.set.clear();
-  for (const TermId literal : *s.premises[0]) s.set.insert(literal);
+  for (const TermId literal : s.added) s.is_in[literal] = false;
+  s.added.clear();
+  const auto add = [&s](TermId literal) {
+    if (literal >= s.is_in.size()) s.is_in.resize(s.terms.size());
+    if (!s.is_in[literal]) s.added.push_back(literal);
+    s.is_in[literal] = true;
+  };
+  const auto has = [&s](TermId literal) {
+    return literal < s.is_in.size() && s.is_in[literal];
+  };
+  for (const TermId literal : *s.premises[0]) add(literal);
   for (std::size_t i = 1; i < s.premises.size(); ++i) {
     const TermId pivot = s.arguments[2 * i - 2];
     const TermId sign = s.arguments[2 * i - 1];
@@ -35,34 +45,29 @@ Verdict resolution(Inference& s) {
     }
     const TermId here = is_positive ? pivot : s.no(pivot);
     const TermId there = is_positive ? s.no(pivot) : pivot;
-    if (!s.set.erase(here)) {
-      return "a pivot is not in what the premises before give";
-    }
+    if (!has(here)) return "a pivot is not in what the premises before give";
+    s.is_in[here] = false;
     bool is_there = false;
     for (const TermId literal : *s.premises[i]) {
-      if (literal == there) {
-        is_there = true;
-      } else {
-        s.set.insert(literal);
-      }
+      is_there = is_there || literal == there;
+      if (literal != there) add(literal);
     }
     if (!is_there) return "a pivot is not in its premise";
   }
-  Clause literals = s.conclusion;
-  std::sort(literals.begin(), literals.end());
-  literals.erase(std::unique(literals.begin(), literals.end()), literals.end());
-  for (const TermId literal : literals) {
-    if (!s.set.erase(literal)) return kWrongConclusion;
+  for (const TermId literal : s.conclusion) {
+    if (!has(literal)) return kWrongConclusion;
   }
-  return s.set.size() == 0 ? kRight : kWrongConclusion;
+  for (const TermId literal : s.conclusion) s.is_in[literal] = false;
+  return std::none_of(s.added.begin(), s.added.end(), has) ? kRight
+                                                           : kWrongConclusion;
 }
 
 // contraction: from C conclude C without each literal that was there before.
 Verdict contraction(Inference& s) {
-  s.set.clear();
+  std::unordered_set<TermId> seen;
   Clause literals;
   for (const TermId literal : *s.premises[0]) {
-    if (s.set.insert(literal)) literals.push_back(literal);
+    if (seen.insert(literal).second) literals.push_back(literal);
   }
   return concludes(s, literals);
 }
@@ -225,7 +230,7 @@ Verdict ite_intro(Inference& s) {
 
 // --- Rules of a fixed form ---
 
-// Rules of a fixed form. Each is its own statement, read by `Match`: letters
+// Each is its own statement, read by `Match`: letters
 // stand for terms, the same everywhere in a rule. p, q and c are Booleans
 // because literals are: each `=` between Booleans has an argument that is one.
 // `...` stands for all arguments of a connective, `~...` for their negations,

@@ -146,11 +146,11 @@ class TermReader {
 };
 
 /// How many checks a script makes: its check-sat and check-sat-assuming up to
-/// an exit. Throws Rejection and Unreadable.
+/// an exit. Throws Rejection.
 std::size_t count_checks(std::istream& in);
 
 /// Reads a script up to its check number `check`, from 1, into an empty Script.
-/// Throws Rejection, also if there are fewer checks, and Unreadable.
+/// Throws Rejection, also if there are fewer checks.
 void read_script(std::istream& in, std::size_t check, Script& script);
 
 }  // namespace vorn::checker

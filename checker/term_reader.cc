@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
-#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -12,14 +11,6 @@
 
 namespace vorn::checker {
 namespace {
-
-bool is_reserved(const Token& token) {
-  constexpr std::string_view kWords[] = {"!",      "_",   "as",    "exists",
-                                         "forall", "let", "match", "par"};
-  return token.kind == TokenKind::kSymbol &&
-         std::find(std::begin(kWords), std::end(kWords), token.text) !=
-             std::end(kWords);
-}
 
 // -3 in one piece, which some scripts hold, is read as (- 3).
 bool is_negative_number(const std::string& text) {
@@ -115,7 +106,6 @@ TermId TermReader::read_number(std::string digits) {
 
 TermId TermReader::read_symbol() {
   const Token& token = reader_.token();
-  if (is_reserved(token)) reader_.fail("expected a term");
   const Meaning meaning = symbols_.find(token.text);
   if (const auto* term = std::get_if<TermId>(&meaning)) return *term;
   if (meaning.index() != 0) reader_.fail(token.text + " needs arguments");
@@ -154,7 +144,6 @@ void TermReader::open() {
   } else if (token.is("!")) {
     frame.kind = FrameKind::kNote;
   } else {
-    if (is_reserved(token)) reader_.fail(token.text + " is not known in terms");
     frame.head = symbols_.find(token.text);
     if (frame.head.index() == 0) reader_.fail("unknown function " + token.text);
     if (std::holds_alternative<TermId>(frame.head)) {

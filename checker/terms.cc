@@ -18,13 +18,6 @@ std::size_t bits(const mpq_class& value) {
          mpz_sizeinbase(value.get_den_mpz_t(), 2);
 }
 
-// The greatest integer that is not above the value.
-mpz_class floor_of(const mpq_class& value) {
-  mpz_class result;
-  mpz_fdiv_q(result.get_mpz_t(), value.get_num_mpz_t(), value.get_den_mpz_t());
-  return result;
-}
-
 }  // namespace
 
 // Conjunctions and sums of one argument are not in the standard, but in
@@ -53,6 +46,12 @@ const std::vector<Operator> kOperators = {
     {Op::kToReal, "to_real", 1, 1, Args::kReals, true},
     {Op::kToInt, "to_int", 1, 1, Args::kReals, true},
 };
+
+mpz_class floor_of(const mpq_class& value) {
+  mpz_class result;
+  mpz_fdiv_q(result.get_mpz_t(), value.get_num_mpz_t(), value.get_den_mpz_t());
+  return result;
+}
 
 std::optional<mpq_class> compute(Op op,
                                  const std::vector<const mpq_class*>& args) {
@@ -138,7 +137,7 @@ Terms::Terms() : applications_(static_cast<std::size_t>(Op::kToInt) + 1) {
 TermId Terms::add(Op op, Sort sort) {
   if (nodes_.size() >= UINT32_MAX) throw std::length_error("too many terms");
   static const std::vector<TermId> kNoArgs;
-  nodes_.push_back({&kNoArgs, kNoValue, op, sort});
+  nodes_.push_back({&kNoArgs, nullptr, op, sort});
   return static_cast<TermId>(nodes_.size() - 1);
 }
 
@@ -148,14 +147,9 @@ TermId Terms::number(const mpq_class& value, Sort sort) {
   const auto [entry, is_new] = numbers_.emplace(key, kNoTerm);
   if (is_new) {
     entry->second = add(Op::kNumber, sort);
-    set_value(entry->second, value);
+    nodes_[entry->second].value = &values_.emplace_back(value);
   }
   return entry->second;
-}
-
-void Terms::set_value(TermId term, mpq_class value) {
-  nodes_[term].value = static_cast<std::uint32_t>(values_.size());
-  values_.push_back(std::move(value));
 }
 
 // Gives a new term its value if its arguments have one.
@@ -166,7 +160,7 @@ void Terms::fold(TermId term) {
     if (numbers.back() == nullptr) return;
   }
   if (auto result = compute(op(term), numbers)) {
-    set_value(term, std::move(*result));
+    nodes_[term].value = &values_.emplace_back(std::move(*result));
   }
 }
 
@@ -174,8 +168,7 @@ TermId Terms::as_sort(TermId term, Sort sort) {
   if (nodes_[term].sort == sort) return term;
   if (nodes_[term].sort != Sort::kInt || sort != Sort::kReal) return kNoTerm;
   if (op(term) == Op::kNumber) {
-    const mpq_class number_value = *value(term);
-    return number(number_value, Sort::kReal);
+    return number(*value(term), Sort::kReal);
   }
   if (op(term) == Op::kMinus && num_args(term) == 1 &&
       op(arg(term, 0)) == Op::kNumber) {

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -77,6 +78,9 @@ using TermId = std::uint32_t;
 /// The number of no term.
 constexpr TermId kNoTerm = 0;
 
+/// The greatest integer that is not above the value.
+mpz_class floor_of(const mpq_class& value);
+
 /// What an operator makes of the values of its arguments, by its meaning in
 /// SMT-LIB; a truth value is 1 or 0. Nothing if that divides by 0, or if
 /// numbers get too long: products of products can square the length of a number
@@ -135,18 +139,14 @@ class Terms {
     return *nodes_[term].args;
   }
   /// The value of a number or of arithmetic on numbers alone, otherwise null.
-  /// Valid until the next term is made.
-  const mpq_class* value(TermId term) const {
-    const std::uint32_t place = nodes_[term].value;
-    return place == kNoValue ? nullptr : &values_[place];
-  }
+  const mpq_class* value(TermId term) const { return nodes_[term].value; }
   /// Terms have numbers from 1 up to but without this one.
   std::size_t size() const { return nodes_.size(); }
 
  private:
   struct Node {
     const std::vector<TermId>* args;  // in applications_
-    std::uint32_t value;              // its place in values_
+    const mpq_class* value;           // in values_
     Op op;
     Sort sort;
   };
@@ -156,10 +156,8 @@ class Terms {
 
   static constexpr TermId kTrueId = 1;
   static constexpr TermId kFalseId = 2;
-  static constexpr std::uint32_t kNoValue = UINT32_MAX;
 
   TermId add(Op op, Sort sort);
-  void set_value(TermId term, mpq_class value);
   void fold(TermId term);
   const char* unify(Args wanted, TermId* first, TermId* last);
 
@@ -167,7 +165,7 @@ class Terms {
   // For each operator, from arguments to terms.
   std::vector<std::unordered_map<std::vector<TermId>, TermId, Hash>>
       applications_;
-  std::vector<mpq_class> values_;
+  std::deque<mpq_class> values_;
   std::unordered_map<std::string, TermId> numbers_;
 };
 
