@@ -9,14 +9,6 @@ namespace {
 
 using Relation = Inequality::Relation;
 
-// Coefficients of shared sums grow with depth; no sensible one comes near this.
-constexpr std::size_t kMostBits = std::size_t{1} << 24U;
-
-bool is_too_long(const mpq_class& value) {
-  return mpz_sizeinbase(value.get_num_mpz_t(), 2) > kMostBits ||
-         mpz_sizeinbase(value.get_den_mpz_t(), 2) > kMostBits;
-}
-
 // Sharpens an inequality whose variables and coefficients are integers: with g
 // their common divisor, `sum > d` becomes `sum >= g (floor(d/g) + 1)`, and `sum
 // >= d` becomes `sum >= g ceil(d/g)`.
@@ -50,7 +42,8 @@ bool subtract(const Terms& terms, TermId left, TermId right,
     const TermId term = waiting.begin()->first;
     const mpq_class factor = waiting.begin()->second;
     waiting.erase(waiting.begin());
-    if (is_too_long(factor)) return false;
+    // They grow with depth; no sensible one comes near this.
+    if (bits(factor) > std::size_t{1} << 24U) return false;
     const std::size_t count = terms.num_args(term);
     const Op op = terms.op(term);
     if (const mpq_class* value = terms.value(term)) {
@@ -71,7 +64,7 @@ bool subtract(const Terms& terms, TermId left, TermId right,
         if (number == nullptr) {
           variable = terms.arg(term, i);
           ++num_variables;
-        } else if (op == Op::kTimes) {
+        } else if (op == Op::kTimes || i == 0) {
           product *= *number;
         } else {
           product /= *number;
@@ -94,8 +87,7 @@ std::optional<Inequality> negation_of(const Terms& terms, TermId literal) {
   const bool is_negated = terms.op(literal) == Op::kNot;
   const TermId atom = is_negated ? terms.arg(literal, 0) : literal;
   const Op op = terms.op(atom);
-  const bool is_bound =
-      op == Op::kLeq || op == Op::kLess || op == Op::kGeq || op == Op::kGreater;
+  const bool is_bound = op >= Op::kLeq && op <= Op::kGreater;
   if (!is_bound && !(op == Op::kEqual && is_negated)) return std::nullopt;
   if (terms.num_args(atom) != 2) return std::nullopt;
   TermId greater = terms.arg(atom, 0);

@@ -24,8 +24,8 @@ bool is_verdict(const Token& token) {
   return token.is("sat") || token.is("unsat") || token.is("unknown");
 }
 
-// Reads up to the verdict on the check of this number, or to the end, whichever
-// comes first; returns how many verdicts there were.
+// Reads up to the verdict of this number, from 1, or to the end; returns how
+// many verdicts there were.
 std::size_t read_verdicts(Reader& reader, std::size_t number) {
   std::size_t seen = 0;
   while (reader.next().kind != TokenKind::kEnd) {
@@ -38,15 +38,13 @@ std::size_t read_verdicts(Reader& reader, std::size_t number) {
 // Reads up to the verdict on the check, which must be `wanted`. One verdict by
 // itself is taken as that on the check.
 void find_verdict(Reader& reader, const std::string& answer, std::size_t check,
-                  const char* wanted) {
+                  const std::string& wanted) {
   std::istringstream in(answer);
   Reader all(in);
   const std::size_t total = read_verdicts(all, SIZE_MAX);
   read_verdicts(reader, total == 1 ? 1 : check);
-  if (reader.token().is(wanted)) return;
-  reader.fail(reader.token().kind == TokenKind::kEnd
-                  ? "the answer has " + std::to_string(total) + " verdicts"
-                  : std::string("the verdict is not ") + wanted);
+  if (reader.token().is(wanted.c_str())) return;
+  reader.fail("the verdict on the check is not " + wanted);
 }
 
 // Goes to the next list of this check's replies, behind its bracket.

@@ -105,7 +105,6 @@ class Proof {
     inference_.arguments.clear();
     discharged_.clear();
     rule_.clear();
-    given_.clear();
     reader_.expect(TokenKind::kOpen, "a clause (cl ...)");
     if (reader_.expect_symbol("cl").text != "cl") reader_.fail("expected cl");
     while (reader_.next().kind != TokenKind::kClose) {
@@ -122,7 +121,7 @@ class Proof {
                            : "no anchor names this step";
     } else if (ends_local) {
       verdict = check_subproof();
-    } else if (is_given(":discharge")) {
+    } else if (!discharged_.empty()) {
       verdict = "only a subproof discharges assumptions";
     } else {
       verdict = check_inference(rule_, inference_);
@@ -139,42 +138,36 @@ class Proof {
     add(name, inference_.conclusion);
   }
 
-  bool is_given(const std::string& keyword) const {
-    return std::find(given_.begin(), given_.end(), keyword) != given_.end();
-  }
-
   void read_attribute() {
     const std::string keyword = reader_.token().text;
-    if (is_given(keyword)) reader_.fail("this is given twice");
-    given_.push_back(keyword);
-    if (keyword == ":rule") {
+    if (keyword == ":rule" && rule_.empty()) {
       rule_ = reader_.expect_symbol("the name of a rule").text;
-    } else if (keyword == ":premises") {
+    } else if (keyword == ":premises" && inference_.premises.empty()) {
       read_premises(inference_.premises);
-    } else if (keyword == ":discharge") {
+    } else if (keyword == ":discharge" && discharged_.empty()) {
       read_premises(discharged_);
-    } else if (keyword == ":args") {
+    } else if (keyword == ":args" && inference_.arguments.empty()) {
       reader_.expect(TokenKind::kOpen, "arguments in brackets");
       while (reader_.next().kind != TokenKind::kClose) {
         inference_.arguments.push_back(terms_.read());
       }
     } else {
-      reader_.fail("expected :rule, :premises, :args or :discharge");
+      reader_.fail("expected :rule, :premises, :args or :discharge, each once");
     }
   }
 
   void read_premises(std::vector<const Clause*>& premises) {
     reader_.expect(TokenKind::kOpen, "names of steps in brackets");
-    while (reader_.next().kind != TokenKind::kClose) {
-      if (!reader_.token().is_symbol()) {
-        reader_.fail("expected the name of a step");
-      }
+    while (reader_.next().is_symbol()) {
       const auto step = steps_.find(reader_.token().text);
       if (step == steps_.end()) {
         reader_.fail("there is no step " + reader_.token().text +
                      " before, or it is inside of a subproof that has ended");
       }
       premises.push_back(&step->second);
+    }
+    if (reader_.token().kind != TokenKind::kClose) {
+      reader_.fail("expected the name of a step");
     }
   }
 
@@ -209,12 +202,11 @@ class Proof {
   std::vector<Local> locals_;  // innermost last
   bool is_empty_ = false;      // the last step is the empty clause
 
-  // The step that is being read: for messages, its parts, and its keywords.
+  // The step that is being read: for messages, and its parts.
   std::string at_;
   Inference inference_;
   std::string rule_;
   std::vector<const Clause*> discharged_;
-  std::vector<std::string> given_;
 };
 
 }  // namespace

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "checker/reader.h"
 
-#include <array>
+#include <cctype>
 #include <stdexcept>
 #include <string_view>
 
@@ -10,20 +10,11 @@ namespace {
 
 constexpr std::string_view kDigits = "0123456789";
 
-// What symbols, numbers and keywords consist of, by byte.
-constexpr std::array<bool, 256> kIsInWord = [] {
-  std::array<bool, 256> is_in_word{};
-  for (const std::string_view part :
-       {std::string_view("abcdefghijklmnopqrstuvwxyz"),
-        std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZ"), kDigits,
-        std::string_view("~!@$%^&*_-+=<>.?/")}) {
-    for (const char c : part) is_in_word[static_cast<unsigned char>(c)] = true;
-  }
-  return is_in_word;
-}();
-
+// Whether symbols, numbers and keywords may hold it.
 bool is_in_word(char c) {
-  return kIsInWord[static_cast<unsigned char>(c)];
+  constexpr std::string_view kPunctuation = "@_-.~!$%^&*+=<>?/";
+  return std::isalnum(static_cast<unsigned char>(c)) != 0 ||
+         kPunctuation.find(c) != std::string_view::npos;
 }
 
 }  // namespace

@@ -179,10 +179,9 @@ Verdict distinct_elim(Inference& s) {
 Verdict nary_elim(Inference& s) {
   const TermId e = equality(s, s.conclusion);
   if (e == kNoTerm) return kWrongConclusion;
-  const TermId chain = s.arg(e, 0);
-  const std::vector<TermId> parts = s.terms.args(chain);
+  const std::vector<TermId> parts = s.terms.args(s.arg(e, 0));
   if (parts.size() < 3) return kWrongConclusion;
-  const Op op = s.terms.op(chain);
+  const Op op = s.terms.op(s.arg(e, 0));
   TermId meaning = kNoTerm;
   if (op == Op::kXor) {
     meaning = parts.front();
@@ -194,8 +193,7 @@ Verdict nary_elim(Inference& s) {
     for (std::size_t i = parts.size() - 1; i-- > 0;) {
       meaning = s.terms.make(op, {parts[i], meaning});
     }
-  } else if (op == Op::kEqual || op == Op::kLeq || op == Op::kLess ||
-             op == Op::kGeq || op == Op::kGreater) {
+  } else if (op == Op::kEqual || (op >= Op::kLeq && op <= Op::kGreater)) {
     std::vector<TermId> links;
     for (std::size_t i = 1; i < parts.size(); ++i) {
       links.push_back(s.terms.make(op, {parts[i - 1], parts[i]}));

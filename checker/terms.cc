@@ -13,11 +13,6 @@ namespace {
 
 constexpr std::size_t kAny = SIZE_MAX;
 
-std::size_t bits(const mpq_class& value) {
-  return mpz_sizeinbase(value.get_num_mpz_t(), 2) +
-         mpz_sizeinbase(value.get_den_mpz_t(), 2);
-}
-
 }  // namespace
 
 // Conjunctions and sums of one argument are not in the standard, but in
@@ -46,6 +41,11 @@ const std::vector<Operator> kOperators = {
     {Op::kToReal, "to_real", 1, 1, Args::kReals, true},
     {Op::kToInt, "to_int", 1, 1, Args::kReals, true},
 };
+
+std::size_t bits(const mpq_class& value) {
+  return mpz_sizeinbase(value.get_num_mpz_t(), 2) +
+         mpz_sizeinbase(value.get_den_mpz_t(), 2);
+}
 
 mpz_class floor_of(const mpq_class& value) {
   mpz_class result;
@@ -152,18 +152,6 @@ TermId Terms::number(const mpq_class& value, Sort sort) {
   return entry->second;
 }
 
-// Gives a new term its value if its arguments have one.
-void Terms::fold(TermId term) {
-  std::vector<const mpq_class*> numbers;
-  for (const TermId part : args(term)) {
-    numbers.push_back(value(part));
-    if (numbers.back() == nullptr) return;
-  }
-  if (auto result = compute(op(term), numbers)) {
-    nodes_[term].value = &values_.emplace_back(std::move(*result));
-  }
-}
-
 TermId Terms::as_sort(TermId term, Sort sort) {
   if (nodes_[term].sort == sort) return term;
   if (nodes_[term].sort != Sort::kInt || sort != Sort::kReal) return kNoTerm;
@@ -258,7 +246,15 @@ TermId Terms::make(Op op, const std::vector<TermId>& args) {
                                         : nodes_[args.back()].sort;
   const TermId term = add(op, sort);
   nodes_[term].args = &applications.emplace(args, term).first->first;
-  if (op > Op::kIte) fold(term);
+  if (op <= Op::kIte) return term;
+  std::vector<const mpq_class*> numbers;
+  for (const TermId part : args) {
+    numbers.push_back(value(part));
+    if (numbers.back() == nullptr) return term;
+  }
+  if (auto result = compute(op, numbers)) {
+    nodes_[term].value = &values_.emplace_back(std::move(*result));
+  }
   return term;
 }
 

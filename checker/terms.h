@@ -78,6 +78,9 @@ using TermId = std::uint32_t;
 /// The number of no term.
 constexpr TermId kNoTerm = 0;
 
+/// The length of a value in memory.
+std::size_t bits(const mpq_class& value);
+
 /// The greatest integer that is not above the value.
 mpz_class floor_of(const mpq_class& value);
 
@@ -158,7 +161,6 @@ class Terms {
   static constexpr TermId kFalseId = 2;
 
   TermId add(Op op, Sort sort);
-  void fold(TermId term);
   const char* unify(Args wanted, TermId* first, TermId* last);
 
   std::vector<Node> nodes_;

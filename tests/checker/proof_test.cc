@@ -302,6 +302,15 @@ TEST(HostileTest, RepeatedSquaresAreNotComputed) {
   EXPECT_EQ(first_mistake(kScript, proof), "");
 }
 
+// Numbers too long to be divided are no reason to divide by zero.
+TEST(HostileTest, ZeroOverALongNumberIsNoDivisor) {
+  const std::string quotient = "(/ 0.0 1" + std::string(400000, '0') + ".0)";
+  EXPECT_EQ(first_mistake(kScript, "(step t (cl (<= " + quotient + " 0.0) (> " +
+                                       quotient +
+                                       " 0.0)) :rule la_generic :args (1 1))"),
+            "");
+}
+
 TEST(HostileTest, BytesThatAreNoTextAreRejected) {
   for (int byte = 0; byte < 256; ++byte) {
     std::string proof = kProof;
