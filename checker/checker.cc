@@ -157,8 +157,8 @@ void check_model(Script& script, const std::string& answer, std::size_t check) {
 // The formulas of which a printed core says that they are unsatisfiable: the
 // assertions that it names, and those without a name. Rejects unless the answer
 // to check number `check` is `unsat` and a core follows.
-std::vector<TermId> read_core(const Script& script, const std::string& answer,
-                              std::size_t check) {
+TermIds read_core(const Script& script, const std::string& answer,
+                  std::size_t check) {
   std::istringstream in(answer);
   Reader reader(in);
   find_verdict(reader, answer, check, "unsat");
@@ -181,7 +181,7 @@ std::vector<TermId> read_core(const Script& script, const std::string& answer,
       reader.fail("the core names " + name + ", which is no assertion");
     }
   }
-  std::vector<TermId> formulas;
+  TermIds formulas;
   for (const Formula& assertion : script.assertions) {
     if (core.count(assertion.name) > 0) formulas.push_back(assertion.term);
   }
@@ -202,7 +202,7 @@ Outcome check(const Question& question) {
     Script script;
     std::istringstream in(question.script);
     read_script(in, number, script);
-    std::vector<TermId> assumed;
+    TermIds assumed;
     for (const Formula& formula : script.assertions) {
       assumed.push_back(formula.term);
     }

@@ -2,6 +2,7 @@
 #include "checker/proof.h"
 
 #include <algorithm>
+#include <memory_resource>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -13,7 +14,7 @@ namespace {
 // The walk over the steps.
 class Proof {
  public:
-  Proof(std::istream& in, Script& script, const std::vector<TermId>& assumed)
+  Proof(std::istream& in, Script& script, const TermIds& assumed)
       : reader_(in),
         terms_(reader_, script),
         assumed_(assumed.begin(), assumed.end()),
@@ -211,8 +212,7 @@ class Proof {
 
 }  // namespace
 
-void check_proof(std::istream& in, Script& script,
-                 const std::vector<TermId>& assumed) {
+void check_proof(std::istream& in, Script& script, const TermIds& assumed) {
   Proof(in, script, assumed).check();
 }
 

@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <istream>
-#include <memory_resource>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -19,8 +18,8 @@
 
 namespace vorn::checker {
 
-/// The literals of a clause. Those of a proof are kept in one large block.
-using Clause = std::pmr::vector<TermId>;
+/// The literals of a clause.
+using Clause = TermIds;
 
 /// sum >= bound, sum > bound or sum = bound, of rational numbers.
 struct Inequality {
@@ -48,10 +47,10 @@ struct Inference {
   Terms& terms;                         ///< All; rules make what they expect.
   Clause conclusion;                    ///< The clause of the step.
   std::vector<const Clause*> premises;  ///< The clauses of its premises.
-  std::vector<TermId> arguments;        ///< Its arguments.
+  TermIds arguments;                    ///< Its arguments.
 
-  std::vector<bool> is_in;    ///< By term: a set for resolution.
-  std::vector<TermId> added;  ///< What has been put into it since it was empty.
+  std::vector<bool> is_in;  ///< By term: a set for resolution.
+  TermIds added;            ///< What has been put into it since it was empty.
   /// What the negations of literals say, read once for all la_generic.
   std::unordered_map<TermId, std::optional<Inequality>> negations;
 
@@ -87,8 +86,7 @@ Verdict la_generic(Inference& inference);
 /// the first thing that is wrong. Terms and names are added to the script.
 ///
 /// Cost: linear in the proof; of each step the clause and the name are kept.
-void check_proof(std::istream& in, Script& script,
-                 const std::vector<TermId>& assumed);
+void check_proof(std::istream& in, Script& script, const TermIds& assumed);
 
 }  // namespace vorn::checker
 

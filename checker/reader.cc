@@ -70,7 +70,7 @@ const Token& Reader::next() {
   } else if (c == '|' || c == '"') {
     token_.kind = c == '|' ? TokenKind::kQuotedSymbol : TokenKind::kConstant;
     read_until(c, c == '"');
-  } else if (kDigits.find(c) != std::string_view::npos) {
+  } else if (c >= '0' && c <= '9') {
     read_word();
     const std::size_t point = token_.text.find_first_not_of(kDigits);
     token_.kind =

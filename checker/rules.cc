@@ -151,7 +151,7 @@ Verdict distinct_elim(Inference& s) {
   if (e == kNoTerm || !s.is(s.arg(e, 0), Op::kDistinct)) {
     return kWrongConclusion;
   }
-  const std::vector<TermId> parts = s.terms.args(s.arg(e, 0));
+  const TermIds parts = s.terms.args(s.arg(e, 0));
   const std::size_t count = parts.size();
   TermId meaning = s.terms.boolean(false);
   if (count == 2) {
@@ -161,7 +161,7 @@ Verdict distinct_elim(Inference& s) {
     if (!s.is(s.arg(e, 1), Op::kAnd, count * (count - 1) / 2)) {
       return kWrongConclusion;
     }
-    std::vector<TermId> pairs;
+    TermIds pairs;
     for (std::size_t i = 0; i < count; ++i) {
       for (std::size_t j = i + 1; j < count; ++j) {
         pairs.push_back(s.no(s.equal(parts[i], parts[j])));
@@ -179,7 +179,7 @@ Verdict distinct_elim(Inference& s) {
 Verdict nary_elim(Inference& s) {
   const TermId e = equality(s, s.conclusion);
   if (e == kNoTerm) return kWrongConclusion;
-  const std::vector<TermId> parts = s.terms.args(s.arg(e, 0));
+  const TermIds parts = s.terms.args(s.arg(e, 0));
   if (parts.size() < 3) return kWrongConclusion;
   const Op op = s.terms.op(s.arg(e, 0));
   TermId meaning = kNoTerm;
@@ -194,7 +194,7 @@ Verdict nary_elim(Inference& s) {
       meaning = s.terms.make(op, {parts[i], meaning});
     }
   } else if (op == Op::kEqual || (op >= Op::kLeq && op <= Op::kGreater)) {
-    std::vector<TermId> links;
+    TermIds links;
     for (std::size_t i = 1; i < parts.size(); ++i) {
       links.push_back(s.terms.make(op, {parts[i - 1], parts[i]}));
     }
@@ -209,7 +209,7 @@ Verdict nary_elim(Inference& s) {
 Verdict ite_intro(Inference& s) {
   const TermId e = equality(s, s.conclusion);
   if (e == kNoTerm || !s.is(s.arg(e, 1), Op::kAnd)) return kWrongConclusion;
-  const std::vector<TermId> parts = s.terms.args(s.arg(e, 1));
+  const TermIds parts = s.terms.args(s.arg(e, 1));
   if (parts[0] != s.arg(e, 0)) return kWrongConclusion;
   for (std::size_t i = 1; i < parts.size(); ++i) {
     if (!s.is(parts[i], Op::kIte) || !s.is(s.arg(parts[i], 1), Op::kEqual, 2)) {

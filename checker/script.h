@@ -18,8 +18,8 @@ namespace vorn::checker {
 
 /// A define-fun with parameters.
 struct Macro {
-  std::vector<TermId> parameters;  ///< Symbols in the body.
-  TermId body = kNoTerm;           ///< What it stands for.
+  TermIds parameters;     ///< Symbols in the body.
+  TermId body = kNoTerm;  ///< What it stands for.
 };
 
 /// What a symbol means: nothing, a term, a function of the language, a
@@ -138,8 +138,8 @@ class TermReader {
   Symbols& symbols_;
   Script& script_;
   std::vector<Frame> frames_;
-  std::vector<TermId> args_;            // of all open frames
-  std::vector<TermId> last_args_;       // of the frame that is being closed
+  TermIds args_;                        // of all open frames
+  TermIds last_args_;                   // of the frame that is being closed
   std::vector<std::string> variables_;  // of all open bindings
   bool names_allowed_ = true;
   std::string outer_name_;

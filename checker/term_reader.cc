@@ -219,7 +219,7 @@ void TermReader::read_attributes() {
 }
 
 TermId TermReader::apply(const Frame& frame) {
-  std::vector<TermId>& args = last_args_;
+  TermIds& args = last_args_;
   args.assign(args_.begin() + static_cast<std::ptrdiff_t>(frame.first),
               args_.end());
   if (const auto* function = std::get_if<const Operator*>(&frame.head)) {

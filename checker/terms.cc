@@ -127,7 +127,8 @@ std::optional<mpq_class> compute(Op op,
   return result;
 }
 
-Terms::Terms() : applications_(static_cast<std::size_t>(Op::kToInt) + 1) {
+Terms::Terms()
+    : applications_(static_cast<std::size_t>(Op::kToInt) + 1, &memory_) {
   add(Op::kSymbol, Sort::kBool);  // kNoTerm
   add(Op::kTrue, Sort::kBool);
   add(Op::kFalse, Sort::kBool);
@@ -136,7 +137,7 @@ Terms::Terms() : applications_(static_cast<std::size_t>(Op::kToInt) + 1) {
 // A term without arguments that is not there yet.
 TermId Terms::add(Op op, Sort sort) {
   if (nodes_.size() >= UINT32_MAX) throw std::length_error("too many terms");
-  static const std::vector<TermId> kNoArgs;
+  static const TermIds kNoArgs;
   nodes_.push_back({&kNoArgs, nullptr, op, sort});
   return static_cast<TermId>(nodes_.size() - 1);
 }
@@ -183,7 +184,7 @@ const char* Terms::unify(Args wanted, TermId* first, TermId* last) {
   return nullptr;
 }
 
-TermId Terms::apply(const Operator& function, std::vector<TermId>& args,
+TermId Terms::apply(const Operator& function, TermIds& args,
                     std::string& error) {
   const Op op = function.op;
   const char* wrong = nullptr;
@@ -212,7 +213,7 @@ TermId Terms::apply(const Operator& function, std::vector<TermId>& args,
 TermId Terms::replace(TermId term,
                       std::unordered_map<TermId, TermId> replaced) {
   std::unordered_set<TermId> seen = {term};
-  std::vector<TermId> found = {term};
+  TermIds found = {term};
   for (std::size_t next = 0; next < found.size(); ++next) {
     for (const TermId part : args(found[next])) {
       if (seen.insert(part).second) found.push_back(part);
@@ -220,14 +221,14 @@ TermId Terms::replace(TermId term,
   }
   std::sort(found.begin(), found.end());
   for (const TermId old : found) {
-    std::vector<TermId> parts = args(old);
+    TermIds parts = args(old);
     for (TermId& part : parts) part = replaced.at(part);
     replaced.emplace(old, parts.empty() ? old : make(op(old), parts));
   }
   return replaced.at(term);
 }
 
-std::size_t Terms::Hash::operator()(const std::vector<TermId>& args) const {
+std::size_t Terms::Hash::operator()(const TermIds& args) const {
   std::uint64_t hash = args.size();
   for (const TermId part : args) {
     hash = (hash ^ part) * 0x9E3779B97F4A7C15U;
@@ -236,7 +237,7 @@ std::size_t Terms::Hash::operator()(const std::vector<TermId>& args) const {
   return static_cast<std::size_t>(hash);
 }
 
-TermId Terms::make(Op op, const std::vector<TermId>& args) {
+TermId Terms::make(Op op, const TermIds& args) {
   auto& applications = applications_[static_cast<std::size_t>(op)];
   const auto known = applications.find(args);
   if (known != applications.end()) return known->second;

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <memory_resource>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -78,6 +79,9 @@ using TermId = std::uint32_t;
 /// The number of no term.
 constexpr TermId kNoTerm = 0;
 
+/// Terms; those that are kept for long stand in large blocks of memory.
+using TermIds = std::pmr::vector<TermId>;
+
 /// The length of a value in memory.
 std::size_t bits(const mpq_class& value);
 
@@ -114,12 +118,11 @@ class Terms {
   TermId negate(TermId term) { return make(Op::kNot, {term}); }
 
   /// A term of arguments whose number and sorts are right.
-  TermId make(Op op, const std::vector<TermId>& args);
+  TermId make(Op op, const TermIds& args);
 
   /// A term of any arguments, which are brought to the sorts that they must
   /// have. Returns kNoTerm and says why in `error` if that cannot be done.
-  TermId apply(const Operator& function, std::vector<TermId>& args,
-               std::string& error);
+  TermId apply(const Operator& function, TermIds& args, std::string& error);
 
   /// The term itself if it is of that sort, to_real of an integer if `sort` is
   /// Real, of a constant the real of its value, and kNoTerm otherwise.
@@ -138,9 +141,7 @@ class Terms {
   /// Its argument number i, from 0.
   TermId arg(TermId term, std::size_t i) const { return args(term)[i]; }
   /// Its arguments, which stay where they are.
-  const std::vector<TermId>& args(TermId term) const {
-    return *nodes_[term].args;
-  }
+  const TermIds& args(TermId term) const { return *nodes_[term].args; }
   /// The value of a number or of arithmetic on numbers alone, otherwise null.
   const mpq_class* value(TermId term) const { return nodes_[term].value; }
   /// Terms have numbers from 1 up to but without this one.
@@ -148,13 +149,13 @@ class Terms {
 
  private:
   struct Node {
-    const std::vector<TermId>* args;  // in applications_
-    const mpq_class* value;           // in values_
+    const TermIds* args;     // in applications_
+    const mpq_class* value;  // in values_
     Op op;
     Sort sort;
   };
   struct Hash {
-    std::size_t operator()(const std::vector<TermId>& args) const;
+    std::size_t operator()(const TermIds& args) const;
   };
 
   static constexpr TermId kTrueId = 1;
@@ -165,7 +166,8 @@ class Terms {
 
   std::vector<Node> nodes_;
   // For each operator, from arguments to terms.
-  std::vector<std::unordered_map<std::vector<TermId>, TermId, Hash>>
+  std::pmr::monotonic_buffer_resource memory_;
+  std::pmr::vector<std::pmr::unordered_map<TermIds, TermId, Hash>>
       applications_;
   std::deque<mpq_class> values_;
   std::unordered_map<std::string, TermId> numbers_;
