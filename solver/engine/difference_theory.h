@@ -16,6 +16,7 @@
 #include "solver/engine/problem.h"
 #include "solver/engine/proof_log.h"
 #include "solver/engine/recorded_graph.h"
+#include "solver/scheduling/machine_finder.h"
 #include "solver/scheduling/machine_propagation.h"
 #include "solver/scheduling/separation_table.h"
 #include "solver/search/search.h"
@@ -78,7 +79,7 @@ class DifferenceTheory final : public Theory {
   /// now on (machines.cc). A clause counts if the literals in it that are no
   /// bounds are negations of the problem's selectors.
   /// Requires: the search is at level 0 and up to date.
-  void find_machines();
+  void find_machines(const MachineLimits& limits = {});
   /// From now on, how clauses about sets of tasks are found is noted there.
   /// Borrows the log, which listens to the search.
   void set_log(ProofLog* log) { log_ = log; }

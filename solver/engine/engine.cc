@@ -250,7 +250,9 @@ bool Engine::synchronise(std::size_t num_assumptions) {
   machinery_->small_domains.split(machinery_->search);
   machinery_->feed();
   if (options_.machines == Machines::kAuto) {
-    machinery_->theory.find_machines();
+    MachineLimits limits;
+    limits.fewest_optional_tasks = options_.fewest_optional_tasks;
+    machinery_->theory.find_machines(limits);
   }
   return true;
 }

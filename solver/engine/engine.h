@@ -54,6 +54,9 @@ struct EngineOptions {
   PropagationOptions propagation;
   /// Reasoning about sets of tasks that cannot overlap.
   Machines machines = Machines::kAuto;
+  /// Fewer tasks, some of which may be done elsewhere, are no such set: seldom
+  /// are enough of them there for anything to follow.
+  std::size_t fewest_optional_tasks = 6;
   /// The knobs of the search.
   SearchOptions search;
   /// Check every model against the assertions before answering kSat.

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "solver/engine/difference_theory.h"
-#include "solver/scheduling/machine_finder.h"
 
 // Machines: which clauses of the search say that two tasks cannot overlap, and
 // from which node times are best counted.
@@ -187,7 +186,7 @@ std::vector<Precedence> DifferenceTheory::find_precedences(
   return result;
 }
 
-void DifferenceTheory::find_machines() {
+void DifferenceTheory::find_machines(const MachineLimits& limits) {
   const std::size_t num_known = separations_.size();
   search_->for_each_given_clause(
       [&](const std::vector<Literal>& clause, ClauseNumber number) {
@@ -211,7 +210,8 @@ void DifferenceTheory::find_machines() {
   problem.separations = separations_.separations();
   match_presences(problem.separations);
   std::vector<Precedence> precedences = find_precedences(problem.separations);
-  problem.machines = solver::find_machines(problem.separations, precedences);
+  problem.machines =
+      solver::find_machines(problem.separations, precedences, limits);
   if (log_ != nullptr) {
     problem.certifies = true;
     make_provable(problem.machines);

@@ -18,6 +18,8 @@ void match_presences(std::vector<Separation>& separations);
 struct MachineLimits {
   /// Fewer tasks make no machine: what two tasks can do, bounds show.
   std::size_t fewest_tasks = 3;
+  /// The same where some of the tasks are not always there.
+  std::size_t fewest_optional_tasks = 3;
   /// A machine keeps a table of the square of its tasks.
   std::size_t most_tasks = 1000;
   /// Steps, each a look at one pair of tasks.

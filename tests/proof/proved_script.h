@@ -44,10 +44,13 @@ inline std::string script_of(const std::vector<const Term*>& terms,
 
 /// What is wrong with the proof that the script has no model; empty if the
 /// checker, which shares nothing with what wrote it, accepts it.
-inline std::string problem_of_proof(const std::string& script) {
+inline std::string problem_of_proof(const std::string& script,
+                                    const EngineOptions& engine = {}) {
   TextHost host;
   StringSource source(script);
   ScriptOptions options;
+  options.engine = engine;
+  options.engine.machines = Machines::kAuto;
   options.engine.keep_proofs = true;
   Interpreter interpreter(source, host, options);
   while (interpreter.run_command()) {

@@ -134,6 +134,7 @@ ShopComparison::ShopComparison(const Shop& empty, const EngineOptions& options)
   for (const Machines mode : {Machines::kAuto, Machines::kOff}) {
     EngineOptions own = options;
     own.machines = mode;
+    own.fewest_optional_tasks = 3;
     if (empty.num_tasks % 2 == 1) {
       own.forgotten_bounds = {0, 0};
       own.former_assumptions = {0, 0};
@@ -253,7 +254,7 @@ bool ShopComparison::check(const std::vector<ShopClause>& assumptions) {
     terms.insert(terms.end(), terms_.begin(), terms_.end());
     const std::string script =
         script_of(terms, shop_.sort == Sort::kInt ? "QF_IDL" : "QF_RDL");
-    EXPECT_EQ(problem_of_proof(script), "") << script;
+    EXPECT_EQ(problem_of_proof(script, engines_[0]->options()), "") << script;
   }
   return expected;
 }
