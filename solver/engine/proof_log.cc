@@ -140,6 +140,8 @@ ProofLog::Step ProofLog::step(ClauseNumber number) const {
   Step step;
   step.is_derived = entry.is_derived;
   step.origin = {entry.kind, entry.detail};
+  step.literals.reserve(entry.premises - entry.start);
+  step.premises.reserve(end_of(number) - entry.premises);
   for (std::uint64_t k = entry.start; k < entry.premises; ++k) {
     step.literals.push_back(Literal::from_code(static_cast<int>(words_[k])));
   }

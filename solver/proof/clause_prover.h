@@ -131,7 +131,7 @@ class ClauseProver {
   const Term* compare(WrittenKind kind, const Term* a, const Term* b);
   WrittenId write_comparison(WrittenKind kind, WrittenId a, WrittenId b);
   static SignedKey key_of(const DifferenceBound& bound);
-  QNumber scale_of(WrittenId comparison);
+  const QNumber& scale_of(WrittenId comparison);
   WrittenId write_bound(const DifferenceBound& bound);
 
   // Numbers by cases.
@@ -156,6 +156,7 @@ class ClauseProver {
   // Sums.
   bool close(Sum& sum, WrittenLiteral assumed, bool uses_ranges);
   bool add_sum(Sum sum, WrittenLiteral assumed = 0, bool uses_ranges = false);
+  static std::string arguments_of(const Sum& sum);
   ProvedClause write_sum(const Sum& sum);
   ProvedClause prove_rounded(const std::vector<WrittenLiteral>& clause);
   static std::vector<RoundedPath> find_rounded_cycle(
@@ -187,7 +188,8 @@ class ClauseProver {
   std::map<std::pair<WrittenId, bool>, WrittenId> ranges_;
   std::unordered_set<WrittenId> has_cases_;
   std::unordered_set<WrittenId> nodes_;  // comparisons in the midst of lifting
-  std::unordered_map<WrittenId, QNumber> scales_;
+  std::vector<QNumber> scales_;          // by comparison; 0 for not known
+  Sum sum_;                              // of prove_sum
 };
 
 }  // namespace vorn::solver

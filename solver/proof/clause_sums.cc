@@ -187,15 +187,16 @@ void ClauseProver::learn_bound(WrittenId term, const DifferenceBound& bound) {
 }
 
 // One divided by the coefficient of the variables.
-QNumber ClauseProver::scale_of(WrittenId comparison) {
-  const auto [place, is_new] = scales_.try_emplace(comparison, 1);
-  if (!is_new) return place->second;
+const QNumber& ClauseProver::scale_of(WrittenId comparison) {
+  if (comparison >= scales_.size()) scales_.resize(terms_.size());
+  QNumber& scale = scales_[comparison];
+  if (scale.sign() != 0) return scale;
   const Term* meaning = terms_.meaning(comparison);
   LinearSum sum;
   lineariser_.linearise_difference(meaning->arg(0), meaning->arg(1), sum);
-  place->second /= sum.monomials.at(0).coefficient;
-  if (place->second.sign() < 0) place->second = -place->second;
-  return place->second;
+  scale = QNumber(1);
+  scale /= size_of(sum.monomials.at(0).coefficient);
+  return scale;
 }
 
 WrittenLiteral ClauseProver::literal_of(const DifferenceBound& bound) {
@@ -530,6 +531,7 @@ void ClauseProver::link_steps(const CaseSums::Lifting& lifting) {
 
 // Adds to a sum what makes it cancel. False if that was not found.
 bool ClauseProver::close(Sum& sum, WrittenLiteral assumed, bool uses_ranges) {
+  if (sums_.refutes(sum.literals, sum.factors)) return true;
   auto left = sums_.add_up(sum.literals, sum.factors);
   if (!left) return false;
   std::map<WrittenId, QNumber> equal;
@@ -580,26 +582,30 @@ bool ClauseProver::close(Sum& sum, WrittenLiteral assumed, bool uses_ranges) {
   return sums_.refutes(sum.literals, sum.factors);
 }
 
-// Makes a tautology of a sum, closed; false if it says nothing.
-bool ClauseProver::add_sum(Sum sum, WrittenLiteral assumed, bool uses_ranges) {
-  if (!close(sum, assumed, uses_ranges)) return false;
+std::string ClauseProver::arguments_of(const Sum& sum) {
   std::string arguments;
   for (const QNumber& factor : sum.factors) {
     if (!arguments.empty()) arguments += ' ';
-    arguments += text_of(factor);
+    if (factor == QNumber(1)) {
+      arguments += '1';
+    } else {
+      arguments += text_of(factor);
+    }
   }
+  return arguments;
+}
+
+// Makes a tautology of a sum, closed; false if it says nothing.
+bool ClauseProver::add_sum(Sum sum, WrittenLiteral assumed, bool uses_ranges) {
+  if (!close(sum, assumed, uses_ranges)) return false;
+  std::string arguments = arguments_of(sum);
   tautologies_.add(std::move(sum.literals), "la_generic", std::move(arguments));
   return true;
 }
 
 // Requires: it is closed.
 ProvedClause ClauseProver::write_sum(const Sum& sum) {
-  std::string arguments;
-  for (const QNumber& factor : sum.factors) {
-    if (!arguments.empty()) arguments += ' ';
-    arguments += text_of(factor);
-  }
-  return text_.step(sum.literals, "la_generic", {}, arguments);
+  return text_.step(sum.literals, "la_generic", {}, arguments_of(sum));
 }
 
 std::string ClauseProver::coefficient_of(WrittenLiteral comparison) {
@@ -608,13 +614,15 @@ std::string ClauseProver::coefficient_of(WrittenLiteral comparison) {
 
 ProvedClause ClauseProver::prove_sum(
     const std::vector<WrittenLiteral>& clause) {
-  Sum sum{clause, {}};
+  Sum& sum = sum_;  // most of a proof may be these
+  sum.literals = clause;
+  sum.factors.clear();
   for (const WrittenLiteral literal : clause) {
     sum.factors.push_back(scale_of(static_cast<WrittenId>(literal / 2)));
   }
   if (!close(sum, 0, false)) return prove_rounded(clause);
-  const ProvedClause proved = write_sum(sum);
-  return sum.literals.size() == clause.size() ? proved
+  ProvedClause proved = write_sum(sum);
+  return sum.literals.size() == clause.size() ? std::move(proved)
                                               : tautologies_.reduce(proved);
 }
 

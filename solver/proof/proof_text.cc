@@ -2,8 +2,15 @@
 #include "solver/proof/proof_text.h"
 
 #include <algorithm>
+#include <charconv>
 
 namespace vorn::solver {
+namespace {
+
+// Characters that are written at once.
+constexpr std::size_t kBlock = std::size_t{1} << 16U;
+
+}  // namespace
 
 WrittenLiteral ProofText::literal(WrittenId term, bool negated) const {
   while (terms_.kind(term) == WrittenKind::kNot) {
@@ -18,76 +25,144 @@ bool ProofText::is_named(WrittenId term) const {
          (terms_.kind(term) != WrittenKind::kOther);
 }
 
+void ProofText::put_number(std::uint64_t number) {
+  char digits[20];
+  const auto end = std::to_chars(digits, digits + sizeof(digits), number);
+  buffer_.append(digits, end.ptr);
+}
+
+void ProofText::put_term(WrittenId term) {
+  if (term < has_name_.size() && has_name_[term] != 0) {
+    buffer_ += '@';
+    put_number(term);
+  } else if (terms_.num_args(term) == 0) {
+    buffer_ += terms_.text(term);
+  } else {
+    put_application(term);
+  }
+}
+
 // A stack of what is still to be written: terms, and closing texts.
-std::string ProofText::text(WrittenId term) {
+void ProofText::put_application(WrittenId term) {
   struct Item {
     WrittenId term;
     std::string closing;
   };
-  std::string result;
   std::vector<Item> pending{{term, ""}};
+  bool is_first = true;
   while (!pending.empty()) {
     const Item item = std::move(pending.back());
     pending.pop_back();
     if (item.term == kNotWritten) {
-      result += item.closing;
+      buffer_ += item.closing;
       continue;
     }
-    if (!result.empty() && result.back() != '(') result += ' ';
+    if (!is_first) buffer_ += ' ';
+    is_first = false;
     const std::size_t count = terms_.num_args(item.term);
-    if (count == 0) {
-      result += terms_.text(item.term);
+    const bool has_name =
+        item.term < has_name_.size() && has_name_[item.term] != 0;
+    if (count == 0 || has_name) {
+      put_term(item.term);
       continue;
     }
     std::string closing = ")";
     if (is_named(item.term)) {
-      const std::string name = "@" + std::to_string(item.term);
       if (has_name_.size() <= item.term) has_name_.resize(terms_.size(), 0);
-      if (has_name_[item.term] != 0) {
-        result += name;
-        continue;
-      }
       has_name_[item.term] = 1;
-      result += "(! ";
-      closing = ") :named " + name + ')';
+      buffer_ += "(! ";
+      closing = ") :named @" + std::to_string(item.term) + ')';
     }
-    result += '(' + terms_.text(item.term);
-    pending.push_back({kNotWritten, closing});
+    buffer_ += '(';
+    buffer_ += terms_.text(item.term);
+    pending.push_back({kNotWritten, std::move(closing)});
     for (std::size_t k = count; k-- > 0;) {
       pending.push_back({terms_.arg(item.term, k), ""});
     }
   }
+}
+
+std::string ProofText::text(WrittenId term) {
+  const std::size_t size = buffer_.size();
+  put_term(term);
+  std::string result = buffer_.substr(size);
+  buffer_.resize(size);
   return result;
 }
 
-std::string ProofText::literal_text(WrittenLiteral literal) {
-  const std::string term = text(static_cast<WrittenId>(literal / 2));
-  return literal % 2 == 0 ? term : "(not " + term + ')';
+void ProofText::put_clause(const std::vector<WrittenLiteral>& literals) {
+  buffer_ += "(step t";
+  put_number(++num_steps_);
+  buffer_ += " (cl";
+  for (const WrittenLiteral literal : literals) {
+    const auto term = static_cast<WrittenId>(literal / 2);
+    if (literal % 2 == 0) {
+      buffer_ += ' ';
+      put_term(term);
+    } else {
+      buffer_ += " (not ";
+      put_term(term);
+      buffer_ += ')';
+    }
+  }
+  buffer_ += ") :rule ";
+}
+
+void ProofText::put_premises(const std::vector<std::uint64_t>& premises) {
+  buffer_ += " :premises (";
+  for (std::size_t k = 0; k < premises.size(); ++k) {
+    buffer_ += k == 0 ? "t" : " t";
+    put_number(premises[k]);
+  }
+  buffer_ += ')';
+}
+
+void ProofText::flush() {
+  out_.write(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
+  buffer_.clear();
 }
 
 std::uint64_t ProofText::plain_step(const std::vector<WrittenLiteral>& literals,
                                     const char* rule,
                                     const std::vector<std::uint64_t>& premises,
                                     const std::string& arguments) {
-  out_ << "(step t" << ++num_steps_ << " (cl";
-  for (const WrittenLiteral literal : literals) {
-    out_ << ' ' << literal_text(literal);
+  put_clause(literals);
+  buffer_ += rule;
+  if (!premises.empty()) put_premises(premises);
+  if (!arguments.empty()) {
+    buffer_ += " :args (";
+    buffer_ += arguments;
+    buffer_ += ')';
   }
-  out_ << ") :rule " << rule;
-  if (!premises.empty()) {
-    out_ << " :premises (";
-    for (std::size_t k = 0; k < premises.size(); ++k) {
-      out_ << (k == 0 ? "t" : " t") << premises[k];
-    }
-    out_ << ')';
+  buffer_ += ")\n";
+  if (buffer_.size() >= kBlock) flush();
+  return num_steps_;
+}
+
+std::uint64_t ProofText::resolution(const std::vector<WrittenLiteral>& literals,
+                                    const std::vector<std::uint64_t>& premises,
+                                    const std::vector<WrittenLiteral>& pivots) {
+  put_clause(literals);
+  buffer_ += "resolution";
+  put_premises(premises);
+  buffer_ += " :args (";
+  for (std::size_t k = 0; k < pivots.size(); ++k) {
+    if (k > 0) buffer_ += ' ';
+    put_term(static_cast<WrittenId>(pivots[k] / 2));
+    // What stands in the premise so stood in what there was the other way.
+    buffer_ += pivots[k] % 2 == 0 ? " false" : " true";
   }
-  if (!arguments.empty()) out_ << " :args (" << arguments << ')';
-  out_ << ")\n";
+  buffer_ += "))\n";
+  if (buffer_.size() >= kBlock) flush();
   return num_steps_;
 }
 
 ProvedClause ProofText::assume(WrittenId term) {
-  out_ << "(assume t" << ++num_steps_ << ' ' << text(term) << ")\n";
+  buffer_ += "(assume t";
+  put_number(++num_steps_);
+  buffer_ += ' ';
+  put_term(term);
+  buffer_ += ")\n";
   return without_double_negations({2 * WrittenLiteral{term}}, num_steps_);
 }
 
@@ -101,6 +176,18 @@ ProvedClause ProofText::step(const std::vector<WrittenLiteral>& literals,
 
 ProvedClause ProofText::without_double_negations(
     const std::vector<WrittenLiteral>& literals, std::uint64_t step) {
+  const bool has_not =
+      std::any_of(literals.begin(), literals.end(), [this](WrittenLiteral l) {
+        return terms_.kind(static_cast<WrittenId>(l / 2)) == WrittenKind::kNot;
+      });
+  if (!has_not) {
+    ProvedClause result{literals, step};
+    std::sort(result.literals.begin(), result.literals.end());
+    result.literals.erase(
+        std::unique(result.literals.begin(), result.literals.end()),
+        result.literals.end());
+    return result;
+  }
   // A clause is a set: one resolution takes out all that are the same.
   std::vector<WrittenLiteral> current;
   for (const WrittenLiteral l : literals) {

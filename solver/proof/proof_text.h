@@ -36,6 +36,9 @@ class ProofText {
   ProofText(WrittenTerms& terms, std::ostream& out)
       : terms_(terms), out_(out) {}
 
+  /// Hands all that was written to the stream, which gets it in blocks.
+  void flush();
+
   /// The positive literal of a term, or the negative one, with all `not`s at
   /// its top counted.
   WrittenLiteral literal(WrittenId term, bool negated = false) const;
@@ -55,17 +58,30 @@ class ProofText {
                            const std::vector<std::uint64_t>& premises,
                            const std::string& arguments);
 
+  /// The step `resolution`, of premises that each but the first have a pivot:
+  /// the literal as it stands in this premise.
+  std::uint64_t resolution(const std::vector<WrittenLiteral>& literals,
+                           const std::vector<std::uint64_t>& premises,
+                           const std::vector<WrittenLiteral>& pivots);
+
   /// A term's text, with a name from now on.
   std::string text(WrittenId term);
 
  private:
   ProvedClause without_double_negations(
       const std::vector<WrittenLiteral>& literals, std::uint64_t step);
-  std::string literal_text(WrittenLiteral literal);
   bool is_named(WrittenId term) const;
+
+  // These write at the end of buffer_.
+  void put_number(std::uint64_t number);
+  void put_term(WrittenId term);
+  void put_application(WrittenId term);
+  void put_clause(const std::vector<WrittenLiteral>& literals);
+  void put_premises(const std::vector<std::uint64_t>& premises);
 
   WrittenTerms& terms_;
   std::ostream& out_;
+  std::string buffer_;
   std::vector<char> has_name_;  // by term
   std::uint64_t num_steps_ = 0;
 };

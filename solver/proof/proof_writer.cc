@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <unordered_map>
-#include <unordered_set>
 #include <utility>
 
 #include "solver/engine/atom_normaliser.h"
@@ -32,12 +31,20 @@ class Writer {
             store, terms, text_, prover_, log_,
             [this](Literal literal) { return written(literal); },
             [this](ClauseNumber number) -> const ProvedClause& {
-              return clauses_.at(number);
+              return clauses_[number];
             }) {}
 
   bool write() {
+    const bool is_whole = write_steps();
+    text_.flush();
+    return is_whole;
+  }
+
+ private:
+  bool write_steps() {
     numbers_ = refutation_.last == 0 ? std::vector<ClauseNumber>()
                                      : log_.needed(refutation_.last);
+    clauses_.resize(refutation_.last + 1);
     if (!learn_formulas()) return false;
     for (const ClauseNumber number : numbers_) {
       const ProofLog::Step step = log_.step(number);
@@ -54,7 +61,8 @@ class Writer {
         if (proved.literals.empty()) return true;
         continue;
       }
-      std::vector<WrittenLiteral> clause;
+      std::vector<WrittenLiteral>& clause = clause_;
+      clause.clear();
       for (const Literal l : step.literals) clause.push_back(written(l));
       if (step.origin.kind == ClauseKind::kAsserted) {
         set_root(assertions_[step.origin.detail]);
@@ -69,7 +77,6 @@ class Writer {
     return finish();
   }
 
- private:
   // Makes known what is asserted or assumed as far as it takes part, and what
   // the clauses are about. What is assumed stands at the beginning.
   bool learn_formulas() {
@@ -127,15 +134,25 @@ class Writer {
   // premise in turn has one literal left, and some premise none: what was
   // proved of a premise may be less than what the search had.
   ProvedClause derive(const ProofLog::Step& step) {
-    std::unordered_set<WrittenLiteral> is_false;
-    for (const Literal l : step.literals) is_false.insert(written(l));
-    std::vector<const ProvedClause*> others;
+    const auto is_false = [this](WrittenLiteral literal) -> char& {
+      if (literal >= is_false_.size()) is_false_.resize((literal | 1U) + 1, 0);
+      return is_false_[literal];
+    };
+    for (const WrittenLiteral literal : falsified_) is_false_[literal] = 0;
+    falsified_.clear();
+    const auto falsify = [&](WrittenLiteral literal) {
+      is_false(literal) = 1;
+      falsified_.push_back(literal);
+    };
+    for (const Literal l : step.literals) falsify(written(l));
+    std::vector<const ProvedClause*>& others = others_;
+    others.clear();
     for (const ClauseNumber number : step.premises) {
       const ProvedClause& premise = clauses_.at(number);
       WrittenLiteral left = 0;
       std::size_t num_left = 0;
       for (const WrittenLiteral l : premise.literals) {
-        if (is_false.count(l) != 0) continue;
+        if (is_false(l) != 0) continue;
         left = l;
         ++num_left;
       }
@@ -144,7 +161,7 @@ class Writer {
         return prover_.resolve(premise, others);
       }
       if (num_left > 1) continue;
-      is_false.insert(left ^ 1U);
+      falsify(left ^ 1U);
       others.push_back(&premise);
     }
     return ProvedClause();
@@ -176,7 +193,12 @@ class Writer {
   MachineProver machine_prover_;
   std::vector<ClauseNumber> numbers_;
   std::unordered_map<WrittenId, ProvedClause> formulas_;
-  std::unordered_map<ClauseNumber, ProvedClause> clauses_;
+  std::vector<ProvedClause> clauses_;   // by number, as far as proved
+  std::vector<WrittenLiteral> clause_;  // at hand
+  // Of derive: the premises to resolve with; by literal, and which of them are.
+  std::vector<const ProvedClause*> others_;
+  std::vector<char> is_false_;
+  std::vector<WrittenLiteral> falsified_;
   std::vector<WrittenLiteral> literals_;  // by variable of the log
   WrittenId root_ = kNotWritten;
 };

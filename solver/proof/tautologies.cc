@@ -451,30 +451,39 @@ ProvedClause Tautologies::do_reduce(const ProvedClause& clause) {
 
 ProvedClause Tautologies::resolve(
     const ProvedClause& first, const std::vector<const ProvedClause*>& others) {
-  std::unordered_set<WrittenLiteral> open(first.literals.begin(),
-                                          first.literals.end());
-  std::vector<std::uint64_t> premises{first.step};
-  std::string arguments;
-  for (const ProvedClause* other : others) {
-    const auto pivot = std::find_if(
-        other->literals.begin(), other->literals.end(),
-        [&open](WrittenLiteral l) { return open.count(l ^ 1U) != 0; });
-    if (pivot == other->literals.end()) continue;
-    open.erase(*pivot ^ 1U);
-    for (const WrittenLiteral l : other->literals) {
-      if (l != *pivot) open.insert(l);
-    }
-    premises.push_back(other->step);
-    if (!arguments.empty()) arguments += ' ';
-    arguments += text_.text(static_cast<WrittenId>(*pivot / 2));
-    arguments += *pivot % 2 == 0 ? " false" : " true";
-  }
-  if (premises.size() == 1) return first;
+  if (others.empty()) return first;
+  const auto is_open = [this](WrittenLiteral literal) -> char& {
+    if (literal >= open_.size()) open_.resize((literal | 1U) + 1, 0);
+    return open_[literal];
+  };
   ProvedClause result;
-  result.literals.assign(open.begin(), open.end());
-  std::sort(result.literals.begin(), result.literals.end());
-  result.step =
-      text_.plain_step(result.literals, "resolution", premises, arguments);
+  std::vector<WrittenLiteral>& literals = result.literals;
+  const auto open = [&](WrittenLiteral literal) {
+    if (std::exchange(is_open(literal), 1) == 0) literals.push_back(literal);
+  };
+  for (const WrittenLiteral literal : first.literals) open(literal);
+  premises_.assign(1, first.step);
+  pivots_.clear();
+  for (const ProvedClause* other : others) {
+    const auto pivot =
+        std::find_if(other->literals.begin(), other->literals.end(),
+                     [&](WrittenLiteral l) { return is_open(l ^ 1U) != 0; });
+    if (pivot == other->literals.end()) continue;
+    is_open(*pivot ^ 1U) = 0;
+    for (const WrittenLiteral l : other->literals) {
+      if (l != *pivot) open(l);
+    }
+    premises_.push_back(other->step);
+    pivots_.push_back(*pivot);
+  }
+  // A literal that went and came again stands there twice.
+  literals.erase(std::remove_if(literals.begin(), literals.end(),
+                                [this](WrittenLiteral l) {
+                                  return std::exchange(open_[l], 0) == 0;
+                                }),
+                 literals.end());
+  if (pivots_.empty()) return first;
+  result.step = text_.resolution(literals, premises_, pivots_);
   return result;
 }
 

@@ -131,6 +131,11 @@ class Tautologies {
   int root_conflict_ = kNoReason;
   int num_cases_ = 0;  // of the proof at hand
   ProvedClause root_;
+
+  // Of resolve.
+  std::vector<char> open_;  // by literal; all 0 between calls
+  std::vector<std::uint64_t> premises_;
+  std::vector<WrittenLiteral> pivots_;
 };
 
 }  // namespace vorn::solver

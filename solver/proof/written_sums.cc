@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "solver/proof/written_sums.h"
 
+#include <algorithm>
 #include <cassert>
 #include <iterator>
 #include <string>
@@ -184,15 +185,27 @@ std::optional<WrittenSums::Inequality> WrittenSums::negation_of(
 
 const WrittenSums::Inequality* WrittenSums::inequality_of(
     WrittenLiteral literal) {
-  const auto [place, is_new] = known_.try_emplace(literal);
-  if (is_new) place->second = negation_of(literal);
-  return place->second ? &*place->second : nullptr;
+  if (literal >= is_read_.size()) {
+    is_read_.resize(2 * terms_.size(), 0);
+    inequalities_.resize(2 * terms_.size());
+  }
+  if (std::exchange(is_read_[literal], 1) == 0) {
+    if (auto read = negation_of(literal)) {
+      inequalities_[literal] =
+          std::make_unique<const Inequality>(std::move(*read));
+    }
+  }
+  return inequalities_[literal].get();
 }
 
-bool WrittenSums::add_up(const std::vector<WrittenLiteral>& literals,
-                         const std::vector<QNumber>& coefficients, Sum& sum,
-                         QNumber& bound, bool& is_strict) {
+bool WrittenSums::do_add_up(const std::vector<WrittenLiteral>& literals,
+                            const std::vector<QNumber>& coefficients) {
   assert(literals.size() == coefficients.size());
+  for (const WrittenId variable : touched_) totals_[variable] = QNumber(0);
+  touched_.clear();
+  totals_.resize(std::max(totals_.size(), terms_.size()));
+  bound_ = QNumber(0);
+  is_strict_ = false;
   for (std::size_t k = 0; k < literals.size(); ++k) {
     const Inequality* inequality = inequality_of(literals[k]);
     if (inequality == nullptr) return false;
@@ -201,15 +214,18 @@ bool WrittenSums::add_up(const std::vector<WrittenLiteral>& literals,
                                ? -coefficients[k]
                                : coefficients[k];
     if (factor.sign() == 0) continue;
+    const bool is_one = factor == QNumber(1);
+    const auto times_factor = [&](const QNumber& value) {
+      QNumber product = value;
+      if (!is_one) product *= factor;
+      return product;
+    };
     for (const auto& [variable, coefficient] : inequality->sum) {
-      QNumber product = coefficient;
-      product *= factor;
-      sum[variable] += product;
+      totals_[variable] += times_factor(coefficient);
+      touched_.push_back(variable);
     }
-    QNumber product = inequality->bound;
-    product *= factor;
-    bound += product;
-    is_strict = is_strict || inequality->relation == Relation::kGreater;
+    bound_ += times_factor(inequality->bound);
+    is_strict_ = is_strict_ || inequality->relation == Relation::kGreater;
   }
   return true;
 }
@@ -217,25 +233,20 @@ bool WrittenSums::add_up(const std::vector<WrittenLiteral>& literals,
 std::optional<WrittenSums::Sum> WrittenSums::add_up(
     const std::vector<WrittenLiteral>& literals,
     const std::vector<QNumber>& coefficients) {
+  if (!do_add_up(literals, coefficients)) return std::nullopt;
   Sum sum;
-  QNumber bound;
-  bool is_strict = false;
-  if (!add_up(literals, coefficients, sum, bound, is_strict)) {
-    return std::nullopt;
-  }
+  for (const WrittenId variable : touched_) sum[variable] = totals_[variable];
   return sum;
 }
 
 bool WrittenSums::refutes(const std::vector<WrittenLiteral>& literals,
                           const std::vector<QNumber>& coefficients) {
-  Sum sum;
-  QNumber bound;
-  bool is_strict = false;
-  if (!add_up(literals, coefficients, sum, bound, is_strict)) return false;
-  for (const auto& [variable, coefficient] : sum) {
-    if (coefficient.sign() != 0) return false;
-  }
-  return bound.sign() > 0 || (is_strict && bound.sign() == 0);
+  return do_add_up(literals, coefficients) &&
+         std::all_of(touched_.begin(), touched_.end(),
+                     [this](WrittenId variable) {
+                       return totals_[variable].sign() == 0;
+                     }) &&
+         (bound_.sign() > 0 || (is_strict_ && bound_.sign() == 0));
 }
 
 }  // namespace vorn::solver

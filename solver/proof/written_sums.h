@@ -3,6 +3,7 @@
 #define VORN_SOLVER_PROOF_WRITTEN_SUMS_H
 
 #include <map>
+#include <memory>
 #include <optional>
 #include <unordered_map>
 #include <utility>
@@ -63,14 +64,21 @@ class WrittenSums {
   std::optional<Inequality> negation_of(WrittenLiteral literal);
   const Inequality* inequality_of(WrittenLiteral literal);
   static void sharpen(Inequality& inequality);
-  bool add_up(const std::vector<WrittenLiteral>& literals,
-              const std::vector<QNumber>& coefficients, Sum& sum,
-              QNumber& bound, bool& is_strict);
+  bool do_add_up(const std::vector<WrittenLiteral>& literals,
+                 const std::vector<QNumber>& coefficients);
 
   const WrittenTerms& terms_;
-  std::unordered_map<WrittenLiteral, std::optional<Inequality>> known_;
+  // By literal: none if it is no comparison, or was not read yet.
+  std::vector<std::unique_ptr<const Inequality>> inequalities_;
+  std::vector<char> is_read_;
   std::unordered_map<WrittenId, std::optional<Sum>> sums_;
   std::unordered_map<WrittenId, bool> numbers_;  // whether they are
+
+  // What do_add_up has come to.
+  std::vector<QNumber> totals_;  // by variable; 0 for those not touched
+  std::vector<WrittenId> touched_;
+  QNumber bound_;
+  bool is_strict_ = false;
 };
 
 }  // namespace vorn::solver

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "solver/smtlib/interpreter.h"
+#include "solver/smtlib/within_memory.h"
 #include "solver/terms/term_printer.h"
 
 // The commands that change the session. Each reads all of itself, checks it,
@@ -396,6 +397,14 @@ void Interpreter::check() {
       reason_unknown_ = "interrupted";
     }
   }
+  // An answer without the proof that was asked for is none.
+  if (answer == Answer::kUnsat && options_.keep_proof &&
+      !within_memory([this] { proof_ = proof_text(); })) {
+    host_.release_reserve();
+    proof_.clear();
+    answer = Answer::kUnknown;
+    reason_unknown_ = "memout";
+  }
   if (options_.keep_picture) {
     record_picture(answer);
     checked_ = true;
@@ -410,7 +419,6 @@ void Interpreter::check() {
       mode_ = Mode::kUnsat;
       reply_ = "unsat\n";
       compare_with_status("unsat");
-      if (options_.keep_proof) proof_ = proof_text();
       if (options_.explain) explain();
       break;
     case Answer::kUnknown:

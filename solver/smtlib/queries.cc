@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <optional>
-#include <sstream>
+#include <ostream>
+#include <streambuf>
 #include <string>
 #include <utility>
 #include <vector>
@@ -52,6 +53,25 @@ bool engine_differs(const EngineOptions& a, const EngineOptions& b) {
          a.propagation.mode != b.propagation.mode || a.machines != b.machines ||
          a.search.seed != b.search.seed;
 }
+
+// Keeps what a stream is given as a string that can be moved: proofs are long.
+class TextBuffer final : public std::streambuf {
+ public:
+  std::string text;
+
+ private:
+  std::streamsize xsputn(const char* characters,
+                         std::streamsize count) override {
+    text.append(characters, static_cast<std::size_t>(count));
+    return count;
+  }
+  int_type overflow(int_type character) override {
+    if (character != traits_type::eof()) {
+      text += traits_type::to_char_type(character);
+    }
+    return traits_type::not_eof(character);
+  }
+};
 
 }  // namespace
 
@@ -325,7 +345,11 @@ std::string Interpreter::core_text() const {
 
 bool Interpreter::run_get_proof() {
   if (!read_close_with(":produce-proofs")) return false;
-  const std::string proof = proof_text();
+  std::string proof;
+  if (!within_memory([this, &proof] { proof = proof_text(); })) {
+    host_.release_reserve();
+    return fail(command_, "there is no memory for the proof");
+  }
   if (proof.empty()) return fail(command_, "this has no proof");
   reply_ = "(\n" + proof + ")\n";
   return true;
@@ -345,11 +369,14 @@ std::string Interpreter::proof_text() {
   for (const ScriptFormula& assertion : stack.assertions()) {
     if (!stack.is_assumed(assertion)) assertions.push_back(assertion.written);
   }
-  std::ostringstream out;
+  TextBuffer buffer;
+  std::ostream out(&buffer);
+  // Else a stream that ran out of memory would drop the rest in silence.
+  out.exceptions(std::ostream::badbit);
   const bool is_proved =
       write_proof(session_->store, *session_->written,
                   stack.engine().refutation(), assertions, assumptions, out);
-  return is_proved ? out.str() : std::string();
+  return is_proved ? std::move(buffer.text) : std::string();
 }
 
 bool Interpreter::run_get_unsat_assumptions() {
