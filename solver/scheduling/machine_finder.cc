@@ -35,8 +35,14 @@ class Finder {
         }
       }
     }
-    for (std::vector<int>& list : neighbours_) {
-      std::sort(list.begin(), list.end());
+    // Of several edges of two tasks the first counts.
+    for (std::vector<Neighbour>& list : neighbours_) {
+      std::stable_sort(list.begin(), list.end());
+      list.erase(std::unique(list.begin(), list.end(),
+                             [](const Neighbour& a, const Neighbour& b) {
+                               return a.task == b.task;
+                             }),
+                 list.end());
     }
   }
 
@@ -45,7 +51,7 @@ class Finder {
     for (const Separation& s : separations_) {
       const auto [a, b] = positions(s);
       if (steps_ >= limits_.steps) break;
-      if (!edges_.at(key(a, b)).covered) take(grow(a, b));
+      if (!find_edge(a, b)->covered) take(grow(a, b));
     }
     return std::move(machines_);
   }
@@ -61,16 +67,31 @@ class Finder {
     bool covered;
   };
 
-  void add_edge(int a, int b, const Edge& edge) {
-    if (!edges_.emplace(key(a, b), edge).second) return;
-    neighbours_[index(a)].push_back(b);
-    neighbours_[index(b)].push_back(a);
-  }
+  /// A task and the edge that leads there, by position.
+  struct Neighbour {
+    int task;
+    int edge;
+    friend bool operator<(const Neighbour& a, const Neighbour& b) {
+      return a.task < b.task;
+    }
+  };
 
-  static std::uint64_t key(int a, int b) {
-    const auto low = static_cast<std::uint64_t>(std::min(a, b));
-    const auto high = static_cast<std::uint64_t>(std::max(a, b));
-    return (low << 32U) | high;
+  void add_edge(int a, int b, const Edge& edge) {
+    const auto number = static_cast<int>(edges_.size());
+    edges_.push_back(edge);
+    neighbours_[index(a)].push_back({b, number});
+    neighbours_[index(b)].push_back({a, number});
+  }
+  // Null if there is none.
+  Edge* find_edge(int a, int b) {
+    const bool is_shorter =
+        neighbours_[index(a)].size() < neighbours_[index(b)].size();
+    const std::vector<Neighbour>& list = neighbours_[index(is_shorter ? a : b)];
+    const Neighbour wanted{is_shorter ? b : a, 0};
+    const auto found = std::lower_bound(list.begin(), list.end(), wanted);
+    return found == list.end() || found->task != wanted.task
+               ? nullptr
+               : &edges_[index(found->edge)];
   }
   bool is_task(int position, int node) const {
     return index(position) < tasks_.size() &&
@@ -95,12 +116,12 @@ class Finder {
       std::vector<int> component{static_cast<int>(root)};
       bool is_clique = true;
       for (std::size_t k = 0; k < component.size(); ++k) {
-        const std::vector<int>& list = neighbours_[index(component[k])];
+        const std::vector<Neighbour>& list = neighbours_[index(component[k])];
         if (list.size() != neighbours_[root].size()) is_clique = false;
-        for (const int next : list) {
-          if (seen[index(next)] != 0) continue;
-          seen[index(next)] = 1;
-          component.push_back(next);
+        for (const Neighbour& next : list) {
+          if (seen[index(next.task)] != 0) continue;
+          seen[index(next.task)] = 1;
+          component.push_back(next.task);
         }
       }
       if (is_clique && component.size() == neighbours_[root].size() + 1 &&
@@ -115,16 +136,17 @@ class Finder {
     // Tasks separated from all of the clique, with the number of separations
     // that each would cover.
     std::vector<std::pair<int, int>> candidates;
-    std::vector<int> common;
+    std::vector<Neighbour> common;
     std::set_intersection(
         neighbours_[index(a)].begin(), neighbours_[index(a)].end(),
         neighbours_[index(b)].begin(), neighbours_[index(b)].end(),
         std::back_inserter(common));
     steps_ += neighbours_[index(a)].size() + neighbours_[index(b)].size();
     const auto uncovered = [this](int c, int d) {
-      return edges_.at(key(c, d)).covered ? 0 : 1;
+      return find_edge(c, d)->covered ? 0 : 1;
     };
-    for (const int c : common) {
+    for (const Neighbour& next : common) {
+      const int c = next.task;
       candidates.emplace_back(c, uncovered(a, c) + uncovered(b, c));
     }
     while (!candidates.empty() && clique.size() < limits_.most_tasks) {
@@ -141,9 +163,9 @@ class Finder {
       steps_ += candidates.size();
       std::size_t kept = 0;
       for (const auto& [c, count] : candidates) {
-        const auto edge = edges_.find(key(c, task));
-        if (c == task || edge == edges_.end()) continue;
-        candidates[kept++] = {c, count + (edge->second.covered ? 0 : 1)};
+        const Edge* edge = find_edge(c, task);
+        if (c == task || edge == nullptr) continue;
+        candidates[kept++] = {c, count + (edge->covered ? 0 : 1)};
       }
       candidates.resize(kept);
     }
@@ -163,11 +185,11 @@ class Finder {
 
   // A task that comes last of all, whatever happens, takes no known time, and
   // has no separation from the others. The one before it may be the next such.
-  void remove_last(std::vector<int>& clique) const {
+  void remove_last(std::vector<int>& clique) {
     const auto is_last = [&](int a) {
       return std::all_of(clique.begin(), clique.end(), [&](int b) {
         return a == b || time_between(tasks_[index(a)].first,
-                                      edges_.at(key(a, b))) == nullptr;
+                                      *find_edge(a, b)) == nullptr;
       });
     };
     for (;;) {
@@ -190,7 +212,7 @@ class Finder {
       machine.presences.push_back(tasks_[index(clique[a])].second);
       for (std::size_t b = 0; b < n; ++b) {
         if (a == b) continue;
-        Edge& edge = edges_.at(key(clique[a], clique[b]));
+        Edge& edge = *find_edge(clique[a], clique[b]);
         edge.covered = true;
         const la::DNumber* time = time_between(machine.tasks[a], edge);
         machine.separations[a * n + b] = edge.separation >= 0 ? edge.separation
@@ -220,8 +242,8 @@ class Finder {
   const MachineLimits limits_;
   /// Nodes and presences, by position, ascending.
   std::vector<std::pair<int, Literal>> tasks_;
-  std::vector<std::vector<int>> neighbours_;  // positions, ascending
-  std::unordered_map<std::uint64_t, Edge> edges_;
+  std::vector<std::vector<Neighbour>> neighbours_;  // ascending
+  std::vector<Edge> edges_;
   std::size_t steps_ = 0;
   std::vector<Machine> machines_;
 };
