@@ -393,7 +393,11 @@ LinearSum CaseSums::merge_conditions(const LinearSum& sum) {
             is_linear && lineariser_.linearise(m->leaf->arg(k + 1), branch);
         add(total, branch, m->coefficient);
       }
-      branches[k] = make_sum(store_, total);
+      // A number alone is of the ites' sort, where they are all real.
+      const bool is_real =
+          total.monomials.empty() && ites.front()->leaf->sort == Sort::kReal;
+      branches[k] = is_real ? store_.make_number(total.constant, Sort::kReal)
+                            : make_sum(store_, total);
     }
     if (!is_linear) continue;
     for (const LinearSum::Monomial* m : ites) {

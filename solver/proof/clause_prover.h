@@ -146,6 +146,7 @@ class ClauseProver {
                    const std::vector<WrittenId>& at_least);
   std::vector<const Term*> link_rests(const CaseSums::Lifting& lifting);
   void link_steps(const CaseSums::Lifting& lifting);
+  bool leads_to(WrittenId sum, WrittenId number);
   void link(WrittenId number, WrittenId sum);
   void hold_by_cases(WrittenId comparison, WrittenLiteral condition);
   WrittenId range_of(WrittenId number, bool is_upper);
@@ -185,6 +186,7 @@ class ClauseProver {
   std::unordered_map<const Term*, WrittenId> numbers_;  // with cases
   std::unordered_map<const Term*, WrittenId> written_;
   std::unordered_map<WrittenId, Link> links_;
+  std::unordered_set<WrittenId> linked_;  // parts of the sums of links
   std::map<std::pair<WrittenId, bool>, WrittenId> ranges_;
   std::unordered_set<WrittenId> has_cases_;
   std::unordered_set<WrittenId> nodes_;  // comparisons in the midst of lifting

@@ -311,9 +311,36 @@ void ClauseProver::hold_by_cases(WrittenId comparison,
   lemmas_.push_back({{positive(comparison)}, condition});
 }
 
-// Proves that a number by cases is a sum, if it is one in both cases.
+// Whether a sum has a number among its parts, those that links lead to
+// included; also if it is not linear.
+bool ClauseProver::leads_to(WrittenId sum, WrittenId number) {
+  const WrittenSums::Sum* parts = sums_.sum_of(sum);
+  if (parts == nullptr) return true;
+  if (parts->count(number) != 0) return true;
+  if (linked_.count(number) == 0) return false;  // no link has it
+  std::vector<WrittenId> stack;
+  std::unordered_set<WrittenId> seen;
+  const auto push = [&](const WrittenSums::Sum& all) {
+    for (const auto& [part, coefficient] : all) {
+      if (seen.insert(part).second) stack.push_back(part);
+    }
+  };
+  push(*parts);
+  while (!stack.empty()) {
+    const auto link = links_.find(stack.back());
+    stack.pop_back();
+    if (link != links_.end()) push(*sums_.sum_of(link->second.sum));
+  }
+  return seen.count(number) != 0;
+}
+
+// Proves that a number by cases is a sum, if it is one in both cases. Links
+// never go round, or close() would not end.
 void ClauseProver::link(WrittenId number, WrittenId sum) {
-  if (links_.count(number) != 0) return;
+  if (links_.count(number) != 0 || leads_to(sum, number)) return;
+  for (const auto& [part, coefficient] : *sums_.sum_of(sum)) {
+    linked_.insert(part);
+  }
   Link made;
   made.sum = sum;
   made.at_most = write_comparison(WrittenKind::kLeq, number, sum);

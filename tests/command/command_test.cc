@@ -492,5 +492,41 @@ TEST(CommandTest, ProofIsWrittenAsAWholeOrNotAtAll) {
   }
 }
 
+// The proof of a short script may take more memory than its search.
+TEST(CommandTest, ProofWithoutMemoryMakesTheAnswerUnknown) {
+  if (test::kSanitized) GTEST_SKIP() << test::kNoMemoryLimit;
+  std::string script = "(set-logic QF_IDL)";
+  std::string some = "(+";
+  std::string others = "(+";
+  for (int i = 0; i < 22; ++i) {
+    const std::string name = "p" + std::to_string(i);
+    script += "(declare-const " + name + " Bool)";
+    some += " (ite " + name + " 1 0)";
+    others += " (ite (not " + name + ") 0 1)";
+  }
+  script += "(assert (<= " + some + ") 11))(assert (>= " + others +
+            ") 12))(check-sat)";
+  bool is_ever_short = false;
+  for (const char* limit : {"28", "32", "40", "400"}) {
+    SCOPED_TRACE(limit);
+    const test::TemporaryFolder folder;
+    const Ended result = answer(
+        {"--memory-limit", limit, "--proof", folder.file("proof")}, script);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(test::text_of_file(folder.file("proof.partial")), "");
+    const std::string proof = test::text_of_file(folder.file("proof"));
+    if (result.output == "unknown\n") {
+      is_ever_short = true;
+      EXPECT_EQ(proof, "");
+      continue;
+    }
+    EXPECT_EQ(result.output, "unsat\n");
+    const std::size_t last = proof.rfind("(step ");
+    ASSERT_NE(last, std::string::npos);
+    EXPECT_NE(proof.find(" (cl) ", last), std::string::npos);
+  }
+  EXPECT_TRUE(is_ever_short);
+}
+
 }  // namespace
 }  // namespace vorn::command
