@@ -114,6 +114,7 @@ void ProcessHost::engine_made(Engine& engine) {
 void ProcessHost::check_started(std::uint64_t milliseconds,
                                 std::string_view answer) {
   note_lost_log();
+  bounds_.clear();
   watchdog_.start_check(milliseconds, answer);
 }
 
@@ -123,8 +124,22 @@ bool ProcessHost::check_finished() {
   return answers;
 }
 
+void ProcessHost::bounds_changed(const Bounds& bounds) {
+  const std::string text = bounds.objective + ": best " + bounds.best +
+                           ", limit " + bounds.limit + ", gap " + bounds.gap;
+  bounds_ = text + ", ";
+  if (logger_ == nullptr) return;
+  std::array<char, 32> time{};
+  std::snprintf(time.data(), time.size(), "%.2f s: ", seconds());
+  (*logger_)("OPT") << loglevel{1} << std::string(time.data()) << text
+                    << endlog;
+}
+
+double ProcessHost::seconds() const {
+  return std::chrono::duration<double>(Watchdog::Clock::now() - start_).count();
+}
+
 void ProcessHost::add_statistics(Statistics& rows) const {
-  const std::chrono::duration<double> elapsed = Watchdog::Clock::now() - start_;
   rusage usage = {};
   getrusage(RUSAGE_SELF, &usage);
   std::array<char, 32> text{};
@@ -133,7 +148,7 @@ void ProcessHost::add_statistics(Statistics& rows) const {
     std::snprintf(text.data(), text.size(), format, value);
     rows.emplace_back(key, text.data());
   };
-  row("seconds", "%.3f", elapsed.count());
+  row("seconds", "%.3f", seconds());
   row("peak memory MiB", "%.1f", static_cast<double>(usage.ru_maxrss) / 1024.0);
 }
 
@@ -148,11 +163,11 @@ void ProcessHost::show_progress(const SearchStatistics& statistics) {
   if (now - last_progress_ < kProgressPause) return;
   last_progress_ = now;
   progress_shown_ = true;
-  const std::chrono::duration<double> elapsed = now - start_;
-  std::fprintf(
-      stderr,
-      "\r%" PRIu64 " conflicts, %" PRIu64 " learnt clauses, %.1f s\033[K",
-      statistics.conflicts, statistics.learnt_clauses, elapsed.count());
+  std::fprintf(stderr,
+               "\r%s%" PRIu64 " conflicts, %" PRIu64
+               " learnt clauses, %.1f s\033[K",
+               bounds_.c_str(), statistics.conflicts, statistics.learnt_clauses,
+               seconds());
 }
 
 void ProcessHost::clear_progress() {

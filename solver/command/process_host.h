@@ -53,12 +53,14 @@ class ProcessHost : public SessionHost {
   }
   bool check_finished() override;
   Stop stop() const override { return watchdog_.stop(); }
+  void bounds_changed(const Bounds& bounds) override;
   void add_statistics(Statistics& rows) const override;
   void command_failed() override { watchdog_.note_failure(); }
   void release_reserve() override;
 
  private:
   void show_progress(const SearchStatistics& statistics);
+  double seconds() const;
   void clear_progress();
   void note_lost_log();
 
@@ -74,6 +76,8 @@ class ProcessHost : public SessionHost {
   GraphRecorder* graph_recorder_ = nullptr;
   bool shows_progress_;
   bool progress_shown_ = false;
+  // Of the check at hand, for the line of progress; empty if there are none.
+  std::string bounds_;
   Watchdog::Clock::time_point last_progress_;
   // Given back when memory has run out, so that there is some to say so.
   std::unique_ptr<char[]> reserve_;

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "solver/engine/integral_values.h"
+#include "solver/engine/least_difference.h"
 
 namespace vorn::solver {
 namespace {
@@ -257,6 +258,39 @@ bool DifferenceTheory::final_check(std::vector<Literal>& conflict) {
 
 void DifferenceTheory::stopped() {
   model_.choose(active_constraints());
+}
+
+// A variable that is in no bound can have any value.
+bool DifferenceTheory::has_nodes(const Term* minuend,
+                                 const Term* subtrahend) const {
+  const auto is_known = [this](const Term* term) {
+    return term == nullptr || problem_.atoms().node_of(term) != 0;
+  };
+  return is_known(minuend) && is_known(subtrahend);
+}
+
+std::optional<la::DNumber> DifferenceTheory::lower_model(
+    const Term* minuend, const Term* subtrahend) {
+  if (!has_nodes(minuend, subtrahend)) return {};
+  std::vector<int> active = model_.active();
+  LeastDifference pass(problem_.atoms(), active, model_.solution());
+  const auto least = pass.find(problem_.atoms().node_of(minuend),
+                               problem_.atoms().node_of(subtrahend));
+  if (least) model_.choose(std::move(active), pass.solution());
+  return least;
+}
+
+std::optional<la::DNumber> DifferenceTheory::known_least(
+    const Term* minuend, const Term* subtrahend) const {
+  if (!has_nodes(minuend, subtrahend)) return {};
+  std::vector<int> facts;
+  for (const int id : model_.active()) {
+    const Literal literal = literal_of(id);
+    if (search_->value(literal) == Value::kTrue) facts.push_back(id);
+  }
+  return LeastDifference(problem_.atoms(), facts, model_.solution())
+      .find(problem_.atoms().node_of(minuend),
+            problem_.atoms().node_of(subtrahend));
 }
 
 // Implied ones too: a looser bound may have the larger multiple of eps.

@@ -92,6 +92,17 @@ class DifferenceTheory final : public Theory {
     return model_.value(problem_.atoms().node_of(variable));
   }
 
+  /// Makes minuend - subtrahend as small in the last model as it can be while
+  /// the same literals are true, and returns the least value; nothing, and the
+  /// model is as it was, if there is none. Null stands for 0.
+  /// Requires: the search has found a model, and there was no update since.
+  std::optional<la::DNumber> lower_model(const Term* minuend,
+                                         const Term* subtrahend);
+  /// A value that minuend - subtrahend is not below in any model, by what level
+  /// 0 says about bounds; nothing if it says nothing. Requires: as lower_model.
+  std::optional<la::DNumber> known_least(const Term* minuend,
+                                         const Term* subtrahend) const;
+
   /// The bounds of the last negative cycle that the graph has met in this
   /// check, in its direction; empty if it has met none.
   std::vector<DifferenceBound> last_cycle() const;
@@ -169,6 +180,7 @@ class DifferenceTheory final : public Theory {
   Span span_of(const std::vector<int>& constraints);
   void learn_from_conflict();
   std::vector<int> active_constraints() const;
+  bool has_nodes(const Term* minuend, const Term* subtrahend) const;
   std::vector<la::DNumber> potentials() const;
   void drop_waiting_lemmas();
 

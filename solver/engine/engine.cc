@@ -18,6 +18,19 @@
 #include "solver/terms/evaluator.h"
 
 namespace vorn::solver {
+namespace {
+
+la::DNumber value_of(const Target::Difference& difference,
+                     const la::DNumber& ends) {
+  QNumber value = ends.rational();
+  value *= difference.factor;
+  value += difference.constant;
+  QNumber eps = ends.eps();
+  eps *= difference.factor;
+  return {value, eps};
+}
+
+}  // namespace
 
 /// What solves: rebuilt from the assertions whenever it is missing.
 struct Engine::Machinery {
@@ -176,6 +189,46 @@ class Engine::Model final : public Interpretation {
   bool integral_ = true;
 };
 
+/// The symbols' values in a model that is gone, and values of terms on top.
+class Engine::KeptModel final : public Interpretation {
+ public:
+  bool bool_value(const Term* symbol) override {
+    const auto found = truths_.find(symbol);
+    return found != truths_.end() && found->second;
+  }
+  QNumber number_value(const Term* symbol) override {
+    const auto found = numbers_.find(symbol);
+    return found == numbers_.end() ? QNumber(0) : found->second;
+  }
+
+  /// Takes the values of symbols that the machinery knows.
+  void copy(const Machinery& machinery, Model& model) {
+    truths_.clear();
+    numbers_.clear();
+    evaluator_.forget();
+    for (const Term* term : machinery.encoder.encoded()) {
+      if (term->kind != Kind::kSymbol) continue;
+      truths_.emplace(term, model.bool_value(term));
+    }
+    for (const Term* term : machinery.problem.atoms().variables()) {
+      if (term->kind != Kind::kSymbol) continue;
+      numbers_.emplace(term, model.number_value(term));
+    }
+  }
+  /// What is swept may come again as something else.
+  void forget_swept(const TermSweep& sweep) {
+    sweep.drop_from(truths_);
+    sweep.drop_from(numbers_);
+  }
+
+  Evaluator& evaluator() { return evaluator_; }
+
+ private:
+  std::unordered_map<const Term*, bool> truths_;
+  std::unordered_map<const Term*, QNumber> numbers_;
+  Evaluator evaluator_{*this};
+};
+
 Engine::Engine(TermStore& store, const EngineOptions& options)
     : store_(store), options_(options), normaliser_(store) {}
 
@@ -259,6 +312,8 @@ bool Engine::synchronise(std::size_t num_assumptions) {
 
 Answer Engine::check(const std::vector<const Term*>& assumptions) {
   has_model_ = false;
+  shows_kept_model_ = false;
+  least_value_.reset();
   failed_assumptions_.clear();
   unknown_reason_ = UnknownReason::kNone;
   try {
@@ -291,6 +346,14 @@ Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
     assumed.push_back(machinery_->literal_of_assumption(
         assumptions[k], options_.former_assumptions, assumptions.size()));
     position_of.emplace(assumed.back().code(), k);
+  }
+  // Then truth values alone say which case of the target it is.
+  if (target_ != nullptr) {
+    const std::vector<const Term*>& conditions = target_->conditions();
+    for (const Term* condition : conditions) {
+      machinery_->literal_of_assumption(condition, options_.former_assumptions,
+                                        conditions.size());
+    }
   }
   std::vector<Literal> literals = machinery_->problem.selectors();
   literals.insert(literals.end(), assumed.begin(), assumed.end());
@@ -330,6 +393,7 @@ Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
       return Answer::kUnknown;
   }
   model_->start();
+  if (target_ != nullptr) lower_target();
   if (options_.check_models && !model_holds(assumptions)) {
     unknown_reason_ = UnknownReason::kInternalError;
     return Answer::kUnknown;
@@ -351,6 +415,67 @@ bool Engine::model_holds(const std::vector<const Term*>& assumptions) {
   return all_hold;
 }
 
+void Engine::lower_target() {
+  difference_ = target_->in_case([this](const Term* condition) {
+    return model_->evaluator().bool_value(condition);
+  });
+  la::DNumber least;
+  if (difference_.factor.sign() != 0) {
+    const auto lowered = machinery_->theory.lower_model(difference_.minuend,
+                                                        difference_.subtrahend);
+    model_->start();
+    if (!lowered) return;
+    least = *lowered;
+  }
+  least_value_ = value_of(difference_, least);
+}
+
+std::optional<la::DNumber> Engine::known_least() const {
+  if (!target_->conditions().empty()) return {};
+  la::DNumber least;
+  if (difference_.factor.sign() != 0) {
+    const auto known = machinery_->theory.known_least(difference_.minuend,
+                                                      difference_.subtrahend);
+    if (!known) return {};
+    least = *known;
+  }
+  return value_of(difference_, least);
+}
+
+Engine::Scale Engine::scale() const {
+  Scale scale{QNumber(0), QNumber(1)};
+  const AtomTable& table = machinery_->problem.atoms();
+  for (const AtomTable::Atom& atom : table.atoms()) {
+    const QNumber& weight = atom.weight.rational();
+    scale.reach += weight.sign() < 0 ? -weight : weight;
+    // For the opposite over the integers.
+    scale.reach += QNumber(1);
+    const QNumber denominator = weight.denominator();
+    QNumber missing = scale.denominator;
+    missing /= denominator;
+    scale.denominator *= missing.denominator();
+  }
+  // Paths are rounded where integers meet reals.
+  scale.reach += QNumber(table.num_nodes());
+  return scale;
+}
+
+void Engine::keep_model() {
+  assert(has_model_);
+  if (!kept_model_) kept_model_ = std::make_unique<KeptModel>();
+  kept_model_->copy(*machinery_, *model_);
+}
+
+void Engine::show_kept_model() {
+  has_model_ = true;
+  shows_kept_model_ = true;
+}
+
+Evaluator& Engine::evaluator() {
+  assert(has_model_);
+  return shows_kept_model_ ? kept_model_->evaluator() : model_->evaluator();
+}
+
 void Engine::drop_machinery() {
   has_model_ = false;
   model_.reset();
@@ -358,13 +483,11 @@ void Engine::drop_machinery() {
 }
 
 bool Engine::bool_value(const Term* term) {
-  assert(has_model_);
-  return model_->evaluator().bool_value(term);
+  return evaluator().bool_value(term);
 }
 
 QNumber Engine::number_value(const Term* term) {
-  assert(has_model_);
-  return model_->evaluator().number_value(term);
+  return evaluator().number_value(term);
 }
 
 void Engine::set_graph_recorder(GraphRecorder* recorder) {
@@ -386,10 +509,12 @@ void Engine::keep_terms(TermSweep& sweep) const {
 
 void Engine::forget_swept(const TermSweep& sweep) {
   normaliser_.forget_swept(sweep);
+  if (kept_model_) kept_model_->forget_swept(sweep);
   if (machinery_) machinery_->theory.forget_lemmas();
 }
 
 void Engine::renumber_terms(const TermSweep& sweep) {
+  if (kept_model_) kept_model_->evaluator().forget();
   if (!machinery_) return;
   machinery_->problem.renumber_terms(sweep);
   model_->evaluator().forget();
@@ -398,6 +523,10 @@ void Engine::renumber_terms(const TermSweep& sweep) {
 std::vector<DifferenceBound> Engine::last_cycle() const {
   if (!machinery_) return {};
   return machinery_->theory.last_cycle();
+}
+
+std::uint64_t Engine::num_conflicts() const {
+  return machinery_ ? machinery_->search.statistics().conflicts : 0;
 }
 
 std::vector<std::pair<std::string, std::string>> Engine::statistics() const {

@@ -16,6 +16,7 @@
 #include "solver/engine/graph_recorder.h"
 #include "solver/engine/model_check.h"
 #include "solver/engine/proof_log.h"
+#include "solver/engine/target.h"
 #include "solver/scheduling/machine_propagation.h"
 #include "solver/search/options.h"
 #include "solver/search/statistics.h"
@@ -163,6 +164,36 @@ class Engine {
   /// The same for an arithmetic term.
   QNumber number_value(const Term* term);
 
+  // What it takes to look for the best of many models; see Optimiser.
+
+  /// Makes each check that answers kSat end with a model in which the target is
+  /// as small as it can be while no truth value of the search changes, until
+  /// another target is set; null for none. Borrowed.
+  void set_target(const Target* target) { target_ = target; }
+  /// After kSat with a target, its least value as above; nothing if there is
+  /// none. A part of eps says that it is approached and not reached; the model
+  /// is near it then.
+  const std::optional<la::DNumber>& least_value() const { return least_value_; }
+  /// Likewise: a value that the target is not below in any model of the
+  /// assertions outside of all scopes; nothing if none is known at once.
+  /// Cost: one pass over the bounds that are known to hold.
+  std::optional<la::DNumber> known_least() const;
+  /// What the bounds of the problem are made of.
+  struct Scale {
+    /// No sum of bounds along a path without cycles is further from 0.
+    QNumber reach;
+    /// Each bound is a multiple of 1 over this.
+    QNumber denominator;
+  };
+  /// After a check that did not run out of memory. Cost: linear in the bounds.
+  Scale scale() const;
+  /// Keeps the values of the model for show_kept_model, until the next call.
+  /// Requires: has_model().
+  void keep_model();
+  /// Makes the model kept last the one to ask for values, until the next check
+  /// or change of assertions. Requires: there was no change since.
+  void show_kept_model();
+
   /// Makes a running check end with kUnknown soon after the flag is set. It is
   /// looked at between assertions that are encoded and between steps of the
   /// search, not inside a step of the graph.
@@ -170,6 +201,8 @@ class Engine {
   /// Makes each check end with kUnknown once it has met so many conflicts; 0:
   /// as many as it takes. The same limit gives the same answers on every run.
   void set_conflict_limit(std::uint64_t limit) { conflict_limit_ = limit; }
+  /// What set_conflict_limit was given.
+  std::uint64_t conflict_limit() const { return conflict_limit_; }
   /// The flag that set_stop was given.
   const std::atomic<bool>* stop() const { return stop_; }
   /// Where the graph logs; null for nowhere.
@@ -204,6 +237,8 @@ class Engine {
   /// met, in its direction; empty if it has met none.
   std::vector<DifferenceBound> last_cycle() const;
 
+  /// Conflicts of all checks, but those before memory ran out.
+  std::uint64_t num_conflicts() const;
   /// Names and values of all counters: the search's, then the graph's. The
   /// search's alone before the first check, and after one that ran out of
   /// memory, until the next; then the counting begins anew.
@@ -212,12 +247,15 @@ class Engine {
  private:
   struct Machinery;
   class Model;
+  class KeptModel;
 
   bool is_stopped() const;
   bool synchronise(std::size_t num_assumptions);
   // Requires: the last answer is forgotten. Throws std::bad_alloc.
   Answer do_check(const std::vector<const Term*>& assumptions);
   bool model_holds(const std::vector<const Term*>& assumptions);
+  void lower_target();
+  Evaluator& evaluator();
   void drop_machinery();
 
   TermStore& store_;
@@ -236,6 +274,13 @@ class Engine {
   // Lives with the machinery; it counts while has_model_.
   std::unique_ptr<Model> model_;
   bool has_model_ = false;
+  // Lives on its own, whatever becomes of the machinery.
+  std::unique_ptr<KeptModel> kept_model_;
+  bool shows_kept_model_ = false;
+  const Target* target_ = nullptr;
+  // The target in the last model, without ites, and its least value there.
+  Target::Difference difference_;
+  std::optional<la::DNumber> least_value_;
   ModelCheck model_check_;
   std::vector<std::size_t> failed_assumptions_;
   Refutation refutation_;

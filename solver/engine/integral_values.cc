@@ -31,14 +31,24 @@ QNumber round_down(const la::DNumber& value) {
 IntegralValues::IntegralValues(const AtomTable& atoms,
                                const std::vector<int>& active)
     : atoms_(atoms), outgoing_(index(atoms.num_nodes())) {
-  for (const int id : active) {
-    const dl::Edge& e = edge(id);
-    outgoing_[index(e.source)].push_back(id);
-    // The constant 0 belongs to both.
-    if (e.source != 0 && e.target != 0 &&
-        is_integer(e.source) != is_integer(e.target)) {
-      mixed_ = true;
-    }
+  for (const int id : active) add_constraint(id);
+}
+
+IntegralValues::IntegralValues(const AtomTable& atoms,
+                               const std::vector<int>& active,
+                               const dl::Edge& extra)
+    : IntegralValues(atoms, active) {
+  extra_ = extra;
+  add_constraint(kExtra);
+}
+
+void IntegralValues::add_constraint(int id) {
+  const dl::Edge& e = edge(id);
+  outgoing_[index(e.source)].push_back(id);
+  // The constant 0 belongs to both.
+  if (e.source != 0 && e.target != 0 &&
+      is_integer(e.source) != is_integer(e.target)) {
+    mixed_ = true;
   }
 }
 
@@ -91,8 +101,8 @@ void IntegralValues::add_paths_from(int source) {
     pending = std::move(next);
   }
   for (const int target : integers) {
-    RoundedPath path{
-        source, target, round_down(reached[index(target)].length), {}};
+    const la::DNumber& length = reached[index(target)].length;
+    RoundedPath path{source, target, round_down(length), length, {}};
     int node = target;
     do {
       path.constraints.push_back(reached[index(node)].constraint);
@@ -130,8 +140,10 @@ bool IntegralValues::lower_integers(std::vector<la::DNumber>& values) {
 // ever, and the constraints on the way are a conflict.
 bool IntegralValues::close_cycle(const std::vector<int>& parents, int node) {
   conflict_.clear();
+  cycle_.clear();
   for (int at = node; parents[index(at)] >= 0;) {
-    const RoundedPath& path = paths_[index(parents[index(at)])];
+    cycle_.push_back(parents[index(at)]);
+    const RoundedPath& path = paths_[index(cycle_.back())];
     conflict_.insert(conflict_.end(), path.constraints.begin(),
                      path.constraints.end());
     at = path.source;
@@ -157,6 +169,36 @@ void IntegralValues::lower_reals(std::vector<la::DNumber>& values) const {
       pending.push_back(e.target);
     }
   }
+}
+
+// With more weight in the extra constraint, each path through it grows until
+// its length reaches the next integer; the first to do so lengthens the cycle
+// by 1. The fewest such steps make the cycle 0.
+la::DNumber IntegralValues::least_weight() const {
+  QNumber length(0);
+  // What each path through the extra constraint lacks to the next integer.
+  std::vector<la::DNumber> lacking;
+  for (const int k : cycle_) {
+    const RoundedPath& path = paths_[index(k)];
+    length += path.length;
+    if (std::find(path.constraints.begin(), path.constraints.end(), kExtra) ==
+        path.constraints.end()) {
+      continue;
+    }
+    QNumber next = path.length;
+    next += QNumber(1);
+    next -= path.exact_length.rational();
+    lacking.emplace_back(next, -path.exact_length.eps());
+  }
+  assert(!lacking.empty());
+  la::DNumber more;
+  while (length.sign() < 0) {
+    auto first = std::min_element(lacking.begin(), lacking.end());
+    more = *first;
+    *first += la::DNumber(QNumber(1), QNumber(0));
+    length += QNumber(1);
+  }
+  return extra_->weight + more;
 }
 
 }  // namespace vorn::solver

@@ -29,6 +29,9 @@ class IntegralValues {
  public:
   /// Looks at the constraints of these numbers.
   IntegralValues(const AtomTable& atoms, const std::vector<int>& active);
+  /// And at one more, which is in no table; its number in conflict() is 0.
+  IntegralValues(const AtomTable& atoms, const std::vector<int>& active,
+                 const dl::Edge& extra);
 
   /// Whether there are constraints between an integer and a real.
   bool is_mixed() const { return mixed_; }
@@ -41,28 +44,43 @@ class IntegralValues {
   /// Constraints that have no solution together, once find has failed.
   const std::vector<int>& conflict() const { return conflict_; }
 
+  /// After find has failed, the least weight of the extra constraint above its
+  /// own with which the same constraints are no conflict any more.
+  /// Requires: there is an extra constraint, and they are none without it.
+  la::DNumber least_weight() const;
+
  private:
   // From one integer to another, with the constraints that say so.
   struct RoundedPath {
     int source;
     int target;
     QNumber length;
+    la::DNumber exact_length;
     std::vector<int> constraints;
   };
 
   bool is_integer(int node) const;
-  const dl::Edge& edge(int id) const { return atoms_.constraint(id).edge; }
+  const dl::Edge& edge(int id) const {
+    return id == kExtra ? *extra_ : atoms_.constraint(id).edge;
+  }
+  void add_constraint(int id);
   void add_paths_from(int source);
   bool lower_integers(std::vector<la::DNumber>& values);
   bool close_cycle(const std::vector<int>& parents, int node);
   void lower_reals(std::vector<la::DNumber>& values) const;
 
+  // Constraints in a table are numbered from 1.
+  static constexpr int kExtra = 0;
+
   const AtomTable& atoms_;
+  std::optional<dl::Edge> extra_;
   bool mixed_ = false;
   // Constraints by source.
   std::vector<std::vector<int>> outgoing_;
   std::vector<RoundedPath> paths_;
   std::vector<int> conflict_;
+  // The paths that it is made of: positions in paths_.
+  std::vector<int> cycle_;
 };
 
 }  // namespace vorn::solver

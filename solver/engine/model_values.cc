@@ -26,6 +26,15 @@ QNumber ModelValues::choose_eps() const {
   return eps;
 }
 
+std::vector<la::DNumber> ModelValues::solution() const {
+  std::vector<la::DNumber> result;
+  result.reserve(static_cast<std::size_t>(num_nodes_));
+  for (int node = 0; node < num_nodes_; ++node) {
+    result.push_back(potential_of(node));
+  }
+  return result;
+}
+
 std::optional<QNumber> ModelValues::value(int node) const {
   if (node == 0 || node >= num_nodes_) return std::nullopt;
   const la::DNumber origin = potential_of(0);

@@ -41,6 +41,11 @@ class ModelValues {
     num_nodes_ = atoms_.num_nodes();
   }
 
+  /// The constraints that the values satisfy.
+  const std::vector<int>& active() const { return active_; }
+  /// What the values are read off, by node; eps stands in it for no number yet.
+  std::vector<la::DNumber> solution() const;
+
   /// The chosen value of a node; nothing for node 0 and one made since.
   std::optional<QNumber> value(int node) const;
 

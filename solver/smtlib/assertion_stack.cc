@@ -15,6 +15,9 @@ void AssertionStack::add(ScriptFormula assertion) {
 
 void AssertionStack::keep_terms(TermSweep& sweep) const {
   for (const ScriptFormula& assertion : assertions_) sweep.keep(assertion.term);
+  for (const ScriptObjective& objective : objectives_) {
+    sweep.keep(objective.term);
+  }
   sweep.keep(assumptions_);
 }
 
@@ -32,6 +35,7 @@ Answer AssertionStack::check(const std::vector<const Term*>& assumptions) {
   assumptions_ = assumptions;
   failed_assumptions_.clear();
   core_.clear();
+  results_.clear();
   std::vector<std::size_t> named;
   for (std::size_t i = 0; assume_named_ && i < assertions_.size(); ++i) {
     if (assertions_[i].name.has_value()) named.push_back(i);
@@ -40,7 +44,8 @@ Answer AssertionStack::check(const std::vector<const Term*>& assumptions) {
   std::vector<const Term*> terms;
   for (const std::size_t i : named) terms.push_back(assertions_[i].term);
   terms.insert(terms.end(), assumptions.begin(), assumptions.end());
-  const Answer answer = engine_.check(terms);
+  const Answer answer =
+      objectives_.empty() ? engine_.check(terms) : optimise(terms);
   if (answer != Answer::kUnsat) return answer;
   for (const std::size_t failed : engine_.failed_assumptions()) {
     if (failed < named.size()) {
@@ -50,6 +55,25 @@ Answer AssertionStack::check(const std::vector<const Term*>& assumptions) {
     }
   }
   return answer;
+}
+
+// The optimiser makes terms small: what is to be great is negated.
+Answer AssertionStack::optimise(const std::vector<const Term*>& assumptions) {
+  std::vector<const Term*> terms;
+  for (const ScriptObjective& objective : objectives_) {
+    terms.push_back(objective.is_maximised ? store_.make_negate(objective.term)
+                                           : objective.term);
+    results_.push_back({objective.name, objective.term->sort,
+                        objective.is_maximised, Interval()});
+  }
+  Optimiser optimiser(store_, engine_, assumptions, terms);
+  optimiser.set_progress([this, &optimiser](std::size_t k) {
+    ObjectiveResult& result = results_[k];
+    result.interval = optimiser.intervals()[k];
+    if (result.is_maximised) result.interval = negate(result.interval);
+    if (progress_) progress_(result);
+  });
+  return optimiser.run();
 }
 
 AssertionStack::CoreState AssertionStack::settle_core(bool minimize) {

@@ -4,10 +4,14 @@
 
 #include <cassert>
 #include <cstddef>
+#include <functional>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "solver/engine/engine.h"
 #include "solver/explain/script_formula.h"
+#include "solver/optimise/optimiser.h"
 #include "solver/terms/scope_stack.h"
 #include "solver/terms/term.h"
 #include "solver/terms/term_store.h"
@@ -15,7 +19,29 @@
 
 namespace vorn::solver {
 
-/// The assertions of a script, by levels, in front of an engine.
+/// What a script wants to be small or great.
+struct ScriptObjective {
+  /// An arithmetic term.
+  const Term* term = nullptr;
+  /// Whether it is to be great.
+  bool is_maximised = false;
+  /// What the script calls it, as it prints.
+  std::string name;
+};
+
+/// What is known of an objective after a check.
+struct ObjectiveResult {
+  /// As the script calls it.
+  std::string name;
+  /// Of its values.
+  Sort sort = Sort::kInt;
+  /// Whether it is to be great.
+  bool is_maximised = false;
+  /// Where its best value lies.
+  Interval interval;
+};
+
+/// The assertions and objectives of a script, by levels, in front of an engine.
 ///
 /// Named assertions can be kept out of the engine's own assertions and handed
 /// to it as assumptions in each check; the failed ones are then an
@@ -40,7 +66,7 @@ class AssertionStack {
   /// apart, for cores.
   AssertionStack(TermStore& store, const EngineOptions& options,
                  bool assume_named)
-      : engine_(store, options), assume_named_(assume_named) {}
+      : store_(store), engine_(store, options), assume_named_(assume_named) {}
 
   /// Keeps the terms of assertions and of the last assumptions; the engine
   /// keeps its own.
@@ -65,6 +91,15 @@ class AssertionStack {
   /// Requires: a Boolean term inside the engine's fragment.
   void add(ScriptFormula assertion);
 
+  /// Wants something of the models that checks find, after what was wanted
+  /// before. Requires: comparisons of its term with numbers are inside the
+  /// engine's fragment.
+  void add(ScriptObjective objective) {
+    objectives_.push_back(std::move(objective));
+  }
+  /// Those of all levels, oldest first.
+  const std::vector<ScriptObjective>& objectives() const { return objectives_; }
+
   /// How many levels are open.
   std::size_t levels() const { return scopes_.size(); }
   /// Opens a level.
@@ -72,9 +107,17 @@ class AssertionStack {
   /// Requires: levels() > 0.
   void pop();
 
-  /// Whether the assertions and the assumptions are satisfiable together.
-  /// Requires: as for add.
+  /// Whether the assertions and the assumptions are satisfiable together; with
+  /// objectives, kSat is the answer once the best model is found, and there may
+  /// be a model after kUnknown. Requires: as for add.
   Answer check(const std::vector<const Term*>& assumptions);
+
+  /// What the last check has found out about its objectives.
+  const std::vector<ObjectiveResult>& results() const { return results_; }
+  /// Called when a check has found out more.
+  void set_progress(std::function<void(const ObjectiveResult&)> progress) {
+    progress_ = std::move(progress);
+  }
 
   /// After a check that answered kUnsat, until the next change: indices of the
   /// assumptions that contradict the assertions, ascending.
@@ -93,10 +136,17 @@ class AssertionStack {
   CoreState settle_core(bool minimize);
 
  private:
+  Answer optimise(const std::vector<const Term*>& assumptions);
+
+  TermStore& store_;
   Engine engine_;
   bool assume_named_;
   std::vector<ScriptFormula> assertions_;
-  ScopeStack<std::vector<ScriptFormula>> scopes_{assertions_};
+  std::vector<ScriptObjective> objectives_;
+  ScopeStack<std::vector<ScriptFormula>, std::vector<ScriptObjective>> scopes_{
+      assertions_, objectives_};
+  std::vector<ObjectiveResult> results_;
+  std::function<void(const ObjectiveResult&)> progress_;
   std::vector<const Term*> assumptions_;
   std::vector<std::size_t> failed_assumptions_;
   std::vector<std::size_t> core_;

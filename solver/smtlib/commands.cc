@@ -45,6 +45,8 @@ const Interpreter::Command Interpreter::kCommands[] = {
      true},
     {"get-info", &Interpreter::run_get_info, Need::kNothing, false, true},
     {"get-model", &Interpreter::run_get_model, Need::kModel, false, true},
+    {"get-objectives", &Interpreter::run_get_objectives, Need::kNotUnsat, false,
+     true},
     {"get-option", &Interpreter::run_get_option, Need::kNothing, false, true},
     {"get-proof", &Interpreter::run_get_proof, Need::kUnsat, false, true},
     {"get-unsat-assumptions", &Interpreter::run_get_unsat_assumptions,
@@ -52,6 +54,8 @@ const Interpreter::Command Interpreter::kCommands[] = {
     {"get-unsat-core", &Interpreter::run_get_unsat_core, Need::kUnsat, false,
      true},
     {"get-value", &Interpreter::run_get_value, Need::kModel, false, true},
+    {"maximize", &Interpreter::run_maximize, Need::kLogic, true},
+    {"minimize", &Interpreter::run_minimize, Need::kLogic, true},
     {"pop", &Interpreter::run_pop, Need::kLogic, true},
     {"push", &Interpreter::run_push, Need::kLogic, true},
     {"reset", &Interpreter::run_reset},
@@ -244,6 +248,51 @@ bool Interpreter::run_assert() {
   session_->stack->add(std::move(assertion));
   keep_names();
   mode_ = Mode::kAssert;
+  return true;
+}
+
+// --- Objectives ---
+
+bool Interpreter::run_minimize() {
+  return add_objective(false);
+}
+
+bool Interpreter::run_maximize() {
+  return add_objective(true);
+}
+
+bool Interpreter::add_objective(bool is_maximised) {
+  session_->parser->start_command(false);
+  lexer_.next();
+  ParsedTerm term;
+  if (!read_term(term)) return false;
+  if (term.term->is_bool()) {
+    return fail(term.position, "expected an Int or a Real, not a Bool");
+  }
+  std::string name = text_of(term);
+  lexer_.next();
+  if (!read_name(name)) return false;
+  // Its comparisons with all numbers are inside if one is.
+  ParsedTerm bound = term;
+  TermStore& store = session_->store;
+  bound.term = store.make_leq(term.term, store.make_number(QNumber(0)));
+  if (!check_fragment(bound)) return false;
+  session_->stack->add(
+      ScriptObjective{term.term, is_maximised, std::move(name)});
+  mode_ = Mode::kAssert;
+  return true;
+}
+
+bool Interpreter::read_name(std::string& name) {
+  while (lexer_.token().kind != TokenKind::kClose) {
+    const Token& token = lexer_.token();
+    if (token.kind != TokenKind::kKeyword || token.text != ":id") {
+      return fail_at_token("':id' or ')'");
+    }
+    if (!read_symbol(name)) return false;
+    name = print_symbol(name);
+    lexer_.next();
+  }
   return true;
 }
 

@@ -125,6 +125,14 @@ bool Interpreter::allowed(const Command& command) {
       return fail(command_, name +
                                 " is possible only while the last answer "
                                 "is sat");
+    case Need::kNotUnsat:
+      if (mode_ == Mode::kSat ||
+          (mode_ == Mode::kUnknown && session_ != nullptr)) {
+        return true;
+      }
+      return fail(command_, name +
+                                " is possible only while the last answer "
+                                "is sat or unknown");
     case Need::kUnsat:
       if (mode_ == Mode::kUnsat) return true;
       return fail(command_, name +
@@ -197,6 +205,8 @@ void Interpreter::start_session() {
 void Interpreter::make_stack() {
   session_->stack = std::make_unique<AssertionStack>(
       session_->store, options_.engine, options_.produce_unsat_cores);
+  session_->stack->set_progress(
+      [this](const ObjectiveResult& result) { show_bounds(result); });
   host_.engine_made(session_->stack->engine());
 }
 
@@ -261,6 +271,7 @@ SessionHost::Statistics Interpreter::statistics() const {
   const bool has_engine = session_ != nullptr && session_->stack != nullptr;
   SessionHost::Statistics rows =
       has_engine ? session_->stack->engine().statistics() : last_statistics_;
+  if (has_engine) add_bounds(rows);
   host_.add_statistics(rows);
   return rows;
 }

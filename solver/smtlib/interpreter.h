@@ -79,7 +79,7 @@ class Interpreter {
   enum class Mode { kStart, kAssert, kSat, kUnsat, kUnknown };
 
   // What a command needs before it may run.
-  enum class Need { kNothing, kStart, kLogic, kModel, kUnsat };
+  enum class Need { kNothing, kStart, kLogic, kModel, kNotUnsat, kUnsat };
 
   // One row of the command table, which is sorted by name.
   struct Command {
@@ -165,6 +165,8 @@ class Interpreter {
   bool run_define_fun();
   bool run_define_const();
   bool run_assert();
+  bool run_minimize();
+  bool run_maximize();
   bool run_push();
   bool run_pop();
   bool run_check_sat();
@@ -172,6 +174,7 @@ class Interpreter {
   bool run_get_model();
   bool run_get_value();
   bool run_get_assignment();
+  bool run_get_objectives();
   bool run_get_assertions();
   bool run_get_proof();
   bool run_get_unsat_core();
@@ -186,6 +189,9 @@ class Interpreter {
   bool declare(const std::string& name);
   bool read_parameters(std::vector<const Term*>& parameters);
   bool define(const std::string& name, std::vector<const Term*> parameters);
+  bool add_objective(bool is_maximised);
+  // The attributes behind the term of an objective.
+  bool read_name(std::string& name);
   void keep_names();
   void keep_texts();
   // The assertions together with assumptions_.
@@ -203,6 +209,9 @@ class Interpreter {
   std::string proof_text();
   std::string engine_reason();
   std::string value_text(const Term* term);
+  static std::string extent_text(const Extent& extent, Sort sort);
+  void show_bounds(const ObjectiveResult& result);
+  void add_bounds(SessionHost::Statistics& rows) const;
   bool apply_options(ScriptOptions changed, Position position);
 
   Lexer lexer_;

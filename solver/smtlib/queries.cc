@@ -294,6 +294,37 @@ bool Interpreter::run_get_assignment() {
   return true;
 }
 
+// --- Objectives ---
+
+std::string Interpreter::extent_text(const Extent& extent, Sort sort) {
+  if (extent.kind == Extent::Kind::kBelow) return "(- oo)";
+  if (extent.kind == Extent::Kind::kAbove) return "oo";
+  const QNumber& number = extent.value.rational();
+  const int side = extent.value.eps().sign();
+  if (!number.is_integer() || side != 0) sort = Sort::kReal;
+  const std::string text = print_value(number, sort);
+  if (side == 0) return text;
+  return (side > 0 ? "(+ " : "(- ") + text + " epsilon)";
+}
+
+bool Interpreter::run_get_objectives() {
+  if (!read_close()) return false;
+  reply_ = "(objectives";
+  const char* separator = " ";
+  for (const ObjectiveResult& result : session_->stack->results()) {
+    const std::string low = extent_text(result.interval.low, result.sort);
+    const std::string high = extent_text(result.interval.high, result.sort);
+    reply_ +=
+        separator + ('(' + result.name) + ' ' +
+        (result.interval.is_settled ? low
+                                    : "(interval " + low + ' ' + high + ')') +
+        ')';
+    separator = "\n ";
+  }
+  reply_ += ")\n";
+  return true;
+}
+
 // --- Assertions and cores ---
 
 bool Interpreter::run_get_assertions() {

@@ -13,6 +13,12 @@
 // it: why a check was unsat, and a picture of the constraints.
 
 namespace vorn::solver {
+namespace {
+
+// A term may be long.
+constexpr std::size_t kLongestName = 40;
+
+}  // namespace
 
 void Interpreter::explain() {
   assert(session_ != nullptr);
@@ -80,6 +86,37 @@ void Interpreter::record_picture(Answer answer) {
 const ConstraintPicture* Interpreter::picture() {
   if (!checked_) record_picture(Answer::kUnknown);
   return picture_.has_value() ? &*picture_ : nullptr;
+}
+
+void Interpreter::show_bounds(const ObjectiveResult& result) {
+  const Interval& interval = result.interval;
+  SessionHost::Bounds bounds;
+  bounds.objective = on_one_line(result.name, kLongestName);
+  bounds.best = extent_text(result.is_maximised ? interval.low : interval.high,
+                            result.sort);
+  bounds.limit = extent_text(result.is_maximised ? interval.high : interval.low,
+                             result.sort);
+  bounds.gap = "oo";
+  if (interval.is_settled) {
+    bounds.gap = "0";
+  } else if (interval.low.kind == Extent::Kind::kNumber &&
+             interval.high.kind == Extent::Kind::kNumber) {
+    QNumber gap = interval.high.value.rational();
+    gap -= interval.low.value.rational();
+    bounds.gap = gap.to_str();
+  }
+  host_.bounds_changed(bounds);
+}
+
+void Interpreter::add_bounds(SessionHost::Statistics& rows) const {
+  std::size_t number = 0;
+  for (const ObjectiveResult& result : session_->stack->results()) {
+    const std::string key = "objective " + std::to_string(++number);
+    rows.emplace_back(key + " at least",
+                      extent_text(result.interval.low, result.sort));
+    rows.emplace_back(key + " at most",
+                      extent_text(result.interval.high, result.sort));
+  }
 }
 
 }  // namespace vorn::solver

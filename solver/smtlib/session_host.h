@@ -70,6 +70,20 @@ class SessionHost {
   /// one meanwhile.
   virtual bool check_finished() { return true; }
 
+  /// What is known of the best value of an objective, as text.
+  struct Bounds {
+    /// What the script calls it.
+    std::string objective;
+    /// The best value so far.
+    std::string best;
+    /// No model has a better one.
+    std::string limit;
+    /// The difference of the two.
+    std::string gap;
+  };
+  /// The check has found a better model, or that none is as good as was hoped.
+  virtual void bounds_changed(const Bounds& /*bounds*/) {}
+
   /// Whether checks have to answer unknown at once, or had to since
   /// check_started.
   virtual Stop stop() const { return Stop::kNone; }

@@ -9,6 +9,8 @@
 #include <limits>
 #include <map>
 #include <optional>
+#include <string>
+#include <tuple>
 #include <unordered_map>
 #include <utility>
 
@@ -32,6 +34,9 @@
 
 namespace vorn::bruteforce {
 namespace {
+
+// Further out than all sums of the scripts' numbers.
+const mpq_class kFar("1" + std::string(60, '0'));
 
 // By value, then by the infinitesimal.
 struct Weight {
@@ -95,6 +100,11 @@ class Paths {
       if (*at(i, i) < Weight{0, 0}) return false;
     }
     return true;
+  }
+  // The length of the shortest path.
+  const std::optional<Weight>& path(std::size_t source,
+                                    std::size_t target) const {
+    return at(source, target);
   }
   // Requires: does not contradict the bound.
   void add(const Bound& bound) {
@@ -234,17 +244,107 @@ class Enumeration {
 
   // Nothing if there are more states.
   std::optional<bool> run() {
-    std::size_t counts[3] = {0, 0, 0};
-    for (const Formula& formula : formulas_) count_variables(*formula, counts);
-    num_ints_ = counts[1];
-    State state{std::vector<Truth>(counts[0], Truth::kOpen),
-                Paths(counts[1], counts[2])};
-    const bool result = has_model(state);
+    const bool result = has_model(start({}));
     if (gave_up_) return std::nullopt;
     return result;
   }
 
+  // The best values, of terms that are to be small. Nothing likewise.
+  std::optional<std::vector<Optimum>> minimise(
+      const std::vector<Formula>& terms) {
+    terms_ = &terms;
+    has_model(start(terms));
+    if (gave_up_) return std::nullopt;
+    return best_;
+  }
+
  private:
+  State start(const std::vector<Formula>& terms) {
+    std::size_t counts[3] = {0, 0, 0};
+    for (const Formula& formula : formulas_) count_variables(*formula, counts);
+    for (const Formula& term : terms) count_variables(*term, counts);
+    num_ints_ = counts[1];
+    return {std::vector<Truth>(counts[0], Truth::kOpen),
+            Paths(counts[1], counts[2])};
+  }
+
+  // The models of a state, of which all formulas are true, as candidates for
+  // the best ones. False if a case of a term is open.
+  bool look_for_best(State state) {
+    std::vector<Sum> sums;
+    for (const Formula& term : *terms_) {
+      bool conditional = false;
+      if (!add(*term, 1, state, sums.emplace_back(), conditional)) return false;
+    }
+    std::vector<Optimum> optima;
+    mpq_class near(1, 1000000);
+    mpq_class far = kFar;
+    for (const Sum& sum : sums) {
+      const auto optimum = least(sum, state, near);
+      if (!optimum) {
+        gave_up_ = true;
+        return true;
+      }
+      mpq_class bound = optimum->value;
+      if (optimum->infinity != 0) bound = -far;
+      if (optimum->side != 0) bound += near;
+      constrain(sum, bound, state.paths);
+      if (optimum->infinity != 0) far *= kFar;
+      near /= 1000000;
+      optima.push_back(*optimum);
+    }
+    const auto rank = [](const Optimum& o) {
+      return std::make_tuple(o.infinity, o.value, o.side);
+    };
+    const auto is_less = [&rank](const Optimum& a, const Optimum& b) {
+      return rank(a) < rank(b);
+    };
+    if (best_.empty() ||
+        std::lexicographical_compare(optima.begin(), optima.end(),
+                                     best_.begin(), best_.end(), is_less)) {
+      best_ = std::move(optima);
+    }
+    return true;
+  }
+
+  // Adds sum <= most. False if that contradicts the state.
+  bool constrain(Sum sum, const mpq_class& most, Paths& paths) const {
+    sum.constant -= most;
+    const Reading reading = read(sum, num_ints_, false);
+    if (!reading.bound) return reading.constant;
+    if (paths.contradicts(*reading.bound)) return false;
+    paths.add(*reading.bound);
+    return paths.is_consistent();
+  }
+
+  // The least value of a sum in a state. Shortest paths tell it, but where
+  // integers and reals meet, they may be too low, by less than 1; then it is
+  // one of the numbers that sums of bounds can be. `near`: closer than these
+  // are to each other.
+  std::optional<Optimum> least(const Sum& sum, const State& state,
+                               const mpq_class& near) const {
+    std::vector<std::pair<std::size_t, mpq_class>> terms;
+    for (const auto& term : sum.factors) {
+      if (term.second != 0) terms.push_back(term);
+    }
+    if (terms.empty()) return Optimum{0, sum.constant, 0};
+    if (terms.size() == 1) terms.emplace_back(0, -terms[0].second);
+    if (terms[0].second < 0) std::swap(terms[0], terms[1]);
+    const auto& path = state.paths.path(terms[0].first, terms[1].first);
+    if (!path) return Optimum{-1, 0, 0};
+    mpq_class value = sum.constant - terms[0].second * path->value;
+    for (int k = 0; k <= kParts; ++k, value += terms[0].second / kParts) {
+      for (const int side : {0, 1}) {
+        Paths paths = state.paths;
+        const mpq_class most = value + side * near;
+        if (constrain(sum, most, paths)) return Optimum{0, value, side};
+      }
+      // What hangs on another objective is no such number.
+      if (mpq_class(value * kParts).get_den() > 1000) break;
+    }
+    return std::nullopt;
+  }
+
   static void count_variables(const Node& node, std::size_t* counts) {
     if (node.op == Op::kVariable) {
       std::size_t& count = counts[static_cast<std::size_t>(node.sort)];
@@ -268,7 +368,11 @@ class Enumeration {
       if (one == Truth::kFalse) return false;
       if (one == Truth::kOpen) all = one;
     }
-    if (all == Truth::kTrue) return true;
+    if (all == Truth::kTrue) {
+      // All states are of interest, so this one does not end the search.
+      if (terms_ == nullptr) return true;
+      if (look_for_best(state)) return false;
+    }
     const Decision decision = *decision_;
     for (const bool choice : {true, false}) {
       State next = state;
@@ -526,7 +630,13 @@ class Enumeration {
     }
   };
 
+  // Sums of bounds are multiples of 1 over this.
+  static constexpr int kParts = 840;
+
   const std::vector<Formula>& formulas_;
+  // With terms to be minimised: these, and the best so far.
+  const std::vector<Formula>* terms_ = nullptr;
+  std::vector<Optimum> best_;
   std::uint64_t states_left_;
   std::size_t num_ints_ = 0;
   bool gave_up_ = false;
@@ -545,6 +655,29 @@ bool is_satisfiable(const std::vector<Formula>& formulas) {
 std::optional<bool> is_satisfiable_within(const std::vector<Formula>& formulas,
                                           std::uint64_t most_states) {
   return Enumeration(formulas, most_states).run();
+}
+
+std::optional<std::vector<Optimum>> find_optima(
+    const std::vector<Formula>& formulas,
+    const std::vector<Objective>& objectives, std::uint64_t most_states) {
+  std::vector<Formula> terms;
+  for (const Objective& objective : objectives) {
+    const Formula& term = objective.term;
+    terms.push_back(
+        objective.is_maximised ? make(Op::kMinus, term->sort, {term}) : term);
+  }
+  auto optima = Enumeration(formulas, most_states).minimise(terms);
+  for (std::size_t k = 0; optima && k < terms.size(); ++k) {
+    Optimum& optimum = (*optima)[k];
+    if (optimum.infinity == 0 && abs(optimum.value) > kFar / 1000000) {
+      optimum = {optimum.value < 0 ? -1 : 1, 0, 0};
+    }
+    if (!objectives[k].is_maximised) continue;
+    optimum.infinity = -optimum.infinity;
+    optimum.value = -optimum.value;
+    optimum.side = -optimum.side;
+  }
+  return optima;
 }
 
 }  // namespace vorn::bruteforce

@@ -26,6 +26,34 @@ bool is_satisfiable(const std::vector<Formula>& formulas);
 std::optional<bool> is_satisfiable_within(const std::vector<Formula>& formulas,
                                           std::uint64_t most_states);
 
+/// What is wanted of a model.
+struct Objective {
+  /// An arithmetic term that fits where is_satisfiable takes one.
+  Formula term;
+  /// Great, not small.
+  bool is_maximised = false;
+};
+
+/// The best value of an objective.
+struct Optimum {
+  /// -1: below all numbers, 1: above.
+  int infinity = 0;
+  /// Otherwise the number, not quite exact behind an objective that has no best
+  /// model: closer to it than any other number is that it could be.
+  mpq_class value;
+  /// Whether it is approached, and from which side, and not reached.
+  int side = 0;
+};
+
+/// The best value of each objective, among the models that are best for those
+/// before it, by looking at all states. Where one has no best model, those near
+/// enough count, or far enough out. Nothing once `most_states` were looked at,
+/// and in rare cases that it knows no answer for.
+/// Requires: the formulas have a model; as is_satisfiable.
+std::optional<std::vector<Optimum>> find_optima(
+    const std::vector<Formula>& formulas,
+    const std::vector<Objective>& objectives, std::uint64_t most_states);
+
 }  // namespace vorn::bruteforce
 
 #endif  // VORN_TESTS_BRUTEFORCE_DECISION_H

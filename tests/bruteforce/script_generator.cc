@@ -74,6 +74,7 @@ Script ScriptGenerator::make() {
   }
   const int commands = dense ? pick(6) : 4 + pick(9);
   for (int i = 0; i < commands; ++i) {
+    if (wants_objectives_ && chance(35)) add_objective();
     const int choice = pick(100);
     if (choice < 60) {
       add_assert();
@@ -87,6 +88,7 @@ Script ScriptGenerator::make() {
       add_check();
     }
   }
+  if (wants_objectives_ && chance(70)) add_objective();
   add_check();
   while (!levels_.empty() && chance(60)) {
     add_pop();
@@ -97,16 +99,9 @@ Script ScriptGenerator::make() {
 
 void ScriptGenerator::add_options() {
   const auto option = [this](const std::string& text) {
-    add_step({Step::Kind::kSilent,
-              "(set-option :" + text + ")",
-              {},
-              {},
-              {},
-              {},
-              0,
-              false,
-              {},
-              {}});
+    Step step;
+    step.text = "(set-option :" + text + ")";
+    add_step(std::move(step));
   };
   option("produce-models true");
   option("produce-assignments true");
@@ -332,6 +327,28 @@ void ScriptGenerator::add_check() {
     const Sort sort = chance(40) ? Sort::kBool : pick_number_sort();
     step.queries.push_back(make_term(sort, 2));
   }
+  add_step(std::move(step));
+}
+
+// One end, or the difference of two, as often as not multiplied.
+void ScriptGenerator::add_objective() {
+  Step step;
+  step.kind = Step::Kind::kObjective;
+  budget_ = 8;
+  const Sort sort = pick_number_sort();
+  step.objective = make_end(sort, 2);
+  if (chance(50)) {
+    step.objective =
+        apply("-", Op::kMinus, sort, {step.objective, make_end(sort, 2)});
+  }
+  if (chance(15)) {
+    step.objective =
+        apply("*", Op::kTimes, sort, {make_factor(sort), step.objective});
+  }
+  step.is_maximised = chance(50);
+  step.text = (step.is_maximised ? "(maximize " : "(minimize ") +
+              step.objective.text +
+              (chance(30) ? " :id o" + std::to_string(num_names_++) : "") + ')';
   add_step(std::move(step));
 }
 

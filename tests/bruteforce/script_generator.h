@@ -41,12 +41,13 @@ struct Label {
 /// One command of a script.
 struct Step {
   enum class Kind {
-    kSilent,   // changes nothing that the formulas depend on
-    kDeclare,  // variable
-    kAssert,   // formula; `label` is set if it is a named assertion
-    kPush,     // count
-    kPop,      // count
-    kCheck,    // assumptions, and terms to ask the values of
+    kSilent,     // changes nothing that the formulas depend on
+    kDeclare,    // variable
+    kAssert,     // formula; `label` is set if it is a named assertion
+    kPush,       // count
+    kPop,        // count
+    kObjective,  // objective, is_maximised
+    kCheck,      // assumptions, and terms to ask the values of
   };
 
   Kind kind = Kind::kSilent;
@@ -60,6 +61,8 @@ struct Step {
   bool assuming = false;
   std::vector<Written> assumptions;
   std::vector<Written> queries;
+  Written objective;
+  bool is_maximised = false;
 };
 
 struct Script {
@@ -78,6 +81,8 @@ class ScriptGenerator {
 
   /// `plain`: keeps to the functions of the logics' own definitions.
   ScriptGenerator(Logic logic, std::uint64_t seed, bool plain = false);
+  /// Scripts have objectives, too, from now on.
+  void want_objectives() { wants_objectives_ = true; }
   /// Takes all its choices from `choose`.
   ScriptGenerator(Logic logic, Choose choose);
 
@@ -126,6 +131,7 @@ class ScriptGenerator {
   void add_push();
   void add_pop();
   void add_check();
+  void add_objective();
 
   // Terms. An "end" is a variable or 0, plus a number, whatever its conditions
   // choose; so any two ends of one sort differ by a difference of variables.
@@ -150,6 +156,7 @@ class ScriptGenerator {
 
   const Logic logic_;
   bool is_plain_ = false;
+  bool wants_objectives_ = false;
   const Choose choose_;
   Script script_;
 

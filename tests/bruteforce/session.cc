@@ -109,6 +109,7 @@ class Session {
     std::size_t variables;
     std::size_t assertions;
     std::size_t labels;
+    std::size_t objectives;
   };
 
   std::string send(const std::string& command) {
@@ -137,10 +138,13 @@ class Session {
         assertions_.push_back({step.formula, step.label});
         labels_.insert(labels_.end(), step.labels.begin(), step.labels.end());
         break;
+      case Step::Kind::kObjective:
+        objectives_.push_back({step.objective.meaning, step.is_maximised});
+        break;
       case Step::Kind::kPush:
         for (std::size_t i = 0; i < step.count; ++i) {
-          levels_.push_back(
-              {variables_.size(), assertions_.size(), labels_.size()});
+          levels_.push_back({variables_.size(), assertions_.size(),
+                             labels_.size(), objectives_.size()});
         }
         break;
       case Step::Kind::kPop:
@@ -148,6 +152,7 @@ class Session {
           variables_.resize(levels_.back().variables);
           assertions_.resize(levels_.back().assertions);
           labels_.resize(levels_.back().labels);
+          objectives_.resize(levels_.back().objectives);
           levels_.pop_back();
         }
         break;
@@ -217,6 +222,64 @@ class Session {
     }
     check_values(queries, values);
     check_assignment(values);
+    if (!objectives_.empty()) check_optima(formulas, values);
+  }
+
+  // The best values against all states, and the model's own against them.
+  void check_optima(const std::vector<Formula>& formulas,
+                    const Values& values) {
+    const std::string reply = send("(get-objectives)");
+    const std::optional<Expression> list = read_expression(reply);
+    require(list && list->items.size() == objectives_.size() + 1 &&
+                list->items[0].atom == "objectives",
+            "not all objectives", reply);
+    const auto optima = find_optima(formulas, objectives_,
+                                    most_states_ == 0 ? ~0ULL : most_states_);
+    if (!optima) {
+      ++tally_.undecided;
+      return;
+    }
+    bool is_exact = true;
+    for (std::size_t k = 0; k < objectives_.size(); ++k) {
+      const std::string what = "objective " + std::to_string(k) + " is wrong";
+      require(list->items[k + 1].items.size() == 2, what, reply);
+      const Optimum found = read_optimum(list->items[k + 1].items[1], reply);
+      const Optimum& expected = (*optima)[k];
+      require(found.infinity == expected.infinity, what, reply);
+      ++tally_.optima;
+      if (found.infinity != 0) {
+        ++tally_.unbounded;
+        is_exact = false;
+        continue;
+      }
+      const mpq_class off = expected.value - found.value;
+      require(abs(off) < mpq_class(1, 10000), what, reply);
+      require(found.side == (sgn(off) != 0 ? sgn(off) : expected.side), what,
+              reply);
+      const mpq_class value = number(*objectives_[k].term, values);
+      if (found.side != 0) {
+        ++tally_.unattained;
+        require(!is_exact || cmp(value, found.value) == found.side,
+                "the model is not on that side: " + what, reply);
+        is_exact = false;
+      }
+      require(!is_exact || value == found.value,
+              "the model has another value: " + what, reply);
+    }
+  }
+
+  static Optimum read_optimum(const Expression& expression,
+                              const std::string& reply) {
+    const std::string text = to_text(expression);
+    if (text == "oo") return {1, 0, 0};
+    if (text == "(- oo)") return {-1, 0, 0};
+    if (const auto value = read_number(expression)) return {0, *value, 0};
+    require(
+        expression.items.size() == 3 && expression.items[2].atom == "epsilon",
+        "no value", reply);
+    const auto value = read_number(expression.items[1]);
+    require(value.has_value(), "no value", reply);
+    return {0, *value, expression.items[0].atom == "+" ? 1 : -1};
   }
 
   static void set_value(const Node& variable, const std::string& sort,
@@ -356,6 +419,7 @@ class Session {
   std::vector<Variable> variables_;
   std::vector<Assertion> assertions_;
   std::vector<Label> labels_;
+  std::vector<Objective> objectives_;
   std::vector<Level> levels_;
 };
 

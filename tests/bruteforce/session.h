@@ -18,6 +18,11 @@ struct Tally {
   std::uint64_t unsat = 0;
   std::uint64_t cores = 0;
   std::uint64_t failed_assumptions = 0;
+  /// Best values that were compared: all, those that are approached and not
+  /// reached, those that there are none of.
+  std::uint64_t optima = 0;
+  std::uint64_t unattained = 0;
+  std::uint64_t unbounded = 0;
   /// Answers that enumeration was too long for.
   std::uint64_t undecided = 0;
   /// The engine's counters of these names, over all scripts.

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -206,6 +207,32 @@ TEST(InterruptTest, ExplanationEndsWithWhatIsFound) {
   EXPECT_EQ(text.rfind(head, 0), 0U) << text;
   EXPECT_EQ(text.find(last + "\"end\"\n") + last.size() + 6, text.size())
       << text;
+  process.close_input();
+  EXPECT_EQ(process.wait().status, 0);
+}
+
+// The best schedule so far is no worse for the end of the search.
+TEST(InterruptTest, OfASearchForTheBestLeavesTheBestSoFar) {
+  Child process(VORN_COMMAND, {"--machines", "off"}, kDialogue);
+  const std::string folder = VORN_JOBSHOP_DIR;
+  const Ended question =
+      test::run_program(folder + "/question.sh", {folder + "/ft20.txt"});
+  std::string script = question.output;
+  script.resize(script.find("(check-sat)"));
+  process.send(script + "(check-sat)");
+  EXPECT_EQ(line_after_interrupt(process), "unknown\n");
+  process.send("(get-objectives)(get-value (end))(echo \"end\")");
+  const std::string found = process.read_line();
+  int low = 0;
+  int high = 0;
+  ASSERT_EQ(std::sscanf(found.c_str(), "(objectives (end (interval %d %d)))",
+                        &low, &high),
+            2)
+      << found;
+  EXPECT_LE(low, 1165);
+  EXPECT_GE(high, 1165);
+  EXPECT_EQ(process.read_line(), "((end " + std::to_string(high) + "))\n");
+  EXPECT_EQ(process.read_line(), "\"end\"\n");
   process.close_input();
   EXPECT_EQ(process.wait().status, 0);
 }

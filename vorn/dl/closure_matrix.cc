@@ -76,10 +76,15 @@ Matrix<Numbers>::Matrix(Store& store)
     distances_[row * stride_ + row] = Numbers::zero();
     sources_[row * stride_] = static_cast<std::int32_t>(row);
   }
+  // The constant 0, unless another row has twice as many pairs: bounds on one
+  // variable are what most shortest paths go through, also where that variable
+  // stands for the end of all.
+  const int zero = store.rows.empty() ? -1 : store.rows.front();
   std::size_t most = 0;
   for (std::size_t row = 0; row < store.pairs_from.size(); ++row) {
-    const std::size_t pairs =
+    std::size_t pairs =
         store.pairs_from[row].size() + store.pairs_to[row].size();
+    if (static_cast<int>(row) == zero) pairs *= 2;
     if (pairs > most) hub_ = static_cast<int>(row);
     most = std::max(most, pairs);
   }

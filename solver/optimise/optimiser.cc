@@ -1,0 +1,299 @@
+// SPDX-License-Identifier: MIT
+#include "solver/optimise/optimiser.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace vorn::solver {
+namespace {
+
+// What a value that turns out too small may cost while there are others.
+constexpr std::uint64_t kProbeConflicts = 30;
+// Reals can be halved for ever.
+constexpr int kMostRealProbes = 12;
+
+la::DNumber exactly(const QNumber& value) {
+  return {value, QNumber(0)};
+}
+
+QNumber magnitude(const QNumber& number) {
+  return number.sign() < 0 ? -number : number;
+}
+
+int sign_of(const la::DNumber& value) {
+  const int sign = value.rational().sign();
+  return sign != 0 ? sign : value.eps().sign();
+}
+
+Extent negate(const Extent& extent) {
+  switch (extent.kind) {
+    case Extent::Kind::kBelow:
+      return {Extent::Kind::kAbove, {}};
+    case Extent::Kind::kAbove:
+      return {Extent::Kind::kBelow, {}};
+    case Extent::Kind::kNumber:
+      break;
+  }
+  return {Extent::Kind::kNumber,
+          la::DNumber(-extent.value.rational(), -extent.value.eps())};
+}
+
+}  // namespace
+
+Interval negate(const Interval& interval) {
+  return {negate(interval.high), negate(interval.low), interval.is_settled};
+}
+
+Optimiser::Optimiser(TermStore& store, Engine& engine,
+                     const std::vector<const Term*>& assumptions,
+                     const std::vector<const Term*>& objectives)
+    : store_(store),
+      engine_(engine),
+      assumptions_(assumptions),
+      targets_(objectives.begin(), objectives.end()),
+      intervals_(objectives.size()) {}
+
+Answer Optimiser::run() {
+  const std::uint64_t most_conflicts = engine_.conflict_limit();
+  last_conflict_ = engine_.num_conflicts() + most_conflicts;
+  if (most_conflicts == 0 || last_conflict_ < most_conflicts) {
+    last_conflict_ = std::numeric_limits<std::uint64_t>::max();
+  }
+  Answer answer = Answer::kSat;
+  bool has_model = false;
+  for (std::size_t k = 0; k < targets_.size() && answer == Answer::kSat; ++k) {
+    range_ = Range();
+    engine_.set_target(&targets_[k]);
+    answer = ask(nullptr, 0);
+    if (answer != Answer::kSat) break;
+    has_model = true;
+    if (minimise(k)) {
+      fix(k);
+    } else {
+      answer = Answer::kUnknown;
+    }
+  }
+  engine_.set_target(nullptr);
+  engine_.set_conflict_limit(most_conflicts);
+  if (!has_model) return answer;
+  engine_.show_kept_model();
+  return answer == Answer::kSat ? answer : Answer::kUnknown;
+}
+
+// Whether there is a model that keeps within the bound, null for any model;
+// kUnknown also once there were so many conflicts, 0: as many as it takes.
+Answer Optimiser::ask(const Term* bound, std::uint64_t most_conflicts) {
+  const std::uint64_t conflicts = engine_.num_conflicts();
+  std::uint64_t limit =
+      last_conflict_ - std::min(last_conflict_ - 1, conflicts);
+  if (most_conflicts > 0) limit = std::min(limit, most_conflicts);
+  engine_.set_conflict_limit(limit);
+  if (bound != nullptr) assumptions_.push_back(bound);
+  const Answer answer = engine_.check(assumptions_);
+  if (bound != nullptr) assumptions_.pop_back();
+  return answer;
+}
+
+// Requires: the engine has found a model. False if it was stopped.
+bool Optimiser::minimise(std::size_t position) {
+  const Target& target = targets_[position];
+  take_model(position);
+  if (!is_settled() && !range_.low && !has_no_bound(position)) return false;
+  if (!probe(position)) return false;
+  while (!is_settled()) {
+    switch (ask(better(target), 0)) {
+      case Answer::kSat:
+        take_model(position);
+        break;
+      case Answer::kUnsat:
+        range_.low = range_.high;
+        report(position);
+        break;
+      case Answer::kUnknown:
+        return false;
+    }
+  }
+  return true;
+}
+
+void Optimiser::take_model(std::size_t position) {
+  engine_.keep_model();
+  if (!engine_.least_value()) {
+    range_.is_unbounded = true;
+  } else {
+    range_.high = *engine_.least_value();
+    const std::optional<la::DNumber> known = engine_.known_least();
+    if (known && (!range_.low || *range_.low < *known)) range_.low = known;
+  }
+  report(position);
+}
+
+// Finds out whether there is a bound at all. False if it was stopped.
+bool Optimiser::has_no_bound(std::size_t position) {
+  const Target& target = targets_[position];
+  const QNumber far = -reach_of(target, engine_.scale().reach);
+  switch (ask(at_most(target, far), 0)) {
+    case Answer::kSat:
+      engine_.keep_model();
+      range_.is_unbounded = true;
+      report(position);
+      return true;
+    case Answer::kUnsat:
+      refute(position, far);
+      return true;
+    case Answer::kUnknown:
+      break;
+  }
+  return false;
+}
+
+// Moves both ends as far as few conflicts do. False if it was stopped.
+bool Optimiser::probe(std::size_t position) {
+  const Target& target = targets_[position];
+  const bool is_integer = target.term()->sort == Sort::kInt;
+  // Nobody knows below this, as far as few conflicts tell.
+  la::DNumber high = range_.high;
+  for (int k = 0; is_integer || k < kMostRealProbes; ++k) {
+    if (is_settled() || !(*range_.low < high)) return true;
+    QNumber middle = range_.low->rational();
+    middle += high.rational();
+    middle /= QNumber(2);
+    if (is_integer) middle = middle.floor();
+    switch (ask(at_most(target, middle), kProbeConflicts)) {
+      case Answer::kSat:
+        take_model(position);
+        high = range_.high;
+        break;
+      case Answer::kUnsat:
+        refute(position, middle);
+        break;
+      case Answer::kUnknown:
+        if (engine_.unknown_reason() != UnknownReason::kConflictLimit ||
+            engine_.num_conflicts() >= last_conflict_) {
+          return false;
+        }
+        high = exactly(middle);
+        break;
+    }
+  }
+  return true;
+}
+
+// There is no model with this value or a smaller one.
+void Optimiser::refute(std::size_t position, const QNumber& value) {
+  QNumber low = value;
+  const bool is_integer = targets_[position].term()->sort == Sort::kInt;
+  if (is_integer) {
+    low = low.floor();
+    low += QNumber(1);
+  }
+  range_.low = la::DNumber(low, QNumber(is_integer ? 0 : 1));
+  report(position);
+}
+
+bool Optimiser::is_settled() const {
+  return range_.is_unbounded || (range_.low && !(*range_.low < range_.high));
+}
+
+void Optimiser::report(std::size_t position) {
+  const Target& target = targets_[position];
+  Interval& interval = intervals_[position];
+  interval.is_settled = is_settled();
+  if (range_.is_unbounded) {
+    interval.low = interval.high = {Extent::Kind::kBelow, {}};
+  } else {
+    interval.high = extent_of(range_.high, target);
+    if (is_settled()) {
+      interval.low = interval.high;
+    } else if (range_.low) {
+      interval.low = extent_of(*range_.low, target);
+    }
+  }
+  if (progress_) progress_(position);
+}
+
+// Holds an objective where it is least, for those behind it.
+void Optimiser::fix(std::size_t position) {
+  if (position + 1 == targets_.size()) return;
+  const Target& target = targets_[position];
+  const Engine::Scale scale = engine_.scale();
+  QNumber bound = range_.high.rational();
+  if (range_.is_unbounded) {
+    // Whatever hangs on this lies beyond all that does not.
+    if (!reach_) reach_ = scale.reach;
+    QNumber far(1);
+    for (const Target& one : targets_) far += reach_of(one, scale.reach);
+    far *= all_factors();
+    far *= all_denominators();
+    far *= QNumber(4);
+    bound = -far;
+  } else if (range_.high.eps().sign() > 0) {
+    // Whatever hangs on this lies closer to its number than any other does.
+    QNumber denominator = scale.denominator;
+    denominator *= all_denominators();
+    if (!denominator_) denominator_ = denominator;
+    QNumber near(1);
+    near /= denominator;
+    near /= denominator;
+    near /= all_factors();
+    near /= QNumber(4);
+    bound += near;
+  }
+  assumptions_.push_back(at_most(target, bound));
+}
+
+// What a value is where objectives before are least, and not only near to it.
+Extent Optimiser::extent_of(const la::DNumber& value,
+                            const Target& target) const {
+  if (reach_ && reach_of(target, *reach_) < magnitude(value.rational())) {
+    return {sign_of(value) < 0 ? Extent::Kind::kBelow : Extent::Kind::kAbove,
+            {}};
+  }
+  QNumber number = value.rational();
+  int side = value.eps().sign();
+  if (denominator_) {
+    number *= *denominator_;
+    number += QNumber(1) /= QNumber(2);
+    number = number.floor();
+    number /= *denominator_;
+    QNumber rest = value.rational();
+    rest -= number;
+    if (rest.sign() != 0) side = rest.sign();
+  }
+  return {Extent::Kind::kNumber, la::DNumber(number, QNumber(side))};
+}
+
+const Term* Optimiser::at_most(const Target& target, const QNumber& value) {
+  return store_.make_leq(target.term(), store_.make_number(value));
+}
+
+// Asks for less than the best so far.
+const Term* Optimiser::better(const Target& target) {
+  const QNumber& value = range_.high.rational();
+  if (range_.high.eps().sign() > 0) return at_most(target, value);
+  return store_.make_less(target.term(), store_.make_number(value));
+}
+
+// Further out than the term is wherever it has a least or a greatest value.
+QNumber Optimiser::reach_of(const Target& target, const QNumber& reach) {
+  QNumber result = reach;
+  result *= target.most_factor();
+  result += target.most_constant();
+  result += QNumber(1);
+  return result;
+}
+
+QNumber Optimiser::all_factors() const {
+  QNumber result(1);
+  for (const Target& target : targets_) result += target.most_factor();
+  return result;
+}
+
+QNumber Optimiser::all_denominators() const {
+  QNumber result(1);
+  for (const Target& target : targets_) result *= target.denominator();
+  return result;
+}
+
+}  // namespace vorn::solver

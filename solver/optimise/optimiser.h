@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_SOLVER_OPTIMISE_OPTIMISER_H
+#define VORN_SOLVER_OPTIMISE_OPTIMISER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <vector>
+
+#include "solver/engine/engine.h"
+#include "solver/engine/target.h"
+#include "solver/terms/term.h"
+#include "solver/terms/term_store.h"
+#include "vorn/numbers/d_number.h"
+#include "vorn/numbers/q_number.h"
+
+namespace vorn::solver {
+
+/// An end of an interval.
+struct Extent {
+  /// Whether it lies below all numbers, is one, or lies above all.
+  enum class Kind { kBelow, kNumber, kAbove };
+  /// As above.
+  Kind kind = Kind::kBelow;
+  /// If it is a number; with an infinitesimal where it is approached, from the
+  /// side that the sign says, and not reached.
+  la::DNumber value;
+};
+
+/// Where the least value of an objective lies.
+struct Interval {
+  /// No model is below this.
+  Extent low = {Extent::Kind::kBelow, {}};
+  /// There is a model with this value, or one near it; above all numbers if
+  /// none is known.
+  Extent high = {Extent::Kind::kAbove, {}};
+  /// The two are the same.
+  bool is_settled = false;
+};
+
+/// The interval of the negated values.
+Interval negate(const Interval& interval);
+
+/// Finds models in which terms are as small as they can be: the first term
+/// before all others, the second one among the models where the first is least,
+/// and so on.
+///
+/// Each model is first made the best with its own truth values, which takes one
+/// pass over the graph; then a better one is asked for. What cannot be bettered
+/// is least. The bounds asked for are assumptions of the engine's checks, so
+/// what it learns stays, for later checks as well. Values from which on the
+/// search soon finds that they are too small are looked for by halving, with
+/// few conflicts each; so there is a lower bound early on. A term that nothing
+/// bounds at once is asked to be below all that sums of bounds can reach: if
+/// that can be, it has no least value, since a model with it is a direction.
+///
+/// A least value may be approached and not reached, or be none. What comes
+/// after is then the least among the models that are near enough to it, or far
+/// enough out, for what that changes not to depend on how near or far. So a
+/// number is taken that no other number of the problem comes close to.
+///
+/// Cost: one check for each model found, as many as there are sets of truth
+/// values at most; one that has no model for each objective. Ownership: borrows
+/// both. Threads: none. Errors: only std::bad_alloc leaves a call.
+class Optimiser {
+ public:
+  /// `objectives`: terms, as for Target.
+  Optimiser(TermStore& store, Engine& engine,
+            const std::vector<const Term*>& assumptions,
+            const std::vector<const Term*>& objectives);
+
+  /// Called with the position of an objective when its interval has changed.
+  void set_progress(std::function<void(std::size_t)> progress) {
+    progress_ = std::move(progress);
+  }
+
+  /// kUnsat if the assumptions have no model, as Engine::check; kSat with the
+  /// best model; kUnknown, and if any model was found with the best one so far.
+  /// The engine's limit of conflicts is one for all of it.
+  Answer run();
+  /// By objective.
+  const std::vector<Interval>& intervals() const { return intervals_; }
+
+ private:
+  // What is known of the objective at hand; nothing of `low`: no bound.
+  struct Range {
+    std::optional<la::DNumber> low;
+    la::DNumber high;
+    bool is_unbounded = false;
+  };
+
+  Answer ask(const Term* bound, std::uint64_t most_conflicts);
+  bool minimise(std::size_t position);
+  void take_model(std::size_t position);
+  bool has_no_bound(std::size_t position);
+  bool probe(std::size_t position);
+  void refute(std::size_t position, const QNumber& value);
+  bool is_settled() const;
+  void report(std::size_t position);
+  void fix(std::size_t position);
+  Extent extent_of(const la::DNumber& value, const Target& target) const;
+  const Term* at_most(const Target& target, const QNumber& value);
+  const Term* better(const Target& target);
+  static QNumber reach_of(const Target& target, const QNumber& reach);
+  QNumber all_factors() const;
+  QNumber all_denominators() const;
+
+  TermStore& store_;
+  Engine& engine_;
+  std::vector<const Term*> assumptions_;
+  std::vector<Target> targets_;
+  std::vector<Interval> intervals_;
+  std::function<void(std::size_t)> progress_;
+  // When there are so many conflicts in all, it ends.
+  std::uint64_t last_conflict_ = 0;
+  Range range_;
+  // Once an objective was held near its least value: all values were multiples
+  // of 1 over this before. Once one was held far out: how far bounds reached.
+  std::optional<QNumber> denominator_;
+  std::optional<QNumber> reach_;
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_SOLVER_OPTIMISE_OPTIMISER_H

@@ -1,0 +1,282 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <optional>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/bruteforce/replies.h"
+#include "tests/smtlib/text_session.h"
+
+namespace vorn::solver {
+namespace {
+
+struct Case {
+  const char* title;
+  std::string script;
+  std::string reply;
+};
+
+const char kReals[] =
+    "(set-logic QF_RDL)(declare-const x Real)(declare-const y Real)";
+const char kIntegers[] =
+    "(set-logic QF_IDL)(declare-const x Int)(declare-const y Int)"
+    "(declare-const p Bool)";
+const char kMixed[] =
+    "(declare-const i Int)(declare-const j Int)"
+    "(declare-const r Real)(declare-const s Real)";
+const char kAsk[] = "(check-sat)(get-objectives)";
+
+// Values that no model has, or that there are none of; what stands behind them;
+// what ends with a level; what is no objective.
+TEST(OptimiseTest, RepliesAreThoseOfTheTable) {
+  const std::vector<Case> cases = {
+      {"nothing wanted", kReals + std::string(kAsk), "sat\n(objectives)\n"},
+      {"no bound",
+       kIntegers + std::string("(minimize x)(maximize (- x y))") + kAsk,
+       "sat\n(objectives (x (- oo))\n ((- x y) oo))\n"},
+      // However far out the cases of the first model are bounded.
+      {"no bound in another case",
+       kIntegers +
+           std::string("(assert (or (and p (>= x 3)) (and (not p) (<= "
+                       "x (- 10)) (<= y x))))(assert (or p (>= y (- "
+                       "5)) (< x (- 1000))))(minimize x)") +
+           kAsk,
+       "sat\n(objectives (x (- oo)))\n"},
+      {"behind no bound",
+       kIntegers +
+           std::string("(assert (<= y (+ x 4)))(assert (>= y 2))(assert"
+                       " (or p (< x 7)))(maximize x)(maximize (- y x))"
+                       "(minimize y)(maximize (ite p 1 0))") +
+           kAsk,
+       "sat\n(objectives (x oo)\n ((- y x) 4)\n (y oo)\n ((ite p 1 0) 1))\n"},
+      {"not reached",
+       kReals +
+           std::string("(assert (> x 3))(assert (< x 4))(minimize x :id a)"
+                       "(maximize x :id b)") +
+           kAsk,
+       "sat\n(objectives (a (+ 3.0 epsilon))\n (b (+ 3.0 epsilon)))\n"},
+      {"not reached, below",
+       kReals + std::string("(assert (< x 0.5))(maximize (* 2 x))") + kAsk,
+       "sat\n(objectives ((* 2 x) (- 1.0 epsilon)))\n"},
+      {"reached behind what is not",
+       kReals +
+           std::string("(assert (> x 3))(assert (>= y (+ x 1)))(assert (or"
+                       " (<= y 4.5) (>= y 6)))(minimize x)(minimize (- y "
+                       "x))(maximize y)") +
+           kAsk,
+       "sat\n(objectives (x (+ 3.0 epsilon))\n ((- y x) 1.0)\n (y (+ 4.0 "
+       "epsilon)))\n"},
+      {"reached elsewhere",
+       kReals +
+           std::string("(assert (or (> x 3) (>= x y)))(assert (= y 3))"
+                       "(minimize x)") +
+           kAsk,
+       "sat\n(objectives (x 3.0))\n"},
+      // Over reals alone s - r could be as low as i - j allows.
+      {"integers among reals",
+       kMixed +
+           std::string("(assert (and (> (- r i) 0.25) (< (- r i) 0.75) (> "
+                       "(- s j) 0.25) (< (- s j) 0.75)))(assert (<= 0 i 4)"
+                       ")(assert (<= 0 j 4))(assert (< i s))(minimize (- "
+                       "s r))(maximize (- i r))(minimize i)") +
+           kAsk,
+       "sat\n(objectives ((- s r) (+ (- (/ 1.0 2.0)) epsilon))\n ((- i r) (+ "
+       "(- (/ 3.0 4.0)) epsilon))\n (i 0))\n"},
+      {"no model",
+       kIntegers + std::string("(minimize x)(assert (< x y x))(check-sat)"
+                               "(get-objectives)"),
+       "unsat\n(error \"line 1 column 124: get-objectives is possible only "
+       "while the last answer is sat or unknown\")\n"},
+      {"levels",
+       kIntegers +
+           std::string("(assert (<= 0 x 9))(minimize x)(push)(assert (> x 2))"
+                       "(maximize y)(assert (<= y x))") +
+           kAsk + "(pop)" + kAsk + "(push)(assert (> x 4))" + kAsk + "(pop)" +
+           "(reset-assertions)" + kAsk,
+       "sat\n(objectives (x 3)\n (y 3))\nsat\n(objectives (x 0))\n"
+       "sat\n(objectives (x 5))\nsat\n(objectives)\n"},
+      {"assumptions",
+       kIntegers +
+           std::string("(assert (=> p (>= x 5)))(assert (>= x 1))"
+                       "(minimize x)(check-sat-assuming (p))"
+                       "(get-objectives)(get-value (x p))(check-sat-"
+                       "assuming (p (< x 5)))") +
+           kAsk,
+       "sat\n(objectives (x 5))\n((x 5)\n (p true))\nunsat\nsat\n(objectives "
+       "(x "
+       "1))\n"},
+      {"cases",
+       kIntegers +
+           std::string("(assert (<= 0 x 3))(assert (<= 1 (- y x) 2))"
+                       "(maximize (+ (ite p x 1) (ite p 0 3)))"
+                       "(minimize (- y (ite p x y)))") +
+           kAsk,
+       "sat\n(objectives ((+ (ite p x 1) (ite p 0 3)) 4)\n ((- y (ite p x y)) "
+       "0))\n"},
+      {"no term",
+       "(set-logic QF_IDL)\n(declare-const x Int)(declare-const y Int)\n"
+       "(minimize (+ x y))\n(maximize true)\n(minimize x :ID a)\n(minimize)\n"
+       "(minimize x :id 3)" +
+           std::string(kAsk),
+       "(error \"line 3 column 11: (+ x y) is outside difference logic\")\n"
+       "(error \"line 4 column 11: expected an Int or a Real, not a Bool\")\n"
+       "(error \"line 5 column 13: expected ':id' or ')', not :ID\")\n"
+       "(error \"line 6 column 10: expected a term, not ')'\")\n"
+       "(error \"line 7 column 17: expected a symbol, not 3\")\n"
+       "sat\n(objectives)\n"},
+  };
+  for (const Case& one : cases) {
+    EXPECT_EQ(run_text(one.script), one.reply) << one.title;
+  }
+}
+
+using Step = std::pair<int, int>;  // machine, duration
+using Shop = std::vector<std::vector<Step>>;
+
+Shop make_shop(std::mt19937& random, int jobs, int machines) {
+  Shop shop;
+  for (int j = 0; j < jobs; ++j) {
+    std::vector<Step>& job = shop.emplace_back();
+    for (int m = 0; m < machines; ++m) {
+      const auto place =
+          static_cast<std::ptrdiff_t>(random() % (job.size() + 1));
+      job.insert(job.begin() + place, {m, 1 + static_cast<int>(random() % 20)});
+    }
+  }
+  return shop;
+}
+
+std::string start_of(std::size_t job, std::size_t step) {
+  return "s" + std::to_string(job) + "_" + std::to_string(step);
+}
+
+// The end is wanted as early as it can be.
+std::string question_about(const Shop& shop) {
+  std::string text = "(set-logic QF_IDL)(declare-const end Int)\n";
+  const auto after = [](const std::string& a, const std::string& b, int d) {
+    return "(>= (- " + b + ' ' + a + ") " + std::to_string(d) + ")";
+  };
+  for (std::size_t j = 0; j < shop.size(); ++j) {
+    for (std::size_t k = 0; k < shop[j].size(); ++k) {
+      text += "(declare-const " + start_of(j, k) + " Int)(assert ";
+      text += k == 0 ? "(>= " + start_of(j, k) + " 0)"
+                     : after(start_of(j, k - 1), start_of(j, k),
+                             shop[j][k - 1].second);
+      text += ")\n";
+    }
+    text +=
+        "(assert " +
+        after(start_of(j, shop[j].size() - 1), "end", shop[j].back().second) +
+        ")\n";
+    for (std::size_t l = 0; l < j; ++l) {
+      for (std::size_t k = 0; k < shop[j].size(); ++k) {
+        for (std::size_t m = 0; m < shop[l].size(); ++m) {
+          if (shop[j][k].first != shop[l][m].first) continue;
+          text += "(assert (or " +
+                  after(start_of(j, k), start_of(l, m), shop[j][k].second) +
+                  after(start_of(l, m), start_of(j, k), shop[l][m].second) +
+                  "))\n";
+        }
+      }
+    }
+  }
+  return text + "(minimize end)\n";
+}
+
+// When the schedule of a model ends; nothing if it is none.
+std::optional<int> end_of(const Shop& shop, const std::string& reply) {
+  const auto values = bruteforce::read_expression(reply);
+  if (!values) return {};
+  std::size_t next = 0;
+  struct Task {
+    int machine, start, end;
+  };
+  std::vector<Task> tasks;
+  int last = 0;
+  for (const auto& job : shop) {
+    int ready = 0;
+    for (const auto& [machine, duration] : job) {
+      const int start = std::stoi(values->items[next++].items[1].atom);
+      if (start < ready) return {};
+      ready = start + duration;
+      for (const Task& other : tasks) {
+        if (other.machine == machine && start < other.end &&
+            other.start < ready) {
+          return {};
+        }
+      }
+      tasks.push_back({machine, start, ready});
+    }
+    last = std::max(last, ready);
+  }
+  return last;
+}
+
+// Whenever a check is cut short, the best end lies in the interval, and the
+// schedule at hand ends where the interval does.
+TEST(OptimiseTest, IntervalsOfChecksCutShortHoldTheBest) {
+  std::mt19937 random(20);
+  int cut_short = 0;
+  for (int round = 0; round < 4; ++round) {
+    const Shop shop = make_shop(random, 8, 7);
+    const std::string question = question_about(shop);
+    std::string starts;
+    for (std::size_t j = 0; j < shop.size(); ++j) {
+      for (std::size_t k = 0; k < shop[j].size(); ++k) {
+        starts += start_of(j, k) + ' ';
+      }
+    }
+    const std::string ask =
+        "(check-sat)(get-objectives)(get-value (" + starts + "))";
+    const auto best = bruteforce::read_expression(
+        '(' +
+        run_text(question + std::string(kAsk) + "(get-info :all-statistics)") +
+        ')');
+    ASSERT_TRUE(best.has_value());
+    const int least = std::stoi(best->items[1].items[1].items[1].atom);
+    const std::vector<bruteforce::Expression>& counters = best->items[2].items;
+    const auto conflicts = std::find_if(
+        counters.begin(), counters.end(),
+        [](const auto& item) { return item.atom == ":conflicts"; });
+    const auto all = std::stoul((conflicts + 1)->atom);
+    for (int moment = 0; moment < 25; ++moment) {
+      TextHost host;
+      StringSource source("(set-option :reproducible-resource-limit " +
+                          std::to_string(1 + random() % all) + ")" + question +
+                          ask);
+      Interpreter interpreter(source, host);
+      const auto next = [&] {
+        do {
+          if (!interpreter.run_command()) break;
+        } while (host.output().empty());
+        return std::exchange(host.output(), std::string());
+      };
+      const std::string answer = next();
+      const auto found = bruteforce::read_expression(next());
+      ASSERT_TRUE(found.has_value());
+      const bruteforce::Expression& value = found->items[1].items[1];
+      if (answer == "sat\n") {
+        EXPECT_EQ(value.atom, std::to_string(least));
+        EXPECT_EQ(end_of(shop, next()), least);
+        continue;
+      }
+      ++cut_short;
+      ASSERT_EQ(answer, "unknown\n");
+      ASSERT_EQ(value.items[0].atom, "interval");
+      EXPECT_LE(std::stoi(value.items[1].atom), least);
+      // There need be no schedule yet.
+      if (value.items[2].atom == "oo") continue;
+      EXPECT_GE(std::stoi(value.items[2].atom), least);
+      EXPECT_EQ(end_of(shop, next()), std::stoi(value.items[2].atom));
+    }
+  }
+  EXPECT_GT(cut_short, 50);
+}
+
+}  // namespace
+}  // namespace vorn::solver
