@@ -16,7 +16,7 @@ _vorn() {
     *)
       if [[ $word == -* ]]; then
         words='-h --help --version --timeout --strict --memory-limit --stats
-          --explain --dot --proof --record-graph -v --verbose --lemmas --lemma-overlap
+          --explain --slack --dot --proof --record-graph -v --verbose --lemmas --lemma-overlap
           --lemma-dedup --propagation --machines --check-models --seed'
       else
         local name

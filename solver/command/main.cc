@@ -136,6 +136,9 @@ std::optional<int> parse_arguments(int argc, char** argv,
   app.add_flag("--explain", script.explain,
                "Say after each unsat why, as comment lines: the inequalities "
                "that add up to a contradiction, or the assertions it takes");
+  app.add_flag("--slack", script.slack,
+               "Say after each sat, as comment lines, the least and the "
+               "greatest value that each variable can have");
   app.add_option("--proof", arguments.proof_file,
                  "At the end write a proof of the last unsat, for vorn-check")
       ->type_name("FILE");

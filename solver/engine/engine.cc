@@ -462,6 +462,7 @@ Engine::Scale Engine::scale() const {
 
 void Engine::keep_model() {
   assert(has_model_);
+  if (shows_kept_model_) return;
   if (!kept_model_) kept_model_ = std::make_unique<KeptModel>();
   kept_model_->copy(*machinery_, *model_);
 }

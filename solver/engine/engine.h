@@ -187,8 +187,8 @@ class Engine {
   };
   /// After a check that did not run out of memory. Cost: linear in the bounds.
   Scale scale() const;
-  /// Keeps the values of the model for show_kept_model, until the next call.
-  /// Requires: has_model().
+  /// Keeps the values of the model for show_kept_model, until the next call, of
+  /// another model. Requires: has_model().
   void keep_model();
   /// Makes the model kept last the one to ask for values, until the next check
   /// or change of assertions. Requires: there was no change since.

@@ -50,35 +50,84 @@ Optimiser::Optimiser(TermStore& store, Engine& engine,
                      const std::vector<const Term*>& objectives)
     : store_(store),
       engine_(engine),
+      given_(assumptions),
       assumptions_(assumptions),
       targets_(objectives.begin(), objectives.end()),
       intervals_(objectives.size()) {}
 
 Answer Optimiser::run() {
+  assumptions_ = given_;
+  has_model_ = false;
+  const Answer answer = minimise_from(0);
+  if (!has_model_) return answer;
+  engine_.show_kept_model();
+  return answer == Answer::kSat ? answer : Answer::kUnknown;
+}
+
+// Those before are held already.
+Answer Optimiser::minimise_from(std::size_t first) {
   const std::uint64_t most_conflicts = engine_.conflict_limit();
   last_conflict_ = engine_.num_conflicts() + most_conflicts;
   if (most_conflicts == 0 || last_conflict_ < most_conflicts) {
     last_conflict_ = std::numeric_limits<std::uint64_t>::max();
   }
   Answer answer = Answer::kSat;
-  bool has_model = false;
-  for (std::size_t k = 0; k < targets_.size() && answer == Answer::kSat; ++k) {
+  for (std::size_t k = first; k < targets_.size(); ++k) {
     range_ = Range();
     engine_.set_target(&targets_[k]);
     answer = ask(nullptr, 0);
     if (answer != Answer::kSat) break;
-    has_model = true;
-    if (minimise(k)) {
-      fix(k);
-    } else {
+    if (!minimise(k)) {
       answer = Answer::kUnknown;
+      break;
     }
+    if (keeps_models_ || k + 1 < targets_.size()) fix(k);
   }
   engine_.set_target(nullptr);
   engine_.set_conflict_limit(most_conflicts);
-  if (!has_model) return answer;
+  if (std::exchange(is_isolated_, false)) engine_.pop();
+  return answer;
+}
+
+// What is learnt about bounds asked for from now on is forgotten at the end,
+// with the bounds.
+void Optimiser::isolate() {
+  if (!std::exchange(is_isolated_, true)) engine_.push();
+}
+
+Interval Optimiser::find_least(const Term* term) {
+  engine_.keep_model();
+  const std::vector<const Term*> held = assumptions_;
+  const std::vector<Interval> intervals = intervals_;
+  const std::optional<QNumber> denominator = denominator_;
+  const std::optional<QNumber> reach = reach_;
+  std::size_t first = targets_.size();
+  targets_.emplace_back(term);
+  intervals_.emplace_back();
+  if (denominator_ || reach_) {
+    // What is near and far is another matter with another term.
+    first = 0;
+    assumptions_ = given_;
+    denominator_.reset();
+    reach_.reset();
+  }
+  keeps_models_ = false;
+  minimise_from(first);
+  keeps_models_ = true;
   engine_.show_kept_model();
-  return answer == Answer::kSat ? answer : Answer::kUnknown;
+  const Interval interval = intervals_.back();
+  targets_.pop_back();
+  intervals_ = intervals;
+  denominator_ = denominator;
+  reach_ = reach;
+  assumptions_ = held;
+  return interval;
+}
+
+void Optimiser::keep_terms(TermSweep& sweep) const {
+  // The given ones first, then those that hold objectives.
+  sweep.keep(assumptions_);
+  for (const Target& target : targets_) sweep.keep(target.term());
 }
 
 // Whether there is a model that keeps within the bound, null for any model;
@@ -118,7 +167,8 @@ bool Optimiser::minimise(std::size_t position) {
 }
 
 void Optimiser::take_model(std::size_t position) {
-  engine_.keep_model();
+  if (keeps_models_) engine_.keep_model();
+  has_model_ = true;
   if (!engine_.least_value()) {
     range_.is_unbounded = true;
   } else {
@@ -131,11 +181,12 @@ void Optimiser::take_model(std::size_t position) {
 
 // Finds out whether there is a bound at all. False if it was stopped.
 bool Optimiser::has_no_bound(std::size_t position) {
+  isolate();
   const Target& target = targets_[position];
   const QNumber far = -reach_of(target, engine_.scale().reach);
   switch (ask(at_most(target, far), 0)) {
     case Answer::kSat:
-      engine_.keep_model();
+      if (keeps_models_) engine_.keep_model();
       range_.is_unbounded = true;
       report(position);
       return true;
@@ -210,15 +261,15 @@ void Optimiser::report(std::size_t position) {
       interval.low = extent_of(*range_.low, target);
     }
   }
-  if (progress_) progress_(position);
+  if (progress_ && keeps_models_) progress_(position);
 }
 
-// Holds an objective where it is least, for those behind it.
+// Holds an objective where it is least, for what comes behind it.
 void Optimiser::fix(std::size_t position) {
-  if (position + 1 == targets_.size()) return;
   const Target& target = targets_[position];
   const Engine::Scale scale = engine_.scale();
   QNumber bound = range_.high.rational();
+  if (range_.is_unbounded || range_.high.eps().sign() > 0) isolate();
   if (range_.is_unbounded) {
     // Whatever hangs on this lies beyond all that does not.
     if (!reach_) reach_ = scale.reach;

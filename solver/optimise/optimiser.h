@@ -12,6 +12,7 @@
 #include "solver/engine/target.h"
 #include "solver/terms/term.h"
 #include "solver/terms/term_store.h"
+#include "solver/terms/term_sweep.h"
 #include "vorn/numbers/d_number.h"
 #include "vorn/numbers/q_number.h"
 
@@ -58,7 +59,9 @@ Interval negate(const Interval& interval);
 /// A least value may be approached and not reached, or be none. What comes
 /// after is then the least among the models that are near enough to it, or far
 /// enough out, for what that changes not to depend on how near or far. So a
-/// number is taken that no other number of the problem comes close to.
+/// number is taken that no other number of the problem comes close to. Such
+/// bounds are in a scope of their own, which is left at the end: otherwise the
+/// next one would have to be further out, or nearer, than these.
 ///
 /// Cost: one check for each model found, as many as there are sets of truth
 /// values at most; one that has no model for each objective. Ownership: borrows
@@ -79,8 +82,14 @@ class Optimiser {
   /// best model; kUnknown, and if any model was found with the best one so far.
   /// The engine's limit of conflicts is one for all of it.
   Answer run();
+  /// After kSat: where the least value of another term lies among the models
+  /// that run() could have ended with. The model stays. Requires: the engine's
+  /// assertions are as they were.
+  Interval find_least(const Term* term);
   /// By objective.
   const std::vector<Interval>& intervals() const { return intervals_; }
+  /// Keeps the terms that find_least needs.
+  void keep_terms(TermSweep& sweep) const;
 
  private:
   // What is known of the objective at hand; nothing of `low`: no bound.
@@ -90,6 +99,8 @@ class Optimiser {
     bool is_unbounded = false;
   };
 
+  Answer minimise_from(std::size_t first);
+  void isolate();
   Answer ask(const Term* bound, std::uint64_t most_conflicts);
   bool minimise(std::size_t position);
   void take_model(std::size_t position);
@@ -108,10 +119,16 @@ class Optimiser {
 
   TermStore& store_;
   Engine& engine_;
+  const std::vector<const Term*> given_;
+  // These, and what holds objectives.
   std::vector<const Term*> assumptions_;
   std::vector<Target> targets_;
   std::vector<Interval> intervals_;
   std::function<void(std::size_t)> progress_;
+  bool keeps_models_ = true;
+  bool has_model_ = false;
+  // A scope of the engine is open for bounds that are to go at the end.
+  bool is_isolated_ = false;
   // When there are so many conflicts in all, it ends.
   std::uint64_t last_conflict_ = 0;
   Range range_;

@@ -8,6 +8,7 @@
 namespace vorn::solver {
 
 void AssertionStack::add(ScriptFormula assertion) {
+  optimiser_.reset();
   const bool assumed = assume_named_ && assertion.name.has_value();
   assertions_.push_back(std::move(assertion));
   if (!assumed) engine_.assert_term(assertions_.back().term);
@@ -19,14 +20,17 @@ void AssertionStack::keep_terms(TermSweep& sweep) const {
     sweep.keep(objective.term);
   }
   sweep.keep(assumptions_);
+  if (optimiser_) optimiser_->keep_terms(sweep);
 }
 
 void AssertionStack::push() {
+  optimiser_.reset();
   scopes_.push();
   engine_.push();
 }
 
 void AssertionStack::pop() {
+  optimiser_.reset();
   engine_.pop();
   scopes_.pop();
 }
@@ -44,8 +48,16 @@ Answer AssertionStack::check(const std::vector<const Term*>& assumptions) {
   std::vector<const Term*> terms;
   for (const std::size_t i : named) terms.push_back(assertions_[i].term);
   terms.insert(terms.end(), assumptions.begin(), assumptions.end());
-  const Answer answer =
-      objectives_.empty() ? engine_.check(terms) : optimise(terms);
+  std::vector<const Term*> wanted;
+  for (const ScriptObjective& objective : objectives_) {
+    // The optimiser makes terms small: what is to be great is negated.
+    wanted.push_back(objective.is_maximised ? store_.make_negate(objective.term)
+                                            : objective.term);
+    results_.push_back({objective.name, objective.term->sort,
+                        objective.is_maximised, Interval()});
+  }
+  optimiser_ = std::make_unique<Optimiser>(store_, engine_, terms, wanted);
+  const Answer answer = wanted.empty() ? engine_.check(terms) : optimise();
   if (answer != Answer::kUnsat) return answer;
   for (const std::size_t failed : engine_.failed_assumptions()) {
     if (failed < named.size()) {
@@ -57,23 +69,19 @@ Answer AssertionStack::check(const std::vector<const Term*>& assumptions) {
   return answer;
 }
 
-// The optimiser makes terms small: what is to be great is negated.
-Answer AssertionStack::optimise(const std::vector<const Term*>& assumptions) {
-  std::vector<const Term*> terms;
-  for (const ScriptObjective& objective : objectives_) {
-    terms.push_back(objective.is_maximised ? store_.make_negate(objective.term)
-                                           : objective.term);
-    results_.push_back({objective.name, objective.term->sort,
-                        objective.is_maximised, Interval()});
-  }
-  Optimiser optimiser(store_, engine_, assumptions, terms);
-  optimiser.set_progress([this, &optimiser](std::size_t k) {
+Answer AssertionStack::optimise() {
+  optimiser_->set_progress([this](std::size_t k) {
     ObjectiveResult& result = results_[k];
-    result.interval = optimiser.intervals()[k];
+    result.interval = optimiser_->intervals()[k];
     if (result.is_maximised) result.interval = negate(result.interval);
     if (progress_) progress_(result);
   });
-  return optimiser.run();
+  return optimiser_->run();
+}
+
+std::pair<Interval, Interval> AssertionStack::find_bounds(const Term* term) {
+  const Interval least = optimiser_->find_least(term);
+  return {least, negate(optimiser_->find_least(store_.make_negate(term)))};
 }
 
 AssertionStack::CoreState AssertionStack::settle_core(bool minimize) {

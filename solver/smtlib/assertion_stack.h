@@ -5,6 +5,7 @@
 #include <cassert>
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -95,6 +96,7 @@ class AssertionStack {
   /// before. Requires: comparisons of its term with numbers are inside the
   /// engine's fragment.
   void add(ScriptObjective objective) {
+    optimiser_.reset();
     objectives_.push_back(std::move(objective));
   }
   /// Those of all levels, oldest first.
@@ -114,6 +116,11 @@ class AssertionStack {
 
   /// What the last check has found out about its objectives.
   const std::vector<ObjectiveResult>& results() const { return results_; }
+  /// After a check that answered kSat, until the next change: the least and the
+  /// greatest value of a term in all models that it could have answered with,
+  /// as far as its limits let it be known. The engine's model stays. Requires:
+  /// as for an objective.
+  std::pair<Interval, Interval> find_bounds(const Term* term);
   /// Called when a check has found out more.
   void set_progress(std::function<void(const ObjectiveResult&)> progress) {
     progress_ = std::move(progress);
@@ -136,7 +143,7 @@ class AssertionStack {
   CoreState settle_core(bool minimize);
 
  private:
-  Answer optimise(const std::vector<const Term*>& assumptions);
+  Answer optimise();
 
   TermStore& store_;
   Engine engine_;
@@ -146,6 +153,8 @@ class AssertionStack {
   ScopeStack<std::vector<ScriptFormula>, std::vector<ScriptObjective>> scopes_{
       assertions_, objectives_};
   std::vector<ObjectiveResult> results_;
+  // What has found the last model; null if there was a change since.
+  std::unique_ptr<Optimiser> optimiser_;
   std::function<void(const ObjectiveResult&)> progress_;
   std::vector<const Term*> assumptions_;
   std::vector<std::size_t> failed_assumptions_;

@@ -43,6 +43,7 @@ const Interpreter::Command Interpreter::kCommands[] = {
      true},
     {"get-assignment", &Interpreter::run_get_assignment, Need::kModel, false,
      true},
+    {"get-bounds", &Interpreter::run_get_bounds, Need::kSat, false, true},
     {"get-info", &Interpreter::run_get_info, Need::kNothing, false, true},
     {"get-model", &Interpreter::run_get_model, Need::kModel, false, true},
     {"get-objectives", &Interpreter::run_get_objectives, Need::kNotUnsat, false,
@@ -262,25 +263,29 @@ bool Interpreter::run_maximize() {
 }
 
 bool Interpreter::add_objective(bool is_maximised) {
-  session_->parser->start_command(false);
-  lexer_.next();
   ParsedTerm term;
-  if (!read_term(term)) return false;
-  if (term.term->is_bool()) {
-    return fail(term.position, "expected an Int or a Real, not a Bool");
-  }
+  if (!read_objective(term)) return false;
   std::string name = text_of(term);
   lexer_.next();
   if (!read_name(name)) return false;
-  // Its comparisons with all numbers are inside if one is.
-  ParsedTerm bound = term;
-  TermStore& store = session_->store;
-  bound.term = store.make_leq(term.term, store.make_number(QNumber(0)));
-  if (!check_fragment(bound)) return false;
   session_->stack->add(
       ScriptObjective{term.term, is_maximised, std::move(name)});
   mode_ = Mode::kAssert;
   return true;
+}
+
+bool Interpreter::read_objective(ParsedTerm& term) {
+  session_->parser->start_command(false);
+  lexer_.next();
+  if (!read_term(term)) return false;
+  if (term.term->is_bool()) {
+    return fail(term.position, "expected an Int or a Real, not a Bool");
+  }
+  // Its comparisons with all numbers are inside if one is.
+  ParsedTerm bound = term;
+  TermStore& store = session_->store;
+  bound.term = store.make_leq(term.term, store.make_number(QNumber(0)));
+  return check_fragment(bound);
 }
 
 bool Interpreter::read_name(std::string& name) {
@@ -463,6 +468,7 @@ void Interpreter::check() {
       mode_ = Mode::kSat;
       reply_ = "sat\n";
       compare_with_status("sat");
+      if (options_.slack) show_slack();
       break;
     case Answer::kUnsat:
       mode_ = Mode::kUnsat;

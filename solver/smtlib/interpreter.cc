@@ -125,6 +125,11 @@ bool Interpreter::allowed(const Command& command) {
       return fail(command_, name +
                                 " is possible only while the last answer "
                                 "is sat");
+    case Need::kSat:
+      if (mode_ == Mode::kSat) return true;
+      return fail(command_, name +
+                                " is possible only while the last answer "
+                                "is sat");
     case Need::kNotUnsat:
       if (mode_ == Mode::kSat ||
           (mode_ == Mode::kUnknown && session_ != nullptr)) {

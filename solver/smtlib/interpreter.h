@@ -79,7 +79,7 @@ class Interpreter {
   enum class Mode { kStart, kAssert, kSat, kUnsat, kUnknown };
 
   // What a command needs before it may run.
-  enum class Need { kNothing, kStart, kLogic, kModel, kNotUnsat, kUnsat };
+  enum class Need { kNothing, kStart, kLogic, kModel, kSat, kNotUnsat, kUnsat };
 
   // One row of the command table, which is sorted by name.
   struct Command {
@@ -175,6 +175,7 @@ class Interpreter {
   bool run_get_value();
   bool run_get_assignment();
   bool run_get_objectives();
+  bool run_get_bounds();
   bool run_get_assertions();
   bool run_get_proof();
   bool run_get_unsat_core();
@@ -190,6 +191,8 @@ class Interpreter {
   bool read_parameters(std::vector<const Term*>& parameters);
   bool define(const std::string& name, std::vector<const Term*> parameters);
   bool add_objective(bool is_maximised);
+  // A term that an objective can be about.
+  bool read_objective(ParsedTerm& term);
   // The attributes behind the term of an objective.
   bool read_name(std::string& name);
   void keep_names();
@@ -210,6 +213,11 @@ class Interpreter {
   std::string engine_reason();
   std::string value_text(const Term* term);
   static std::string extent_text(const Extent& extent, Sort sort);
+  // The value, or both ends if it is not known.
+  static std::string interval_text(const Interval& interval, Sort sort);
+  // Answers sat at once and makes the bounds of all variables the rest of the
+  // reply. Requires: the last check was sat.
+  void show_slack();
   void show_bounds(const ObjectiveResult& result);
   void add_bounds(SessionHost::Statistics& rows) const;
   bool apply_options(ScriptOptions changed, Position position);

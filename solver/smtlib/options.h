@@ -50,6 +50,8 @@ struct ScriptOptions {
   std::uint64_t timeout = 0;
   /// Says after each `unsat` why, in comment lines. Set by the program.
   bool explain = false;
+  /// Says after each `sat` which values each variable can have, likewise.
+  bool slack = false;
   /// Keeps a picture of the constraints as of the last check. Set by the
   /// program.
   bool keep_picture = false;

@@ -307,21 +307,47 @@ std::string Interpreter::extent_text(const Extent& extent, Sort sort) {
   return (side > 0 ? "(+ " : "(- ") + text + " epsilon)";
 }
 
+std::string Interpreter::interval_text(const Interval& interval, Sort sort) {
+  const std::string low = extent_text(interval.low, sort);
+  if (interval.is_settled) return low;
+  return "(interval " + low + ' ' + extent_text(interval.high, sort) + ')';
+}
+
 bool Interpreter::run_get_objectives() {
   if (!read_close()) return false;
   reply_ = "(objectives";
   const char* separator = " ";
   for (const ObjectiveResult& result : session_->stack->results()) {
-    const std::string low = extent_text(result.interval.low, result.sort);
-    const std::string high = extent_text(result.interval.high, result.sort);
-    reply_ +=
-        separator + ('(' + result.name) + ' ' +
-        (result.interval.is_settled ? low
-                                    : "(interval " + low + ' ' + high + ')') +
-        ')';
+    reply_ += separator + ('(' + result.name) + ' ' +
+              interval_text(result.interval, result.sort) + ')';
     separator = "\n ";
   }
   reply_ += ")\n";
+  return true;
+}
+
+// What is known when the time is out stands; the model stays in any case.
+bool Interpreter::run_get_bounds() {
+  ParsedTerm term;
+  if (!read_objective(term)) return false;
+  if (!read_close()) return false;
+  has_litter_ = true;
+  const Sort sort = term.term->sort;
+  const auto reply = [sort](const std::pair<Interval, Interval>& ends,
+                            const std::string& name) {
+    return '(' + name + ' ' + interval_text(ends.first, sort) + ' ' +
+           interval_text(ends.second, sort) + ")\n";
+  };
+  const std::string name = text_of(term);
+  std::pair<Interval, Interval> bounds;
+  host_.check_started(options_.timeout, reply(bounds, name));
+  const bool had_memory = within_memory([this, &term, &bounds] {
+    if (host_.stop() != SessionHost::Stop::kNone) return;
+    bounds = session_->stack->find_bounds(term.term);
+  });
+  replied_ = !host_.check_finished();
+  if (!had_memory) host_.release_reserve();
+  if (!replied_) reply_ = reply(bounds, name);
   return true;
 }
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <algorithm>
 #include <cassert>
 #include <string>
 #include <utility>
@@ -8,6 +9,7 @@
 #include "solver/explain/explanation.h"
 #include "solver/smtlib/interpreter.h"
 #include "solver/smtlib/within_memory.h"
+#include "solver/terms/term_printer.h"
 
 // What is reported beside the script's own replies, when the program asks for
 // it: why a check was unsat, and a picture of the constraints.
@@ -44,6 +46,48 @@ void Interpreter::explain() {
     text = "; no explanation: out of memory\n";
   }
   if (answers) reply_ = std::move(text);
+}
+
+void Interpreter::show_slack() {
+  if (!write_reply()) return;
+  reply_.clear();
+  replied_ = true;
+  constexpr char kNoTime[] = "; no bounds: out of time\n";
+  std::vector<std::string> names;
+  std::vector<std::string> values;
+  std::size_t width = 0;
+  host_.check_resumed(kNoTime);
+  const bool had_memory = within_memory([&] {
+    for (const Term* variable : session_->declared) {
+      if (variable->is_bool()) continue;
+      if (host_.stop() != SessionHost::Stop::kNone) return;
+      const auto [least, greatest] = session_->stack->find_bounds(variable);
+      std::string low = interval_text(least, variable->sort);
+      const std::string high = interval_text(greatest, variable->sort);
+      if (low != high) low += " to " + high;
+      names.push_back(
+          on_one_line(print_symbol(variable->name()), kLongestName));
+      values.push_back(std::move(low));
+      width = std::max(width, names.back().size());
+    }
+  });
+  const bool answers = host_.check_finished();
+  if (!had_memory) {
+    host_.release_reserve();
+    values.clear();
+  }
+  if (!answers) return;
+  for (std::size_t k = 0; k < values.size(); ++k) {
+    names[k].resize(width, ' ');
+    reply_ += ";   " + names[k] + "   " + values[k] + '\n';
+  }
+  if (!reply_.empty())
+    reply_.insert(0, "; each variable, and from where to where it can be:\n");
+  if (!had_memory) {
+    reply_ = "; no bounds: out of memory\n";
+  } else if (host_.stop() != SessionHost::Stop::kNone) {
+    reply_ += kNoTime;
+  }
 }
 
 void Interpreter::keep_texts() {

@@ -327,6 +327,7 @@ void ScriptGenerator::add_check() {
     const Sort sort = chance(40) ? Sort::kBool : pick_number_sort();
     step.queries.push_back(make_term(sort, 2));
   }
+  if (wants_objectives_) step.asks_bounds = chance(50);
   add_step(std::move(step));
 }
 

@@ -61,6 +61,8 @@ struct Step {
   bool assuming = false;
   std::vector<Written> assumptions;
   std::vector<Written> queries;
+  /// Whether the bounds of those that are numbers are asked for, too.
+  bool asks_bounds = false;
   Written objective;
   bool is_maximised = false;
 };

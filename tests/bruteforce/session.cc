@@ -175,6 +175,7 @@ class Session {
       ++tally_.sat;
       if (judge_ != nullptr) judge_model();
       check_model(formulas, step.queries);
+      if (step.asks_bounds) check_bounds(formulas, step.queries);
     } else {
       ++tally_.unsat;
       if (judge_ != nullptr) judge_proof("");
@@ -233,32 +234,20 @@ class Session {
     require(list && list->items.size() == objectives_.size() + 1 &&
                 list->items[0].atom == "objectives",
             "not all objectives", reply);
-    const auto optima = find_optima(formulas, objectives_,
-                                    most_states_ == 0 ? ~0ULL : most_states_);
-    if (!optima) {
-      ++tally_.undecided;
-      return;
-    }
+    const auto optima = optima_of(formulas, objectives_);
+    if (!optima) return;
     bool is_exact = true;
     for (std::size_t k = 0; k < objectives_.size(); ++k) {
       const std::string what = "objective " + std::to_string(k) + " is wrong";
       require(list->items[k + 1].items.size() == 2, what, reply);
       const Optimum found = read_optimum(list->items[k + 1].items[1], reply);
-      const Optimum& expected = (*optima)[k];
-      require(found.infinity == expected.infinity, what, reply);
-      ++tally_.optima;
+      compare(found, (*optima)[k], what, reply);
       if (found.infinity != 0) {
-        ++tally_.unbounded;
         is_exact = false;
         continue;
       }
-      const mpq_class off = expected.value - found.value;
-      require(abs(off) < mpq_class(1, 10000), what, reply);
-      require(found.side == (sgn(off) != 0 ? sgn(off) : expected.side), what,
-              reply);
       const mpq_class value = number(*objectives_[k].term, values);
       if (found.side != 0) {
-        ++tally_.unattained;
         require(!is_exact || cmp(value, found.value) == found.side,
                 "the model is not on that side: " + what, reply);
         is_exact = false;
@@ -266,6 +255,53 @@ class Session {
       require(!is_exact || value == found.value,
               "the model has another value: " + what, reply);
     }
+  }
+
+  // Nothing if there are too many states.
+  std::optional<std::vector<Optimum>> optima_of(
+      const std::vector<Formula>& formulas,
+      const std::vector<Objective>& objectives) {
+    auto optima = find_optima(formulas, objectives,
+                              most_states_ == 0 ? ~0ULL : most_states_);
+    if (!optima) ++tally_.undecided;
+    return optima;
+  }
+
+  void compare(const Optimum& found, const Optimum& expected,
+               const std::string& what, const std::string& reply) {
+    require(found.infinity == expected.infinity, what, reply);
+    ++tally_.optima;
+    if (found.infinity != 0) {
+      ++tally_.unbounded;
+      return;
+    }
+    if (found.side != 0) ++tally_.unattained;
+    const mpq_class off = expected.value - found.value;
+    require(abs(off) < mpq_class(1, 10000), what, reply);
+    require(found.side == (sgn(off) != 0 ? sgn(off) : expected.side), what,
+            reply);
+  }
+
+  // The model stays meanwhile.
+  void check_bounds(const std::vector<Formula>& formulas,
+                    const std::vector<Written>& queries) {
+    const std::string model = send("(get-model)");
+    for (const Written& query : queries) {
+      if (query.meaning->sort == Sort::kBool) continue;
+      const std::string reply = send("(get-bounds " + query.text + ')');
+      const std::optional<Expression> bounds = read_expression(reply);
+      require(bounds && bounds->items.size() == 3, "no bounds", reply);
+      for (const bool is_maximised : {false, true}) {
+        std::vector<Objective> objectives = objectives_;
+        objectives.push_back({query.meaning, is_maximised});
+        const auto optima = optima_of(formulas, objectives);
+        if (!optima) continue;
+        compare(read_optimum(bounds->items[is_maximised ? 2 : 1], reply),
+                optima->back(), "a bound is wrong", reply);
+      }
+    }
+    const std::string after = send("(get-model)");
+    require(model == after, "the model changed", after);
   }
 
   static Optimum read_optimum(const Expression& expression,

@@ -118,6 +118,21 @@ TEST(OptimiseTest, RepliesAreThoseOfTheTable) {
            kAsk,
        "sat\n(objectives ((+ (ite p x 1) (ite p 0 3)) 4)\n ((- y (ite p x y)) "
        "0))\n"},
+      {"bounds",
+       kIntegers +
+           std::string("(assert (<= 0 x 9))(assert (or (<= y (- x 2)) "
+                       "(> y 20)))(get-bounds x)(check-sat)(get-bounds "
+                       "(- x y))(get-bounds y)(push)(maximize y)(assert"
+                       " (< y 20))(check-sat)(get-bounds x)(get-bounds "
+                       "(ite p x 0))(get-objectives)(pop)(check-sat-"
+                       "assuming ((< 3 x 6)))(get-bounds x)(get-bounds "
+                       "p)(check-sat-assuming ((< x 0)))(get-bounds x)"),
+       "(error \"line 1 column 139: get-bounds is possible only while the last "
+       "answer is sat\")\nsat\n((- x y) (- oo) oo)\n(y (- oo) oo)\nsat\n(x 9 "
+       "9)\n((ite p x 0) 0 9)\n(objectives (y 7))\nsat\n(x 4 5)\n(error \"line "
+       "1 column 361: expected an Int or a Real, not a Bool\")\nunsat\n(error "
+       "\"line 1 column 393: get-bounds is possible only while the last answer "
+       "is sat\")\n"},
       {"no term",
        "(set-logic QF_IDL)\n(declare-const x Int)(declare-const y Int)\n"
        "(minimize (+ x y))\n(maximize true)\n(minimize x :ID a)\n(minimize)\n"
@@ -133,6 +148,24 @@ TEST(OptimiseTest, RepliesAreThoseOfTheTable) {
   for (const Case& one : cases) {
     EXPECT_EQ(run_text(one.script), one.reply) << one.title;
   }
+}
+
+// As far as each can move while the end stays; comments, so that replies are
+// as ever.
+TEST(OptimiseTest, SlackIsShownBehindSat) {
+  ScriptOptions options;
+  options.slack = true;
+  EXPECT_EQ(run_text(kReals + std::string("(declare-const q Bool)(assert (> x "
+                                          "1))(assert (>= (- y x) 2))(assert "
+                                          "(<= y 8.5))(check-sat)(minimize y)"
+                                          "(check-sat)(assert (> x y))"
+                                          "(check-sat)"),
+                     nullptr, options),
+            "sat\n; each variable, and from where to where it can be:\n"
+            ";   x   (+ 1.0 epsilon) to (/ 13.0 2.0)\n"
+            ";   y   (+ 3.0 epsilon) to (/ 17.0 2.0)\n"
+            "sat\n; each variable, and from where to where it can be:\n"
+            ";   x   (+ 1.0 epsilon)\n;   y   (+ 3.0 epsilon)\nunsat\n");
 }
 
 using Step = std::pair<int, int>;  // machine, duration

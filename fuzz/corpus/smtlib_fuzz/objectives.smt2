@@ -3,6 +3,6 @@
 (minimize (ite p x (+ x 2)) :id low)(maximize (- r x))
 (check-sat)(get-objectives)
 (push)(assert (and (> x 2) (< (- r x) 0.5) (or p (> x 9))))
-(check-sat)(get-objectives)(get-model)(pop)
+(check-sat)(get-objectives)(get-bounds (- r x))(get-model)(pop)
 (set-option :reproducible-resource-limit 1)
 (check-sat-assuming (p))(get-objectives)(minimize (+ x r) :id)(maximize x :id 3)
