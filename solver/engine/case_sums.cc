@@ -16,34 +16,6 @@
 namespace vorn::solver {
 namespace {
 
-// sum + factor * other.
-void add(LinearSum& sum, const LinearSum& other, const QNumber& factor) {
-  QNumber constant = other.constant;
-  constant *= factor;
-  sum.constant += constant;
-  if (other.monomials.empty()) return;
-  std::vector<LinearSum::Monomial> merged;
-  auto a = sum.monomials.begin();
-  auto b = other.monomials.begin();
-  while (a != sum.monomials.end() || b != other.monomials.end()) {
-    const bool takes_a =
-        b == other.monomials.end() ||
-        (a != sum.monomials.end() && a->leaf->id <= b->leaf->id);
-    const bool takes_b =
-        a == sum.monomials.end() ||
-        (b != other.monomials.end() && b->leaf->id <= a->leaf->id);
-    LinearSum::Monomial m{takes_a ? a->leaf : b->leaf, QNumber(0)};
-    if (takes_a) m.coefficient = (a++)->coefficient;
-    if (takes_b) {
-      QNumber coefficient = (b++)->coefficient;
-      coefficient *= factor;
-      m.coefficient += coefficient;
-    }
-    if (m.coefficient.sign() != 0) merged.push_back(std::move(m));
-  }
-  sum.monomials = std::move(merged);
-}
-
 // range + factor * other.
 void add(IteShapes::Range& range, const IteShapes::Range& other,
          const QNumber& factor) {

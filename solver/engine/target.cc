@@ -6,7 +6,6 @@
 #include <unordered_set>
 #include <utility>
 
-#include "solver/engine/case_sums.h"
 
 namespace vorn::solver {
 namespace {
@@ -96,7 +95,11 @@ Target::Difference Target::in_case(
                      [](const auto& m) { return m.leaf->kind == Kind::kIte; });
     if (ite == sum.monomials.end()) break;
     const Term* leaf = ite->leaf;
-    CaseSums::take_branch(sum, leaf, leaf->arg(truth(leaf->arg(0)) ? 1 : 2));
+    const QNumber coefficient = ite->coefficient;
+    sum.monomials.erase(ite);
+    LinearSum branch;
+    Lineariser().linearise(leaf->arg(truth(leaf->arg(0)) ? 1 : 2), branch);
+    add(sum, branch, coefficient);
   }
   assert(sum.monomials.size() <= 2);
   Difference result;

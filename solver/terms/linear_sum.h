@@ -34,6 +34,9 @@ struct LinearSum {
 /// Whether every leaf is an integer.
 bool is_integer(const LinearSum& sum);
 
+/// Adds `factor` times another sum. Cost: linear in both.
+void add(LinearSum& sum, const LinearSum& other, const QNumber& factor);
+
 /// The sum as a term, of sort Int if every leaf is an integer and every number
 /// in it is integral.
 const Term* make_sum(TermStore& store, const LinearSum& sum);
