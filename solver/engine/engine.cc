@@ -348,12 +348,9 @@ Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
     position_of.emplace(assumed.back().code(), k);
   }
   // Then truth values alone say which case of the target it is.
-  if (target_ != nullptr) {
-    const std::vector<const Term*>& conditions = target_->conditions();
-    for (const Term* condition : conditions) {
-      machinery_->literal_of_assumption(condition, options_.former_assumptions,
-                                        conditions.size());
-    }
+  for (const Term* condition : conditions_) {
+    machinery_->literal_of_assumption(condition, options_.former_assumptions,
+                                      conditions_.size());
   }
   std::vector<Literal> literals = machinery_->problem.selectors();
   literals.insert(literals.end(), assumed.begin(), assumed.end());

@@ -170,6 +170,11 @@ class Engine {
   /// as small as it can be while no truth value of the search changes, until
   /// another target is set; null for none. Borrowed.
   void set_target(const Target* target) { target_ = target; }
+  /// Boolean terms of which each check settles the truth values, too, those of
+  /// the target's conditions among them. Requires: as for an assumption.
+  void set_conditions(std::vector<const Term*> conditions) {
+    conditions_ = std::move(conditions);
+  }
   /// After kSat with a target, its least value as above; nothing if there is
   /// none. A part of eps says that it is approached and not reached; the model
   /// is near it then.
@@ -278,6 +283,7 @@ class Engine {
   std::unique_ptr<KeptModel> kept_model_;
   bool shows_kept_model_ = false;
   const Target* target_ = nullptr;
+  std::vector<const Term*> conditions_;
   // The target in the last model, without ites, and its least value there.
   Target::Difference difference_;
   std::optional<la::DNumber> least_value_;

@@ -47,13 +47,28 @@ Interval negate(const Interval& interval) {
 
 Optimiser::Optimiser(TermStore& store, Engine& engine,
                      const std::vector<const Term*>& assumptions,
-                     const std::vector<const Term*>& objectives)
+                     const std::vector<OptimiserGoal>& objectives)
     : store_(store),
       engine_(engine),
       given_(assumptions),
       assumptions_(assumptions),
-      targets_(objectives.begin(), objectives.end()),
-      intervals_(objectives.size()) {}
+      intervals_(objectives.size()) {
+  for (const OptimiserGoal& objective : objectives) {
+    const Term* term = objective.term;
+    if (term == nullptr) {
+      // What it costs, so that models tell; no bound is asked of it.
+      const Term* zero = store_.make_number(QNumber(0));
+      std::vector<const Term*> costs{zero};
+      for (const OptimiserGoal::Soft& soft : objective.softs) {
+        costs.push_back(store_.make_ite(soft.formula, zero,
+                                        store_.make_number(soft.weight)));
+      }
+      term = store_.make_plus(costs);
+    }
+    targets_.emplace_back(term);
+    softs_.push_back(objective.softs);
+  }
+}
 
 Answer Optimiser::run() {
   assumptions_ = given_;
@@ -71,19 +86,27 @@ Answer Optimiser::minimise_from(std::size_t first) {
   if (most_conflicts == 0 || last_conflict_ < most_conflicts) {
     last_conflict_ = std::numeric_limits<std::uint64_t>::max();
   }
+  // All of them from the start: bounds in them count for what is near and far.
+  std::vector<const Term*> conditions;
+  for (const Target& target : targets_) {
+    conditions.insert(conditions.end(), target.conditions().begin(),
+                      target.conditions().end());
+  }
+  engine_.set_conditions(std::move(conditions));
   Answer answer = Answer::kSat;
   for (std::size_t k = first; k < targets_.size(); ++k) {
     range_ = Range();
     engine_.set_target(&targets_[k]);
-    answer = ask(nullptr, 0);
+    answer = ask({}, 0);
     if (answer != Answer::kSat) break;
-    if (!minimise(k)) {
+    if (!(softs_[k].empty() ? minimise(k) : minimise_softs(k))) {
       answer = Answer::kUnknown;
       break;
     }
     if (keeps_models_ || k + 1 < targets_.size()) fix(k);
   }
   engine_.set_target(nullptr);
+  engine_.set_conditions({});
   engine_.set_conflict_limit(most_conflicts);
   if (std::exchange(is_isolated_, false)) engine_.pop();
   return answer;
@@ -103,6 +126,7 @@ Interval Optimiser::find_least(const Term* term) {
   const std::optional<QNumber> reach = reach_;
   std::size_t first = targets_.size();
   targets_.emplace_back(term);
+  softs_.emplace_back();
   intervals_.emplace_back();
   if (denominator_ || reach_) {
     // What is near and far is another matter with another term.
@@ -117,6 +141,7 @@ Interval Optimiser::find_least(const Term* term) {
   engine_.show_kept_model();
   const Interval interval = intervals_.back();
   targets_.pop_back();
+  softs_.pop_back();
   intervals_ = intervals;
   denominator_ = denominator;
   reach_ = reach;
@@ -128,20 +153,23 @@ void Optimiser::keep_terms(TermSweep& sweep) const {
   // The given ones first, then those that hold objectives.
   sweep.keep(assumptions_);
   for (const Target& target : targets_) sweep.keep(target.term());
+  for (const auto& softs : softs_) {
+    for (const OptimiserGoal::Soft& soft : softs) sweep.keep(soft.formula);
+  }
 }
 
-// Whether there is a model that keeps within the bound, null for any model;
+// Whether there is a model that keeps within the bounds;
 // kUnknown also once there were so many conflicts, 0: as many as it takes.
-Answer Optimiser::ask(const Term* bound, std::uint64_t most_conflicts) {
+Answer Optimiser::ask(const std::vector<const Term*>& bounds,
+                      std::uint64_t most_conflicts) {
   const std::uint64_t conflicts = engine_.num_conflicts();
   std::uint64_t limit =
       last_conflict_ - std::min(last_conflict_ - 1, conflicts);
   if (most_conflicts > 0) limit = std::min(limit, most_conflicts);
   engine_.set_conflict_limit(limit);
-  if (bound != nullptr) assumptions_.push_back(bound);
-  const Answer answer = engine_.check(assumptions_);
-  if (bound != nullptr) assumptions_.pop_back();
-  return answer;
+  std::vector<const Term*> assumptions = assumptions_;
+  assumptions.insert(assumptions.end(), bounds.begin(), bounds.end());
+  return engine_.check(assumptions);
 }
 
 // Requires: the engine has found a model. False if it was stopped.
@@ -151,7 +179,7 @@ bool Optimiser::minimise(std::size_t position) {
   if (!is_settled() && !range_.low && !has_no_bound(position)) return false;
   if (!probe(position)) return false;
   while (!is_settled()) {
-    switch (ask(better(target), 0)) {
+    switch (ask({better(target)}, 0)) {
       case Answer::kSat:
         take_model(position);
         break;
@@ -173,8 +201,11 @@ void Optimiser::take_model(std::size_t position) {
     range_.is_unbounded = true;
   } else {
     range_.high = *engine_.least_value();
-    const std::optional<la::DNumber> known = engine_.known_least();
-    if (known && (!range_.low || *range_.low < *known)) range_.low = known;
+    // What formulas cost at least is what has been paid.
+    if (softs_[position].empty()) {
+      const std::optional<la::DNumber> known = engine_.known_least();
+      if (known && (!range_.low || *range_.low < *known)) range_.low = known;
+    }
   }
   report(position);
 }
@@ -184,7 +215,7 @@ bool Optimiser::has_no_bound(std::size_t position) {
   isolate();
   const Target& target = targets_[position];
   const QNumber far = -reach_of(target, engine_.scale().reach);
-  switch (ask(at_most(target, far), 0)) {
+  switch (ask({at_most(target, far)}, 0)) {
     case Answer::kSat:
       if (keeps_models_) engine_.keep_model();
       range_.is_unbounded = true;
@@ -211,7 +242,7 @@ bool Optimiser::probe(std::size_t position) {
     middle += high.rational();
     middle /= QNumber(2);
     if (is_integer) middle = middle.floor();
-    switch (ask(at_most(target, middle), kProbeConflicts)) {
+    switch (ask({at_most(target, middle)}, kProbeConflicts)) {
       case Answer::kSat:
         take_model(position);
         high = range_.high;
@@ -266,6 +297,11 @@ void Optimiser::report(std::size_t position) {
 
 // Holds an objective where it is least, for what comes behind it.
 void Optimiser::fix(std::size_t position) {
+  if (!softs_[position].empty()) {
+    assumptions_.insert(assumptions_.end(), kept_softs_.begin(),
+                        kept_softs_.end());
+    return;
+  }
   const Target& target = targets_[position];
   const Engine::Scale scale = engine_.scale();
   QNumber bound = range_.high.rational();
@@ -345,6 +381,98 @@ QNumber Optimiser::all_denominators() const {
   QNumber result(1);
   for (const Target& target : targets_) result *= target.denominator();
   return result;
+}
+
+// --- Formulas with weights ---
+
+// Requires: the engine has found a model. False if it was stopped.
+bool Optimiser::minimise_softs(std::size_t position) {
+  std::vector<Assumed> assumed;
+  QNumber least_weight;
+  for (const OptimiserGoal::Soft& soft : softs_[position]) {
+    if (soft.weight.sign() == 0) continue;
+    assumed.push_back({soft.formula, soft.weight, {}, 0});
+    least_weight = std::max(least_weight, soft.weight);
+  }
+  range_.low = la::DNumber();
+  take_model(position);
+  while (!is_settled()) {
+    // The heaviest first, and lighter ones once these hold.
+    std::vector<const Term*> formulas;
+    std::vector<std::size_t> asked;
+    QNumber next;
+    for (std::size_t k = 0; k < assumed.size(); ++k) {
+      if (assumed[k].weight < least_weight) {
+        next = std::max(next, assumed[k].weight);
+        continue;
+      }
+      asked.push_back(k);
+      formulas.push_back(assumed[k].formula);
+    }
+    switch (ask(formulas, 0)) {
+      case Answer::kSat:
+        if (*engine_.least_value() < range_.high) take_model(position);
+        if (!is_settled() && next.sign() == 0) return false;
+        least_weight = next;
+        break;
+      case Answer::kUnsat:
+        if (!take_core(assumed, asked)) return false;
+        report(position);
+        break;
+      case Answer::kUnknown:
+        return false;
+    }
+  }
+  kept_softs_.clear();
+  for (const Assumed& one : assumed) kept_softs_.push_back(one.formula);
+  return true;
+}
+
+// Lets the formulas that failed pay. `asked`: positions of those that were
+// assumed. False if none of them failed.
+bool Optimiser::take_core(std::vector<Assumed>& assumed,
+                          const std::vector<std::size_t>& asked) {
+  std::vector<std::size_t> core;
+  std::vector<const Term*> members;
+  QNumber price;
+  for (const std::size_t failed : engine_.failed_assumptions()) {
+    if (failed < assumptions_.size()) continue;
+    core.push_back(asked[failed - assumptions_.size()]);
+    const Assumed& one = assumed[core.back()];
+    members.push_back(one.formula);
+    price = core.size() == 1 ? one.weight : std::min(price, one.weight);
+  }
+  if (core.empty()) return false;
+  *range_.low += exactly(price);
+  for (const std::size_t k : core) {
+    assumed[k].weight -= price;
+    const std::size_t most = assumed[k].most + 1;
+    if (most >= assumed[k].members.size()) continue;
+    std::vector<const Term*> same = assumed[k].members;
+    const Term* looser = at_most_fail(same, most);
+    assumed.push_back({looser, price, std::move(same), most});
+  }
+  if (members.size() > 1) {
+    const Term* one = at_most_fail(members, 1);
+    assumed.push_back({one, price, std::move(members), 1});
+  }
+  assumed.erase(
+      std::remove_if(assumed.begin(), assumed.end(),
+                     [](const Assumed& one) { return one.weight.sign() == 0; }),
+      assumed.end());
+  return true;
+}
+
+const Term* Optimiser::at_most_fail(const std::vector<const Term*>& members,
+                                    std::size_t most) {
+  const Term* zero = store_.make_number(QNumber(0));
+  const Term* one = store_.make_number(QNumber(1));
+  std::vector<const Term*> failures{zero};
+  for (const Term* member : members) {
+    failures.push_back(store_.make_ite(member, zero, one));
+  }
+  return store_.make_leq(store_.make_plus(failures),
+                         store_.make_number(QNumber(most)));
 }
 
 }  // namespace vorn::solver

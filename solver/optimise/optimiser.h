@@ -43,6 +43,23 @@ struct Interval {
 /// The interval of the negated values.
 Interval negate(const Interval& interval);
 
+/// What is to be as small as it can be: a term, as for Target, or, if there is
+/// none, the weights of formulas that do not hold.
+struct OptimiserGoal {
+  /// A formula, and what it costs if it does not hold.
+  struct Soft {
+    /// As for an assumption of Engine::check.
+    const Term* formula = nullptr;
+    /// Not below 0.
+    QNumber weight;
+  };
+
+  /// As above.
+  const Term* term = nullptr;
+  /// As above.
+  std::vector<Soft> softs;
+};
+
 /// Finds models in which terms are as small as they can be: the first term
 /// before all others, the second one among the models where the first is least,
 /// and so on.
@@ -56,6 +73,14 @@ Interval negate(const Interval& interval);
 /// bounds at once is asked to be below all that sums of bounds can reach: if
 /// that can be, it has no least value, since a model with it is a direction.
 ///
+/// Formulas with weights are all assumed, the heaviest first. Of some that fail
+/// together one at least does not hold, which costs the least of their weights;
+/// from then on that much of each weight pays for it, and what is assumed
+/// instead is that no second one fails, and if that fails no third one. So what
+/// it costs at least grows until a model costs no more (Morgado, Dodaro and
+/// Marques-Silva, "Core-Guided MaxSAT with Soft Cardinality Constraints",
+/// 2014).
+///
 /// A least value may be approached and not reached, or be none. What comes
 /// after is then the least among the models that are near enough to it, or far
 /// enough out, for what that changes not to depend on how near or far. So a
@@ -64,14 +89,15 @@ Interval negate(const Interval& interval);
 /// next one would have to be further out, or nearer, than these.
 ///
 /// Cost: one check for each model found, as many as there are sets of truth
-/// values at most; one that has no model for each objective. Ownership: borrows
+/// values at most; one that has no model for each objective, and one for each
+/// set of formulas that fail together. Ownership: borrows
 /// both. Threads: none. Errors: only std::bad_alloc leaves a call.
 class Optimiser {
  public:
-  /// `objectives`: terms, as for Target.
+  /// Nothing is done yet.
   Optimiser(TermStore& store, Engine& engine,
             const std::vector<const Term*>& assumptions,
-            const std::vector<const Term*>& objectives);
+            const std::vector<OptimiserGoal>& objectives);
 
   /// Called with the position of an objective when its interval has changed.
   void set_progress(std::function<void(std::size_t)> progress) {
@@ -101,7 +127,22 @@ class Optimiser {
 
   Answer minimise_from(std::size_t first);
   void isolate();
-  Answer ask(const Term* bound, std::uint64_t most_conflicts);
+  // A formula that is assumed as long as it costs something not to.
+  struct Assumed {
+    const Term* formula;
+    QNumber weight;
+    // If it says that no more than `most` of some formulas fail: these.
+    std::vector<const Term*> members;
+    std::size_t most;
+  };
+
+  Answer ask(const std::vector<const Term*>& bounds,
+             std::uint64_t most_conflicts);
+  bool minimise_softs(std::size_t position);
+  bool take_core(std::vector<Assumed>& assumed,
+                 const std::vector<std::size_t>& asked);
+  const Term* at_most_fail(const std::vector<const Term*>& members,
+                           std::size_t most);
   bool minimise(std::size_t position);
   void take_model(std::size_t position);
   bool has_no_bound(std::size_t position);
@@ -123,6 +164,10 @@ class Optimiser {
   // These, and what holds objectives.
   std::vector<const Term*> assumptions_;
   std::vector<Target> targets_;
+  // By objective.
+  std::vector<std::vector<OptimiserGoal::Soft>> softs_;
+  // What holds in all models in which the weights at hand are least.
+  std::vector<const Term*> kept_softs_;
   std::vector<Interval> intervals_;
   std::function<void(std::size_t)> progress_;
   bool keeps_models_ = true;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "solver/smtlib/assertion_stack.h"
 
+#include <string>
+#include <unordered_map>
 #include <utility>
 
 #include "solver/explain/core_minimiser.h"
@@ -48,16 +50,9 @@ Answer AssertionStack::check(const std::vector<const Term*>& assumptions) {
   std::vector<const Term*> terms;
   for (const std::size_t i : named) terms.push_back(assertions_[i].term);
   terms.insert(terms.end(), assumptions.begin(), assumptions.end());
-  std::vector<const Term*> wanted;
-  for (const ScriptObjective& objective : objectives_) {
-    // The optimiser makes terms small: what is to be great is negated.
-    wanted.push_back(objective.is_maximised ? store_.make_negate(objective.term)
-                                            : objective.term);
-    results_.push_back({objective.name, objective.term->sort,
-                        objective.is_maximised, Interval()});
-  }
-  optimiser_ = std::make_unique<Optimiser>(store_, engine_, terms, wanted);
-  const Answer answer = wanted.empty() ? engine_.check(terms) : optimise();
+  const std::vector<OptimiserGoal> goals = read_objectives();
+  optimiser_ = std::make_unique<Optimiser>(store_, engine_, terms, goals);
+  const Answer answer = goals.empty() ? engine_.check(terms) : optimise();
   if (answer != Answer::kUnsat) return answer;
   for (const std::size_t failed : engine_.failed_assumptions()) {
     if (failed < named.size()) {
@@ -67,6 +62,32 @@ Answer AssertionStack::check(const std::vector<const Term*>& assumptions) {
     }
   }
   return answer;
+}
+
+std::vector<OptimiserGoal> AssertionStack::read_objectives() {
+  std::vector<OptimiserGoal> goals;
+  std::unordered_map<std::string, std::size_t> softs;
+  for (const ScriptObjective& objective : objectives_) {
+    const Term* term = objective.term;
+    if (term->is_bool()) {
+      const auto [goal, is_new] = softs.emplace(objective.name, goals.size());
+      if (is_new) {
+        goals.emplace_back();
+        results_.push_back({objective.name, Sort::kInt, false, Interval()});
+      }
+      goals[goal->second].softs.push_back({term, objective.weight});
+      if (!objective.weight.is_integer()) {
+        results_[goal->second].sort = Sort::kReal;
+      }
+      continue;
+    }
+    // The optimiser makes terms small: what is to be great is negated.
+    goals.push_back(
+        {objective.is_maximised ? store_.make_negate(term) : term, {}});
+    results_.push_back(
+        {objective.name, term->sort, objective.is_maximised, Interval()});
+  }
+  return goals;
 }
 
 Answer AssertionStack::optimise() {

@@ -20,12 +20,15 @@
 
 namespace vorn::solver {
 
-/// What a script wants to be small or great.
+/// What a script wants to be small or great, or to hold.
 struct ScriptObjective {
-  /// An arithmetic term.
+  /// An arithmetic term, or a formula that is to hold.
   const Term* term = nullptr;
   /// Whether it is to be great.
   bool is_maximised = false;
+  /// Of a formula, what it costs if it does not hold. Those of one name are one
+  /// objective, which stands where the first of them does.
+  QNumber weight = QNumber(0);
   /// What the script calls it, as it prints.
   std::string name;
 };
@@ -143,6 +146,7 @@ class AssertionStack {
   CoreState settle_core(bool minimize);
 
  private:
+  std::vector<OptimiserGoal> read_objectives();
   Answer optimise();
 
   TermStore& store_;

@@ -25,6 +25,7 @@ constexpr std::size_t kMostLevels = 1000000;
 const Interpreter::Command Interpreter::kCommands[] = {
     // name, handler, need, edits, reports
     {"assert", &Interpreter::run_assert, Need::kLogic, true},
+    {"assert-soft", &Interpreter::run_assert_soft, Need::kLogic, true},
     {"check-sat", &Interpreter::run_check_sat, Need::kLogic},
     {"check-sat-assuming", &Interpreter::run_check_sat_assuming, Need::kLogic},
     {"declare-const", &Interpreter::run_declare_const, Need::kLogic, true},
@@ -267,9 +268,12 @@ bool Interpreter::add_objective(bool is_maximised) {
   if (!read_objective(term)) return false;
   std::string name = text_of(term);
   lexer_.next();
-  if (!read_name(name)) return false;
-  session_->stack->add(
-      ScriptObjective{term.term, is_maximised, std::move(name)});
+  if (!read_attributes(name, nullptr)) return false;
+  ScriptObjective objective;
+  objective.term = term.term;
+  objective.is_maximised = is_maximised;
+  objective.name = std::move(name);
+  session_->stack->add(std::move(objective));
   mode_ = Mode::kAssert;
   return true;
 }
@@ -288,17 +292,65 @@ bool Interpreter::read_objective(ParsedTerm& term) {
   return check_fragment(bound);
 }
 
-bool Interpreter::read_name(std::string& name) {
+bool Interpreter::run_assert_soft() {
+  session_->parser->start_command(false);
+  lexer_.next();
+  ParsedTerm formula;
+  if (!read_formula(formula) || !check_fragment(formula)) return false;
+  ScriptObjective soft;
+  soft.term = formula.term;
+  soft.name = "soft";
+  soft.weight = QNumber(1);
+  lexer_.next();
+  if (!read_attributes(soft.name, &soft.weight)) return false;
+  session_->stack->add(std::move(soft));
+  mode_ = Mode::kAssert;
+  return true;
+}
+
+bool Interpreter::read_attributes(std::string& name, QNumber* weight) {
   while (lexer_.token().kind != TokenKind::kClose) {
     const Token& token = lexer_.token();
-    if (token.kind != TokenKind::kKeyword || token.text != ":id") {
-      return fail_at_token("':id' or ')'");
+    const bool is_weight = weight != nullptr && token.text == ":weight";
+    if (token.kind != TokenKind::kKeyword ||
+        (token.text != ":id" && !is_weight)) {
+      return fail_at_token(weight == nullptr ? "':id' or ')'"
+                                             : "':weight', ':id' or ')'");
     }
-    if (!read_symbol(name)) return false;
-    name = print_symbol(name);
+    if (is_weight) {
+      if (!read_weight(*weight)) return false;
+    } else {
+      if (!read_symbol(name)) return false;
+      name = print_symbol(name);
+    }
     lexer_.next();
   }
   return true;
+}
+
+// A numeral, a decimal, or the quotient of two.
+bool Interpreter::read_weight(QNumber& weight) {
+  const auto read = [this](QNumber& number) {
+    const Token& token = lexer_.token();
+    if (token.kind != TokenKind::kNumeral &&
+        token.kind != TokenKind::kDecimal) {
+      return fail_at_token("a number, not below 0");
+    }
+    number = QNumber::from_string(token.text).value();
+    return true;
+  };
+  if (lexer_.next().kind != TokenKind::kOpen) return read(weight);
+  if (lexer_.next().kind != TokenKind::kSymbol || lexer_.token().text != "/") {
+    return fail_at_token("/");
+  }
+  lexer_.next();
+  if (!read(weight)) return false;
+  lexer_.next();
+  QNumber divisor;
+  if (!read(divisor)) return false;
+  if (divisor.sign() == 0) return fail_at_token("a number above 0");
+  weight /= divisor;
+  return read_close();
 }
 
 bool Interpreter::run_push() {

@@ -165,6 +165,7 @@ class Interpreter {
   bool run_define_fun();
   bool run_define_const();
   bool run_assert();
+  bool run_assert_soft();
   bool run_minimize();
   bool run_maximize();
   bool run_push();
@@ -193,8 +194,9 @@ class Interpreter {
   bool add_objective(bool is_maximised);
   // A term that an objective can be about.
   bool read_objective(ParsedTerm& term);
-  // The attributes behind the term of an objective.
-  bool read_name(std::string& name);
+  // The attributes behind an objective; `weight`: null if it has none.
+  bool read_attributes(std::string& name, QNumber* weight);
+  bool read_weight(QNumber& weight);
   void keep_names();
   void keep_texts();
   // The assertions together with assumptions_.

@@ -74,7 +74,8 @@ Script ScriptGenerator::make() {
   }
   const int commands = dense ? pick(6) : 4 + pick(9);
   for (int i = 0; i < commands; ++i) {
-    if (wants_objectives_ && chance(35)) add_objective();
+    if (wants_objectives_ && chance(30)) add_objective();
+    if (wants_objectives_ && chance(15)) add_soft();
     const int choice = pick(100);
     if (choice < 60) {
       add_assert();
@@ -329,6 +330,32 @@ void ScriptGenerator::add_check() {
   }
   if (wants_objectives_) step.asks_bounds = chance(50);
   add_step(std::move(step));
+}
+
+// Formulas that are to hold, in one of two groups or in one without a name.
+void ScriptGenerator::add_soft() {
+  const int count = 1 + pick(4);
+  for (int k = 0; k < count; ++k) {
+    Step step;
+    step.kind = Step::Kind::kObjective;
+    budget_ = 8;
+    step.objective = make_bool(pick(3));
+    step.text = "(assert-soft " + step.objective.text;
+    step.weight = 1;
+    if (chance(70)) {
+      const std::pair<const char*, mpq_class> weights[] = {
+          {"2", 2}, {"0.25", {1, 4}}, {"0", 0}, {"(/ 4 3)", {4, 3}}, {"7", 7}};
+      const auto& weight = weights[pick(5)];
+      step.text += std::string(" :weight ") + weight.first;
+      step.weight = weight.second;
+    }
+    const char* const groups[] = {"soft", "g0", "g1"};
+    const int group = pick(3);
+    step.group = groups[group];
+    if (group > 0) step.text += " :id " + step.group;
+    step.text += ')';
+    add_step(std::move(step));
+  }
 }
 
 // One end, or the difference of two, as often as not multiplied.

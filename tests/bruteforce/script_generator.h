@@ -65,6 +65,10 @@ struct Step {
   bool asks_bounds = false;
   Written objective;
   bool is_maximised = false;
+  /// If the objective is a formula: what it costs if it does not hold, and the
+  /// name of those that it is one of.
+  mpq_class weight;
+  std::string group;
 };
 
 struct Script {
@@ -134,6 +138,7 @@ class ScriptGenerator {
   void add_pop();
   void add_check();
   void add_objective();
+  void add_soft();
 
   // Terms. An "end" is a variable or 0, plus a number, whatever its conditions
   // choose; so any two ends of one sort differ by a difference of variables.

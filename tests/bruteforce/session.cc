@@ -4,6 +4,7 @@
 #include <gmpxx.h>
 
 #include <algorithm>
+#include <map>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -105,6 +106,13 @@ class Session {
     Formula formula;
     std::string label;
   };
+  // An objective, or with a group a formula that is to hold.
+  struct Wanted {
+    Formula meaning;
+    bool is_maximised;
+    mpq_class weight;
+    std::string group;
+  };
   struct Level {
     std::size_t variables;
     std::size_t assertions;
@@ -139,12 +147,13 @@ class Session {
         labels_.insert(labels_.end(), step.labels.begin(), step.labels.end());
         break;
       case Step::Kind::kObjective:
-        objectives_.push_back({step.objective.meaning, step.is_maximised});
+        wanted_.push_back({step.objective.meaning, step.is_maximised,
+                           step.weight, step.group});
         break;
       case Step::Kind::kPush:
         for (std::size_t i = 0; i < step.count; ++i) {
           levels_.push_back({variables_.size(), assertions_.size(),
-                             labels_.size(), objectives_.size()});
+                             labels_.size(), wanted_.size()});
         }
         break;
       case Step::Kind::kPop:
@@ -152,7 +161,7 @@ class Session {
           variables_.resize(levels_.back().variables);
           assertions_.resize(levels_.back().assertions);
           labels_.resize(levels_.back().labels);
-          objectives_.resize(levels_.back().objectives);
+          wanted_.resize(levels_.back().objectives);
           levels_.pop_back();
         }
         break;
@@ -166,6 +175,7 @@ class Session {
     for (const Assertion& a : assertions_) formulas.push_back(a.formula);
     for (const Written& a : step.assumptions) formulas.push_back(a.meaning);
     const std::optional<bool> expected = decide(formulas);
+    read_objectives();
     const std::string reply = send(step.text);
     const bool sat = reply == "sat\n";
     ++num_checks_;
@@ -224,6 +234,29 @@ class Session {
     check_values(queries, values);
     check_assignment(values);
     if (!objectives_.empty()) check_optima(formulas, values);
+  }
+
+  // A group is a sum of what its formulas cost.
+  void read_objectives() {
+    objectives_.clear();
+    std::map<std::string, std::size_t> groups;
+    for (const Wanted& wanted : wanted_) {
+      if (wanted.group.empty()) {
+        objectives_.push_back({wanted.meaning, wanted.is_maximised});
+        continue;
+      }
+      const Formula cost = make(Op::kIte, Sort::kReal,
+                                {wanted.meaning, make_number(0, Sort::kReal),
+                                 make_number(wanted.weight, Sort::kReal)});
+      const auto [group, is_new] =
+          groups.emplace(wanted.group, objectives_.size());
+      if (is_new) {
+        objectives_.push_back({cost, false});
+      } else {
+        Formula& sum = objectives_[group->second].term;
+        sum = make(Op::kPlus, Sort::kReal, {sum, cost});
+      }
+    }
   }
 
   // The best values against all states, and the model's own against them.
@@ -455,6 +488,8 @@ class Session {
   std::vector<Variable> variables_;
   std::vector<Assertion> assertions_;
   std::vector<Label> labels_;
+  std::vector<Wanted> wanted_;
+  // As of the last check.
   std::vector<Objective> objectives_;
   std::vector<Level> levels_;
 };

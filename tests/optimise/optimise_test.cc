@@ -118,6 +118,31 @@ TEST(OptimiseTest, RepliesAreThoseOfTheTable) {
            kAsk,
        "sat\n(objectives ((+ (ite p x 1) (ite p 0 3)) 4)\n ((- y (ite p x y)) "
        "0))\n"},
+      {"formulas with weights",
+       kIntegers +
+           std::string(
+               "(assert (<= 0 x 9))(assert-soft (> x 7) :weight 0.5 :id a)"
+               "(assert-soft (< x 3) :weight (/ 2 3) :id a)(minimize (- x))"
+               "(assert-soft p)(assert-soft (> x 5) :id a :weight 0.25)"
+               "(assert-soft (not p) :weight 0)(assert-soft false :weight 3)") +
+           kAsk + "(get-bounds x)(push)(assert (> x 2))" + kAsk + "(pop)" +
+           kAsk,
+       "sat\n(objectives (a (/ 2.0 3.0))\n ((- x) (- 9))\n (soft 3))\n(x 9 9)\n"
+       "sat\n(objectives (a (/ 2.0 3.0))\n ((- x) (- 9))\n (soft 3))\n"
+       "sat\n(objectives (a (/ 2.0 3.0))\n ((- x) (- 9))\n (soft 3))\n"},
+      {"weights that are none",
+       kIntegers +
+           std::string("\n(assert-soft p :weight (- 1))\n(assert-soft p "
+                       ":weight -1)\n(assert-soft x)\n(assert-soft p "
+                       ":weight (/ 1 0))\n(assert-soft p :wait 1)") +
+           kAsk,
+       "(error \"line 2 column 25: expected /, not -\")\n(error \"line 3 "
+       "column "
+       "24: expected a number, not below 0, not -1\")\n(error \"line 4 column "
+       "14: expected a Bool, not an Int\")\n(error \"line 5 column 29: "
+       "expected "
+       "a number above 0, not 0\")\n(error \"line 6 column 16: expected "
+       "':weight', ':id' or ')', not :wait\")\nsat\n(objectives)\n"},
       {"bounds",
        kIntegers +
            std::string("(assert (<= 0 x 9))(assert (or (<= y (- x 2)) "

@@ -1,6 +1,7 @@
 (set-logic ALL)
 (declare-const x Int)(declare-const r Real)(declare-const p Bool)
 (minimize (ite p x (+ x 2)) :id low)(maximize (- r x))
+(assert-soft (> x 2) :weight 0.5)(assert-soft p :id w :weight (/ 1 3))
 (check-sat)(get-objectives)
 (push)(assert (and (> x 2) (< (- r x) 0.5) (or p (> x 9))))
 (check-sat)(get-objectives)(get-bounds (- r x))(get-model)(pop)
