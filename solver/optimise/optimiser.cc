@@ -230,36 +230,57 @@ bool Optimiser::has_no_bound(std::size_t position) {
   return false;
 }
 
-// Moves both ends as far as few conflicts do. False if it was stopped.
+// Moves both ends as far as few conflicts do: first the lower one, by values
+// that are too small, then the upper one, by those above what nobody knows.
+// False if it was stopped.
 bool Optimiser::probe(std::size_t position) {
-  const Target& target = targets_[position];
-  const bool is_integer = target.term()->sort == Sort::kInt;
-  // Nobody knows below this, as far as few conflicts tell.
-  la::DNumber high = range_.high;
-  for (int k = 0; is_integer || k < kMostRealProbes; ++k) {
-    if (is_settled() || !(*range_.low < high)) return true;
-    QNumber middle = range_.low->rational();
-    middle += high.rational();
+  const bool is_integer = targets_[position].term()->sort == Sort::kInt;
+  const auto middle_of = [is_integer](const QNumber& a, const QNumber& b) {
+    QNumber middle = a;
+    middle += b;
     middle /= QNumber(2);
-    if (is_integer) middle = middle.floor();
-    switch (ask({at_most(target, middle)}, kProbeConflicts)) {
-      case Answer::kSat:
-        take_model(position);
-        high = range_.high;
-        break;
-      case Answer::kUnsat:
-        refute(position, middle);
-        break;
-      case Answer::kUnknown:
-        if (engine_.unknown_reason() != UnknownReason::kConflictLimit ||
-            engine_.num_conflicts() >= last_conflict_) {
-          return false;
-        }
-        high = exactly(middle);
-        break;
-    }
+    return is_integer ? middle.floor() : middle;
+  };
+  QNumber unknown = range_.high.rational();
+  for (int k = 0; is_integer || k < kMostRealProbes; ++k) {
+    if (is_settled() || !(*range_.low < exactly(unknown))) break;
+    const QNumber middle = middle_of(range_.low->rational(), unknown);
+    const std::optional<Answer> answer = probe_at(position, middle);
+    if (!answer) return false;
+    if (*answer == Answer::kSat) unknown = range_.high.rational();
+    if (*answer == Answer::kUnknown) unknown = middle;
+  }
+  while (is_integer && !is_settled()) {
+    const QNumber middle = middle_of(unknown, range_.high.rational());
+    if (!(unknown < middle)) break;
+    const std::optional<Answer> answer = probe_at(position, middle);
+    if (!answer) return false;
+    if (*answer != Answer::kSat) unknown = middle;
   }
   return true;
+}
+
+// Whether the target can be so small, if few conflicts tell; nothing if it was
+// stopped.
+std::optional<Answer> Optimiser::probe_at(std::size_t position,
+                                          const QNumber& value) {
+  const Answer answer =
+      ask({at_most(targets_[position], value)}, kProbeConflicts);
+  switch (answer) {
+    case Answer::kSat:
+      take_model(position);
+      break;
+    case Answer::kUnsat:
+      refute(position, value);
+      break;
+    case Answer::kUnknown:
+      if (engine_.unknown_reason() != UnknownReason::kConflictLimit ||
+          engine_.num_conflicts() >= last_conflict_) {
+        return {};
+      }
+      break;
+  }
+  return answer;
 }
 
 // There is no model with this value or a smaller one.

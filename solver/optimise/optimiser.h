@@ -147,6 +147,7 @@ class Optimiser {
   void take_model(std::size_t position);
   bool has_no_bound(std::size_t position);
   bool probe(std::size_t position);
+  std::optional<Answer> probe_at(std::size_t position, const QNumber& value);
   void refute(std::size_t position, const QNumber& value);
   bool is_settled() const;
   void report(std::size_t position);
