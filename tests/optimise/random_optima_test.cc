@@ -62,7 +62,7 @@ void run_scripts(Logic logic, std::uint64_t one_in) {
     EXPECT_GT(tally.unbounded, count / 20);
     EXPECT_GT(tally.optima - tally.unbounded, count / 2);
     if (one_in > 0) {
-      EXPECT_GT(tally.unattained, count / one_in);
+      EXPECT_GE(tally.unattained, count / one_in);
     }
   }
 }
@@ -79,7 +79,7 @@ TEST(RandomOptimaTest, RealOptimaAgreeWithEnumeration) {
 
 // The same, where integers do not reach what reals would.
 TEST(RandomOptimaTest, MixedOptimaAgreeWithEnumeration) {
-  run_scripts(Logic::kAll, 60);
+  run_scripts(Logic::kAll, 100);
 }
 
 }  // namespace
