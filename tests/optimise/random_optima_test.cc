@@ -18,7 +18,7 @@
 namespace vorn::bruteforce {
 namespace {
 
-constexpr std::uint64_t kScripts = test::kSanitized ? 25
+constexpr std::uint64_t kScripts = test::kSanitized ? 8
                                    : test::kAsserts ? 100
                                                     : 600;
 
