@@ -113,10 +113,9 @@ std::optional<Inequality> negation_of(const Terms& terms, TermId literal) {
 // each multiplied by its coefficient, add up to something false: 0 >= positive,
 // or 0 > nonnegative. Coefficients count by absolute value, except those of
 // equalities.
-Verdict la_generic(Inference& s) {
-  if (s.arguments.size() != s.conclusion.size()) {
-    return "there must be a coefficient for each literal";
-  }
+void la_generic(Inference& s) {
+  s.require(s.arguments.size() == s.conclusion.size(),
+            "there must be a coefficient for each literal");
   std::unordered_map<TermId, mpq_class> left;
   mpq_class right;
   bool is_strict = false;
@@ -126,10 +125,10 @@ Verdict la_generic(Inference& s) {
     if (known == s.negations.end()) {
       known = s.negations.emplace(literal, negation_of(s.terms, literal)).first;
     }
-    if (!known->second.has_value()) return "a literal is no linear inequality";
+    s.require(known->second.has_value(), "a literal is no linear inequality");
     const Inequality& inequality = *known->second;
     const mpq_class* coefficient = s.terms.value(s.arguments[i]);
-    if (coefficient == nullptr) return "a coefficient is not a number";
+    s.require(coefficient != nullptr, "a coefficient is not a number");
     mpq_class factor = *coefficient;
     if (inequality.relation != Relation::kEqual) factor = abs(factor);
     if (factor == 0) continue;
@@ -140,10 +139,9 @@ Verdict la_generic(Inference& s) {
     is_strict = is_strict || inequality.relation == Relation::kGreater;
   }
   for (const auto& [variable, count] : left) {
-    if (count != 0) return "the left sides do not cancel";
+    s.require(count == 0, "the left sides do not cancel");
   }
-  if (right > 0 || (is_strict && right == 0)) return kRight;
-  return "the sum is not false";
+  s.require(right > 0 || (is_strict && right == 0), "the sum is not false");
 }
 
 }  // namespace vorn::checker

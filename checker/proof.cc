@@ -89,9 +89,8 @@ class Proof {
   }
 
   void read_anchor() {
-    if (reader_.expect(TokenKind::kKeyword, ":step").text != ":step") {
-      reader_.fail("expected :step");
-    }
+    reader_.expect(TokenKind::kKeyword, ":step");
+    reader_.require(reader_.token().text == ":step", "expected :step");
     const std::string end = reader_.expect_symbol("the name of a step").text;
     at_ = "anchor of " + end + ": ";
     reader_.expect(TokenKind::kClose, "')': bound variables are not known");
@@ -100,60 +99,63 @@ class Proof {
 
   void read_step() {
     const std::string name = read_new_name();
-    const Position position = reader_.token().position;
+    inference_.position = reader_.token().position;
     inference_.conclusion.clear();
     inference_.premises.clear();
     inference_.arguments.clear();
     discharged_.clear();
     rule_.clear();
+    given_.clear();
     reader_.expect(TokenKind::kOpen, "a clause (cl ...)");
-    if (reader_.expect_symbol("cl").text != "cl") reader_.fail("expected cl");
+    reader_.expect_symbol("cl");
+    reader_.require(reader_.token().text == "cl", "expected cl");
     while (reader_.next().kind != TokenKind::kClose) {
       inference_.conclusion.push_back(terms_.read_formula().term);
     }
     while (reader_.next().kind == TokenKind::kKeyword) read_attribute();
-    if (reader_.token().kind != TokenKind::kClose) {
-      reader_.fail("expected an attribute or ')'");
-    }
+    reader_.require(reader_.token().kind == TokenKind::kClose,
+                    "expected an attribute or ')'");
+    at_ += "rule " + rule_ + ": ";
     const bool ends_local = !locals_.empty() && locals_.back().end == name;
-    Verdict verdict = kRight;
-    if (ends_local != (rule_ == "subproof")) {
-      verdict = ends_local ? "the step of the anchor is not by rule subproof"
-                           : "no anchor names this step";
-    } else if (ends_local) {
-      verdict = check_subproof();
-    } else if (!discharged_.empty()) {
-      verdict = "only a subproof discharges assumptions";
-    } else {
-      verdict = check_inference(rule_, inference_);
-    }
-    if (verdict != kRight) {
-      throw Rejection{position, "rule " + rule_ + ": " + verdict};
-    }
+    inference_.require(!ends_local || rule_ == "subproof",
+                       "the step of the anchor is not by rule subproof");
+    inference_.require(ends_local || rule_ != "subproof",
+                       "no anchor names this step");
     if (ends_local) {
+      check_subproof();
       for (const auto* step : locals_.back().steps) {
         steps_.erase(steps_.find(step->first));
       }
       locals_.pop_back();
+    } else {
+      inference_.require(!is_given(":discharge"),
+                         "only a subproof discharges assumptions");
+      check_inference(rule_, inference_);
     }
     add(name, inference_.conclusion);
   }
 
+  bool is_given(const std::string& keyword) const {
+    return std::count(given_.begin(), given_.end(), keyword) > 0;
+  }
+
   void read_attribute() {
     const std::string keyword = reader_.token().text;
-    if (keyword == ":rule" && rule_.empty()) {
+    reader_.require(!is_given(keyword), "this attribute is given twice");
+    given_.push_back(keyword);
+    if (keyword == ":rule") {
       rule_ = reader_.expect_symbol("the name of a rule").text;
-    } else if (keyword == ":premises" && inference_.premises.empty()) {
+    } else if (keyword == ":premises") {
       read_premises(inference_.premises);
-    } else if (keyword == ":discharge" && discharged_.empty()) {
+    } else if (keyword == ":discharge") {
       read_premises(discharged_);
-    } else if (keyword == ":args" && inference_.arguments.empty()) {
+    } else if (keyword == ":args") {
       reader_.expect(TokenKind::kOpen, "arguments in brackets");
       while (reader_.next().kind != TokenKind::kClose) {
         inference_.arguments.push_back(terms_.read());
       }
     } else {
-      reader_.fail("expected :rule, :premises, :args or :discharge, each once");
+      reader_.fail("expected :rule, :premises, :args or :discharge");
     }
   }
 
@@ -167,32 +169,29 @@ class Proof {
       }
       premises.push_back(&step->second);
     }
-    if (reader_.token().kind != TokenKind::kClose) {
-      reader_.fail("expected the name of a step");
-    }
+    reader_.require(reader_.token().kind == TokenKind::kClose,
+                    "expected the name of a step");
   }
 
   // subproof: if C follows from the assumptions h1 ... hn and what was known
   // before, conclude (cl (not h1) ... (not hn) C), without any assumption.
-  Verdict check_subproof() {
+  void check_subproof() {
     const Local& local = locals_.back();
-    if (!inference_.premises.empty()) return kWrongPremise;
-    if (!inference_.arguments.empty()) return kWrongArguments;
-    if (local.steps.empty()) return "the subproof has no steps";
+    inference_.takes(0, 0);
+    inference_.require(!local.steps.empty(), "the subproof has no steps");
     std::vector<const Clause*> discharged = discharged_;
     std::vector<const Clause*> assumptions = local.assumptions;
     std::sort(discharged.begin(), discharged.end());
     std::sort(assumptions.begin(), assumptions.end());
-    if (discharged != assumptions) {
-      return "what is discharged is not what the subproof assumes";
-    }
+    inference_.require(discharged == assumptions,
+                       "what is discharged is not what the subproof assumes");
     Clause literals;
     for (const Clause* assumption : discharged_) {
       literals.push_back(inference_.no(assumption->front()));
     }
     const Clause& last = local.steps.back()->second;
     literals.insert(literals.end(), last.begin(), last.end());
-    return concludes(inference_, literals);
+    inference_.concludes(literals);
   }
 
   Reader reader_;
@@ -208,6 +207,7 @@ class Proof {
   Inference inference_;
   std::string rule_;
   std::vector<const Clause*> discharged_;
+  std::vector<std::string> given_;  // its attributes
 };
 
 }  // namespace

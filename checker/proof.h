@@ -31,20 +31,17 @@ struct Inequality {
   mpq_class bound;                     ///< The right side.
 };
 
-/// Null if an inference is right, otherwise what is wrong with it.
-using Verdict = const char*;
-constexpr Verdict kRight = nullptr;  ///< Nothing is wrong.
 /// Premises are too few, too many, or not of the form that the rule takes.
-constexpr Verdict kWrongPremise = "the rule takes other premises";
-/// Arguments are too few or too many.
-constexpr Verdict kWrongArguments = "the rule takes other arguments";
+constexpr const char* kWrongPremise = "the rule takes other premises";
 /// The clause is another one.
-constexpr Verdict kWrongConclusion = "the clause is not what the rule gives";
+constexpr const char* kWrongConclusion =
+    "the clause is not what the rule gives";
 
-/// One step of a proof, as the rules see it. A rule is a function that says
-/// whether the conclusion follows.
+/// One step of a proof, as the rules see it. A rule is a function that throws a
+/// Rejection unless the conclusion follows.
 struct Inference {
   Terms& terms;                         ///< All; rules make what they expect.
+  Position position;                    ///< Of the name of the step.
   Clause conclusion;                    ///< The clause of the step.
   std::vector<const Clause*> premises;  ///< The clauses of its premises.
   TermIds arguments;                    ///< Its arguments.
@@ -67,19 +64,25 @@ struct Inference {
   TermId no(TermId term) { return terms.negate(term); }
   /// (= s t).
   TermId equal(TermId s, TermId t) { return terms.make(Op::kEqual, {s, t}); }
+
+  /// Throws a Rejection unless this holds.
+  void require(bool holds, const char* reason) const {
+    checker::require(holds, position, reason);
+  }
+  /// The same unless there are so many premises and arguments; -1: any number.
+  void takes(int num_premises, int num_arguments) const;
+  /// The same unless the conclusion is these literals, in this order.
+  void concludes(const Clause& literals) const {
+    require(conclusion == literals, kWrongConclusion);
+  }
 };
 
-/// The verdict where the conclusion has to be these literals, in this order.
-inline Verdict concludes(const Inference& step, const Clause& literals) {
-  return step.conclusion == literals ? kRight : kWrongConclusion;
-}
-
-/// Whether the step follows the rule of this name, with as many premises and
-/// arguments as it takes. What is no rule here proves nothing.
-Verdict check_inference(const std::string& rule, Inference& inference);
+/// Rejects unless the step follows the rule of this name. What is no rule here
+/// proves nothing.
+void check_inference(const std::string& rule, Inference& inference);
 
 /// The rule la_generic, which is in arithmetic.cc.
-Verdict la_generic(Inference& inference);
+void la_generic(Inference& inference);
 
 /// Checks a proof from the formulas `assumed`, or some of them: returns if each
 /// step is right and the last one is the empty clause, and throws Rejection at

@@ -23,6 +23,11 @@ struct Rejection {
   std::string reason;  ///< What is wrong.
 };
 
+/// Throws a Rejection unless this holds.
+inline void require(bool holds, const Position& position, const char* reason) {
+  if (!holds) throw Rejection{position, reason};
+}
+
 /// What a token is.
 enum class TokenKind : std::uint8_t {
   kOpen,
@@ -73,6 +78,11 @@ class Reader {
   /// Throws a Rejection at the current token.
   [[noreturn]] void fail(const std::string& reason) const {
     throw Rejection{token_.position, reason};
+  }
+
+  /// The same unless this holds.
+  void require(bool holds, const char* reason) const {
+    checker::require(holds, token_.position, reason);
   }
 
   /// Reads the next token, which must be of this kind.

@@ -19,11 +19,11 @@ namespace {
 // conclude what is left when one after the other is taken in: for b = true, p
 // is taken out of what there is and (not p) out of the next clause, for false
 // (not p) and p, and the rest of both is what there is then. Clauses are sets.
-Verdict resolution(Inference& s) {
-  if (s.premises.empty()) return "there are no premises";
-  if (s.arguments.size() != 2 * (s.premises.size() - 1)) {
-    return "there must be a pivot and its sign for each premise but the first";
-  }
+void resolution(Inference& s) {
+  s.require(!s.premises.empty(), "there are no premises");
+  s.require(
+      s.arguments.size() == 2 * (s.premises.size() - 1),
+      "there must be a pivot and its sign for each premise but the first");
   for (const TermId literal : s.added) s.is_in[literal] = false;
   s.added.clear();
   const auto add = [&s](TermId literal) {
@@ -38,119 +38,110 @@ Verdict resolution(Inference& s) {
   for (std::size_t i = 1; i < s.premises.size(); ++i) {
     const TermId pivot = s.arguments[2 * i - 2];
     const TermId sign = s.arguments[2 * i - 1];
-    if (s.terms.sort(pivot) != Sort::kBool) return "a pivot is not Boolean";
+    s.require(s.terms.sort(pivot) == Sort::kBool, "a pivot is not Boolean");
     const bool is_positive = sign == s.terms.boolean(true);
-    if (!is_positive && sign != s.terms.boolean(false)) {
-      return "the sign of a pivot is true or false";
-    }
+    s.require(is_positive || sign == s.terms.boolean(false),
+              "the sign of a pivot is true or false");
     const TermId here = is_positive ? pivot : s.no(pivot);
     const TermId there = is_positive ? s.no(pivot) : pivot;
-    if (!has(here)) return "a pivot is not in what the premises before give";
+    s.require(has(here), "a pivot is not in what the premises before give");
     s.is_in[here] = false;
     bool is_there = false;
     for (const TermId literal : *s.premises[i]) {
       is_there = is_there || literal == there;
       if (literal != there) add(literal);
     }
-    if (!is_there) return "a pivot is not in its premise";
+    s.require(is_there, "a pivot is not in its premise");
   }
   for (const TermId literal : s.conclusion) {
-    if (!has(literal)) return kWrongConclusion;
+    s.require(has(literal), kWrongConclusion);
   }
   for (const TermId literal : s.conclusion) s.is_in[literal] = false;
-  return std::none_of(s.added.begin(), s.added.end(), has) ? kRight
-                                                           : kWrongConclusion;
+  s.require(std::none_of(s.added.begin(), s.added.end(), has),
+            kWrongConclusion);
 }
 
 // contraction: from C conclude C without each literal that was there before.
-Verdict contraction(Inference& s) {
+void contraction(Inference& s) {
   std::unordered_set<TermId> seen;
   Clause literals;
   for (const TermId literal : *s.premises[0]) {
     if (seen.insert(literal).second) literals.push_back(literal);
   }
-  return concludes(s, literals);
+  s.concludes(literals);
 }
 
 // reordering: from C conclude the same literals, each as often, in any order.
-Verdict reordering(Inference& s) {
+void reordering(Inference& s) {
   Clause before = *s.premises[0];
   Clause after = s.conclusion;
   std::sort(before.begin(), before.end());
   std::sort(after.begin(), after.end());
-  return before == after ? kRight : kWrongConclusion;
+  s.require(before == after, kWrongConclusion);
 }
 
 // weakening: from C conclude C with any literals behind it.
-Verdict weakening(Inference& s) {
+void weakening(Inference& s) {
   const Clause& premise = *s.premises[0];
-  return premise.size() <= s.conclusion.size() &&
-                 std::equal(premise.begin(), premise.end(),
-                            s.conclusion.begin())
-             ? kRight
-             : kWrongConclusion;
+  s.require(
+      premise.size() <= s.conclusion.size() &&
+          std::equal(premise.begin(), premise.end(), s.conclusion.begin()),
+      kWrongConclusion);
 }
 
 // --- Equalities, what distinct, chains and conditional numbers stand for ---
 
-// The equality that is the only literal of the clause, or kNoTerm.
-TermId equality(const Inference& s, const Clause& clause) {
-  return clause.size() == 1 && s.is(clause[0], Op::kEqual, 2) ? clause[0]
-                                                              : kNoTerm;
+// The equality that is the only literal of the clause; any other clause is
+// wrong for this reason.
+TermId equality(const Inference& s, const Clause& clause, const char* reason) {
+  s.require(clause.size() == 1 && s.is(clause[0], Op::kEqual, 2), reason);
+  return clause[0];
 }
 
 // trans: from (= t0 t1), (= t1 t2), ... (= tm tn) conclude (cl (= t0 tn)).
-Verdict trans(Inference& s) {
-  if (s.premises.empty()) return "there are no premises";
-  TermId first = kNoTerm;
-  TermId last = kNoTerm;
+void trans(Inference& s) {
+  s.require(!s.premises.empty(), "there are no premises");
+  const TermId first = s.arg(equality(s, *s.premises[0], kWrongPremise), 0);
+  TermId last = first;
   for (const Clause* premise : s.premises) {
-    const TermId e = equality(s, *premise);
-    if (e == kNoTerm) return kWrongPremise;
-    if (first == kNoTerm) {
-      first = s.arg(e, 0);
-    } else if (s.arg(e, 0) != last) {
-      return "a premise does not begin where the one before ends";
-    }
+    const TermId e = equality(s, *premise, kWrongPremise);
+    s.require(s.arg(e, 0) == last,
+              "a premise does not begin where the one before ends");
     last = s.arg(e, 1);
   }
-  return concludes(s, {s.equal(first, last)});
+  s.concludes({s.equal(first, last)});
 }
 
 // cong: from equalities conclude (cl (= (f s1 ... sn) (f t1 ... tn))): for each
 // i, in this order, either the next premise is (= si ti) or si is ti.
-Verdict cong(Inference& s) {
-  const TermId e = equality(s, s.conclusion);
-  if (e == kNoTerm) return kWrongConclusion;
+void cong(Inference& s) {
+  const TermId e = equality(s, s.conclusion, kWrongConclusion);
   const TermId left = s.arg(e, 0);
   const TermId right = s.arg(e, 1);
   const std::size_t count = s.terms.num_args(left);
-  if (count == 0 || !s.is(right, s.terms.op(left), count)) {
-    return kWrongConclusion;
-  }
+  s.require(count > 0 && s.is(right, s.terms.op(left), count),
+            kWrongConclusion);
   std::size_t used = 0;
   for (std::size_t i = 0; i < count; ++i) {
     const TermId a = s.arg(left, i);
     const TermId b = s.arg(right, i);
-    const TermId known =
-        used < s.premises.size() ? equality(s, *s.premises[used]) : kNoTerm;
-    if (known != kNoTerm && s.arg(known, 0) == a && s.arg(known, 1) == b) {
+    if (used < s.premises.size() &&
+        *s.premises[used] == Clause{s.equal(a, b)}) {
       ++used;
-    } else if (a != b) {
-      return "the next premise does not say that two arguments are equal";
+    } else {
+      s.require(a == b,
+                "the next premise does not say that two arguments are equal");
     }
   }
-  return used == s.premises.size() ? kRight : "a premise is not used";
+  s.require(used == s.premises.size(), "a premise is not used");
 }
 
 // distinct_elim: (cl (= (distinct t0 ... tn) (and (not (= t0 t1)) ...))) with
 // all pairs i < j in order; for two terms without the `and`; for three or more
 // Booleans (cl (= (distinct ...) false)).
-Verdict distinct_elim(Inference& s) {
-  const TermId e = equality(s, s.conclusion);
-  if (e == kNoTerm || !s.is(s.arg(e, 0), Op::kDistinct)) {
-    return kWrongConclusion;
-  }
+void distinct_elim(Inference& s) {
+  const TermId e = equality(s, s.conclusion, kWrongConclusion);
+  s.require(s.is(s.arg(e, 0), Op::kDistinct), kWrongConclusion);
   const TermIds parts = s.terms.args(s.arg(e, 0));
   const std::size_t count = parts.size();
   TermId meaning = s.terms.boolean(false);
@@ -158,9 +149,8 @@ Verdict distinct_elim(Inference& s) {
     meaning = s.no(s.equal(parts[0], parts[1]));
   } else if (s.terms.sort(parts[0]) != Sort::kBool) {
     // No more pairs are made than are written.
-    if (!s.is(s.arg(e, 1), Op::kAnd, count * (count - 1) / 2)) {
-      return kWrongConclusion;
-    }
+    s.require(s.is(s.arg(e, 1), Op::kAnd, count * (count - 1) / 2),
+              kWrongConclusion);
     TermIds pairs;
     for (std::size_t i = 0; i < count; ++i) {
       for (std::size_t j = i + 1; j < count; ++j) {
@@ -169,18 +159,17 @@ Verdict distinct_elim(Inference& s) {
     }
     meaning = s.terms.make(Op::kAnd, pairs);
   }
-  return concludes(s, {s.equal(s.arg(e, 0), meaning)});
+  s.require(s.arg(e, 1) == meaning, kWrongConclusion);
 }
 
 // nary_elim: (cl (= (r t0 t1 ... tn) (and (r t0 t1) (r t1 t2) ...))) for three
 // or more arguments of r among =, <=, <, >= and >; for xor (cl (= (xor t0 t1
 // ... tn) (xor (... (xor t0 t1) ...) tn))), and for => (cl (= (=> t0 ... tm tn)
 // (=> t0 (... (=> tm tn) ...)))).
-Verdict nary_elim(Inference& s) {
-  const TermId e = equality(s, s.conclusion);
-  if (e == kNoTerm) return kWrongConclusion;
+void nary_elim(Inference& s) {
+  const TermId e = equality(s, s.conclusion, kWrongConclusion);
   const TermIds parts = s.terms.args(s.arg(e, 0));
-  if (parts.size() < 3) return kWrongConclusion;
+  s.require(parts.size() >= 3, kWrongConclusion);
   const Op op = s.terms.op(s.arg(e, 0));
   TermId meaning = kNoTerm;
   if (op == Op::kXor) {
@@ -200,30 +189,30 @@ Verdict nary_elim(Inference& s) {
     }
     meaning = s.terms.make(Op::kAnd, links);
   }
-  return meaning == s.arg(e, 1) ? kRight : kWrongConclusion;
+  s.require(s.arg(e, 1) == meaning, kWrongConclusion);
 }
 
 // ite_intro: (cl (= t (and t (ite c (= v a) (= v b)) ...))) where each v is a
 // number (ite c a b). That t holds them is of no matter: what is said of v is
 // true of every such v.
-Verdict ite_intro(Inference& s) {
-  const TermId e = equality(s, s.conclusion);
-  if (e == kNoTerm || !s.is(s.arg(e, 1), Op::kAnd)) return kWrongConclusion;
+void ite_intro(Inference& s) {
+  const TermId e = equality(s, s.conclusion, kWrongConclusion);
+  s.require(s.is(s.arg(e, 1), Op::kAnd), kWrongConclusion);
   const TermIds parts = s.terms.args(s.arg(e, 1));
-  if (parts[0] != s.arg(e, 0)) return kWrongConclusion;
+  s.require(parts[0] == s.arg(e, 0), kWrongConclusion);
   for (std::size_t i = 1; i < parts.size(); ++i) {
-    if (!s.is(parts[i], Op::kIte) || !s.is(s.arg(parts[i], 1), Op::kEqual, 2)) {
-      return kWrongConclusion;
-    }
+    s.require(
+        s.is(parts[i], Op::kIte) && s.is(s.arg(parts[i], 1), Op::kEqual, 2),
+        kWrongConclusion);
     const TermId v = s.arg(s.arg(parts[i], 1), 0);
-    if (!s.is(v, Op::kIte) || s.terms.sort(v) == Sort::kBool ||
-        parts[i] !=
-            s.terms.make(Op::kIte, {s.arg(v, 0), s.equal(v, s.arg(v, 1)),
-                                    s.equal(v, s.arg(v, 2))})) {
-      return kWrongConclusion;
-    }
+    s.require(s.is(v, Op::kIte) && s.terms.sort(v) != Sort::kBool,
+              kWrongConclusion);
+    const TermId then = s.equal(v, s.arg(v, 1));
+    const TermId otherwise = s.equal(v, s.arg(v, 2));
+    s.require(
+        parts[i] == s.terms.make(Op::kIte, {s.arg(v, 0), then, otherwise}),
+        kWrongConclusion);
   }
-  return kRight;
 }
 
 // --- Rules of a fixed form ---
@@ -296,20 +285,14 @@ class Match {
  public:
   explicit Match(Inference& step) : step_(step), terms_(step.terms) {}
 
-  Verdict check(const Scheme& scheme) {
+  void check(const Scheme& scheme) {
     const auto& [premise, conclusion] = scheme;
-    if (step_.premises.size() != (premise.empty() ? 0 : 1)) {
-      return kWrongPremise;
-    }
     const bool has_position =
         conclusion == "i" || conclusion.find(" i") != std::string_view::npos;
-    if (step_.arguments.size() != (has_position ? 1 : 0)) {
-      return kWrongArguments;
-    }
-    if (!premise.empty() && !clause(premise, *step_.premises[0])) {
-      return kWrongPremise;
-    }
-    return clause(conclusion, step_.conclusion) ? kRight : kWrongConclusion;
+    step_.takes(premise.empty() ? 0 : 1, has_position ? 1 : 0);
+    step_.require(premise.empty() || clause(premise, *step_.premises[0]),
+                  kWrongPremise);
+    step_.require(clause(conclusion, step_.conclusion), kWrongConclusion);
   }
 
  private:
@@ -378,7 +361,7 @@ class Match {
 // --- All rules ---
 
 struct Rule {
-  Verdict (*check)(Inference&);
+  void (*check)(Inference&);
   int num_premises;   // -1: the function looks
   int num_arguments;  // likewise
 };
@@ -397,21 +380,25 @@ const std::unordered_map<std::string_view, Rule> kRules = {
     {"la_generic", {la_generic, 0, -1}},
 };
 
-bool fits(int wanted, std::size_t count) {
-  return wanted < 0 || static_cast<std::size_t>(wanted) == count;
-}
-
 }  // namespace
 
-Verdict check_inference(const std::string& rule, Inference& s) {
+void Inference::takes(int num_premises, int num_arguments) const {
+  const auto fits = [](int wanted, std::size_t count) {
+    return wanted < 0 || static_cast<std::size_t>(wanted) == count;
+  };
+  require(fits(num_premises, premises.size()), kWrongPremise);
+  require(fits(num_arguments, arguments.size()),
+          "the rule takes other arguments");
+}
+
+void check_inference(const std::string& rule, Inference& s) {
   const auto scheme = kSchemes.find(rule);
   if (scheme != kSchemes.end()) return Match(s).check(scheme->second);
   const auto found = kRules.find(rule);
-  if (found == kRules.end()) return "there is no such rule";
+  s.require(found != kRules.end(), "there is no such rule");
   const auto& [check, num_premises, num_arguments] = found->second;
-  if (!fits(num_premises, s.premises.size())) return kWrongPremise;
-  if (!fits(num_arguments, s.arguments.size())) return kWrongArguments;
-  return check(s);
+  s.takes(num_premises, num_arguments);
+  check(s);
 }
 
 }  // namespace vorn::checker

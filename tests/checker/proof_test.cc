@@ -106,6 +106,11 @@ TEST(ProofTest, AttributesAreThoseOfTheFormat) {
   EXPECT_NE(reason(with(":rule or", ":rule (or)")), "");
   EXPECT_NE(reason(with(":premises (h1)", ":premises h1")), "");
   EXPECT_NE(reason(with(":premises (h1)", ":discharge (h1)")), "");
+  EXPECT_NE(reason(with(":premises (h1)", ":premises (h1) :discharge ()")), "");
+  EXPECT_NE(reason(with(":args (1 1.0)",
+                        ":args (1 1.0) :premises () "
+                        ":premises ()")),
+            "");
   EXPECT_NE(reason(with("(cl a @p1)", "(a @p1)")), "");
   EXPECT_NE(reason(with("(cl a @p1)", "(cl a x)")), "");
   EXPECT_NE(reason(with("(step t1", "(leap t1")), "");
