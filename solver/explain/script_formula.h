@@ -23,7 +23,7 @@ struct ScriptFormula {
   std::uint32_t line = 0;
   /// An assumption of the check, not an assertion.
   bool assumed = false;
-  /// Its number among the terms as written, if proofs are kept.
+  /// Its number in the record of what is written, if proofs are kept.
   std::uint32_t written = 0;
 };
 

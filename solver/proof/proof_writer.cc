@@ -17,12 +17,11 @@ namespace {
 class Writer {
  public:
   Writer(TermStore& store, WrittenTerms& terms,
-         const Engine::Refutation& refutation,
-         const std::vector<WrittenId>& assertions,
+         const Engine::Refutation& refutation, const AssertionSource& assertion,
          const WrittenFormulas& assumptions, std::ostream& out)
       : log_(*refutation.log),
         refutation_(refutation),
-        assertions_(assertions),
+        assertion_(assertion),
         assumptions_(assumptions),
         normaliser_(store),
         text_(terms, out),
@@ -65,7 +64,7 @@ class Writer {
       clause.clear();
       for (const Literal l : step.literals) clause.push_back(written(l));
       if (step.origin.kind == ClauseKind::kAsserted) {
-        set_root(assertions_[step.origin.detail]);
+        set_root(assertion_(step.origin.detail));
       }
       ProvedClause& proved = clauses_[number];
       const bool is_sum = is_arithmetic(step.origin.kind) ||
@@ -89,7 +88,7 @@ class Writer {
       const ProofLog::Step step = log_.step(number);
       if (step.is_derived || step.origin.kind != ClauseKind::kAsserted)
         continue;
-      if (!learn(assertions_[step.origin.detail])) return false;
+      if (!learn(assertion_(step.origin.detail))) return false;
     }
     for (const auto& [literal, term] : refutation_.assumptions) {
       if (!learn(assumptions_.at(term))) return false;
@@ -185,7 +184,7 @@ class Writer {
 
   ProofLog& log_;
   const Engine::Refutation& refutation_;
-  const std::vector<WrittenId>& assertions_;
+  const AssertionSource& assertion_;
   const WrittenFormulas& assumptions_;
   AtomNormaliser normaliser_;
   ProofText text_;
@@ -207,9 +206,9 @@ class Writer {
 
 bool write_proof(TermStore& store, WrittenTerms& terms,
                  const Engine::Refutation& refutation,
-                 const std::vector<WrittenId>& assertions,
+                 const AssertionSource& assertion,
                  const WrittenFormulas& assumptions, std::ostream& out) {
-  return Writer(store, terms, refutation, assertions, assumptions, out).write();
+  return Writer(store, terms, refutation, assertion, assumptions, out).write();
 }
 
 }  // namespace vorn::solver

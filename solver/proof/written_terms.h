@@ -44,6 +44,8 @@ enum class WrittenKind : std::uint8_t {
 /// kept once, beside what they mean. A TermStore knows the meaning alone: there
 /// (> a b) is (< b a), and (and p p) is p.
 ///
+/// Made for one proof, of the formulas that it is about.
+///
 /// Invariant: arguments have smaller numbers than what they are arguments of.
 /// Cost: a hash table and a word for each argument.
 /// Ownership: borrows the meanings. Threads: none.

@@ -148,6 +148,9 @@ bool Interpreter::declare(const std::string& name) {
   if (!read_sort(sort) || !read_close()) return false;
   Meaning meaning;
   meaning.term = session_->store.make_symbol(name, sort);
+  if (session_->record != nullptr) {
+    meaning.written = session_->record->leaf(meaning.term);
+  }
   session_->declared.push_back(meaning.term);
   session_->symbols.define(name, std::move(meaning));
   mode_ = Mode::kAssert;
@@ -214,8 +217,12 @@ bool Interpreter::define(const std::string& name,
     meaning.term = term;
     meaning.written = body.written;
   } else {
+    RecordId written = kNotRecorded;
+    if (session_->record != nullptr) {
+      written = session_->record->define(parameters, body.written);
+    }
     meaning.macro = std::make_shared<const Macro>(
-        Macro{std::move(parameters), term, body.written});
+        Macro{std::move(parameters), term, written});
   }
   if (!session_->symbols.define(name, std::move(meaning))) {
     return fail(command_,

@@ -201,8 +201,8 @@ void Interpreter::start_session() {
       std::make_unique<TermParser>(lexer_, session_->store, session_->symbols);
   session_->parser->set_arithmetic(arithmetic_);
   if (options_.engine.keep_proofs) {
-    session_->written = std::make_unique<WrittenTerms>(session_->store);
-    session_->parser->set_written(session_->written.get());
+    session_->record = std::make_unique<TermRecord>();
+    session_->parser->set_record(session_->record.get());
   }
   make_stack();
 }
@@ -240,7 +240,7 @@ void Interpreter::drop_start() {
 void Interpreter::sweep_terms() {
   if (!has_litter_ || session_ == nullptr) return;
   // A proof may mention all that has ever been.
-  if (session_->written != nullptr) return;
+  if (session_->record != nullptr) return;
   TermStore& store = session_->store;
   const std::size_t in_use = store.size_when_swept();
   if (store.size() <= in_use || !options_.engine.unused_terms.is_exceeded(

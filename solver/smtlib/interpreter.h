@@ -21,6 +21,7 @@
 #include "solver/smtlib/source.h"
 #include "solver/smtlib/symbol_table.h"
 #include "solver/smtlib/term_parser.h"
+#include "solver/smtlib/term_record.h"
 #include "solver/terms/scope_stack.h"
 #include "solver/terms/term.h"
 #include "solver/terms/term_store.h"
@@ -100,7 +101,7 @@ class Interpreter {
     TermStore store;
     SymbolTable symbols;
     // Null unless proofs are kept.
-    std::unique_ptr<WrittenTerms> written;
+    std::unique_ptr<TermRecord> record;
     std::unique_ptr<TermParser> parser;
     std::unique_ptr<AssertionStack> stack;
     std::vector<const Term*> declared;

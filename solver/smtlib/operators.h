@@ -9,7 +9,6 @@
 #include <utility>
 #include <vector>
 
-#include "solver/proof/written_terms.h"
 #include "solver/smtlib/lexer.h"
 #include "solver/smtlib/logics.h"
 #include "solver/terms/linear_sum.h"
@@ -84,14 +83,20 @@ Operator find_arithmetic_operator(std::string_view name,
 /// The name of a predefined function other than kNone.
 std::string_view operator_name(Operator op);
 
+/// The number of a term in a TermRecord.
+using RecordId = std::uint32_t;
+
+/// The number of no term.
+inline constexpr RecordId kNotRecorded = 0;
+
 /// A term together with where it was written.
 struct PlacedTerm {
   /// The term.
   const Term* term = nullptr;
   /// Where its text begins.
   Position position;
-  /// As it is written; kNotWritten unless proofs are kept.
-  WrittenId written = kNotWritten;
+  /// As it is written; kNotRecorded unless proofs are kept.
+  RecordId written = kNotRecorded;
 };
 
 /// Applies predefined functions with the rules of SMT-LIB for their numbers

@@ -414,10 +414,12 @@ bool Interpreter::run_get_proof() {
 
 std::string Interpreter::proof_text() {
   AssertionStack& stack = *session_->stack;
-  std::vector<WrittenId> assertions;
+  std::vector<RecordId> assertions;
+  WrittenTerms terms(session_->store);
+  RecordReader reader(*session_->record, session_->parser->builder(), terms);
   WrittenFormulas assumptions;
-  const auto assume = [&assumptions](const ScriptFormula& formula) {
-    assumptions.emplace(formula.term, formula.written);
+  const auto assume = [&](const ScriptFormula& formula) {
+    assumptions.emplace(formula.term, reader.read(formula.written));
   };
   // Of those that mean the same, one that the core names or that it takes for
   // granted.
@@ -430,9 +432,10 @@ std::string Interpreter::proof_text() {
   std::ostream out(&buffer);
   // Else a stream that ran out of memory would drop the rest in silence.
   out.exceptions(std::ostream::badbit);
-  const bool is_proved =
-      write_proof(session_->store, *session_->written,
-                  stack.engine().refutation(), assertions, assumptions, out);
+  const bool is_proved = write_proof(
+      session_->store, terms, stack.engine().refutation(),
+      [&](std::size_t position) { return reader.read(assertions[position]); },
+      assumptions, out);
   return is_proved ? std::move(buffer.text) : std::string();
 }
 

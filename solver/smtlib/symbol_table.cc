@@ -83,7 +83,7 @@ void SymbolTable::keep_terms(TermSweep& sweep) const {
 }
 
 void SymbolTable::bind(const std::string& name, const Term* term,
-                       WrittenId written) {
+                       RecordId written) {
   Locals::value_type& local = *locals_.try_emplace(name).first;
   bound_.push_back(&local);
   Meaning& meaning = local.second.emplace_back();

@@ -22,8 +22,8 @@ struct Macro {
   std::vector<const Term*> parameters;
   /// What a use stands for.
   const Term* body = nullptr;
-  /// The body as it is written; kNotWritten unless proofs are kept.
-  WrittenId written = kNotWritten;
+  /// The definition as it is written; kNotRecorded unless proofs are kept.
+  RecordId written = kNotRecorded;
 };
 
 /// What a name stands for: exactly one member is set.
@@ -32,8 +32,8 @@ struct Meaning {
   Operator op = Operator::kNone;
   /// A constant, a definition without parameters, a named or a bound term.
   const Term* term = nullptr;
-  /// The same as it is written; kNotWritten unless proofs are kept.
-  WrittenId written = kNotWritten;
+  /// The same as it is written; kNotRecorded unless proofs are kept.
+  RecordId written = kNotRecorded;
   /// A definition with parameters.
   std::shared_ptr<const Macro> macro;
 };
@@ -77,7 +77,7 @@ class SymbolTable {
 
   /// Lets `name` stand for `term` until unbound.
   void bind(const std::string& name, const Term* term,
-            WrittenId written = kNotWritten);
+            RecordId written = kNotRecorded);
   /// How many bindings there are, to go back to with unbind_to.
   std::size_t num_bound() const { return bound_.size(); }
   /// Takes back the latest bindings until only `count` are left.

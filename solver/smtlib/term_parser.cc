@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cassert>
-#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
@@ -159,7 +158,7 @@ bool TermParser::read_number(PlacedTerm& value) {
   value.term = store_.make_number(*number, token.kind == TokenKind::kDecimal
                                                ? Sort::kReal
                                                : arithmetic_.numeral_sort);
-  if (written_ != nullptr) value.written = written_->leaf(value.term);
+  if (record_ != nullptr) value.written = record_->leaf(value.term);
   return true;
 }
 
@@ -173,7 +172,7 @@ bool TermParser::read_name(PlacedTerm& value) {
         const bool decimal = token.text.find('.') != std::string::npos;
         value.term = store_.make_number(
             *number, decimal ? Sort::kReal : arithmetic_.numeral_sort);
-        if (written_ != nullptr) value.written = written_->leaf(value.term);
+        if (record_ != nullptr) value.written = record_->leaf(value.term);
         return true;
       }
     }
@@ -181,7 +180,7 @@ bool TermParser::read_name(PlacedTerm& value) {
   }
   if (meaning->op == Operator::kTrue || meaning->op == Operator::kFalse) {
     value.term = store_.make_bool(meaning->op == Operator::kTrue);
-    if (written_ != nullptr) value.written = written_->leaf(value.term);
+    if (record_ != nullptr) value.written = record_->leaf(value.term);
     return true;
   }
   if (meaning->term == nullptr) {
@@ -190,8 +189,8 @@ bool TermParser::read_name(PlacedTerm& value) {
   }
   value.term = meaning->term;
   value.written = meaning->written;
-  if (written_ != nullptr && value.written == kNotWritten) {
-    value.written = written_->leaf(value.term);
+  if (record_ != nullptr && value.written == kNotRecorded) {
+    value.written = record_->leaf(value.term);
   }
   return true;
 }
@@ -410,14 +409,9 @@ bool TermParser::finish_application(PlacedTerm& value) {
                                 arguments_.data() + frame.first, count, error_);
     if (value.term == nullptr) return false;
     note_atoms(frame, value.term);
-    if (written_ != nullptr) {
-      std::vector<WrittenId> args;
-      for (std::size_t i = frame.first; i < arguments_.size(); ++i) {
-        args.push_back(
-            written_->as_sort(arguments_[i].written, arguments_[i].term));
-      }
-      value.written =
-          written_->apply(operator_name(frame.op), args, value.term);
+    if (record_ != nullptr) {
+      value.written = record_->apply(frame.op, arguments_.data() + frame.first,
+                                     count, value.term);
     }
   }
   arguments_.resize(frame.first);
@@ -447,48 +441,13 @@ bool TermParser::expand_macro(const Frame& frame, PlacedTerm& value) {
     replacements[parameters[i]] = term;
   }
   value.term = substitute(store_, frame.macro->body, replacements);
-  if (written_ != nullptr) value.written = write_expansion(frame);
+  if (record_ != nullptr) {
+    value.written =
+        record_->expand(frame.macro->written, arguments_.data() + frame.first,
+                        count, value.term);
+  }
   expansions_.push_back({value, frame.begin, lexer_.end()});
   return true;
-}
-
-// The body of a definition with arguments in place of its parameters. What the
-// parts mean is found anew, for it takes what they are written of.
-WrittenId TermParser::write_expansion(const Frame& frame) {
-  std::unordered_map<WrittenId, WrittenId> done;
-  for (std::size_t i = 0; i < frame.macro->parameters.size(); ++i) {
-    done.emplace(written_->leaf(frame.macro->parameters[i]),
-                 arguments_[frame.first + i].written);
-  }
-  std::vector<WrittenId> pending{frame.macro->written};
-  while (!pending.empty()) {
-    const WrittenId top = pending.back();
-    const std::vector<WrittenId> args = written_->args(top);
-    std::vector<WrittenId> replaced;
-    std::vector<PlacedTerm> placed;
-    for (const WrittenId argument : args) {
-      const auto found = done.find(argument);
-      if (found == done.end()) {
-        pending.push_back(argument);
-        continue;
-      }
-      replaced.push_back(found->second);
-      placed.push_back({written_->meaning(found->second), frame.open});
-    }
-    if (replaced.size() < args.size()) continue;
-    pending.pop_back();
-    if (done.count(top) != 0) continue;
-    if (args.empty() || replaced == args) {
-      done.emplace(top, top);
-      continue;
-    }
-    const Meaning* function = symbols_.find_global(written_->text(top));
-    const Term* meaning = builder_.apply(function->op, frame.head,
-                                         placed.data(), placed.size(), error_);
-    assert(meaning != nullptr);
-    done.emplace(top, written_->apply(written_->text(top), replaced, meaning));
-  }
-  return done.at(frame.macro->written);
 }
 
 void TermParser::note_atoms(const Frame& frame, const Term* term) {

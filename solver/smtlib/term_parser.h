@@ -12,6 +12,7 @@
 #include "solver/smtlib/logics.h"
 #include "solver/smtlib/operators.h"
 #include "solver/smtlib/symbol_table.h"
+#include "solver/smtlib/term_record.h"
 #include "solver/terms/term.h"
 #include "solver/terms/term_store.h"
 
@@ -60,7 +61,7 @@ class TermParser {
   }
 
   /// Keeps terms as they are written, too, from now on. Borrowed.
-  void set_written(WrittenTerms* written) { written_ = written; }
+  void set_record(TermRecord* record) { record_ = record; }
 
   /// To be called before the first term of each command. `names_allowed`:
   /// whether its terms may carry `:named`.
@@ -131,7 +132,6 @@ class TermParser {
   bool read_attribute_name(const PlacedTerm& value);
   bool finish_application(PlacedTerm& value);
   bool expand_macro(const Frame& frame, PlacedTerm& value);
-  WrittenId write_expansion(const Frame& frame);
   void note_atoms(const Frame& frame, const Term* term);
 
   Lexer& lexer_;
@@ -140,7 +140,7 @@ class TermParser {
   OperatorBuilder builder_;
   Arithmetic arithmetic_;
   bool names_allowed_ = false;
-  WrittenTerms* written_ = nullptr;
+  TermRecord* record_ = nullptr;
   std::vector<Frame> frames_;
   std::vector<PlacedTerm> arguments_;
   std::vector<std::string> variables_;
