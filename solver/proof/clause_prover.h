@@ -127,6 +127,8 @@ class ClauseProver {
   // Comparisons.
   bool learn_comparison(WrittenId term);
   void learn_bound(WrittenId term, const DifferenceBound& bound);
+  bool has_other_spellings(const std::vector<WrittenId>& sides);
+  bool learn_plain(WrittenId term);
   void learn_chain(WrittenId term);
   const Term* compare(WrittenKind kind, const Term* a, const Term* b);
   WrittenId write_comparison(WrittenKind kind, WrittenId a, WrittenId b);

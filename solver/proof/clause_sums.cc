@@ -75,11 +75,13 @@ bool ClauseProver::learn_comparison(WrittenId term) {
   for (const WrittenId argument : args) learn_cases(argument);
   const WrittenKind kind = terms_.kind(term);
   const Term* whole = terms_.meaning(term);
+  const bool is_chain = kind == WrittenKind::kDistinct ||
+                        kind == WrittenKind::kEqual || args.size() > 2;
+  if (!is_chain && has_other_spellings(args) && learn_plain(term)) return true;
   const bool is_atom = is_arithmetic_atom(whole);
   const Term* normal = is_atom ? normaliser_.normalise(whole).term : whole;
   if (normal == nullptr) return false;
-  if (kind == WrittenKind::kDistinct || kind == WrittenKind::kEqual ||
-      args.size() > 2) {
+  if (is_chain) {
     know(normal, positive(term));
     learn_chain(term);
   } else if (is_constant(whole)) {
@@ -91,6 +93,37 @@ bool ClauseProver::learn_comparison(WrittenId term) {
   } else {
     learn_lifted(term);
   }
+  return true;
+}
+
+// Whether a number by cases stands in these terms that is written in another
+// way where its value is meant.
+bool ClauseProver::has_other_spellings(const std::vector<WrittenId>& sides) {
+  if (has_cases_.empty()) return false;
+  const auto is_other = [this](const auto& part) {
+    return terms_.kind(part.first) == WrittenKind::kIte &&
+           written(terms_.meaning(part.first)) != part.first;
+  };
+  return std::any_of(sides.begin(), sides.end(), [&](WrittenId side) {
+    const WrittenSums::Sum* sum = sums_.sum_of(side);
+    return sum != nullptr && std::any_of(sum->begin(), sum->end(), is_other);
+  });
+}
+
+// A comparison by the one that puts one variable for all spellings of a number,
+// and no variable for what is a constant: only there has a sum of integers the
+// coefficients by which it is rounded. False if it is that one.
+bool ClauseProver::learn_plain(WrittenId term) {
+  const auto plain = [this, term](std::size_t side) {
+    return written(terms_.meaning(terms_.arg(term, side)));
+  };
+  const WrittenId other =
+      write_comparison(terms_.kind(term), plain(0), plain(1));
+  if (other == term) return false;
+  const std::vector<QNumber> ones{QNumber(1), QNumber(1)};
+  add_sum({{positive(term) + 1, positive(other)}, ones});
+  add_sum({{positive(term), positive(other) + 1}, ones});
+  pending_.push_back(other);
   return true;
 }
 

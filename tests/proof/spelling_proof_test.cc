@@ -45,5 +45,16 @@ TEST(SpellingProofTest, DefinitionsByDefinitionsAreWrittenOnce) {
   EXPECT_EQ(problem_of_proof(script), "");
 }
 
+TEST(SpellingProofTest, SumsAreRoundedWhateverTheirPartsAreWrittenAs) {
+  for (const char* sum :
+       {"(= (+ (ite p (- 2) (- 2)) (* (- 2) (ite p (ite q (- 2) 3) 4))) (- 1))",
+        "(= (+ x (ite p 2 3) (ite (not p) 3 2)) (+ x 3))"}) {
+    EXPECT_EQ(
+        problem_of_proof(kHead + "(assert " + sum + ")(check-sat)(get-proof)"),
+        "")
+        << sum;
+  }
+}
+
 }  // namespace
 }  // namespace vorn::solver
