@@ -127,9 +127,9 @@ class ClauseDatabase {
   ClauseRef add(const std::vector<Literal>& literals, bool learnt, int glue,
                 ClauseNumber number = 0);
 
-  /// Clauses have numbers from now on, for two words each.
+  /// Clauses have numbers from now on, for a word each.
   /// Requires: there are no clauses yet.
-  void keep_numbers() { number_words_ = 2; }
+  void keep_numbers() { number_words_ = 1; }
   /// The clause's number; 0 if clauses have none.
   ClauseNumber number(ClauseRef ref) const;
   /// Gives a clause another number, if clauses have them.

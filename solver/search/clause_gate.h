@@ -13,7 +13,7 @@ namespace vorn::solver {
 
 /// Identifies a clause among all that a search has ever had: 1, 2, 3, ...;
 /// 0 while nobody listens.
-using ClauseNumber = std::uint64_t;
+using ClauseNumber = std::uint32_t;
 
 /// Hears of each clause that a search comes to know, and why.
 ///

@@ -146,16 +146,17 @@ void Search::simplify_clause(ClauseRef ref) {
   }
   // The watches stay: one of them false at level 0 would make the other true.
   assert(!is_false_at_level_0(clause[0]) && !is_false_at_level_0(clause[1]));
+  int kept = 2;
+  while (kept < clause.size() && !is_false_at_level_0(clause[kept])) ++kept;
+  if (kept == clause.size()) return;
   std::vector<Literal> whole;
   if (gate_.is_watched()) {
     for (int i = 0; i < clause.size(); ++i) whole.push_back(clause[i]);
   }
-  int kept = 2;
-  for (int i = 2; i < clause.size(); ++i) {
+  for (int i = kept + 1; i < clause.size(); ++i) {
     const Literal literal = clause[i];
     if (!is_false_at_level_0(literal)) clause.set(kept++, literal);
   }
-  if (kept == clause.size()) return;
   clauses_.shrink(ref, kept);
   if (!gate_.is_watched()) return;
   std::vector<Literal> shorter;

@@ -42,7 +42,7 @@ class Forger final : public ClauseListener {
   ClauseAuditor auditor;
   std::mt19937 rng;
   bool forges = false;
-  std::uint64_t num_forged = 0;
+  ClauseNumber num_forged = 0;
   std::uint64_t num_derived = 0;
   std::size_t num_clauses[std::size(kClauseKindNames)] = {};
 };
@@ -119,7 +119,7 @@ TEST_F(ClauseAuditorTest, SearchDerivesEachClauseFromItsPremises) {
 
 // An auditor that takes anything finds nothing.
 TEST_F(ClauseAuditorTest, DerivedWithoutOneOfItsPremisesIsWrong) {
-  std::uint64_t num_forged = 0;
+  ClauseNumber num_forged = 0;
   std::uint64_t num_wrong = 0;
   for (unsigned seed = 0; seed < 100; ++seed) {
     testing::ProblemRig own(store);
