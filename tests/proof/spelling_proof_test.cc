@@ -45,6 +45,16 @@ TEST(SpellingProofTest, DefinitionsByDefinitionsAreWrittenOnce) {
   EXPECT_EQ(problem_of_proof(script), "");
 }
 
+TEST(SpellingProofTest, SortsAndNumbersHaveOtherNames) {
+  EXPECT_EQ(
+      problem_of_proof(
+          kHead + "(define-sort Time () Int)(declare-const z Time)"
+                  "(assert (<= (- z (as x Time)) (* 2 (div (- 7) 2))))"
+                  "(assert (>= (- (as z Int) x) (- (+ 3 (mod (- 10) 7) (abs (- "
+                  "0))))))(check-sat)(get-proof)"),
+      "");
+}
+
 TEST(SpellingProofTest, SumsAreRoundedWhateverTheirPartsAreWrittenAs) {
   for (const char* sum :
        {"(= (+ (ite p (- 2) (- 2)) (* (- 2) (ite p (ite q (- 2) 3) 4))) (- 1))",
