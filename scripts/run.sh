@@ -11,7 +11,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 # shellcheck disable=SC2086 # a list of words
 vorn_install $vorn_packages_build
-vorn_build release OFF vorn_command vorn_checker
+vorn_build release OFF vorn_command vorn_check
 vorn=$vorn_root/build/release/bin/vorn
 
 if [ $# -gt 0 ]; then

@@ -6,7 +6,6 @@
 #include <unordered_set>
 #include <utility>
 
-
 namespace vorn::solver {
 namespace {
 

@@ -229,9 +229,9 @@ class Finder {
         std::any_of(machine.presences.begin(), machine.presences.end(),
                     [](Literal presence) { return presence.is_defined(); });
     const std::size_t fewest =
-        is_optional ? std::max(limits_.fewest_tasks,
-                               limits_.fewest_optional_tasks)
-                    : limits_.fewest_tasks;
+        is_optional
+            ? std::max(limits_.fewest_tasks, limits_.fewest_optional_tasks)
+            : limits_.fewest_tasks;
     if (n >= fewest && n <= limits_.most_tasks) {
       machines_.push_back(std::move(machine));
     }
