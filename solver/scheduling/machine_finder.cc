@@ -37,7 +37,10 @@ class Finder {
     }
     // Of several edges of two tasks the first counts.
     for (std::vector<Neighbour>& list : neighbours_) {
-      std::stable_sort(list.begin(), list.end());
+      std::sort(list.begin(), list.end(),
+                [](const Neighbour& a, const Neighbour& b) {
+                  return a.task != b.task ? a.task < b.task : a.edge < b.edge;
+                });
       list.erase(std::unique(list.begin(), list.end(),
                              [](const Neighbour& a, const Neighbour& b) {
                                return a.task == b.task;

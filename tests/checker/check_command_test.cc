@@ -189,6 +189,21 @@ TEST_F(CheckCommandTest, ModelOfAJobShopIsValid) {
   EXPECT_EQ(result.output, "valid\n");
 }
 
+// What one machine cannot do is refuted at once, and so has to be its proof.
+TEST_F(CheckCommandTest, ProofsThatTablesTakeLongerAreValid) {
+  for (const char* table : {"la06.txt 924", "la06.txt 925", "la11.txt 1221"}) {
+    SCOPED_TRACE(table);
+    write("a.smt2",
+          run("cd " VORN_SOURCE "/examples/jobshop && ./question.sh " +
+              std::string(table))
+              .output);
+    const Output answer = run(VORN_COMMAND " --proof " + folder_ + "a.proof " +
+                              folder_ + "a.smt2");
+    EXPECT_EQ(answer.output, "unsat\n");
+    EXPECT_EQ(check("a.smt2 a.proof").output, "valid\n");
+  }
+}
+
 #endif
 
 }  // namespace
