@@ -19,7 +19,7 @@ vorn_install $vorn_packages_build $vorn_packages_test gcovr
 cd "$vorn_root"
 
 build=$vorn_root/build/coverage
-suites="engine scheduling search smtlib command dl engine_allocation bruteforce terms
+suites="engine optimise scheduling search smtlib command dl engine_allocation bruteforce terms
         containers numbers services proof explain explain_scripts"
 
 # Left out: a million of something, and random problems of a size that matters
@@ -29,7 +29,7 @@ left_out="*Million*:EncoderTest.LiteralOfDeepTermEnds"
 left_out="$left_out:SatisfiabilityTest.*Random*:SatisfiabilityTest.Pigeonhole*"
 left_out="$left_out:EngineAllocationTest.Later*"
 left_out="$left_out:MachineRulesTest.*:MachineExplanationsTest.*"
-export VORN_FORMULAS=300
+export VORN_FORMULAS=300 VORN_OPTIMA=25
 
 targets=()
 for suite in $suites; do targets+=("vorn_${suite}_test"); done
