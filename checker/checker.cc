@@ -202,6 +202,9 @@ Outcome check(const Question& question) {
     Script script;
     std::istringstream in(question.script);
     read_script(in, number, script);
+    outcome.file = Outcome::File::kAssumed;
+    std::istringstream besides(question.assumed);
+    read_assumptions(besides, script);
     TermIds assumed;
     for (const Formula& formula : script.assertions) {
       assumed.push_back(formula.term);

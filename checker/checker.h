@@ -19,12 +19,14 @@ struct Question {
   /// What was printed for the script, or null: with a proof, a core from which
   /// the proof has to follow; without one, a model.
   const std::string* answer = nullptr;
+  /// Formulas to assume besides, in the symbols in scope there.
+  std::string assumed = {};
 };
 
 /// Whether it is right, and if not where it goes wrong first.
 struct Outcome {
-  /// One of the three files.
-  enum class File { kScript, kProof, kAnswer };
+  /// One of the three files, or what is assumed besides.
+  enum class File { kScript, kAssumed, kProof, kAnswer };
   bool is_valid = false;      ///< Whether everything is right.
   File file = File::kScript;  ///< The file of the mistake.
   Position position;          ///< Its place in the file.

@@ -17,20 +17,22 @@ constexpr int kInvalid = 1;
 constexpr int kNotChecked = 2;
 
 const char kUsage[] =
-    "usage: vorn-check [--check N] SCRIPT PROOF\n"
-    "       vorn-check [--check N] --core SCRIPT PROOF ANSWER\n"
-    "       vorn-check [--check N] --model SCRIPT ANSWER\n"
+    "usage: vorn-check [OPTIONS] SCRIPT PROOF\n"
+    "       vorn-check [OPTIONS] --core SCRIPT PROOF ANSWER\n"
+    "       vorn-check [OPTIONS] --model SCRIPT ANSWER\n"
     "Checks a proof that a check of an SMT-LIB script is unsatisfiable, or\n"
     "evaluates the model in a printed answer. Says \"valid\", or what is "
     "wrong.\n"
-    "  --check N  the check to look at, from 1; otherwise the last one\n"
-    "  --core     the proof must follow from the core in the answer\n"
-    "  --model    the answer is sat with a model\n"
+    "  --assume F  the check assumes the formula F as well\n"
+    "  --check N   the check to look at, from 1; otherwise the last one\n"
+    "  --core      the proof must follow from the core in the answer\n"
+    "  --model     the answer is sat with a model\n"
     "Exit status: 0 valid, 1 not valid, 2 not checked.\n";
 
 struct Arguments {
   std::string task;  // "--core", "--model" or, for a proof alone, ""
   std::size_t check = 0;
+  std::string assumed;
   std::vector<std::string> files;
 };
 
@@ -43,6 +45,8 @@ bool read_arguments(const std::vector<std::string>& words, Arguments& result) {
       result.files.push_back(word);
     } else if (word == "--") {
       is_file = true;
+    } else if (word == "--assume" && i + 1 < words.size()) {
+      result.assumed += words[++i] + '\n';
     } else if (word == "--check" && i + 1 < words.size()) {
       const std::string& number = words[++i];
       if (number.empty() || number.size() > 9 ||
@@ -75,6 +79,7 @@ int run(const Arguments& arguments) {
   const std::vector<std::string>& files = arguments.files;
   Question question;
   question.check = arguments.check;
+  question.assumed = arguments.assumed;
   question.script = read_file(files[0]);
   std::string answer;
   if (!arguments.task.empty()) {
@@ -91,10 +96,10 @@ int run(const Arguments& arguments) {
     const bool written = std::puts("valid") >= 0 && std::fflush(stdout) == 0;
     return written ? kValid : kNotChecked;
   }
-  const std::string& file = outcome.file == Outcome::File::kScript ? files[0]
-                            : outcome.file == Outcome::File::kProof
-                                ? files[1]
-                                : files.back();
+  const bool is_script = outcome.file == Outcome::File::kScript;
+  std::string file = is_script ? files[0] : files.back();
+  if (outcome.file == Outcome::File::kAssumed) file = "--assume";
+  if (outcome.file == Outcome::File::kProof) file = files[1];
   std::printf("invalid\n%s: line %llu column %llu: %s\n", file.c_str(),
               static_cast<unsigned long long>(outcome.position.line),
               static_cast<unsigned long long>(outcome.position.column),

@@ -220,4 +220,13 @@ void read_script(std::istream& in, std::size_t check, Script& script) {
   ScriptReader(in, script).read(check);
 }
 
+void read_assumptions(std::istream& in, Script& script) {
+  Reader reader(in);
+  TermReader terms(reader, script);
+  while (reader.next().kind != TokenKind::kEnd) {
+    script.assertions.push_back(terms.read_formula());
+    script.assertions.back().name.clear();
+  }
+}
+
 }  // namespace vorn::checker

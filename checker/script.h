@@ -153,6 +153,10 @@ std::size_t count_checks(std::istream& in);
 /// Throws Rejection, also if there are fewer checks.
 void read_script(std::istream& in, std::size_t check, Script& script);
 
+/// Adds formulas in the symbols that are in scope, as if the check assumed
+/// them. Throws Rejection.
+void read_assumptions(std::istream& in, Script& script);
+
 }  // namespace vorn::checker
 
 #endif  // VORN_CHECKER_SCRIPT_H

@@ -140,7 +140,8 @@ std::optional<int> parse_arguments(int argc, char** argv,
                "Say after each sat, as comment lines, the least and the "
                "greatest value that each variable can have");
   app.add_option("--proof", arguments.proof_file,
-                 "At the end write a proof of the last unsat, for vorn-check")
+                 "At the end write a proof of the last unsat or best values, "
+                 "for vorn-check")
       ->type_name("FILE");
   app.add_option("--dot", arguments.dot_file,
                  "Write the constraint graph of the last check in Graphviz "
@@ -307,7 +308,7 @@ bool write_picture(const Arguments& arguments, Interpreter& interpreter,
   return picture != nullptr && file.good();
 }
 
-// Writes the proof of the last unsat, first under another name: the file is
+// Writes the last proof, first under another name: the file is
 // there as a whole or not at all. What is no file, a pipe or a link say, is
 // written to at once. False after a complaint.
 bool write_proof_file(const Arguments& arguments,

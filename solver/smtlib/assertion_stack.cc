@@ -47,12 +47,12 @@ Answer AssertionStack::check(const std::vector<const Term*>& assumptions) {
     if (assertions_[i].name.has_value()) named.push_back(i);
   }
 
-  std::vector<const Term*> terms;
-  for (const std::size_t i : named) terms.push_back(assertions_[i].term);
-  terms.insert(terms.end(), assumptions.begin(), assumptions.end());
+  assumed_.clear();
+  for (const std::size_t i : named) assumed_.push_back(assertions_[i].term);
+  assumed_.insert(assumed_.end(), assumptions.begin(), assumptions.end());
   const std::vector<OptimiserGoal> goals = read_objectives();
-  optimiser_ = std::make_unique<Optimiser>(store_, engine_, terms, goals);
-  const Answer answer = goals.empty() ? engine_.check(terms) : optimise();
+  optimiser_ = std::make_unique<Optimiser>(store_, engine_, assumed_, goals);
+  const Answer answer = goals.empty() ? engine_.check(assumed_) : optimise();
   if (answer != Answer::kUnsat) return answer;
   for (const std::size_t failed : engine_.failed_assumptions()) {
     if (failed < named.size()) {
@@ -67,15 +67,17 @@ Answer AssertionStack::check(const std::vector<const Term*>& assumptions) {
 std::vector<OptimiserGoal> AssertionStack::read_objectives() {
   std::vector<OptimiserGoal> goals;
   std::unordered_map<std::string, std::size_t> softs;
-  for (const ScriptObjective& objective : objectives_) {
+  for (std::size_t k = 0; k < objectives_.size(); ++k) {
+    const ScriptObjective& objective = objectives_[k];
     const Term* term = objective.term;
     if (term->is_bool()) {
       const auto [goal, is_new] = softs.emplace(objective.name, goals.size());
       if (is_new) {
         goals.emplace_back();
-        results_.push_back({objective.name, Sort::kInt, false, Interval()});
+        results_.push_back({objective.name, Sort::kInt, false, Interval(), {}});
       }
       goals[goal->second].softs.push_back({term, objective.weight});
+      results_[goal->second].members.push_back(k);
       if (!objective.weight.is_integer()) {
         results_[goal->second].sort = Sort::kReal;
       }
@@ -85,7 +87,7 @@ std::vector<OptimiserGoal> AssertionStack::read_objectives() {
     goals.push_back(
         {objective.is_maximised ? store_.make_negate(term) : term, {}});
     results_.push_back(
-        {objective.name, term->sort, objective.is_maximised, Interval()});
+        {objective.name, term->sort, objective.is_maximised, Interval(), {k}});
   }
   return goals;
 }
@@ -103,6 +105,15 @@ Answer AssertionStack::optimise() {
 std::pair<Interval, Interval> AssertionStack::find_bounds(const Term* term) {
   const Interval least = optimiser_->find_least(term);
   return {least, negate(optimiser_->find_least(store_.make_negate(term)))};
+}
+
+Answer AssertionStack::check_besides(const Term* formula) {
+  engine_.keep_model();
+  std::vector<const Term*> terms = assumed_;
+  terms.push_back(formula);
+  const Answer answer = engine_.check(terms);
+  engine_.show_kept_model();
+  return answer;
 }
 
 AssertionStack::CoreState AssertionStack::settle_core(bool minimize) {

@@ -4,6 +4,7 @@
 
 #include <cassert>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -31,6 +32,8 @@ struct ScriptObjective {
   QNumber weight = QNumber(0);
   /// What the script calls it, as it prints.
   std::string name;
+  /// Its number in the record of what is written, if proofs are kept.
+  std::uint32_t written = 0;
 };
 
 /// What is known of an objective after a check.
@@ -43,6 +46,8 @@ struct ObjectiveResult {
   bool is_maximised = false;
   /// Where its best value lies.
   Interval interval;
+  /// What it is made of: positions among the stack's objectives.
+  std::vector<std::size_t> members;
 };
 
 /// The assertions and objectives of a script, by levels, in front of an engine.
@@ -124,6 +129,10 @@ class AssertionStack {
   /// as far as its limits let it be known. The engine's model stays. Requires:
   /// as for an objective.
   std::pair<Interval, Interval> find_bounds(const Term* term);
+  /// Likewise: whether there is a model that satisfies a formula as well. The
+  /// model stays; the engine has the refutation after kUnsat. Requires: Boolean
+  /// and inside the engine's fragment.
+  Answer check_besides(const Term* formula);
   /// Called when a check has found out more.
   void set_progress(std::function<void(const ObjectiveResult&)> progress) {
     progress_ = std::move(progress);
@@ -161,6 +170,8 @@ class AssertionStack {
   std::unique_ptr<Optimiser> optimiser_;
   std::function<void(const ObjectiveResult&)> progress_;
   std::vector<const Term*> assumptions_;
+  // These behind the assertions that are assumed.
+  std::vector<const Term*> assumed_;
   std::vector<std::size_t> failed_assumptions_;
   std::vector<std::size_t> core_;
 };

@@ -50,7 +50,7 @@ const Interpreter::Command Interpreter::kCommands[] = {
     {"get-objectives", &Interpreter::run_get_objectives, Need::kNotUnsat, false,
      true},
     {"get-option", &Interpreter::run_get_option, Need::kNothing, false, true},
-    {"get-proof", &Interpreter::run_get_proof, Need::kUnsat, false, true},
+    {"get-proof", &Interpreter::run_get_proof, Need::kProof, false, true},
     {"get-unsat-assumptions", &Interpreter::run_get_unsat_assumptions,
      Need::kUnsat, false, true},
     {"get-unsat-core", &Interpreter::run_get_unsat_core, Need::kUnsat, false,
@@ -280,6 +280,7 @@ bool Interpreter::add_objective(bool is_maximised) {
   objective.term = term.term;
   objective.is_maximised = is_maximised;
   objective.name = std::move(name);
+  objective.written = term.written;
   session_->stack->add(std::move(objective));
   mode_ = Mode::kAssert;
   return true;
@@ -308,6 +309,7 @@ bool Interpreter::run_assert_soft() {
   soft.term = formula.term;
   soft.name = "soft";
   soft.weight = QNumber(1);
+  soft.written = formula.written;
   lexer_.next();
   if (!read_attributes(soft.name, &soft.weight)) return false;
   session_->stack->add(std::move(soft));
@@ -486,6 +488,7 @@ bool Interpreter::run_check_sat_assuming() {
 
 void Interpreter::check() {
   core_settled_ = false;
+  improvement_.reset();
   assignment_ = false;
   mode_ = Mode::kUnknown;
   Answer answer = Answer::kUnknown;
@@ -496,6 +499,11 @@ void Interpreter::check() {
     if (host_.stop() == SessionHost::Stop::kNone) {
       session_->stack->engine().set_conflict_limit(options_.conflict_limit);
       answer = session_->stack->check(terms_of(assumptions_));
+      // An answer without the proof that was asked for is none.
+      if (answer == Answer::kSat && options_.keep_proof &&
+          !refute_improvement()) {
+        answer = Answer::kUnknown;
+      }
       assignment_ = session_->stack->engine().has_model();
       reason_unknown_ = engine_reason();
     }
@@ -510,8 +518,8 @@ void Interpreter::check() {
       reason_unknown_ = "interrupted";
     }
   }
-  // An answer without the proof that was asked for is none.
-  if (answer == Answer::kUnsat && options_.keep_proof &&
+  const bool is_proved = answer == Answer::kUnsat || improvement_;
+  if (is_proved && options_.keep_proof &&
       !within_memory([this] { proof_ = proof_text(); })) {
     host_.release_reserve();
     proof_.clear();

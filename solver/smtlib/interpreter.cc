@@ -143,6 +143,14 @@ bool Interpreter::allowed(const Command& command) {
       return fail(command_, name +
                                 " is possible only while the last answer "
                                 "is unsat");
+    case Need::kProof:
+      if (mode_ == Mode::kUnsat) return true;
+      if (mode_ == Mode::kSat && !session_->stack->objectives().empty()) {
+        return true;
+      }
+      return fail(command_, name +
+                                " is possible only while the last answer "
+                                "is unsat or has objectives");
   }
   return false;
 }
@@ -157,15 +165,19 @@ bool Interpreter::fail_at_token(const char* expected) {
   return false;
 }
 
+std::string Interpreter::error_text() const {
+  return "(error " +
+         quote_string("line " + std::to_string(error_.position.line) +
+                      " column " + std::to_string(error_.position.column) +
+                      ": " + error_.message) +
+         ")\n";
+}
+
 void Interpreter::report_error() {
   had_error_ = true;
   exited_ = options_.error_behavior == ErrorBehavior::kImmediateExit;
   host_.command_failed();
-  reply_ = "(error " +
-           quote_string("line " + std::to_string(error_.position.line) +
-                        " column " + std::to_string(error_.position.column) +
-                        ": " + error_.message) +
-           ")\n";
+  reply_ = error_text();
 }
 
 void Interpreter::handle_memory_out() {

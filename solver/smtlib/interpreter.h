@@ -69,7 +69,8 @@ class Interpreter {
   /// set in the options that the interpreter was made with.
   const ConstraintPicture* picture();
 
-  /// The proof of the last answer that was unsat; empty if there was none.
+  /// The proof of the last answer that had one: unsat, or a best model; empty
+  /// if there was none.
   const std::string& proof() const { return proof_; }
 
   /// The engine's counters, those of the last engine if there is none now, and
@@ -80,7 +81,16 @@ class Interpreter {
   enum class Mode { kStart, kAssert, kSat, kUnsat, kUnknown };
 
   // What a command needs before it may run.
-  enum class Need { kNothing, kStart, kLogic, kModel, kSat, kNotUnsat, kUnsat };
+  enum class Need {
+    kNothing,
+    kStart,
+    kLogic,
+    kModel,
+    kSat,
+    kNotUnsat,
+    kUnsat,
+    kProof
+  };
 
   // One row of the command table, which is sorted by name.
   struct Command {
@@ -123,6 +133,7 @@ class Interpreter {
   bool allowed(const Command& command);
   bool fail(Position position, std::string message);
   bool fail_at_token(const char* expected);
+  std::string error_text() const;
   void report_error();
   void handle_memory_out();
   bool write_reply();
@@ -210,8 +221,12 @@ class Interpreter {
   void explain();
   void compare_with_status(const std::string& answer);
   void record_picture(Answer answer);
+  // Shows that the objectives of the last check, which was sat, can be no
+  // better, and sets improvement_. False if that was cut short. Requires:
+  // proofs are kept.
+  bool refute_improvement();
   // The proof of the last answer; empty if there is none.
-  // Requires: proofs are kept, and the answer was unsat.
+  // Requires: proofs are kept, and the answer was unsat or improvement_ is set.
   std::string proof_text();
   std::string engine_reason();
   std::string value_text(const Term* term);
@@ -249,12 +264,14 @@ class Interpreter {
   std::vector<ScriptFormula> assumptions_;
   bool assumed_ = false;
   bool core_settled_ = false;
+  // What was found to have no model after the last check, until the next one.
+  std::optional<PlacedTerm> improvement_;
   SessionHost::Statistics last_statistics_;
 
   // With keep_picture: as of the last check, if there was any.
   bool checked_ = false;
   std::optional<ConstraintPicture> picture_;
-  // With keep_proof: of the last unsat, empty if there was none.
+  // With keep_proof, as proof() says.
   std::string proof_;
 
   // Where the command at hand starts.

@@ -55,7 +55,7 @@ struct ScriptOptions {
   /// Keeps a picture of the constraints as of the last check. Set by the
   /// program.
   bool keep_picture = false;
-  /// Keeps a proof of the last unsat. Set by the program.
+  /// Keeps a proof of the last unsat or best values. Set by the program.
   bool keep_proof = false;
   /// Carries :random-seed and the :dl- options, too.
   EngineOptions engine;

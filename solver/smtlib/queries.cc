@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <cassert>
 #include <optional>
 #include <ostream>
 #include <streambuf>
@@ -7,6 +8,7 @@
 #include <vector>
 
 #include "solver/proof/proof_writer.h"
+#include "solver/smtlib/improvement.h"
 #include "solver/smtlib/interpreter.h"
 #include "solver/smtlib/within_memory.h"
 #include "solver/terms/term_printer.h"
@@ -403,12 +405,46 @@ std::string Interpreter::core_text() const {
 bool Interpreter::run_get_proof() {
   if (!read_close_with(":produce-proofs")) return false;
   std::string proof;
-  if (!within_memory([this, &proof] { proof = proof_text(); })) {
+  bool is_found = true;
+  bool had_memory = true;
+  if (mode_ == Mode::kSat) {
+    fail(command_, "no proof: out of time");
+    host_.check_started(options_.timeout, error_text());
+    had_memory = within_memory([this, &is_found] {
+      is_found =
+          host_.stop() == SessionHost::Stop::kNone && refute_improvement();
+    });
+    replied_ = !host_.check_finished();
+    if (replied_) return true;
+    if (!is_found) return false;
+    if (had_memory && !improvement_) {
+      return fail(command_, "no objective has a best value");
+    }
+  }
+  had_memory =
+      had_memory && within_memory([this, &proof] { proof = proof_text(); });
+  if (!had_memory) {
     host_.release_reserve();
     return fail(command_, "there is no memory for the proof");
   }
   if (proof.empty()) return fail(command_, "this has no proof");
   reply_ = "(\n" + proof + ")\n";
+  return true;
+}
+
+bool Interpreter::refute_improvement() {
+  AssertionStack& stack = *session_->stack;
+  improvement_.reset();
+  if (stack.objectives().empty()) return true;
+  Improvement improvement(session_->store, session_->parser->builder(),
+                          *session_->record, arithmetic_.numeral_sort);
+  const PlacedTerm formula =
+      improvement.formula(stack.objectives(), stack.results());
+  if (formula.term == nullptr) return true;
+  const Answer answer = stack.check_besides(formula.term);
+  assert(answer != Answer::kSat);
+  if (answer != Answer::kUnsat) return false;
+  improvement_ = formula;
   return true;
 }
 
@@ -418,15 +454,25 @@ std::string Interpreter::proof_text() {
   WrittenTerms terms(session_->store);
   RecordReader reader(*session_->record, session_->parser->builder(), terms);
   WrittenFormulas assumptions;
-  const auto assume = [&](const ScriptFormula& formula) {
-    assumptions.emplace(formula.term, reader.read(formula.written));
+  const auto assume = [&](const Term* term, RecordId written) {
+    assumptions.emplace(term, reader.read(written));
   };
   // Of those that mean the same, one that the core names or that it takes for
   // granted.
-  for (const std::size_t i : stack.core()) assume(stack.assertions()[i]);
-  for (const ScriptFormula& assumption : assumptions_) assume(assumption);
+  for (const std::size_t i : stack.core()) {
+    const ScriptFormula& assertion = stack.assertions()[i];
+    assume(assertion.term, assertion.written);
+  }
+  if (improvement_) assume(improvement_->term, improvement_->written);
+  for (const ScriptFormula& assumption : assumptions_) {
+    assume(assumption.term, assumption.written);
+  }
   for (const ScriptFormula& assertion : stack.assertions()) {
-    if (!stack.is_assumed(assertion)) assertions.push_back(assertion.written);
+    if (!stack.is_assumed(assertion)) {
+      assertions.push_back(assertion.written);
+    } else if (improvement_) {
+      assume(assertion.term, assertion.written);
+    }
   }
   TextBuffer buffer;
   std::ostream out(&buffer);

@@ -108,6 +108,7 @@ class Session {
   };
   // An objective, or with a group a formula that is to hold.
   struct Wanted {
+    std::string text;
     Formula meaning;
     bool is_maximised;
     mpq_class weight;
@@ -147,8 +148,8 @@ class Session {
         labels_.insert(labels_.end(), step.labels.begin(), step.labels.end());
         break;
       case Step::Kind::kObjective:
-        wanted_.push_back({step.objective.meaning, step.is_maximised,
-                           step.weight, step.group});
+        wanted_.push_back({step.objective.text, step.objective.meaning,
+                           step.is_maximised, step.weight, step.group});
         break;
       case Step::Kind::kPush:
         for (std::size_t i = 0; i < step.count; ++i) {
@@ -202,9 +203,10 @@ class Session {
     require(wrong.empty(), "the model is wrong: " + wrong, model);
   }
 
-  void judge_proof(const std::string& core) {
+  void judge_proof(const std::string& core, const std::string& assumed = "") {
     const std::string proof = send("(get-proof)");
-    const std::string wrong = judge_->proof(text(), num_checks_, proof, core);
+    const std::string wrong =
+        judge_->proof(text(), num_checks_, proof, core, assumed);
     require(wrong.empty(), "the proof is wrong: " + wrong, core + proof);
   }
 
@@ -267,6 +269,7 @@ class Session {
     require(list && list->items.size() == objectives_.size() + 1 &&
                 list->items[0].atom == "objectives",
             "not all objectives", reply);
+    if (judge_ != nullptr) judge_optima(*list, reply);
     const auto optima = optima_of(formulas, objectives_);
     if (!optima) return;
     bool is_exact = true;
@@ -288,6 +291,78 @@ class Session {
       require(!is_exact || value == found.value,
               "the model has another value: " + what, reply);
     }
+  }
+
+  // The objectives as a script would write them: a group is a sum.
+  std::vector<std::string> objective_texts() const {
+    std::vector<std::string> texts;
+    std::map<std::string, std::size_t> places;
+    std::map<std::string, std::vector<const Wanted*>> groups;
+    for (const Wanted& wanted : wanted_) {
+      if (wanted.group.empty()) {
+        texts.push_back(wanted.text);
+        continue;
+      }
+      if (places.emplace(wanted.group, texts.size()).second) {
+        texts.emplace_back();
+      }
+      groups[wanted.group].push_back(&wanted);
+    }
+    for (const auto& [name, members] : groups) {
+      const bool is_real = std::any_of(
+          members.begin(), members.end(),
+          [](const Wanted* one) { return one->weight.get_den() != 1; });
+      const auto text_of = [&](const mpz_class& number) {
+        return number.get_str() + (is_real ? ".0" : "");
+      };
+      std::string& text = texts[places.at(name)];
+      for (const Wanted* one : members) {
+        const std::string weight =
+            one->weight.get_den() == 1
+                ? text_of(one->weight.get_num())
+                : "(/ " + text_of(one->weight.get_num()) + ' ' +
+                      text_of(one->weight.get_den()) + ')';
+        text += " (ite " + one->text + ' ' + text_of(0) + ' ' + weight + ')';
+      }
+      if (members.size() > 1) text = "(+" + text + ')';
+    }
+    return texts;
+  }
+
+  // That the values of the reply cannot be bettered has a proof, as far as
+  // they are reached.
+  void judge_optima(const Expression& list, const std::string& reply) {
+    const std::vector<std::string> texts = objective_texts();
+    std::size_t count = 0;
+    bool is_reached = true;
+    for (; is_reached && count < texts.size(); ++count) {
+      const Optimum best = read_optimum(list.items[count + 1].items[1], reply);
+      if (best.infinity != 0) break;
+      is_reached = best.side == 0;
+    }
+    if (count == 0) {
+      const std::string none = send("(get-proof)");
+      require(none.find("no objective has a best value") != std::string::npos,
+              "not no proof", none);
+      return;
+    }
+    std::string better;
+    for (std::size_t k = count; k-- > 0;) {
+      const Expression& value = list.items[k + 1].items[1];
+      const bool is_last = k + 1 == count;
+      const std::string best =
+          texts[k] + ' ' +
+          to_text(is_last && !is_reached ? value.items[1] : value) + ')';
+      const std::string beyond = objectives_[k].is_maximised ? "(>" : "(<";
+      if (is_last) {
+        better = beyond + (is_reached ? " " : "= ") + best;
+      } else {
+        better = "(or " + beyond + ' ' + best + " (and " + beyond + "= " +
+                 best + ' ' + better + "))";
+      }
+    }
+    judge_proof("", better);
+    ++tally_.proved_optima;
   }
 
   // Nothing if there are too many states.

@@ -23,6 +23,8 @@ struct Tally {
   std::uint64_t optima = 0;
   std::uint64_t unattained = 0;
   std::uint64_t unbounded = 0;
+  /// Checks in which a proof said so.
+  std::uint64_t proved_optima = 0;
   /// Answers that enumeration was too long for.
   std::uint64_t undecided = 0;
   /// The engine's counters of these names, over all scripts.
@@ -44,9 +46,10 @@ struct Judge {
   virtual ~Judge() = default;
   /// The script's check of this number, from 1, is unsat by this reply to
   /// get-proof; `core` is the reply to get-unsat-core, empty if there is none.
+  /// It is unsat with a formula assumed besides if `assumed` is not empty.
   virtual std::string proof(const std::string& script, std::size_t check,
-                            const std::string& proof,
-                            const std::string& core) = 0;
+                            const std::string& proof, const std::string& core,
+                            const std::string& assumed) = 0;
   /// It is sat by this reply to get-model.
   virtual std::string model(const std::string& script, std::size_t check,
                             const std::string& model) = 0;

@@ -96,6 +96,24 @@ TEST_F(CheckCommandTest, CoresAndModelsAreChecked) {
   EXPECT_EQ(check("--core --check 1 a.smt2 a.proof a.answer").status, 1);
 }
 
+// A proof that takes more than what was said to be assumed.
+TEST_F(CheckCommandTest, FormulasAreAssumedThatAreGiven) {
+  write("a.smt2", kScript);
+  write("a.proof", kProof);
+  write("a.answer", "sat\n(\n  (define-fun a () Bool true)\n)\n");
+  const std::string first = "--check 1 a.smt2 a.proof ";
+  EXPECT_EQ(check(first + "--assume '(not a)'").output, "valid\n");
+  EXPECT_EQ(check(first + "--assume a --assume '(not a)'").output, "valid\n");
+  EXPECT_EQ(check(first + "--assume '(not (not a))'").status, 1);
+  EXPECT_EQ(check(first + "--assume '(not'").output,
+            "invalid\n--assume: line 2 column 1: expected a term\n");
+  EXPECT_EQ(check(first + "--assume b").status, 1);
+  EXPECT_EQ(check(first + "--assume").status, 2);
+  const std::string model = "--model --check 1 a.smt2 a.answer --assume ";
+  EXPECT_EQ(check(model + "'(or a (not a))'").output, "valid\n");
+  EXPECT_EQ(check(model + "'(not a)'").status, 1);
+}
+
 TEST_F(CheckCommandTest, WrongUseIsNeitherValidNorInvalid) {
   write("a.smt2", kScript);
   write("a.proof", kProof);

@@ -129,11 +129,11 @@ std::string judge(const std::string& script) {
   const std::size_t end = replies.find("\n)\n");
   if (end == std::string::npos) return replies;
   const std::string first =
-      judge.proof(script, 1, replies.substr(0, end + 3), "");
+      judge.proof(script, 1, replies.substr(0, end + 3), "", "");
   if (!first.empty()) return first;
   replies.erase(0, end + 3);
   if (replies.rfind("unsat\n", 0) != 0) return "";
-  return judge.proof(script, 2, replies.substr(6), "");
+  return judge.proof(script, 2, replies.substr(6), "", "");
 }
 
 TEST(CountingProofTest, SumsOfCasesAreProved) {

@@ -15,12 +15,12 @@ namespace vorn::bruteforce {
 class EvidenceJudge final : public Judge {
  public:
   std::string proof(const std::string& script, std::size_t check,
-                    const std::string& proof,
-                    const std::string& core) override {
+                    const std::string& proof, const std::string& core,
+                    const std::string& assumed) override {
     // The brackets around the steps of a reply are not part of the proof.
     if (proof.size() < 5 || proof[0] != '(' || proof[1] != '\n') return "none";
     std::istringstream steps(proof.substr(2, proof.size() - 4));
-    checker::Question question{script, check, &steps, nullptr};
+    checker::Question question{script, check, &steps, nullptr, assumed};
     const std::string answer = answers(check, "unsat\n" + core);
     if (!core.empty()) question.answer = &answer;
     return judge(question);
@@ -28,7 +28,7 @@ class EvidenceJudge final : public Judge {
   std::string model(const std::string& script, std::size_t check,
                     const std::string& model) override {
     const std::string answer = answers(check, "sat\n" + model);
-    return judge({script, check, nullptr, &answer});
+    return judge({script, check, nullptr, &answer, ""});
   }
 
  private:

@@ -10,8 +10,9 @@
 #include "tests/proof/evidence_judge.h"
 
 // Random scripts with proofs kept: every unsat comes with a proof, every sat
-// with a model, every core with a proof from it alone, and the checker accepts
-// them. VORN_FORMULAS sets the number of scripts for each logic.
+// with a model, every core with a proof from it alone, every best value with
+// a proof that there is no better one, and the checker accepts them.
+// VORN_FORMULAS sets the number of scripts for each logic.
 
 namespace vorn::bruteforce {
 namespace {
@@ -26,7 +27,9 @@ void run_scripts(Logic logic) {
   EvidenceJudge judge;
   constexpr std::uint64_t kMostStates = 1;  // enumeration is another test's
   for (std::uint64_t seed = 1; seed <= count; ++seed) {
-    const Script script = ScriptGenerator(logic, seed, true).make();
+    ScriptGenerator generator(logic, seed, true);
+    if (seed % 3 == 0) generator.want_objectives();
+    const Script script = generator.make();
     // Every other session clears away at once what nothing refers to.
     solver::ScriptOptions options;
     if (seed % 2 == 0) {
@@ -41,6 +44,7 @@ void run_scripts(Logic logic) {
   if (count < 200) return;
   EXPECT_GT(tally.unsat, count / 5);
   EXPECT_GT(tally.cores, count / 50);
+  EXPECT_GT(tally.proved_optima, count / 10);
 }
 
 TEST(RandomProofTest, IntegerAnswersAreProved) {
