@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "checker/checker.h"
 
-#include <optional>
 #include <sstream>
 #include <unordered_map>
 #include <unordered_set>
@@ -17,204 +16,155 @@
 namespace vorn::checker {
 namespace {
 
-// The constants that the symbols of a script stand for.
-using Values = std::unordered_map<TermId, TermId>;
-
-bool is_verdict(const Token& token) {
-  return token.is("sat") || token.is("unsat") || token.is("unknown");
-}
-
-// Reads up to the verdict of this number, from 1, or to the end; returns how
-// many verdicts there were.
-std::size_t read_verdicts(Reader& reader, std::size_t number) {
-  std::size_t seen = 0;
-  while (reader.next().kind != TokenKind::kEnd) {
-    if (is_verdict(reader.token()) && ++seen == number) break;
-    reader.skip_expression();
-  }
-  return seen;
-}
-
-// Reads up to the verdict on the check, which must be `wanted`. One verdict by
-// itself is taken as that on the check.
-void find_verdict(Reader& reader, const std::string& answer, std::size_t check,
-                  const std::string& wanted) {
-  std::istringstream in(answer);
-  Reader all(in);
-  const std::size_t total = read_verdicts(all, SIZE_MAX);
-  read_verdicts(reader, total == 1 ? 1 : check);
-  if (reader.token().is(wanted.c_str())) return;
-  reader.fail("the verdict on the check is not " + wanted);
-}
-
-// Goes to the next list of this check's replies, behind its bracket.
-void enter_list(Reader& reader, const char* what) {
-  while (reader.next().kind != TokenKind::kOpen) {
-    if (reader.token().kind == TokenKind::kEnd || is_verdict(reader.token())) {
-      reader.fail(std::string("there is no ") + what + " behind the verdict");
-    }
-    reader.skip_expression();
-  }
-}
-
-// Reads one definition of a model behind "(define-fun".
-void read_value(Reader& reader, Script& script, TermReader& term_reader,
-                Values& values) {
-  const std::string name = reader.expect_symbol("a symbol").text;
-  const Position position = reader.token().position;
-  const Terms& terms = script.terms;
-  const Meaning meaning = script.symbols.find(name);
-  const auto* symbol = std::get_if<TermId>(&meaning);
-  if (symbol == nullptr || terms.op(*symbol) != Op::kSymbol) {
-    reader.fail(name + " is not declared");
-  }
-  const auto [parameters, value] = term_reader.read_definition(true);
-  const bool is_constant = value == terms.boolean(true) ||
-                           value == terms.boolean(false) ||
-                           terms.value(value) != nullptr;
-  if (!parameters.empty() || terms.sort(value) != terms.sort(*symbol) ||
-      !is_constant) {
-    throw Rejection{position, name + " is no constant of its sort here"};
-  }
-  if (!values.emplace(*symbol, value).second) {
-    throw Rejection{position, name + " has two values"};
-  }
-  reader.expect(TokenKind::kClose, "')'");
-}
-
-// Reads the definitions of the first model of this check's replies: of an empty
-// list, or of one whose first element is a definition.
-Values read_model(Reader& reader, Script& script) {
-  TermReader term_reader(reader, script);
-  for (;;) {
-    enter_list(reader, "model");
-    if (reader.next().is("model")) reader.next();
-    if (reader.token().kind == TokenKind::kClose) break;
-    const bool is_list = reader.token().kind == TokenKind::kOpen;
-    if (is_list && reader.next().is("define-fun")) break;
-    if (is_list) reader.skip_rest();
-    reader.skip_rest();
-  }
-  Values values;
-  while (reader.token().kind != TokenKind::kClose) {
-    if (!reader.token().is("define-fun")) reader.fail("expected define-fun");
-    read_value(reader, script, term_reader, values);
-    if (reader.next().kind == TokenKind::kOpen) reader.next();
-  }
-  return values;
-}
-
-// The values of all terms, by number: of what has one where symbols have these,
-// and truth as 1 or 0. Terms are evaluated bottom up, each once.
-std::vector<std::optional<mpq_class>> evaluate(const Terms& terms,
-                                               const Values& values) {
-  std::vector<std::optional<mpq_class>> known(terms.size());
-  std::vector<const mpq_class*> args;
-  for (TermId term = 1; term < terms.size(); ++term) {
-    const auto given = values.find(term);
-    const TermId constant = given == values.end() ? term : given->second;
-    if (const mpq_class* number = terms.value(constant)) {
-      known[term] = *number;
-      continue;
-    }
-    args.clear();
-    bool is_known = terms.op(constant) != Op::kSymbol;
-    for (std::size_t i = 0; is_known && i < terms.num_args(constant); ++i) {
-      const std::optional<mpq_class>& value = known[terms.arg(constant, i)];
-      is_known = value.has_value();
-      if (is_known) args.push_back(&*value);
-    }
-    if (is_known) known[term] = compute(terms.op(constant), args);
-  }
-  return known;
-}
-
-// Rejects unless the printed answer to check number `check`, from 1, is `sat`
-// and is followed by a model that makes all assertions of the script true.
-// `answer` is all that was printed for the script, or for this one check alone;
-// of other replies nothing is believed or checked.
-void check_model(Script& script, const std::string& answer, std::size_t check) {
-  std::istringstream in(answer);
-  Reader reader(in);
-  find_verdict(reader, answer, check, "sat");
-  const Position verdict = reader.token().position;
-  const Values values = read_model(reader, script);
-  const auto known = evaluate(script.terms, values);
-  for (const Formula& formula : script.assertions) {
-    const std::optional<mpq_class>& value = known[formula.term];
-    if (value == 1) continue;
-    const std::string place =
-        "the formula at line " + std::to_string(formula.position.line) +
-        " column " + std::to_string(formula.position.column) + " of the script";
-    throw Rejection{verdict,
-                    value.has_value()
-                        ? "the model makes " + place + " false"
-                        : place + " has no value: a symbol has none in the " +
-                              "model, or a number gets too long"};
-  }
-}
-
-// The formulas of which a printed core says that they are unsatisfiable: the
-// assertions that it names, and those without a name. Rejects unless the answer
-// to check number `check` is `unsat` and a core follows.
-TermIds read_core(const Script& script, const std::string& answer,
-                  std::size_t check) {
-  std::istringstream in(answer);
-  Reader reader(in);
-  find_verdict(reader, answer, check, "unsat");
-  std::unordered_set<std::string> named;
-  for (const Formula& assertion : script.assertions) {
-    named.insert(assertion.name);
-  }
-  // A core is the first list that has nothing in it but symbols.
-  std::unordered_set<std::string> core;
-  for (;;) {
-    core = {""};
-    enter_list(reader, "core");
-    while (reader.next().is_symbol()) core.insert(reader.token().text);
-    if (reader.token().kind == TokenKind::kClose) break;
-    if (reader.token().kind == TokenKind::kOpen) reader.skip_rest();
-    reader.skip_rest();
-  }
-  for (const std::string& name : core) {
-    if (!name.empty() && named.count(name) == 0) {
-      reader.fail("the core names " + name + ", which is no assertion");
-    }
-  }
+// What a check asserts.
+TermIds formulas_of(const Script& script) {
   TermIds formulas;
-  for (const Formula& assertion : script.assertions) {
-    if (core.count(assertion.name) > 0) formulas.push_back(assertion.term);
+  for (const Formula& formula : script.assertions) {
+    formulas.push_back(formula.term);
   }
   return formulas;
 }
+
+// Reads an answer: all that was printed for a script, or for one check alone;
+// of other replies nothing is believed or checked.
+class AnswerReader : private TermReader {
+ public:
+  using TermReader::TermReader;
+
+  // Reads up to the verdict of this number, from 1, or to the end; returns how
+  // many verdicts there were.
+  std::size_t read_verdicts(std::size_t number) {
+    std::size_t seen = 0;
+    while (next().kind != TokenKind::kEnd) {
+      if (is_verdict() && ++seen == number) break;
+      skip_expression();
+    }
+    return seen;
+  }
+
+  // Rejects unless the verdict is `sat` and is followed by a model that makes
+  // all assertions of the script true.
+  void check_model() {
+    const Position verdict = token().position;
+    require(token().is("sat"), "the verdict on the check is not sat");
+    // All at once, since formulas share terms.
+    const TermId all = terms_.make(Op::kAnd, formulas_of(script_));
+    const TermId replaced = terms_.replace(all, read_model());
+    for (std::size_t i = 0; i < script_.assertions.size(); ++i) {
+      const mpq_class* value = terms_.value(terms_.arg(replaced, i));
+      if (value != nullptr && *value == 1) continue;
+      const Position& position = script_.assertions[i].position;
+      throw Rejection{
+          verdict, "the model makes the formula at line " +
+                       std::to_string(position.line) + " column " +
+                       std::to_string(position.column) + " of the script " +
+                       (value != nullptr ? "false"
+                                         : "worth nothing: a symbol has no "
+                                           "value, or a number is too long")};
+    }
+  }
+
+  // The formulas of which a printed core says that they are unsatisfiable: the
+  // assertions that it names, and those without a name. Rejects unless the
+  // verdict is `unsat` and a core follows.
+  TermIds read_core() {
+    require(token().is("unsat"), "the verdict on the check is not unsat");
+    // A core is the first list that has nothing in it but symbols.
+    std::unordered_set<std::string> core;
+    for (;;) {
+      core = {""};
+      enter_list();
+      while (next().is_symbol()) core.insert(token().text);
+      if (at(TokenKind::kClose)) break;
+      if (at(TokenKind::kOpen)) skip_rest();
+      skip_rest();
+    }
+    TermIds formulas;
+    std::unordered_set<std::string> named;
+    for (const Formula& assertion : script_.assertions) {
+      named.insert(assertion.name);
+      if (core.count(assertion.name) > 0) formulas.push_back(assertion.term);
+    }
+    for (const std::string& name : core) {
+      if (name.empty() || named.count(name) > 0) continue;
+      fail("the core names " + name + ", which is no assertion");
+    }
+    return formulas;
+  }
+
+ private:
+  bool is_verdict() const {
+    return token().is("sat") || token().is("unsat") || token().is("unknown");
+  }
+
+  // Goes to the next list of this check's replies, behind its bracket.
+  void enter_list() {
+    while (next().kind != TokenKind::kOpen) {
+      require(!at(TokenKind::kEnd) && !is_verdict(),
+              "there is no model or core behind the verdict");
+      skip_expression();
+    }
+  }
+
+  // The constants that symbols stand for by the first model of this check's
+  // replies: an empty list, or one whose first element is a definition.
+  std::unordered_map<TermId, TermId> read_model() {
+    for (;;) {
+      enter_list();
+      if (next().is("model")) next();
+      if (at(TokenKind::kClose)) break;
+      const bool is_list = at(TokenKind::kOpen);
+      if (is_list && next().is("define-fun")) break;
+      if (is_list) skip_rest();
+      skip_rest();
+    }
+    std::unordered_map<TermId, TermId> values;
+    while (!at(TokenKind::kClose)) {
+      require(token().is("define-fun"), "expected define-fun");
+      const Meaning meaning = symbols_.find(expect_symbol("a symbol").text);
+      const Position position = token().position;
+      const auto* symbol = std::get_if<TermId>(&meaning);
+      require(symbol != nullptr && terms_.op(*symbol) == Op::kSymbol,
+              "the symbol is not declared");
+      const auto [parameters, value] = read_definition(true);
+      const bool is_constant =
+          terms_.value(value) != nullptr &&
+          (terms_.sort(value) != Sort::kBool || terms_.num_args(value) == 0);
+      checker::require(is_constant && parameters.empty() &&
+                           terms_.sort(value) == terms_.sort(*symbol),
+                       position, "this is no constant of its sort");
+      checker::require(values.emplace(*symbol, value).second, position,
+                       "this has two values");
+      expect(TokenKind::kClose, "')'");
+      if (next().kind == TokenKind::kOpen) next();
+    }
+    return values;
+  }
+};
 
 }  // namespace
 
 Outcome check(const Question& question) {
   Outcome outcome;
   try {
-    std::size_t number = question.check;
-    if (number == 0) {
-      std::istringstream in(question.script);
-      number = count_checks(in);
-      if (number == 0) throw Rejection{{}, "the script has no check"};
-    }
     Script script;
-    std::istringstream in(question.script);
-    read_script(in, number, script);
+    std::size_t number = read_script(question.script, question.check, script);
     outcome.file = Outcome::File::kAssumed;
     std::istringstream besides(question.assumed);
     read_assumptions(besides, script);
-    TermIds assumed;
-    for (const Formula& formula : script.assertions) {
-      assumed.push_back(formula.term);
-    }
+    TermIds assumed = formulas_of(script);
     if (question.answer != nullptr) {
       outcome.file = Outcome::File::kAnswer;
+      std::istringstream all(*question.answer);
+      // One verdict by itself is taken as that on the check.
+      if (AnswerReader(all, script).read_verdicts(SIZE_MAX) == 1) number = 1;
+      std::istringstream answer(*question.answer);
+      AnswerReader reader(answer, script);
+      reader.read_verdicts(number);
       if (question.proof == nullptr) {
-        check_model(script, *question.answer, number);
+        reader.check_model();
       } else {
-        assumed = read_core(script, *question.answer, number);
+        assumed = reader.read_core();
       }
     }
     if (question.proof != nullptr) {

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <fstream>
+#include <iostream>
 #include <iterator>
 #include <stdexcept>
 #include <string>
@@ -48,12 +50,12 @@ bool read_arguments(const std::vector<std::string>& words, Arguments& result) {
     } else if (word == "--assume" && i + 1 < words.size()) {
       result.assumed += words[++i] + '\n';
     } else if (word == "--check" && i + 1 < words.size()) {
-      const std::string& number = words[++i];
-      if (number.empty() || number.size() > 9 ||
-          number.find_first_not_of("0123456789") != std::string::npos) {
-        return false;
-      }
-      result.check = std::stoul(number);
+      // No number that is wanted has ten digits.
+      const std::string& digits = words[++i];
+      const bool is_number =
+          digits.size() < 10 &&
+          digits.find_first_not_of("0123456789") == std::string::npos;
+      result.check = is_number ? std::strtoul(digits.c_str(), nullptr, 10) : 0;
       if (result.check == 0) return false;
     } else if ((word == "--core" || word == "--model") && result.task.empty()) {
       result.task = word;
@@ -64,14 +66,14 @@ bool read_arguments(const std::vector<std::string>& words, Arguments& result) {
   return result.files.size() == (result.task == "--core" ? 3 : 2);
 }
 
-void open_file(const std::string& path, std::ifstream& file) {
-  file.open(path, std::ios::binary);
+std::ifstream open_file(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
   if (!file.is_open()) throw std::runtime_error("cannot open " + path);
+  return file;
 }
 
 std::string read_file(const std::string& path) {
-  std::ifstream file;
-  open_file(path, file);
+  std::ifstream file = open_file(path);
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
@@ -88,23 +90,26 @@ int run(const Arguments& arguments) {
   }
   std::ifstream proof;
   if (arguments.task != "--model") {
-    open_file(files[1], proof);
+    proof = open_file(files[1]);
     question.proof = &proof;
   }
   const Outcome outcome = check(question);
-  if (outcome.is_valid) {
-    const bool written = std::puts("valid") >= 0 && std::fflush(stdout) == 0;
-    return written ? kValid : kNotChecked;
-  }
   const bool is_script = outcome.file == Outcome::File::kScript;
   std::string file = is_script ? files[0] : files.back();
   if (outcome.file == Outcome::File::kAssumed) file = "--assume";
   if (outcome.file == Outcome::File::kProof) file = files[1];
-  std::printf("invalid\n%s: line %llu column %llu: %s\n", file.c_str(),
-              static_cast<unsigned long long>(outcome.position.line),
-              static_cast<unsigned long long>(outcome.position.column),
-              outcome.reason.c_str());
-  return kInvalid;
+  if (outcome.is_valid) {
+    std::cout << "valid
+";
+  } else {
+    std::cout << "invalid
+"
+              << file << ": line " << outcome.position.line << " column "
+              << outcome.position.column << ": " << outcome.reason << '
+';
+  }
+  if (!std::cout.flush()) return kNotChecked;
+  return outcome.is_valid ? kValid : kInvalid;
 }
 
 }  // namespace

@@ -7,8 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <istream>
-#include <optional>
-#include <string>
+#include <memory>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -21,14 +21,14 @@ namespace vorn::checker {
 /// The literals of a clause.
 using Clause = TermIds;
 
-/// sum >= bound, sum > bound or sum = bound, of rational numbers.
+/// sum + constant >= 0, > 0 or = 0, of rational numbers.
 struct Inequality {
-  /// How the two sides compare.
+  /// How the left side compares with 0.
   enum class Relation : std::uint8_t { kGeq, kGreater, kEqual };
   /// Variables, which are all terms that are no sums, with coefficients but 0.
   std::vector<std::pair<TermId, mpq_class>> sum;
-  Relation relation = Relation::kGeq;  ///< How the sides compare.
-  mpq_class bound;                     ///< The right side.
+  mpq_class constant;                  ///< What is added to them.
+  Relation relation = Relation::kGeq;  ///< How the left side compares with 0.
 };
 
 /// Premises are too few, too many, or not of the form that the rule takes.
@@ -46,10 +46,12 @@ struct Inference {
   std::vector<const Clause*> premises;  ///< The clauses of its premises.
   TermIds arguments;                    ///< Its arguments.
 
-  std::vector<bool> is_in;  ///< By term: a set for resolution.
-  TermIds added;            ///< What has been put into it since it was empty.
-  /// What the negations of literals say, read once for all la_generic.
-  std::unordered_map<TermId, std::optional<Inequality>> negations;
+  std::vector<bool> is_in;  ///< By term: a set, empty before each step.
+  TermIds touched;          ///< What has been put into it.
+  /// By literal: what its negation says, or null if nobody has asked.
+  std::vector<std::unique_ptr<Inequality>> negations;
+  /// By variable: its coefficient in a sum, 0 before each step.
+  std::unordered_map<TermId, mpq_class> coefficients;
 
   /// `all` is borrowed.
   explicit Inference(Terms& all) : terms(all) {}
@@ -60,6 +62,10 @@ struct Inference {
   }
   /// Argument number i of a term.
   TermId arg(TermId term, std::size_t i) const { return terms.arg(term, i); }
+  /// The value of a term that is a number whatever symbols stand for, or null.
+  const mpq_class* number(TermId term) const {
+    return terms.sort(term) == Sort::kBool ? nullptr : terms.value(term);
+  }
   /// (not t).
   TermId no(TermId term) { return terms.negate(term); }
   /// (= s t).
@@ -79,7 +85,7 @@ struct Inference {
 
 /// Rejects unless the step follows the rule of this name. What is no rule here
 /// proves nothing.
-void check_inference(const std::string& rule, Inference& inference);
+void check_inference(std::string_view rule, Inference& inference);
 
 /// The rule la_generic, which is in arithmetic.cc.
 void la_generic(Inference& inference);

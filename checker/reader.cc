@@ -1,23 +1,36 @@
 // SPDX-License-Identifier: MIT
 #include "checker/reader.h"
 
-#include <cctype>
+#include <algorithm>
+#include <array>
 #include <stdexcept>
 #include <string_view>
 
 namespace vorn::checker {
 namespace {
 
-constexpr std::string_view kDigits = "0123456789";
+// Whether symbols, numbers and keywords may hold the character.
+constexpr std::array<bool, 256> kIsInWord = [] {
+  std::array<bool, 256> result = {};
+  for (const char c : std::string_view("abcdefghijklmnopqrstuvwxyz"
+                                       "ABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                       "0123456789@_-.~!$%^&*+=<>?/")) {
+    result[static_cast<unsigned char>(c)] = true;
+  }
+  return result;
+}();
 
-// Whether symbols, numbers and keywords may hold it.
 bool is_in_word(char c) {
-  constexpr std::string_view kPunctuation = "@_-.~!$%^&*+=<>?/";
-  return std::isalnum(static_cast<unsigned char>(c)) != 0 ||
-         kPunctuation.find(c) != std::string_view::npos;
+  return kIsInWord[static_cast<unsigned char>(c)];
 }
 
 }  // namespace
+
+bool is_number(std::string_view text) {
+  return !text.empty() && text.front() != '.' && text.back() != '.' &&
+         std::count(text.begin(), text.end(), '.') <= 1 &&
+         text.find_first_not_of("0123456789.") == std::string_view::npos;
+}
 
 Reader::Reader(std::istream& in) : in_(in), buffer_(1 << 16) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
@@ -71,16 +84,9 @@ const Token& Reader::next() {
     token_.kind = c == '|' ? TokenKind::kQuotedSymbol : TokenKind::kConstant;
     read_until(c, c == '"');
   } else if (c >= '0' && c <= '9') {
+    token_.kind = TokenKind::kNumber;
     read_word();
-    const std::size_t point = token_.text.find_first_not_of(kDigits);
-    token_.kind =
-        point == std::string::npos ? TokenKind::kNumeral : TokenKind::kDecimal;
-    if (point != std::string::npos &&
-        (token_.text[point] != '.' || token_.text.back() == '.' ||
-         token_.text.find_first_not_of(kDigits, point + 1) !=
-             std::string::npos)) {
-      fail("malformed number");
-    }
+    require(is_number(token_.text), "malformed number");
   } else if (is_in_word(c)) {
     token_.kind = TokenKind::kSymbol;
     read_word();
@@ -141,12 +147,9 @@ void Reader::skip_rest() {
 }
 
 void Reader::skip_expression() {
-  if (token_.kind == TokenKind::kOpen) {
-    skip_rest();
-  } else if (token_.kind == TokenKind::kClose ||
-             token_.kind == TokenKind::kEnd) {
-    fail("expected an expression");
-  }
+  require(token_.kind != TokenKind::kClose && token_.kind != TokenKind::kEnd,
+          "expected an expression");
+  if (token_.kind == TokenKind::kOpen) skip_rest();
 }
 
 }  // namespace vorn::checker

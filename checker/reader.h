@@ -2,10 +2,13 @@
 #ifndef VORN_CHECKER_READER_H
 #define VORN_CHECKER_READER_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <istream>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace vorn::checker {
@@ -32,14 +35,16 @@ inline void require(bool holds, const Position& position, const char* reason) {
 enum class TokenKind : std::uint8_t {
   kOpen,
   kClose,
-  kNumeral,
-  kDecimal,
+  kNumber,  // digits, and perhaps a point between two of them
   kSymbol,
   kQuotedSymbol,  // |text|, which is never a reserved word
   kKeyword,
   kConstant,  // "text", #b01, #xff: read, but of no use here
   kEnd,
 };
+
+/// Whether a text is that of a number.
+bool is_number(std::string_view text);
 
 /// A token and where it starts.
 struct Token {
@@ -54,9 +59,30 @@ struct Token {
     return kind == TokenKind::kSymbol || kind == TokenKind::kQuotedSymbol;
   }
   /// Whether it is this word, not quoted.
-  bool is(const char* word) const {
+  bool is(std::string_view word) const {
     return kind == TokenKind::kSymbol && text == word;
   }
+};
+
+/// What names stand for. A value stays where it is.
+template <class Value>
+class Names {
+ public:
+  /// The value of the name; Value() for a new one.
+  Value& operator[](const std::string& name) {
+    // Most names are counted up: ten in a row take one block of memory.
+    key_ = name;
+    std::size_t last = 10;
+    if (!key_.empty() && key_.back() >= '0' && key_.back() <= '9') {
+      last = static_cast<std::size_t>(key_.back() - '0');
+      key_.pop_back();
+    }
+    return blocks_[key_][last];
+  }
+
+ private:
+  std::unordered_map<std::string, std::array<Value, 11>> blocks_;
+  std::string key_;
 };
 
 /// Cuts a text into the tokens of SMT-LIB, one at a time.
@@ -74,6 +100,8 @@ class Reader {
 
   /// The token read last.
   const Token& token() const { return token_; }
+  /// Whether that is of this kind.
+  bool at(TokenKind kind) const { return token_.kind == kind; }
 
   /// Throws a Rejection at the current token.
   [[noreturn]] void fail(const std::string& reason) const {

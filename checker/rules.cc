@@ -24,16 +24,11 @@ void resolution(Inference& s) {
   s.require(
       s.arguments.size() == 2 * (s.premises.size() - 1),
       "there must be a pivot and its sign for each premise but the first");
-  for (const TermId literal : s.added) s.is_in[literal] = false;
-  s.added.clear();
   const auto add = [&s](TermId literal) {
-    if (literal >= s.is_in.size()) s.is_in.resize(s.terms.size());
-    if (!s.is_in[literal]) s.added.push_back(literal);
+    if (!s.is_in[literal]) s.touched.push_back(literal);
     s.is_in[literal] = true;
   };
-  const auto has = [&s](TermId literal) {
-    return literal < s.is_in.size() && s.is_in[literal];
-  };
+  s.is_in.resize(s.terms.size());
   for (const TermId literal : *s.premises[0]) add(literal);
   for (std::size_t i = 1; i < s.premises.size(); ++i) {
     const TermId pivot = s.arguments[2 * i - 2];
@@ -42,9 +37,11 @@ void resolution(Inference& s) {
     const bool is_positive = sign == s.terms.boolean(true);
     s.require(is_positive || sign == s.terms.boolean(false),
               "the sign of a pivot is true or false");
-    const TermId here = is_positive ? pivot : s.no(pivot);
-    const TermId there = is_positive ? s.no(pivot) : pivot;
-    s.require(has(here), "a pivot is not in what the premises before give");
+    const TermId opposite = s.no(pivot);
+    s.is_in.resize(s.terms.size());
+    const TermId here = is_positive ? pivot : opposite;
+    const TermId there = is_positive ? opposite : pivot;
+    s.require(s.is_in[here], "a pivot is not in what the premises before give");
     s.is_in[here] = false;
     bool is_there = false;
     for (const TermId literal : *s.premises[i]) {
@@ -54,11 +51,13 @@ void resolution(Inference& s) {
     s.require(is_there, "a pivot is not in its premise");
   }
   for (const TermId literal : s.conclusion) {
-    s.require(has(literal), kWrongConclusion);
+    s.require(s.is_in[literal], kWrongConclusion);
   }
   for (const TermId literal : s.conclusion) s.is_in[literal] = false;
-  s.require(std::none_of(s.added.begin(), s.added.end(), has),
-            kWrongConclusion);
+  for (const TermId literal : s.touched) {
+    s.require(!s.is_in[literal], kWrongConclusion);
+  }
+  s.touched.clear();
 }
 
 // contraction: from C conclude C without each literal that was there before.
@@ -91,23 +90,24 @@ void weakening(Inference& s) {
 
 // --- Equalities, what distinct, chains and conditional numbers stand for ---
 
-// The equality that is the only literal of the clause; any other clause is
-// wrong for this reason.
-TermId equality(const Inference& s, const Clause& clause, const char* reason) {
+// The two sides of the equality that is the only literal of the clause; any
+// other clause is wrong for this reason.
+const TermIds& sides(const Inference& s, const Clause& clause,
+                     const char* reason) {
   s.require(clause.size() == 1 && s.is(clause[0], Op::kEqual, 2), reason);
-  return clause[0];
+  return s.terms.args(clause[0]);
 }
 
 // trans: from (= t0 t1), (= t1 t2), ... (= tm tn) conclude (cl (= t0 tn)).
 void trans(Inference& s) {
   s.require(!s.premises.empty(), "there are no premises");
-  const TermId first = s.arg(equality(s, *s.premises[0], kWrongPremise), 0);
+  const TermId first = sides(s, *s.premises[0], kWrongPremise)[0];
   TermId last = first;
   for (const Clause* premise : s.premises) {
-    const TermId e = equality(s, *premise, kWrongPremise);
-    s.require(s.arg(e, 0) == last,
+    const TermIds& e = sides(s, *premise, kWrongPremise);
+    s.require(e[0] == last,
               "a premise does not begin where the one before ends");
-    last = s.arg(e, 1);
+    last = e[1];
   }
   s.concludes({s.equal(first, last)});
 }
@@ -115,16 +115,13 @@ void trans(Inference& s) {
 // cong: from equalities conclude (cl (= (f s1 ... sn) (f t1 ... tn))): for each
 // i, in this order, either the next premise is (= si ti) or si is ti.
 void cong(Inference& s) {
-  const TermId e = equality(s, s.conclusion, kWrongConclusion);
-  const TermId left = s.arg(e, 0);
-  const TermId right = s.arg(e, 1);
-  const std::size_t count = s.terms.num_args(left);
-  s.require(count > 0 && s.is(right, s.terms.op(left), count),
-            kWrongConclusion);
+  const TermIds& e = sides(s, s.conclusion, kWrongConclusion);
+  const std::size_t count = s.terms.num_args(e[0]);
+  s.require(count > 0 && s.is(e[1], s.terms.op(e[0]), count), kWrongConclusion);
   std::size_t used = 0;
   for (std::size_t i = 0; i < count; ++i) {
-    const TermId a = s.arg(left, i);
-    const TermId b = s.arg(right, i);
+    const TermId a = s.arg(e[0], i);
+    const TermId b = s.arg(e[1], i);
     if (used < s.premises.size() &&
         *s.premises[used] == Clause{s.equal(a, b)}) {
       ++used;
@@ -140,17 +137,16 @@ void cong(Inference& s) {
 // all pairs i < j in order; for two terms without the `and`; for three or more
 // Booleans (cl (= (distinct ...) false)).
 void distinct_elim(Inference& s) {
-  const TermId e = equality(s, s.conclusion, kWrongConclusion);
-  s.require(s.is(s.arg(e, 0), Op::kDistinct), kWrongConclusion);
-  const TermIds parts = s.terms.args(s.arg(e, 0));
+  const TermIds& e = sides(s, s.conclusion, kWrongConclusion);
+  s.require(s.is(e[0], Op::kDistinct), kWrongConclusion);
+  const TermIds& parts = s.terms.args(e[0]);
   const std::size_t count = parts.size();
   TermId meaning = s.terms.boolean(false);
   if (count == 2) {
     meaning = s.no(s.equal(parts[0], parts[1]));
   } else if (s.terms.sort(parts[0]) != Sort::kBool) {
     // No more pairs are made than are written.
-    s.require(s.is(s.arg(e, 1), Op::kAnd, count * (count - 1) / 2),
-              kWrongConclusion);
+    s.require(s.is(e[1], Op::kAnd, count * (count - 1) / 2), kWrongConclusion);
     TermIds pairs;
     for (std::size_t i = 0; i < count; ++i) {
       for (std::size_t j = i + 1; j < count; ++j) {
@@ -159,7 +155,7 @@ void distinct_elim(Inference& s) {
     }
     meaning = s.terms.make(Op::kAnd, pairs);
   }
-  s.require(s.arg(e, 1) == meaning, kWrongConclusion);
+  s.require(e[1] == meaning, kWrongConclusion);
 }
 
 // nary_elim: (cl (= (r t0 t1 ... tn) (and (r t0 t1) (r t1 t2) ...))) for three
@@ -167,10 +163,10 @@ void distinct_elim(Inference& s) {
 // ... tn) (xor (... (xor t0 t1) ...) tn))), and for => (cl (= (=> t0 ... tm tn)
 // (=> t0 (... (=> tm tn) ...)))).
 void nary_elim(Inference& s) {
-  const TermId e = equality(s, s.conclusion, kWrongConclusion);
-  const TermIds parts = s.terms.args(s.arg(e, 0));
+  const TermIds& e = sides(s, s.conclusion, kWrongConclusion);
+  const TermIds& parts = s.terms.args(e[0]);
   s.require(parts.size() >= 3, kWrongConclusion);
-  const Op op = s.terms.op(s.arg(e, 0));
+  const Op op = s.terms.op(e[0]);
   TermId meaning = kNoTerm;
   if (op == Op::kXor) {
     meaning = parts.front();
@@ -189,39 +185,16 @@ void nary_elim(Inference& s) {
     }
     meaning = s.terms.make(Op::kAnd, links);
   }
-  s.require(s.arg(e, 1) == meaning, kWrongConclusion);
-}
-
-// ite_intro: (cl (= t (and t (ite c (= v a) (= v b)) ...))) where each v is a
-// number (ite c a b). That t holds them is of no matter: what is said of v is
-// true of every such v.
-void ite_intro(Inference& s) {
-  const TermId e = equality(s, s.conclusion, kWrongConclusion);
-  s.require(s.is(s.arg(e, 1), Op::kAnd), kWrongConclusion);
-  const TermIds parts = s.terms.args(s.arg(e, 1));
-  s.require(parts[0] == s.arg(e, 0), kWrongConclusion);
-  for (std::size_t i = 1; i < parts.size(); ++i) {
-    s.require(
-        s.is(parts[i], Op::kIte) && s.is(s.arg(parts[i], 1), Op::kEqual, 2),
-        kWrongConclusion);
-    const TermId v = s.arg(s.arg(parts[i], 1), 0);
-    s.require(s.is(v, Op::kIte) && s.terms.sort(v) != Sort::kBool,
-              kWrongConclusion);
-    const TermId then = s.equal(v, s.arg(v, 1));
-    const TermId otherwise = s.equal(v, s.arg(v, 2));
-    s.require(
-        parts[i] == s.terms.make(Op::kIte, {s.arg(v, 0), then, otherwise}),
-        kWrongConclusion);
-  }
+  s.require(e[1] == meaning, kWrongConclusion);
 }
 
 // --- Rules of a fixed form ---
 
-// Each is its own statement, read by `Match`: letters
-// stand for terms, the same everywhere in a rule. p, q and c are Booleans
-// because literals are: each `=` between Booleans has an argument that is one.
-// `...` stands for all arguments of a connective, `~...` for their negations,
-// and `i` for the one whose number, from 0, is the step's argument.
+// Each is its own statement, read by `Match`: letters stand for terms, the same
+// everywhere in a rule. p, q and c are Booleans because literals are: each `=`
+// between Booleans has an argument that is one. `...` stands for all arguments
+// of a connective, `~...` for their negations, and `i` for the one whose
+// number, from 0, is the step's argument.
 struct Scheme {
   std::string_view premise;  // its only literal; "": no premise
   std::string_view conclusion;
@@ -295,7 +268,6 @@ class Match {
     step_.require(clause(conclusion, step_.conclusion), kWrongConclusion);
   }
 
- private:
   // Whether the clause is what the text says, literal by literal.
   bool clause(std::string_view text, const Clause& clause) {
     rest_ = text;
@@ -314,6 +286,7 @@ class Match {
     return next == clause.size();
   }
 
+ private:
   // The next bracket or word, with the blanks behind it taken away.
   std::string_view take() {
     std::size_t end =
@@ -340,7 +313,7 @@ class Match {
       return take() == ")";
     }
     if (word == "i") {
-      const mpq_class* i = terms_.value(step_.arguments[0]);
+      const mpq_class* i = step_.number(step_.arguments[0]);
       return i != nullptr && i->get_den() == 1 && *i >= 0 &&
              *i < terms_.num_args(list_) &&
              term == terms_.arg(list_, i->get_num().get_ui());
@@ -357,6 +330,22 @@ class Match {
   std::array<TermId, 128> letters_ = {};  // what they stand for so far
   TermId list_ = kNoTerm;                 // what has the arguments `...`
 };
+
+// ite_intro: (cl (= t (and t (ite c (= v a) (= v b)) ...))) where each v is a
+// number (ite c a b). That t holds them is of no matter: what is said of v is
+// true of every such v.
+void ite_intro(Inference& s) {
+  const TermIds& e = sides(s, s.conclusion, kWrongConclusion);
+  s.require(s.is(e[1], Op::kAnd), kWrongConclusion);
+  const TermIds& parts = s.terms.args(e[1]);
+  s.require(parts[0] == e[0], kWrongConclusion);
+  for (std::size_t i = 1; i < parts.size(); ++i) {
+    const std::string_view text = "(ite c (= (ite c a b) a) (= (ite c a b) b))";
+    s.require(Match(s).clause(text, {parts[i]}), kWrongConclusion);
+    const TermId v = s.arg(s.arg(parts[i], 1), 0);
+    s.require(s.terms.sort(v) != Sort::kBool, kWrongConclusion);
+  }
+}
 
 // --- All rules ---
 
@@ -391,7 +380,7 @@ void Inference::takes(int num_premises, int num_arguments) const {
           "the rule takes other arguments");
 }
 
-void check_inference(const std::string& rule, Inference& s) {
+void check_inference(std::string_view rule, Inference& s) {
   const auto scheme = kSchemes.find(rule);
   if (scheme != kSchemes.end()) return Match(s).check(scheme->second);
   const auto found = kRules.find(rule);

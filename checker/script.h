@@ -44,13 +44,10 @@ class Symbols {
 
   /// The meaning of a symbol. That of a sort has a bar before its name, which
   /// no other symbol has.
-  Meaning find(const std::string& name) const {
-    const auto found = meanings_.find(name);
-    return found == meanings_.end() ? Meaning() : found->second;
-  }
+  Meaning find(const std::string& name) { return meanings_[name]; }
 
   /// Whether a script may give the symbol a meaning.
-  bool is_free(const std::string& name) const;
+  bool is_free(const std::string& name);
 
   /// Gives a symbol a meaning, and puts what that hides into `global` or
   /// `local`. Of symbols in `local`, none is bound in `global`.
@@ -68,7 +65,7 @@ class Symbols {
   }
 
  private:
-  std::unordered_map<std::string, Meaning> meanings_;
+  Names<Meaning> meanings_;
 };
 
 /// A term of sort Bool where it is written.
@@ -92,17 +89,17 @@ struct Script {
 /// Reads terms, with let and definitions expanded and names of terms bound.
 ///
 /// Nesting costs memory, but no stack of the machine.
-class TermReader {
+class TermReader : public Reader {
  public:
   /// Both are borrowed; terms and names are added to the script.
-  TermReader(Reader& reader, Script& script)
-      : reader_(reader),
+  TermReader(std::istream& in, Script& script)
+      : Reader(in),
+        script_(script),
         terms_(script.terms),
-        symbols_(script.symbols),
-        script_(script) {}
+        symbols_(script.symbols) {}
 
   /// Reads the term that the current token begins, to its last token.
-  TermId read(bool names_allowed = true);
+  TermId read();
 
   /// The same of a term that must be of sort Bool.
   Formula read_formula();
@@ -114,44 +111,41 @@ class TermReader {
   /// Reads a sort, from the next token on.
   Sort read_sort();
 
+ protected:
+  Script& script_;    ///< What is added to.
+  Terms& terms_;      ///< Its terms.
+  Symbols& symbols_;  ///< Its symbols.
+
  private:
-  enum class FrameKind { kApply, kLet, kBindings, kBinding, kNote };
+  enum class FrameKind { kApply, kLet, kBinding, kNote };
   struct Frame {
     FrameKind kind = FrameKind::kApply;
-    Meaning head;           // kApply: function or definition
-    Position position;      // of the bracket
-    std::size_t first = 0;  // of its arguments in args_
-    // kBindings: of its variables in variables_; kLet: of what is local.
-    std::size_t outside = 0;
+    Position position;            // of the bracket
+    std::size_t first = 0;        // of its arguments in args_
+    Meaning head = {};            // kApply: function or definition
+    std::size_t num_outside = 0;  // kLet: how many symbols are local
   };
 
   void open();
-  void close(bool has_attributes);
-  TermId apply(const Frame& frame);
-  void bind(const Frame& frame);
-  TermId read_number(std::string digits);
-  TermId read_symbol();
+  void close();
+  void read_binding();
   void read_attributes();
+  TermId read_symbol();
+  TermId apply(const Frame& frame);
 
-  Reader& reader_;
-  Terms& terms_;
-  Symbols& symbols_;
-  Script& script_;
   std::vector<Frame> frames_;
   TermIds args_;                        // of all open frames
   TermIds last_args_;                   // of the frame that is being closed
-  std::vector<std::string> variables_;  // of all open bindings
+  std::vector<std::string> variables_;  // with a value in args_, each of a let
   bool names_allowed_ = true;
   std::string outer_name_;
 };
 
-/// How many checks a script makes: its check-sat and check-sat-assuming up to
-/// an exit. Throws Rejection.
-std::size_t count_checks(std::istream& in);
-
-/// Reads a script up to its check number `check`, from 1, into an empty Script.
-/// Throws Rejection, also if there are fewer checks.
-void read_script(std::istream& in, std::size_t check, Script& script);
+/// Reads a script up to its check number `check`, from 1, or the last one for
+/// 0, into an empty Script; returns the number of that check. Throws Rejection,
+/// also if there are fewer checks.
+std::size_t read_script(const std::string& text, std::size_t check,
+                        Script& script);
 
 /// Adds formulas in the symbols that are in scope, as if the check assumed
 /// them. Throws Rejection.

@@ -5,15 +5,12 @@
 #include <functional>
 #include <set>
 #include <stdexcept>
-#include <unordered_set>
+#include <string>
 #include <utility>
 
 namespace vorn::checker {
-namespace {
 
 constexpr std::size_t kAny = SIZE_MAX;
-
-}  // namespace
 
 // Conjunctions and sums of one argument are not in the standard, but in
 // scripts.
@@ -53,8 +50,15 @@ mpz_class floor_of(const mpq_class& value) {
   return result;
 }
 
-std::optional<mpq_class> compute(Op op,
-                                 const std::vector<const mpq_class*>& args) {
+// What an operator makes of the values of its arguments, by its meaning in
+// SMT-LIB. Nothing if one has none, if that divides by 0, or if numbers get too
+// long: products of products can square the length of a number with each term,
+// which no sensible script does.
+std::optional<mpq_class> Terms::compute(Op op, const TermIds& terms) const {
+  const auto has_value = [this](TermId term) { return value(term) != nullptr; };
+  if (!std::all_of(terms.begin(), terms.end(), has_value)) return std::nullopt;
+  std::vector<const mpq_class*> args;
+  for (const TermId term : terms) args.push_back(value(term));
   const auto is_true = [](const mpq_class* value) { return *value != 0; };
   const auto truth = [](bool value) { return mpq_class(value ? 1 : 0); };
   const auto fails = [op](const mpq_class* a, const mpq_class* b) {
@@ -65,21 +69,19 @@ std::optional<mpq_class> compute(Op op,
              : op == Op::kGeq  ? order >= 0
                                : order > 0);
   };
+  const auto num_true = std::count_if(args.begin(), args.end(), is_true);
+  const auto num_false = static_cast<std::ptrdiff_t>(args.size()) - num_true;
   switch (op) {
-    case Op::kTrue:
-    case Op::kFalse:
-      return truth(op == Op::kTrue);
     case Op::kNot:
-      return truth(!is_true(args[0]));
+      return truth(num_true == 0);
     case Op::kAnd:
-      return truth(std::all_of(args.begin(), args.end(), is_true));
+      return truth(num_false == 0);
     case Op::kOr:
-      return truth(std::any_of(args.begin(), args.end(), is_true));
+      return truth(num_true > 0);
     case Op::kXor:
-      return truth(std::count_if(args.begin(), args.end(), is_true) % 2 == 1);
+      return truth(num_true % 2 == 1);
     case Op::kImplies:
-      return truth(is_true(args.back()) ||
-                   !std::all_of(args.begin(), args.end() - 1, is_true));
+      return truth(is_true(args.back()) || num_false > 1);
     case Op::kDistinct: {
       std::set<mpq_class> seen;
       for (const mpq_class* value : args) seen.insert(*value);
@@ -130,35 +132,50 @@ std::optional<mpq_class> compute(Op op,
 Terms::Terms()
     : applications_(static_cast<std::size_t>(Op::kToInt) + 1, &memory_) {
   add(Op::kSymbol, Sort::kBool);  // kNoTerm
-  add(Op::kTrue, Sort::kBool);
-  add(Op::kFalse, Sort::kBool);
+  for (const bool value : {true, false}) {
+    nodes_[add(value ? Op::kTrue : Op::kFalse, Sort::kBool)].value =
+        &values_.emplace_back(value ? 1 : 0);
+  }
 }
 
 // A term without arguments that is not there yet.
 TermId Terms::add(Op op, Sort sort) {
   if (nodes_.size() >= UINT32_MAX) throw std::length_error("too many terms");
   static const TermIds kNoArgs;
-  nodes_.push_back({&kNoArgs, nullptr, op, sort});
+  nodes_.push_back({&kNoArgs, nullptr, kNoTerm, op, sort});
   return static_cast<TermId>(nodes_.size() - 1);
 }
 
-TermId Terms::number(const mpq_class& value, Sort sort) {
-  // A base that is a power of 2 takes linear time.
-  const std::string key = (sort == Sort::kInt ? 'i' : 'r') + value.get_str(16);
-  const auto [entry, is_new] = numbers_.emplace(key, kNoTerm);
-  if (is_new) {
-    entry->second = add(Op::kNumber, sort);
-    nodes_[entry->second].value = &values_.emplace_back(value);
+TermId Terms::number(const std::string& digits, Sort sort) {
+  TermId& number = numbers_[(sort == Sort::kInt ? 'i' : 'r') + digits];
+  if (number != kNoTerm) return number;
+  const std::size_t point = digits.find('.');
+  if (point == std::string::npos) {
+    return number = number_of(mpz_class(digits, 10), sort);
   }
-  return entry->second;
+  std::string numerator = digits;
+  mpz_class denominator;
+  mpz_ui_pow_ui(denominator.get_mpz_t(), 10, digits.size() - point - 1);
+  mpq_class value(mpz_class(numerator.erase(point, 1), 10), denominator);
+  value.canonicalize();
+  return number = number_of(value, Sort::kReal);
+}
+
+TermId Terms::number_of(const mpq_class& value, Sort sort) {
+  // A base that is a power of 2 takes linear time.
+  TermId& number =
+      numbers_[(sort == Sort::kInt ? 'I' : 'R') + value.get_str(16)];
+  if (number == kNoTerm) {
+    number = add(Op::kNumber, sort);
+    nodes_[number].value = &values_.emplace_back(value);
+  }
+  return number;
 }
 
 TermId Terms::as_sort(TermId term, Sort sort) {
   if (nodes_[term].sort == sort) return term;
   if (nodes_[term].sort != Sort::kInt || sort != Sort::kReal) return kNoTerm;
-  if (op(term) == Op::kNumber) {
-    return number(*value(term), Sort::kReal);
-  }
+  if (op(term) == Op::kNumber) return number_of(*value(term), Sort::kReal);
   if (op(term) == Op::kMinus && num_args(term) == 1 &&
       op(arg(term, 0)) == Op::kNumber) {
     return make(Op::kMinus, {as_sort(arg(term, 0), Sort::kReal)});
@@ -166,94 +183,86 @@ TermId Terms::as_sort(TermId term, Sort sort) {
   return make(Op::kToReal, {term});
 }
 
-// Brings arguments to a sort that fits; returns what is wrong, or null.
-const char* Terms::unify(Args wanted, TermId* first, TermId* last) {
-  const bool is_any_real = std::any_of(
-      first, last, [this](TermId term) { return sort(term) == Sort::kReal; });
-  const Sort common = wanted == Args::kBools                  ? Sort::kBool
-                      : wanted == Args::kInts                 ? Sort::kInt
-                      : wanted == Args::kReals || is_any_real ? Sort::kReal
-                                                              : sort(*first);
-  if (wanted == Args::kNumbers && common == Sort::kBool) {
-    return "an argument is not a number";
-  }
-  for (; first != last; ++first) {
-    *first = as_sort(*first, common);
-    if (*first == kNoTerm) return "an argument is of a wrong sort";
-  }
-  return nullptr;
-}
-
 TermId Terms::apply(const Operator& function, TermIds& args,
-                    std::string& error) {
+                    const Position& position) {
+  const auto demand = [&](bool holds, const char* reason) {
+    if (holds) return;
+    throw Rejection{position, std::string(function.name) + ": " + reason};
+  };
   const Op op = function.op;
-  const char* wrong = nullptr;
-  if (args.size() < function.least || args.size() > function.most) {
-    wrong = "the number of arguments is wrong";
-  } else if (op == Op::kIte && sort(args[0]) != Sort::kBool) {
-    wrong = "the condition is not of sort Bool";
-  } else {
-    TermId* const first = args.data() + (op == Op::kIte ? 1 : 0);
-    wrong = unify(function.args, first, args.data() + args.size());
-  }
+  demand(args.size() >= function.least && args.size() <= function.most,
+         "the number of arguments is wrong");
+  demand(op != Op::kIte || sort(args[0]) == Sort::kBool,
+         "the condition is not of sort Bool");
+  // The sort that fits all but a condition.
+  const auto first = args.begin() + (op == Op::kIte ? 1 : 0);
+  const bool is_any_real = std::any_of(first, args.end(), [this](TermId term) {
+    return sort(term) == Sort::kReal;
+  });
+  const Sort common = function.args == Args::kBools  ? Sort::kBool
+                      : function.args == Args::kInts ? Sort::kInt
+                      : function.args == Args::kReals || is_any_real
+                          ? Sort::kReal
+                          : sort(*first);
+  demand(function.args != Args::kNumbers || common != Sort::kBool,
+         "an argument is not a number");
   const bool divides = op == Op::kDivide || op == Op::kDiv || op == Op::kMod;
-  for (std::size_t i = 1; divides && wrong == nullptr && i < args.size(); ++i) {
-    if (value(args[i]) == nullptr || *value(args[i]) == 0) {
-      wrong = "only division by a number other than zero has a meaning";
-    }
+  for (auto arg = first; arg != args.end(); ++arg) {
+    *arg = as_sort(*arg, common);
+    demand(*arg != kNoTerm, "an argument is of a wrong sort");
+    const bool is_divisor = divides && arg != first;
+    demand(!is_divisor || (value(*arg) != nullptr && *value(*arg) != 0),
+           "only division by a number other than zero has a meaning");
   }
-  if (wrong != nullptr) {
-    error = std::string(function.name) + ": " + wrong;
-    return kNoTerm;
-  }
-  // Its argument has become what it makes of it.
-  return op == Op::kToReal ? args[0] : make(op, args);
+  // The argument of to_real has become what that makes of it.
+  if (op == Op::kToReal) return args[0];
+  return op == Op::kNot ? negate(args[0]) : make(op, args);
 }
 
 TermId Terms::replace(TermId term,
                       std::unordered_map<TermId, TermId> replaced) {
-  std::unordered_set<TermId> seen = {term};
-  TermIds found = {term};
+  TermIds found;
+  const auto visit = [&](TermId part) {
+    if (replaced.emplace(part, kNoTerm).second) found.push_back(part);
+  };
+  visit(term);
   for (std::size_t next = 0; next < found.size(); ++next) {
-    for (const TermId part : args(found[next])) {
-      if (seen.insert(part).second) found.push_back(part);
-    }
+    for (const TermId part : args(found[next])) visit(part);
   }
   std::sort(found.begin(), found.end());
   for (const TermId old : found) {
     TermIds parts = args(old);
     for (TermId& part : parts) part = replaced.at(part);
-    replaced.emplace(old, parts.empty() ? old : make(op(old), parts));
+    replaced[old] = parts.empty() ? old : make(op(old), parts);
   }
   return replaced.at(term);
 }
 
 std::size_t Terms::Hash::operator()(const TermIds& args) const {
-  std::uint64_t hash = args.size();
-  for (const TermId part : args) {
-    hash = (hash ^ part) * 0x9E3779B97F4A7C15U;
-    hash ^= hash >> 29U;
+  const void* const bytes = args.data();
+  return std::hash<std::string_view>()(
+      {static_cast<const char*>(bytes), args.size() * sizeof(TermId)});
+}
+
+TermId Terms::negate(TermId term) {
+  if (nodes_[term].negation == kNoTerm) {
+    const TermId negation = make(Op::kNot, {term});
+    nodes_[term].negation = negation;
   }
-  return static_cast<std::size_t>(hash);
+  return nodes_[term].negation;
 }
 
 TermId Terms::make(Op op, const TermIds& args) {
   auto& applications = applications_[static_cast<std::size_t>(op)];
-  const auto known = applications.find(args);
-  if (known != applications.end()) return known->second;
+  const auto [entry, is_new] = applications.try_emplace(args, kNoTerm);
+  if (!is_new) return entry->second;
   const Sort sort = op < Op::kIte       ? Sort::kBool
                     : op == Op::kToReal ? Sort::kReal
                     : op == Op::kToInt  ? Sort::kInt
                                         : nodes_[args.back()].sort;
-  const TermId term = add(op, sort);
-  nodes_[term].args = &applications.emplace(args, term).first->first;
-  if (op <= Op::kIte) return term;
-  std::vector<const mpq_class*> numbers;
-  for (const TermId part : args) {
-    numbers.push_back(value(part));
-    if (numbers.back() == nullptr) return term;
-  }
-  if (auto result = compute(op, numbers)) {
+  const TermId term = entry->second = add(op, sort);
+  nodes_[term].args = &entry->first;
+  if (auto result = compute(op, args)) {
     nodes_[term].value = &values_.emplace_back(std::move(*result));
   }
   return term;

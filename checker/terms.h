@@ -14,6 +14,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "checker/reader.h"
+
 namespace vorn::checker {
 
 /// The sorts of terms.
@@ -88,13 +90,6 @@ std::size_t bits(const mpq_class& value);
 /// The greatest integer that is not above the value.
 mpz_class floor_of(const mpq_class& value);
 
-/// What an operator makes of the values of its arguments, by its meaning in
-/// SMT-LIB; a truth value is 1 or 0. Nothing if that divides by 0, or if
-/// numbers get too long: products of products can square the length of a number
-/// with each term, which no sensible script does.
-std::optional<mpq_class> compute(Op op,
-                                 const std::vector<const mpq_class*>& args);
-
 /// Terms as they are written, each kept once: two terms are the same exactly if
 /// their numbers are. `let`, definitions and names of terms are gone; numbers
 /// are the same if their values and sorts are; an integer beside a real is
@@ -110,19 +105,21 @@ class Terms {
 
   /// A new constant, unlike any other.
   TermId symbol(Sort sort) { return add(Op::kSymbol, sort); }
-  /// A number without sign; `value` is an integer if `sort` is Int.
-  TermId number(const mpq_class& value, Sort sort);
+  /// A number without sign: digits with at most one point among them. Without a
+  /// point it is of that sort.
+  TermId number(const std::string& digits, Sort sort);
   /// true or false.
   TermId boolean(bool value) const { return value ? kTrueId : kFalseId; }
   /// (not t).
-  TermId negate(TermId term) { return make(Op::kNot, {term}); }
+  TermId negate(TermId term);
 
   /// A term of arguments whose number and sorts are right.
   TermId make(Op op, const TermIds& args);
 
   /// A term of any arguments, which are brought to the sorts that they must
-  /// have. Returns kNoTerm and says why in `error` if that cannot be done.
-  TermId apply(const Operator& function, TermIds& args, std::string& error);
+  /// have. Throws a Rejection at `position` if that cannot be done.
+  TermId apply(const Operator& function, TermIds& args,
+               const Position& position);
 
   /// The term itself if it is of that sort, to_real of an integer if `sort` is
   /// Real, of a constant the real of its value, and kNoTerm otherwise.
@@ -142,7 +139,8 @@ class Terms {
   TermId arg(TermId term, std::size_t i) const { return args(term)[i]; }
   /// Its arguments, which stay where they are.
   const TermIds& args(TermId term) const { return *nodes_[term].args; }
-  /// The value of a number or of arithmetic on numbers alone, otherwise null.
+  /// What the term is worth whatever symbols stand for, truth as 1 or 0. Null
+  /// if it has symbols, divides by 0 or comes to numbers that get too long.
   const mpq_class* value(TermId term) const { return nodes_[term].value; }
   /// Terms have numbers from 1 up to but without this one.
   std::size_t size() const { return nodes_.size(); }
@@ -151,6 +149,7 @@ class Terms {
   struct Node {
     const TermIds* args;     // in applications_
     const mpq_class* value;  // in values_
+    TermId negation;         // kNoTerm while there is none
     Op op;
     Sort sort;
   };
@@ -162,7 +161,8 @@ class Terms {
   static constexpr TermId kFalseId = 2;
 
   TermId add(Op op, Sort sort);
-  const char* unify(Args wanted, TermId* first, TermId* last);
+  TermId number_of(const mpq_class& value, Sort sort);
+  std::optional<mpq_class> compute(Op op, const TermIds& args) const;
 
   std::vector<Node> nodes_;
   // For each operator, from arguments to terms.
@@ -170,7 +170,8 @@ class Terms {
   std::pmr::vector<std::pmr::unordered_map<TermIds, TermId, Hash>>
       applications_;
   std::deque<mpq_class> values_;
-  std::unordered_map<std::string, TermId> numbers_;
+  // By digits and by value, each with the sort.
+  Names<TermId> numbers_;
 };
 
 }  // namespace vorn::checker
