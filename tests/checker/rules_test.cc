@@ -253,7 +253,8 @@ TEST(RulesTest, OtherArgumentsAreRejected) {
     EXPECT_NE(mistake(fewer), "") << example.rule;
     if (example.arguments.size() != 1) continue;
     for (const char* other :
-         {"0", "3", "-1", "(- 1)", "1.5", "99999999999999999999", "p", "x"}) {
+         {"0", "3", "-1", "(- 1)", "1.5", "99999999999999999999", "p", "x",
+          "true", "false"}) {
       Example changed = example;
       changed.arguments[0] = other;
       if (changed.arguments == example.arguments) continue;
@@ -468,6 +469,7 @@ TEST(RulesTest, IteIntroRejectsWhatIsNotSaidOfTheTerm) {
       "(ite p (= x " + v + ") (= " + v + " y))",
       "(ite p (= " + v + " x) p)",
       "(ite p (= x x) (= x y))",
+      "(ite p (= (ite p q p) q) (= (ite p q p) p))",
       "p",
   };
   for (const std::string& choice : kWrong) {
