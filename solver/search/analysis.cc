@@ -47,7 +47,7 @@ bool Search::resolve_conflict(bool from_theory) {
     }
     if (highest == 0) {
       if (level() == 0) note_units();
-      refutation_ = derive({});
+      refutation_ = derive_empty();
       consistent_ = false;
       return false;
     }
@@ -72,7 +72,7 @@ void Search::learn_from_conflict(int level) {
   phases_.record_assignment(trail_, level_starts_.back());
   analyze();
   minimise();
-  learn(derive(learnt_));
+  learn(derive_learnt());
   clear_marks();
   heap_.decay();
   decay_clauses();
@@ -82,10 +82,13 @@ void Search::learn_from_conflict(int level) {
 }
 
 /// Resolves conflict_ into learnt_, with the literal of the current level
-/// first. Ensures: the variables of learnt_ are marked kSeen.
+/// first. Ensures: the variables of learnt_ are marked kSeen; premises_ and
+/// resolved_ are what learnt_ follows from.
 void Search::analyze() {
   int open = 0;  // marked literals of the current level, not yet resolved away
   learnt_.assign(1, Literal());
+  resolved_.assign(1, conflict_number_);
+  premises_.clear();
   if (conflict_ref_ != kNoReason) use_clause(conflict_ref_);
   for (const Literal literal : conflict_) mark_literal(literal, open);
   std::size_t position = trail_.size();
@@ -101,6 +104,7 @@ void Search::analyze() {
     const ClauseRef reason = reason_of(last);
     assert(reason != kNoReason);
     if (!is_explanation(reason)) use_clause(reason);
+    if (gate_.is_watched()) resolved_.push_back(number_of(reason));
     const Clause clause = clause_of(reason);
     for (int i = 0; i < clause.size(); ++i) {
       if (clause[i] != last) mark_literal(clause[i], open);
@@ -111,8 +115,12 @@ void Search::analyze() {
 void Search::mark_literal(Literal literal, int& open) {
   const int variable = literal.variable();
   const int variable_level = level_of(variable);
-  if (mark_of(variable) != Mark::kNone || variable_level == 0) return;
+  if (mark_of(variable) != Mark::kNone) return;
   assert(value(literal) == Value::kFalse);
+  if (variable_level == 0) {
+    note_fixed(variable);
+    return;
+  }
   mark_of(variable) = Mark::kSeen;
   marked_.push_back(variable);
   heap_.bump(variable);
@@ -193,14 +201,22 @@ int Search::stamp_levels(const std::vector<Literal>& clause) {
   return result;
 }
 
+/// Takes out of learnt_ what follows from the rest of it. Ensures: what was
+/// taken out is in removed_, marked kRedundant, or in shortened_.
 void Search::minimise() {
+  removed_.clear();
   shortened_.clear();
   const std::size_t before = learnt_.size();
   const int glue = stamp_levels(learnt_);
   std::size_t kept = 1;
   for (std::size_t i = 1; i < learnt_.size(); ++i) {
     const Literal literal = learnt_[i];
-    if (!is_redundant(literal)) learnt_[kept++] = literal;
+    if (!is_redundant(literal)) {
+      learnt_[kept++] = literal;
+    } else if (gate_.is_watched()) {
+      mark_of(literal.variable()) = Mark::kRedundant;
+      removed_.push_back(literal);
+    }
   }
   learnt_.resize(kept);
   if (glue <= kMaxShortenedGlue &&
@@ -330,6 +346,8 @@ void Search::learn(ClauseNumber number) {
 /// falsity was derived from, and itself.
 void Search::analyze_assumption(Literal assumption) {
   failed_.assign(1, assumption);
+  resolved_.clear();
+  premises_.clear();
   if (level_of(assumption.variable()) == 0) {
     refutation_ = derive_failed();
     return;
@@ -345,10 +363,15 @@ void Search::analyze_assumption(Literal assumption) {
       failed_.push_back(literal);
       continue;
     }
+    if (gate_.is_watched()) resolved_.push_back(number_of(reason));
     const Clause clause = clause_of(reason);
     for (int k = 0; k < clause.size(); ++k) {
       const int variable = clause[k].variable();
-      if (level_of(variable) == 0 || mark_of(variable) != Mark::kNone) continue;
+      if (mark_of(variable) != Mark::kNone) continue;
+      if (level_of(variable) == 0) {
+        note_fixed(variable);
+        continue;
+      }
       mark_of(variable) = Mark::kSeen;
       marked_.push_back(variable);
     }

@@ -35,7 +35,7 @@ bool Search::add_clause(const std::vector<Literal>& clause,
   note_units();
   if (conflict != kNoReason) {
     note_conflict(conflict);
-    refutation_ = derive({});
+    refutation_ = derive_empty();
     consistent_ = false;
   }
   return consistent_;

@@ -2,11 +2,11 @@
 // What the listener is told: from which clauses each learnt one follows.
 //
 // Nothing here runs while nobody listens, and nothing that the search does
-// depends on it. A derivation is found anew, after the clause is: from the
-// conflict backwards through the reasons of literals that the clause does not
-// have, depth first, so that each premise comes after those that it needs.
-// That covers minimisation without any bookkeeping in it; a literal that a
-// binary clause made superfluous has that clause in place of its reason.
+// depends on it. Analysis leaves behind what it resolved with, from the
+// conflict backwards, which is turned round: each premise comes after those
+// that it needs. In front of that stands why minimisation took literals out:
+// binary clauses, and reasons, found anew for the literals that went, depth
+// first.
 //
 // At level 0 reasons are kept until the level is propagated, and then each
 // literal becomes a clause of its own.
@@ -78,71 +78,85 @@ ClauseNumber Search::note_shorter(const std::vector<Literal>& clause,
   return result;
 }
 
-/// The number of a clause that follows from conflict_ and reasons.
-/// Requires: the reasons were asked for, and lead to literals of the clause.
-ClauseNumber Search::derive(const std::vector<Literal>& clause) {
-  if (!gate_.is_watched()) return 0;
-  premises_.clear();
-  ++settled_stamp_;
-  settled_stamps_.resize(variables_.size(), 0);
-  const auto settle = [this](Literal literal) {
-    const auto position = static_cast<std::size_t>(literal.variable());
-    return std::exchange(settled_stamps_[position], settled_stamp_) !=
-           settled_stamp_;
-  };
-  for (const Literal literal : clause) settle(literal);
+/// Level 0 has a premise for a variable, which is marked.
+void Search::use_unit(int variable) {
+  mark_of(variable) = Mark::kSeen;
+  marked_.push_back(variable);
+  premises_.push_back(gate_.unit(variable));
+}
+
+/// Notes the reasons of removed_, each after those that it needs.
+/// Requires: literals that reasons lead to are marked, and kRedundant if they
+/// were removed or lead to others themselves. Ensures: they are kSeen.
+void Search::use_reasons_of_removed() {
   frames_.clear();
-  const auto need = [&](Literal literal) {
-    const int variable = literal.variable();
-    if (!settle(literal)) return;
-    if (level_of(variable) == 0) {
-      premises_.push_back(gate_.unit(variable));
-      return;
-    }
-    const auto binary = std::find_if(
-        shortened_.begin(), shortened_.end(),
-        [variable](const auto& entry) { return entry.first == variable; });
-    if (binary != shortened_.end()) {
-      premises_.push_back(clauses_.number(binary->second));
-      return;
-    }
-    const ClauseRef reason = variable_at(variable).reason;
-    assert(reason != kNoReason && reason != kTheoryReason);
-    frames_.push_back({literal, reason, 0});
+  const auto need = [this](Literal literal) {
+    Mark& mark = mark_of(literal.variable());
+    if (mark != Mark::kRedundant) return;
+    mark = Mark::kSeen;
+    frames_.push_back({literal, variable_at(literal.variable()).reason, 0});
   };
-  for (const Literal literal : conflict_) {
+  for (const Literal literal : removed_) {
     need(literal);
     while (!frames_.empty()) {
       Frame& frame = frames_.back();
       const Clause reason = clause_of(frame.reason);
       if (frame.next < reason.size()) {
         const Literal next = reason[frame.next++];
-        if (next.variable() != frame.literal.variable()) need(next);
+        const int variable = next.variable();
+        if (level_of(variable) > 0) {
+          need(next);
+        } else if (mark_of(variable) == Mark::kNone) {
+          use_unit(variable);
+        }
         continue;
       }
       premises_.push_back(number_of(frame.reason));
       frames_.pop_back();
     }
   }
-  premises_.push_back(conflict_number_);
+}
+
+/// The number of a clause that follows from premises_, and from resolved_ from
+/// the last one to the first.
+ClauseNumber Search::derive_from_resolved(const std::vector<Literal>& clause) {
+  premises_.insert(premises_.end(), resolved_.rbegin(), resolved_.rend());
   return gate_.derive(clause, premises_);
+}
+
+/// The number of learnt_.
+ClauseNumber Search::derive_learnt() {
+  if (!gate_.is_watched()) return 0;
+  for (const auto& [variable, binary] : shortened_) {
+    mark_of(variable) = Mark::kSeen;
+    premises_.push_back(clauses_.number(binary));
+  }
+  use_reasons_of_removed();
+  return derive_from_resolved(learnt_);
+}
+
+/// The number of the empty clause. Requires: level 0 contradicts conflict_.
+ClauseNumber Search::derive_empty() {
+  if (!gate_.is_watched()) return 0;
+  premises_.clear();
+  for (const Literal literal : conflict_) {
+    premises_.push_back(gate_.unit(literal.variable()));
+  }
+  premises_.push_back(conflict_number_);
+  return gate_.derive({}, premises_);
 }
 
 /// The number of a clause that says that the assumptions in failed_ have no
 /// model in common; 0 if the first is the opposite of another.
-/// Requires: the first of them is false.
+/// Requires: the first of them is false; resolved_ and premises_ say why.
 ClauseNumber Search::derive_failed() {
   if (!gate_.is_watched()) return 0;
   const int variable = failed_[0].variable();
   if (level_of(variable) == 0) return gate_.unit(variable);
-  const ClauseRef reason = variable_at(variable).reason;
-  if (reason == kNoReason) return 0;
-  note_conflict(reason);
-  // Of the clause learnt last, which has nothing to do with this one.
-  shortened_.clear();
+  if (variable_at(variable).reason == kNoReason) return 0;
   std::vector<Literal> negated;
   for (const Literal literal : failed_) negated.push_back(~literal);
-  return derive(negated);
+  return derive_from_resolved(negated);
 }
 
 }  // namespace vorn::solver

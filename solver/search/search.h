@@ -338,7 +338,14 @@ class Search {
   ClauseNumber note_shorter(const std::vector<Literal>& clause,
                             const std::vector<Literal>& shorter,
                             ClauseNumber number);
-  ClauseNumber derive(const std::vector<Literal>& clause);
+  void note_fixed(int variable) {
+    if (gate_.is_watched()) use_unit(variable);
+  }
+  void use_unit(int variable);
+  void use_reasons_of_removed();
+  ClauseNumber derive_from_resolved(const std::vector<Literal>& clause);
+  ClauseNumber derive_learnt();
+  ClauseNumber derive_empty();
   ClauseNumber derive_failed();
 
   // reduction.cc: storing and deleting clauses.
@@ -419,14 +426,15 @@ class Search {
   std::vector<Mark> marks_;
   std::vector<int> marked_;  // variables whose mark is set
   std::vector<Frame> frames_;
-  // For the listener: variables whose literal a binary clause took out of
-  // learnt_, with that clause; level-0 literals already noted; premises; what
-  // the derivation under way has settled.
+  // For the listener: literals that were taken out of learnt_ because of their
+  // reasons, and variables whose literal a binary clause took out, with that
+  // clause; level-0 literals already noted; premises; what was resolved
+  // in this order, from the conflict on.
+  std::vector<Literal> removed_;
   std::vector<std::pair<int, ClauseRef>> shortened_;
   std::size_t num_noted_units_ = 0;
   std::vector<ClauseNumber> premises_;
-  std::vector<std::uint64_t> settled_stamps_;  // by variable
-  std::uint64_t settled_stamp_ = 0;
+  std::vector<ClauseNumber> resolved_;
   std::vector<std::uint64_t> level_stamps_;
   std::uint64_t stamp_ = 0;
 };
