@@ -8,97 +8,94 @@
 namespace vorn::solver {
 namespace {
 
-constexpr int kUnnamed = -1;
-constexpr int kSelector = -2;
+// In place of the kind of a clause that follows from others.
+constexpr unsigned kDerived = 31;
 
-constexpr std::uint32_t kRule = std::uint32_t{1} << 31;
+// Numbers of a step of a certificate, but its tasks.
+constexpr std::size_t kStepNumbers = 5;
 
 }  // namespace
 
 void ProofLog::begin(ClauseNumber number, const std::vector<Literal>& clause,
-                     bool is_derived, ClauseOrigin origin) {
-  assert(number == entries_.size() + 1);
-  if (number >= std::numeric_limits<std::uint32_t>::max()) {
+                     unsigned kind, std::size_t num_more) {
+  assert(number == clauses_.size() + 1);
+  if (number >= std::numeric_limits<ClauseNumber>::max()) {
     throw std::bad_alloc();
   }
-  const std::uint64_t start = words_.size();
+  own_.clear();
   for (const Literal literal : clause) {
     const Literal own = named(literal);
-    if (own.is_defined()) {
-      words_.push_back(static_cast<std::uint32_t>(own.code()));
-    }
+    if (own.is_defined()) own_.push_back(own);
   }
-  entries_.push_back(
-      {start, words_.size(), origin.detail, origin.kind, is_derived});
+  clauses_.begin_row(2 + own_.size() + num_more);
+  clauses_.put(kind);
+  clauses_.put(own_.size());
+  for (const Literal own : own_) clauses_.put(own.index());
 }
 
 void ProofLog::added(ClauseNumber number, const std::vector<Literal>& clause,
                      ClauseOrigin origin) {
-  begin(number, clause, false, origin);
+  begin(number, clause, static_cast<unsigned>(origin.kind), 1);
+  clauses_.put(origin.detail);
 }
 
-// A constraint is one word, with its direction in the last bit; all else begins
-// with a word that has the first bit.
+void ProofLog::derived(ClauseNumber number, const std::vector<Literal>& clause,
+                       const std::vector<ClauseNumber>& premises) {
+  begin(number, clause, kDerived, 1 + premises.size());
+  clauses_.put(premises.size());
+  for (const ClauseNumber premise : premises) clauses_.put(number - premise);
+}
+
+// A step begins with its direction, whether it is a constraint, and the literal
+// or the rule.
 std::uint32_t ProofLog::add_certificate(const MachineCertificate& certificate) {
-  certificates_.push_back(
-      {machine_words_.size(), certificate.origin, certificate.crossing});
+  certified_.push_back({certificate.origin, certificate.crossing});
+  certificates_.begin_row(1 + certificate.steps.size() * kStepNumbers +
+                          certificate.tasks.size());
+  certificates_.put(certificate.steps.size());
   for (const MachineStep& step : certificate.steps) {
-    const auto code = static_cast<std::uint32_t>(step.literal.code());
-    const std::uint32_t direction = step.direction;
-    if (step.rule == MachineRule::kConstraint) {
-      machine_words_.push_back(2 * code + direction);
-      continue;
+    const bool is_constraint = step.rule == MachineRule::kConstraint;
+    const std::uint64_t first =
+        is_constraint ? step.literal.index() : static_cast<unsigned>(step.rule);
+    certificates_.put(4 * first + (is_constraint ? 2 : 0) + step.direction);
+    if (is_constraint) continue;
+    certificates_.put(static_cast<std::uint32_t>(step.literal.code() + 1));
+    certificates_.put(static_cast<std::uint32_t>(step.machine));
+    certificates_.put(step.task);
+    certificates_.put(step.num_tasks);
+    for (std::uint32_t k = 0; k < step.num_tasks; ++k) {
+      certificates_.put(certificate.tasks[step.first_task + k]);
     }
-    machine_words_.insert(
-        machine_words_.end(),
-        {kRule | 2 * static_cast<std::uint32_t>(step.rule) | direction, code,
-         static_cast<std::uint32_t>(step.machine), step.task, step.num_tasks});
-    const auto first = certificate.tasks.begin() +
-                       static_cast<std::ptrdiff_t>(step.first_task);
-    machine_words_.insert(machine_words_.end(), first, first + step.num_tasks);
   }
-  return static_cast<std::uint32_t>(certificates_.size() - 1);
+  return static_cast<std::uint32_t>(certified_.size() - 1);
 }
 
 MachineCertificate ProofLog::certificate(std::uint32_t detail) const {
-  const Packed& packed = certificates_[detail];
   MachineCertificate result;
-  result.origin = packed.origin;
-  result.crossing = packed.crossing;
-  const std::uint64_t end = detail + 1 < certificates_.size()
-                                ? certificates_[detail + 1].start
-                                : machine_words_.size();
-  const auto direction_of = [](std::uint32_t word) {
-    return static_cast<TimeDirection>(word & 1U);
-  };
-  for (std::uint64_t k = packed.start; k < end; ++k) {
-    const std::uint32_t word = machine_words_[k];
-    MachineStep step{MachineRule::kConstraint, direction_of(word)};
-    if ((word & kRule) == 0) {
-      step.literal = Literal::from_code(static_cast<int>(word / 2));
+  result.origin = certified_[detail].origin;
+  result.crossing = certified_[detail].crossing;
+  NumberLog::Reader reader = certificates_.row(detail);
+  for (std::uint64_t left = reader.next(); left > 0; --left) {
+    const std::uint64_t first = reader.next();
+    MachineStep step{MachineRule::kConstraint,
+                     static_cast<TimeDirection>(first & 1U)};
+    if ((first & 2U) != 0) {
+      step.literal = Literal::from_code(static_cast<int>(first / 4));
     } else {
-      step.rule = static_cast<MachineRule>((word & ~kRule) / 2);
-      const auto code = static_cast<int>(machine_words_[++k]);
-      if (code != Literal().code()) step.literal = Literal::from_code(code);
-      step.machine = static_cast<int>(machine_words_[++k]);
-      step.task = machine_words_[++k];
-      step.num_tasks = machine_words_[++k];
+      step.rule = static_cast<MachineRule>(first / 4);
+      const auto code = static_cast<int>(reader.next()) - 1;
+      if (code >= 0) step.literal = Literal::from_code(code);
+      step.machine = static_cast<int>(reader.next());
+      step.task = reader.next_word();
+      step.num_tasks = reader.next_word();
       step.first_task = static_cast<std::uint32_t>(result.tasks.size());
-      for (std::uint32_t left = step.num_tasks; left > 0; --left) {
-        result.tasks.push_back(machine_words_[++k]);
+      for (std::uint32_t k = 0; k < step.num_tasks; ++k) {
+        result.tasks.push_back(reader.next_word());
       }
     }
     result.steps.push_back(step);
   }
   return result;
-}
-
-void ProofLog::derived(ClauseNumber number, const std::vector<Literal>& clause,
-                       const std::vector<ClauseNumber>& premises) {
-  begin(number, clause, true, {});
-  for (const ClauseNumber premise : premises) {
-    words_.push_back(static_cast<std::uint32_t>(premise));
-  }
 }
 
 void ProofLog::shrunk(int num_variables) {
@@ -107,46 +104,41 @@ void ProofLog::shrunk(int num_variables) {
   }
 }
 
-Literal ProofLog::named(Literal literal) {
-  const auto variable = static_cast<std::size_t>(literal.variable());
-  if (variable >= name_of_.size()) name_of_.resize(variable + 1, kUnnamed);
-  int& name = name_of_[variable];
-  if (name == kUnnamed) {
-    Name meaning;
-    const AtomTable& atoms = problem_.atoms();
-    if (const auto position = atoms.position_of(literal.variable())) {
-      const AtomTable::Atom& atom = atoms.atoms()[*position];
-      const dl::Edge& edge = atoms.constraint(atom.constraints[0]).edge;
-      meaning.is_bound = true;
-      meaning.bound = {atoms.term_of(edge.source), atoms.term_of(edge.target),
-                       edge.weight};
-    } else {
-      const Problem::Meaning known = problem_.meaning(literal.variable());
-      meaning.term = known.term;
-      meaning.is_negated = known.is_negated;
-    }
-    if (!meaning.is_bound && meaning.term == nullptr) {
-      name = kSelector;
-    } else {
-      name = static_cast<int>(names_.size());
-      names_.push_back(meaning);
-    }
+int ProofLog::make_name(int variable) {
+  Name meaning;
+  const AtomTable& atoms = problem_.atoms();
+  if (const auto position = atoms.position_of(variable)) {
+    const AtomTable::Atom& atom = atoms.atoms()[*position];
+    const dl::Edge& edge = atoms.constraint(atom.constraints[0]).edge;
+    meaning.is_bound = true;
+    meaning.bound = {atoms.term_of(edge.source), atoms.term_of(edge.target),
+                     edge.weight};
+  } else {
+    const Problem::Meaning known = problem_.meaning(variable);
+    if (known.term == nullptr) return kSelector;
+    meaning.term = known.term;
+    meaning.is_negated = known.is_negated;
   }
-  return name == kSelector ? Literal() : Literal(name, literal.is_negated());
+  names_.push_back(meaning);
+  return static_cast<int>(names_.size()) - 1;
 }
 
 ProofLog::Step ProofLog::step(ClauseNumber number) const {
-  const Entry& entry = entries_[number - 1];
+  NumberLog::Reader reader = clauses_.row(number - 1);
   Step step;
-  step.is_derived = entry.is_derived;
-  step.origin = {entry.kind, entry.detail};
-  step.literals.reserve(entry.premises - entry.start);
-  step.premises.reserve(end_of(number) - entry.premises);
-  for (std::uint64_t k = entry.start; k < entry.premises; ++k) {
-    step.literals.push_back(Literal::from_code(static_cast<int>(words_[k])));
+  const auto kind = reader.next();
+  step.is_derived = kind == kDerived;
+  step.literals.resize(reader.next());
+  for (Literal& literal : step.literals) {
+    literal = Literal::from_code(static_cast<int>(reader.next()));
   }
-  for (std::uint64_t k = entry.premises; k < end_of(number); ++k) {
-    step.premises.push_back(words_[k]);
+  if (!step.is_derived) {
+    step.origin = {static_cast<ClauseKind>(kind), reader.next_word()};
+    return step;
+  }
+  step.premises.resize(reader.next());
+  for (ClauseNumber& premise : step.premises) {
+    premise = number - reader.next_word();
   }
   return step;
 }
@@ -155,17 +147,15 @@ ProofLog::Step ProofLog::step(ClauseNumber number) const {
 // sets of tasks, those that separate its tasks.
 template <class Visit>
 void ProofLog::for_each_premise(ClauseNumber number, const Visit& visit) const {
-  const Entry& entry = entries_[number - 1];
-  for (std::uint64_t k = entry.premises; k < end_of(number); ++k) {
-    visit(words_[k]);
-  }
-  if (entry.is_derived || entry.kind != ClauseKind::kMachine) return;
-  const MachineCertificate found = certificate(entry.detail);
-  for (const MachineStep& step : found.steps) {
-    if (step.num_tasks == 0) continue;
-    const CertifiedMachine& known = machine(step.machine);
-    std::vector<std::uint32_t> tasks = found.set(step);
-    tasks.push_back(step.task);
+  const Step step = this->step(number);
+  for (const ClauseNumber premise : step.premises) visit(premise);
+  if (step.is_derived || step.origin.kind != ClauseKind::kMachine) return;
+  const MachineCertificate found = certificate(step.origin.detail);
+  for (const MachineStep& rule : found.steps) {
+    if (rule.num_tasks == 0) continue;
+    const CertifiedMachine& known = machine(rule.machine);
+    std::vector<std::uint32_t> tasks = found.set(rule);
+    tasks.push_back(rule.task);
     for (const std::size_t a : tasks) {
       for (const std::size_t b : tasks) {
         const auto& pair = known.pairs[a * known.tasks.size() + b];

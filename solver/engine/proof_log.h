@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "solver/engine/number_log.h"
 #include "solver/engine/problem.h"
 #include "solver/scheduling/machine_certificate.h"
 #include "solver/search/clause_gate.h"
@@ -21,9 +22,9 @@ namespace vorn::solver {
 /// A search gives the numbers of forgotten variables to others. Here each
 /// variable has a name of its own for good: literals below are of names.
 ///
-/// Cost: 4 bytes for each premise and literal, 24 for each clause; of a clause
-/// about sets of tasks, 4 for each constraint and task that took part. Nothing
-/// is ever forgotten.
+/// Cost: for each clause some 12 bytes, and 1 to 4 for each premise and
+/// literal; for one about sets of tasks another 24, and 1 to 4 for each
+/// constraint and task that took part. Nothing is ever forgotten.
 /// Ownership: borrows the problem, whose meanings it needs (see
 /// Problem::Problem), and their terms. Threads: none.
 class ProofLog final : public ClauseListener {
@@ -81,7 +82,13 @@ class ProofLog final : public ClauseListener {
     return names_[static_cast<std::size_t>(variable)];
   }
   /// The literal under the name of its variable; undefined for a selector's.
-  Literal named(Literal literal);
+  Literal named(Literal literal) {
+    const auto variable = static_cast<std::size_t>(literal.variable());
+    if (variable >= name_of_.size()) name_of_.resize(variable + 1, kUnnamed);
+    int& name = name_of_[variable];
+    if (name == kUnnamed) name = make_name(literal.variable());
+    return name == kSelector ? Literal() : Literal(name, literal.is_negated());
+  }
   /// A clause. Requires: it was reported.
   Step step(ClauseNumber number) const;
   /// The numbers of the clauses that `last` follows from, itself included,
@@ -89,35 +96,31 @@ class ProofLog final : public ClauseListener {
   std::vector<ClauseNumber> needed(ClauseNumber last) const;
 
  private:
-  struct Entry {
-    std::uint64_t start;     // in words_: literals, then premises
-    std::uint64_t premises;  // where these begin
-    std::uint32_t detail;
-    ClauseKind kind;
-    bool is_derived;
-  };
+  // In place of a variable's name.
+  static constexpr int kUnnamed = -1;
+  static constexpr int kSelector = -2;
 
+  int make_name(int variable);
   template <class Visit>
   void for_each_premise(ClauseNumber number, const Visit& visit) const;
   void begin(ClauseNumber number, const std::vector<Literal>& clause,
-             bool is_derived, ClauseOrigin origin);
-  std::uint64_t end_of(ClauseNumber number) const {
-    return number < entries_.size() ? entries_[number].start : words_.size();
-  }
+             unsigned kind, std::size_t num_more);
 
   const Problem& problem_;
-  std::vector<Entry> entries_;        // by number, less one
-  std::vector<std::uint32_t> words_;  // codes of literals, and premises
+  // By number, less one: the kind, or kDerived; how many literals there are,
+  // and their codes; then the detail, or how many premises there are, and by
+  // how much each is older.
+  NumberLog clauses_;
+  std::vector<Literal> own_;  // of the clause at hand
   std::vector<Name> names_;
   std::vector<CertifiedMachine> machines_;
-  /// Certificates: where each begins in machine_words_, and their terms.
-  struct Packed {
-    std::uint64_t start;
+  // A certificate's terms; and how many steps it has, with the numbers of each.
+  struct Certified {
     const Term* origin;
     const Term* crossing;
   };
-  std::vector<Packed> certificates_;
-  std::vector<std::uint32_t> machine_words_;
+  std::vector<Certified> certified_;
+  NumberLog certificates_;
   std::vector<int> name_of_;  // by the search's variable; kUnnamed, kSelector
 };
 
