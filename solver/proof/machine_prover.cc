@@ -294,8 +294,34 @@ void MachineProver::apply(const MachineStep& step,
 // --- Tasks that do not fit ---
 
 ProvedClause MachineProver::prove_misfit(Misfit misfit) {
-  std::vector<Task>& tasks = misfit.tasks;
-  std::sort(tasks.begin(), tasks.end());
+  std::sort(misfit.tasks.begin(), misfit.tasks.end());
+  ProvedClause& proved = misfits_[key_of(misfit)];
+  if (proved.step == 0) proved = do_prove_misfit(misfit);
+  return proved;
+}
+
+// All that a misfit's proof depends on. No literal is 0 or 1.
+std::vector<std::uint64_t> MachineProver::key_of(const Misfit& misfit) {
+  std::vector<std::uint64_t> key{static_cast<std::uint64_t>(misfit.machine)};
+  for (const Task a : misfit.tasks) {
+    key.push_back(0);
+    append(key, misfit.starts.at(a));
+    key.push_back(1);
+    append(key, misfit.ends.at(a));
+    key.push_back(a);
+  }
+  append(key, misfit.others);
+  for (const la::DNumber& end : {*misfit.low, *misfit.high}) {
+    key.push_back(constant(end.rational()));
+    key.push_back(is_strict(end) ? 1 : 0);
+  }
+  key.push_back(misfit.low_from);
+  key.push_back(misfit.high_from);
+  return key;
+}
+
+ProvedClause MachineProver::do_prove_misfit(Misfit& misfit) {
+  const std::vector<Task>& tasks = misfit.tasks;
   if (tasks.size() == 1) {
     Literals all = misfit.starts[tasks[0]];
     append(all, misfit.ends[tasks[0]]);
@@ -483,8 +509,8 @@ WrittenId MachineProver::extreme_of(const std::vector<WrittenId>& numbers,
     extreme = terms_.apply(
         "ite", {static_cast<WrittenId>(stays / 2), before, numbers[k]},
         store_.make_number(QNumber(0), sort_));
-    const ProvedClause if_stays = prover_.prove_branch(extreme, true);
-    const ProvedClause if_not = prover_.prove_branch(extreme, false);
+    const ProvedClause& if_stays = branch(extreme, true);
+    const ProvedClause& if_not = branch(extreme, false);
     const WrittenLiteral same = equal_literal(extreme, before);
     const WrittenLiteral next = equal_literal(extreme, numbers[k]);
     // It is within the one before, and the number.
@@ -546,7 +572,7 @@ void MachineProver::count_uses(const MachineCertificate& certificate) {
 int MachineProver::whole(int machine) {
   const auto [place, is_new] =
       whole_.try_emplace(machine, static_cast<int>(rests_.size()));
-  if (is_new) rests_.push_back({machine, -1, 0, {}, {}, {}, {}});
+  if (is_new) rests_.push_back({machine, -1, 0, {}, {}, {}});
   return place->second;
 }
 
@@ -554,8 +580,7 @@ int MachineProver::rest_without(int rest, Task task) {
   const auto next = static_cast<int>(rests_.size());
   const auto [place, is_new] = rest_at(rest).children.try_emplace(task, next);
   const int result = place->second;
-  if (is_new)
-    rests_.push_back({rest_at(rest).machine, rest, task, {}, {}, {}, {}});
+  if (is_new) rests_.push_back({rest_at(rest).machine, rest, task, {}, {}, {}});
   return result;
 }
 
@@ -594,15 +619,6 @@ WrittenLiteral MachineProver::branch_literal(int rest, Task task,
                                              bool is_after) {
   const WrittenId start = start_of(rest, task);
   return equal_literal(start, terms_.arg(start, is_after ? 1 : 2));
-}
-
-const ProvedClause& MachineProver::branch_of(int rest, Task task,
-                                             bool is_after) {
-  ProvedClause& clause = rest_at(rest).branches[is_after ? 0 : 1][task];
-  if (clause.step == 0) {
-    clause = prover_.prove_branch(start_of(rest, task), is_after);
-  }
-  return clause;
 }
 
 // One of two tasks comes first.
@@ -712,6 +728,13 @@ WrittenId MachineProver::plus(WrittenId number, const QNumber& time) {
   if (time.sign() == 0) return number;
   return terms_.apply("+", {number, constant(time)},
                       store_.make_number(QNumber(0), sort_));
+}
+
+// That a number by cases is its first branch, or its second one.
+const ProvedClause& MachineProver::branch(WrittenId number, bool is_first) {
+  ProvedClause& clause = branches_[2 * WrittenLiteral{number} + is_first];
+  if (clause.step == 0) clause = prover_.prove_branch(number, is_first);
+  return clause;
 }
 
 WrittenLiteral MachineProver::equal_literal(WrittenId left, WrittenId right) {

@@ -99,8 +99,6 @@ class MachineProver {
     std::map<Task, int> children;
     std::map<Task, WrittenId> starts;
     std::map<std::pair<Task, Task>, ProvedClause> separations;
-    /// If a task came after the one taken out, and if not.
-    std::map<Task, ProvedClause> branches[2];
   };
   /// Tasks that do not fit, and from which bounds that follows.
   struct Misfit {
@@ -160,6 +158,8 @@ class MachineProver {
   Literals order_reasons(int machine, Task a, Task b);
   void apply(const MachineStep& step, const std::vector<Task>& set);
   ProvedClause prove_misfit(Misfit misfit);
+  std::vector<std::uint64_t> key_of(const Misfit& misfit);
+  ProvedClause do_prove_misfit(Misfit& misfit);
   static bool is_span_worth(std::size_t size, std::size_t num_uses);
   ProvedClause prove_by_span(const Misfit& misfit);
   ProvedClause prove_by_removal(const Misfit& misfit);
@@ -179,7 +179,9 @@ class MachineProver {
   WrittenId start_of(int rest, Task task);
   WrittenLiteral order_of(int rest, Task a, Task b);
   WrittenLiteral branch_literal(int rest, Task task, bool is_after);
-  const ProvedClause& branch_of(int rest, Task task, bool is_after);
+  const ProvedClause& branch_of(int rest, Task task, bool is_after) {
+    return branch(start_of(rest, task), is_after);
+  }
   const ProvedClause& separation_of(int rest, Task a, Task b);
   ProvedClause prove_given_separation(int rest, Task a, Task b);
   ProvedClause prove_separation(int rest, Task a, Task b);
@@ -188,6 +190,7 @@ class MachineProver {
   WrittenId number_of(const Term* term);
   WrittenId constant(const QNumber& value);
   WrittenId plus(WrittenId number, const QNumber& time);
+  const ProvedClause& branch(WrittenId number, bool is_first);
   WrittenLiteral equal_literal(WrittenId left, WrittenId right);
   WrittenLiteral compare(WrittenId left, WrittenId right, bool strict);
   ProvedClause sum(const Literals& reasons, WrittenLiteral conclusion = 0,
@@ -209,6 +212,9 @@ class MachineProver {
   /// By machine and tasks, ascending.
   std::map<std::pair<int, std::vector<Task>>, std::size_t> num_uses_;
   std::map<std::pair<int, std::vector<Task>>, Span> spans_;
+  Steps misfits_;
+  /// By number, and whether it is the first branch.
+  std::unordered_map<WrittenLiteral, ProvedClause> branches_;
   /// Sums of bounds, by their literals; equalities are not negated.
   Steps sums_;
   /// Resolvents, by their premises.
