@@ -166,22 +166,24 @@ void ProofLog::for_each_premise(ClauseNumber number, const Visit& visit) const {
   }
 }
 
-std::vector<ClauseNumber> ProofLog::needed(ClauseNumber last) const {
-  std::vector<char> is_needed(last + 1, 0);
-  is_needed[last] = 1;
+std::vector<ProofLog::Needed> ProofLog::needed(ClauseNumber last) const {
+  std::vector<char> num_uses(last + 1, 0);  // as far as 2
+  num_uses[last] = 1;
   std::size_t count = 0;
   for (ClauseNumber number = last; number > 0; --number) {
-    if (is_needed[number] == 0) continue;
+    if (num_uses[number] == 0) continue;
     ++count;
-    for_each_premise(
-        number, [&is_needed](ClauseNumber premise) { is_needed[premise] = 1; });
+    for_each_premise(number, [&num_uses](ClauseNumber premise) {
+      if (num_uses[premise] < 2) ++num_uses[premise];
+    });
   }
-  std::vector<ClauseNumber> numbers;
-  numbers.reserve(count);
+  std::vector<Needed> result;
+  result.reserve(count);
   for (ClauseNumber number = 1; number <= last; ++number) {
-    if (is_needed[number] != 0) numbers.push_back(number);
+    if (num_uses[number] == 0) continue;
+    result.push_back({number, num_uses[number] == 1});
   }
-  return numbers;
+  return result;
 }
 
 }  // namespace vorn::solver

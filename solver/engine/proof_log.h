@@ -91,9 +91,15 @@ class ProofLog final : public ClauseListener {
   }
   /// A clause. Requires: it was reported.
   Step step(ClauseNumber number) const;
-  /// The numbers of the clauses that `last` follows from, itself included,
-  /// ascending.
-  std::vector<ClauseNumber> needed(ClauseNumber last) const;
+  /// A clause that takes part.
+  struct Needed {
+    /// Its number.
+    ClauseNumber number;
+    /// Whether a single other one follows from it.
+    bool is_used_once;
+  };
+  /// The clauses that `last` follows from, itself included, by number.
+  std::vector<Needed> needed(ClauseNumber last) const;
 
  private:
   // In place of a variable's name.

@@ -91,6 +91,12 @@ class ClauseProver {
                        const std::vector<const ProvedClause*>& others) {
     return tautologies_.resolve(first, others);
   }
+  /// See Tautologies::resolvent.
+  std::vector<WrittenLiteral> resolvent(
+      const ProvedClause& first,
+      const std::vector<const ProvedClause*>& others) {
+    return tautologies_.resolvent(first, others);
+  }
 
  private:
   /// A bound, the same for a bound and its negation.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <iterator>
 
 #include "solver/terms/difference_bound.h"
 
@@ -19,7 +20,8 @@ la::DNumber negate(const la::DNumber& time) {
 
 }  // namespace
 
-ProvedClause MachineProver::prove(const MachineCertificate& certificate) {
+std::vector<ProvedClause> MachineProver::prove(
+    const MachineCertificate& certificate) {
   origin_ = certificate.origin;
   facts_.clear();
   inferences_.clear();
@@ -37,11 +39,10 @@ ProvedClause MachineProver::prove(const MachineCertificate& certificate) {
       apply(step, certificate.set(step));
     }
   }
-  if (inferences_.empty()) return ProvedClause();
-  std::vector<const ProvedClause*> clauses;
-  for (const ProvedClause& clause : inferences_) clauses.push_back(&clause);
-  std::reverse(clauses.begin(), clauses.end());
-  return resolve(clauses);
+  std::vector<ProvedClause> clauses(
+      std::make_move_iterator(inferences_.rbegin()),
+      std::make_move_iterator(inferences_.rend()));
+  return clauses;
 }
 
 // --- Times ---

@@ -60,8 +60,9 @@ class MachineProver {
   /// Tells of a clause that is going to be proved, so that what several have
   /// in common is proved once. Requires: all are told of before the first.
   void count_uses(const MachineCertificate& certificate);
-  /// The clause that was found in this way. Its step is 0 if it was not.
-  ProvedClause prove(const MachineCertificate& certificate);
+  /// Clauses of which the one that was found in this way is the resolvent, from
+  /// the first one on. Empty if it was not.
+  std::vector<ProvedClause> prove(const MachineCertificate& certificate);
 
  private:
   using Task = std::uint32_t;
@@ -197,7 +198,9 @@ class MachineProver {
                    const Literals& raised = {}, const Literals& lowered = {});
   const std::string& coefficient(WrittenLiteral comparison);
   ProvedClause resolve(const std::vector<const ProvedClause*>& clauses);
-  void use(ProvedClause clause) { inferences_.push_back(std::move(clause)); }
+  void use(ProvedClause clause) {
+    if (clause.step != 0) inferences_.push_back(std::move(clause));
+  }
 
   TermStore& store_;
   WrittenTerms& terms_;
@@ -227,8 +230,8 @@ class MachineProver {
   const Term* origin_ = nullptr;
   Sort sort_ = Sort::kInt;  // of times
   std::map<std::pair<const Term*, TimeDirection>, Fact> facts_;
-  /// Clauses that bring forth each other's literals, the last one first.
-  std::deque<ProvedClause> inferences_;
+  /// Clauses that each bring forth literals of later ones.
+  std::vector<ProvedClause> inferences_;
 };
 
 }  // namespace vorn::solver

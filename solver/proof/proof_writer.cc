@@ -30,7 +30,7 @@ class Writer {
             store, terms, text_, prover_, log_,
             [this](Literal literal) { return written(literal); },
             [this](ClauseNumber number) -> const ProvedClause& {
-              return clauses_[number];
+              return written_clause(number);
             }) {}
 
   bool write() {
@@ -41,11 +41,10 @@ class Writer {
 
  private:
   bool write_steps() {
-    numbers_ = refutation_.last == 0 ? std::vector<ClauseNumber>()
-                                     : log_.needed(refutation_.last);
+    if (refutation_.last != 0) needed_ = log_.needed(refutation_.last);
     clauses_.resize(refutation_.last + 1);
     if (!learn_formulas()) return false;
-    for (const ClauseNumber number : numbers_) {
+    for (const auto& [number, is_used_once] : needed_) {
       const ProofLog::Step step = log_.step(number);
       if (step.is_derived) {
         const ProvedClause& derived = clauses_[number] = derive(step);
@@ -54,10 +53,15 @@ class Writer {
         continue;
       }
       if (step.origin.kind == ClauseKind::kMachine) {
-        ProvedClause& proved = clauses_[number] =
+        std::vector<ProvedClause> parts =
             machine_prover_.prove(log_.certificate(step.origin.detail));
-        if (proved.step == 0) return false;
-        if (proved.literals.empty()) return true;
+        if (parts.empty()) return false;
+        clauses_[number].literals =
+            prover_.resolvent(parts.front(), others_of(parts));
+        parts_.emplace(number, std::move(parts));
+        const bool is_last = clauses_[number].literals.empty();
+        if (!is_used_once || is_last) written_clause(number);
+        if (is_last) return true;
         continue;
       }
       std::vector<WrittenLiteral>& clause = clause_;
@@ -84,7 +88,7 @@ class Writer {
       formulas_.emplace(formula, text_.assume(formula));
       return prover_.learn(formula);
     };
-    for (const ClauseNumber number : numbers_) {
+    for (const auto& [number, is_used_once] : needed_) {
       const ProofLog::Step step = log_.step(number);
       if (step.is_derived || step.origin.kind != ClauseKind::kAsserted)
         continue;
@@ -93,7 +97,7 @@ class Writer {
     for (const auto& [literal, term] : refutation_.assumptions) {
       if (!learn(assumptions_.at(term))) return false;
     }
-    for (const ClauseNumber number : numbers_) {
+    for (const auto& [number, is_used_once] : needed_) {
       const ProofLog::Step step = log_.step(number);
       for (const Literal l : step.literals) written(l);
       if (step.is_derived || step.origin.kind != ClauseKind::kMachine) continue;
@@ -129,6 +133,24 @@ class Writer {
     prover_.set_root(formula, formulas_.at(formula).step);
   }
 
+  static std::vector<const ProvedClause*> others_of(
+      const std::vector<ProvedClause>& parts) {
+    std::vector<const ProvedClause*> others;
+    for (std::size_t k = 1; k < parts.size(); ++k) others.push_back(&parts[k]);
+    return others;
+  }
+
+  // A clause that has been proved, with its step.
+  const ProvedClause& written_clause(ClauseNumber number) {
+    const auto parts = parts_.find(number);
+    if (parts != parts_.end()) {
+      const std::vector<ProvedClause>& all = parts->second;
+      clauses_[number] = prover_.resolve(all.front(), others_of(all));
+      parts_.erase(parts);
+    }
+    return clauses_[number];
+  }
+
   // The step's clause or a part of it. When its literals are false, each
   // premise in turn has one literal left, and some premise none: what was
   // proved of a premise may be less than what the search had.
@@ -144,33 +166,48 @@ class Writer {
       falsified_.push_back(literal);
     };
     for (const Literal l : step.literals) falsify(written(l));
-    std::vector<const ProvedClause*>& others = others_;
-    others.clear();
+    std::vector<ClauseNumber>& chain = chain_;
+    chain.clear();
     for (const ClauseNumber number : step.premises) {
-      const ProvedClause& premise = clauses_.at(number);
       WrittenLiteral left = 0;
       std::size_t num_left = 0;
-      for (const WrittenLiteral l : premise.literals) {
+      for (const WrittenLiteral l : clauses_[number].literals) {
         if (is_false(l) != 0) continue;
         left = l;
         ++num_left;
       }
-      if (num_left == 0) {
-        std::reverse(others.begin(), others.end());
-        return prover_.resolve(premise, others);
-      }
       if (num_left > 1) continue;
+      chain.push_back(number);
+      if (num_left == 0) return resolve_backwards(chain);
       falsify(left ^ 1U);
-      others.push_back(&premise);
     }
     return ProvedClause();
+  }
+
+  // The resolvent of the last clause with the others, from the last one on.
+  ProvedClause resolve_backwards(const std::vector<ClauseNumber>& chain) {
+    std::vector<const ProvedClause*>& all = others_;
+    all.clear();
+    for (std::size_t k = chain.size(); k-- > 0;) {
+      const auto parts = parts_.find(chain[k]);
+      if (parts == parts_.end()) {
+        all.push_back(&clauses_[chain[k]]);
+        continue;
+      }
+      for (const ProvedClause& part : parts->second) all.push_back(&part);
+    }
+    const ProvedClause& first = *all.front();
+    all.erase(all.begin());
+    ProvedClause result = prover_.resolve(first, all);
+    for (const ClauseNumber number : chain) parts_.erase(number);
+    return result;
   }
 
   // Resolves the last clause with what is assumed; without one, two assumptions
   // are opposites.
   bool finish() {
     ProvedClause last;
-    if (refutation_.last != 0) last = clauses_.at(refutation_.last);
+    if (refutation_.last != 0) last = written_clause(refutation_.last);
     for (const auto& [literal, term] : refutation_.assumptions) {
       set_root(assumptions_.at(term));
       ProvedClause proved = prover_.prove({written(literal)});
@@ -190,11 +227,15 @@ class Writer {
   ProofText text_;
   ClauseProver prover_;
   MachineProver machine_prover_;
-  std::vector<ClauseNumber> numbers_;
+  std::vector<ProofLog::Needed> needed_;
   std::unordered_map<WrittenId, ProvedClause> formulas_;
-  std::vector<ProvedClause> clauses_;   // by number, as far as proved
+  std::vector<ProvedClause> clauses_;  // by number, as far as proved
+  /// Clauses whose resolvent a clause is that has no step yet: what follows
+  /// from it follows from these as well, without that step.
+  std::unordered_map<ClauseNumber, std::vector<ProvedClause>> parts_;
   std::vector<WrittenLiteral> clause_;  // at hand
   // Of derive: the premises to resolve with; by literal, and which of them are.
+  std::vector<ClauseNumber> chain_;
   std::vector<const ProvedClause*> others_;
   std::vector<char> is_false_;
   std::vector<WrittenLiteral> falsified_;

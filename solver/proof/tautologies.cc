@@ -452,12 +452,21 @@ ProvedClause Tautologies::do_reduce(const ProvedClause& clause) {
 ProvedClause Tautologies::resolve(
     const ProvedClause& first, const std::vector<const ProvedClause*>& others) {
   if (others.empty()) return first;
+  ProvedClause result;
+  result.literals = resolvent(first, others);
+  if (pivots_.empty()) return first;
+  result.step = text_.resolution(result.literals, premises_, pivots_);
+  return result;
+}
+
+// Leaves behind what was resolved, in premises_ and pivots_.
+std::vector<WrittenLiteral> Tautologies::resolvent(
+    const ProvedClause& first, const std::vector<const ProvedClause*>& others) {
   const auto is_open = [this](WrittenLiteral literal) -> char& {
     if (literal >= open_.size()) open_.resize((literal | 1U) + 1, 0);
     return open_[literal];
   };
-  ProvedClause result;
-  std::vector<WrittenLiteral>& literals = result.literals;
+  std::vector<WrittenLiteral> literals;
   const auto open = [&](WrittenLiteral literal) {
     if (std::exchange(is_open(literal), 1) == 0) literals.push_back(literal);
   };
@@ -482,9 +491,7 @@ ProvedClause Tautologies::resolve(
                                   return std::exchange(open_[l], 0) == 0;
                                 }),
                  literals.end());
-  if (pivots_.empty()) return first;
-  result.step = text_.resolution(literals, premises_, pivots_);
-  return result;
+  return literals;
 }
 
 }  // namespace vorn::solver

@@ -59,6 +59,10 @@ class Tautologies {
   /// a literal of what there is then.
   ProvedClause resolve(const ProvedClause& first,
                        const std::vector<const ProvedClause*>& others);
+  /// Likewise its literals alone: nothing is written.
+  std::vector<WrittenLiteral> resolvent(
+      const ProvedClause& first,
+      const std::vector<const ProvedClause*>& others);
 
   /// The positive literal.
   static WrittenLiteral positive(WrittenId term) {
