@@ -677,19 +677,16 @@ ProvedClause MachineProver::prove_separation(int rest, Task a, Task b) {
                                         order_of(rest, b, a)};
   const WrittenLiteral given[] = {order_of(parent, a, b),
                                   order_of(parent, b, a)};
-  ProvedClause cases[2];
-  // Both on one side of n: as before.
+  // Both on one side of n, after it or before it: as before.
+  ProvedClause sums[2][2];
   for (const std::size_t side : {0U, 1U}) {
     const bool is_after = side == 0;
     const WrittenLiteral equal[] = {branch_literal(rest, a, is_after),
                                     branch_literal(rest, b, is_after)};
-    ProvedClause sums[2];
     for (const std::size_t k : {0U, 1U}) {
-      sums[k] = sum({given[k]}, conclusions[k], {equal[1 - k]}, {equal[k]});
+      sums[side][k] =
+          sum({given[k]}, conclusions[k], {equal[1 - k]}, {equal[k]});
     }
-    cases[side] =
-        resolve({&sums[0], &before, &sums[1], &branch_of(rest, a, is_after),
-                 &branch_of(rest, b, is_after)});
   }
   // One before n and the other after it.
   ProvedClause apart[2];
@@ -704,10 +701,13 @@ ProvedClause MachineProver::prove_separation(int rest, Task a, Task b) {
                         &branch_of(rest, first, false),
                         &branch_of(rest, second, true)});
   }
-  // cases[0]: not both after n; apart[0]: a is after it, or b is not.
-  const ProvedClause not_b = resolve({&cases[0], &apart[0]});
-  const ProvedClause b_after = resolve({&cases[1], &apart[1]});
-  return resolve({&not_b, &b_after});
+  // Not both are before n, and a is after it or b is not: so b is after it.
+  // Then a is not, and so b is not either.
+  const ProvedClause b_after =
+      resolve({&sums[1][0], &before, &sums[1][1], &branch_of(rest, a, false),
+               &branch_of(rest, b, false), &apart[1]});
+  return resolve({&sums[0][0], &before, &sums[0][1], &branch_of(rest, a, true),
+                  &branch_of(rest, b, true), &apart[0], &b_after});
 }
 
 // --- Terms and steps ---
