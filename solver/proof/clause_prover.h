@@ -64,6 +64,10 @@ class ClauseProver {
   WrittenId number(const Term* term) { return written(term); }
   /// What a comparison of a clause is multiplied by in a sum of bounds.
   std::string coefficient_of(WrittenLiteral comparison);
+  /// See Tautologies::write_cases.
+  void write_cases(const std::vector<WrittenId>& numbers) {
+    tautologies_.write_cases(numbers);
+  }
   /// See Tautologies::prove_branch.
   ProvedClause prove_branch(WrittenId number, bool is_first) {
     return tautologies_.prove_branch(number, is_first);

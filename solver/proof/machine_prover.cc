@@ -400,6 +400,11 @@ ProvedClause MachineProver::prove_by_removal(const Misfit& misfit) {
     const WrittenId latest = plus(misfit.high_from, end);
     Side low_now;
     Side high_now;
+    std::vector<WrittenId> left;
+    for (std::size_t l = k + 1; l < tasks.size(); ++l) {
+      left.push_back(start_of(smaller, tasks[l]));
+    }
+    prover_.write_cases(left);
     for (std::size_t l = k + 1; l < tasks.size(); ++l) {
       const Task i = tasks[l];
       const WrittenId start = start_of(smaller, i);
@@ -503,13 +508,18 @@ WrittenId MachineProver::extreme_of(const std::vector<WrittenId>& numbers,
     return is_raised == is_least ? sum(given, conclusion, {equal})
                                  : sum(given, conclusion, {}, {equal});
   };
-  WrittenId extreme = numbers[0];
+  std::vector<WrittenId> so_far{numbers[0]};
   for (std::size_t k = 1; k < numbers.size(); ++k) {
-    const WrittenId before = extreme;
+    const WrittenLiteral stays = within(so_far.back(), numbers[k]);
+    so_far.push_back(terms_.apply(
+        "ite", {static_cast<WrittenId>(stays / 2), so_far.back(), numbers[k]},
+        store_.make_number(QNumber(0), sort_)));
+  }
+  prover_.write_cases({so_far.begin() + 1, so_far.end()});
+  for (std::size_t k = 1; k < numbers.size(); ++k) {
+    const WrittenId before = so_far[k - 1];
+    const WrittenId extreme = so_far[k];
     const WrittenLiteral stays = within(before, numbers[k]);
-    extreme = terms_.apply(
-        "ite", {static_cast<WrittenId>(stays / 2), before, numbers[k]},
-        store_.make_number(QNumber(0), sort_));
     const ProvedClause& if_stays = branch(extreme, true);
     const ProvedClause& if_not = branch(extreme, false);
     const WrittenLiteral same = equal_literal(extreme, before);
@@ -553,7 +563,7 @@ WrittenId MachineProver::extreme_of(const std::vector<WrittenId>& numbers,
     }
     one = resolve(all);
   }
-  return extreme;
+  return so_far.back();
 }
 
 void MachineProver::count_uses(const MachineCertificate& certificate) {
@@ -701,8 +711,8 @@ ProvedClause MachineProver::prove_separation(int rest, Task a, Task b) {
                         &branch_of(rest, first, false),
                         &branch_of(rest, second, true)});
   }
-  // Not both are before n, and a is after it or b is not: so b is after it.
-  // Then a is not, and so b is not either.
+  // Not both are before n, and b is after it or a is not: so b is after it. Not
+  // both are after it, and a is or b is not: so b is not.
   const ProvedClause b_after =
       resolve({&sums[1][0], &before, &sums[1][1], &branch_of(rest, a, false),
                &branch_of(rest, b, false), &apart[1]});

@@ -128,28 +128,37 @@ void Tautologies::write_one(Tautology& tautology) {
     }
     premises.push_back(step);
   } else if (tautology.left != kNotWritten) {
-    premises.push_back(write_cases(tautology.left));
+    premises.push_back(cases_of(tautology.left));
   }
   tautology.proved =
       text_.step(tautology.raw, tautology.rule, premises, tautology.arguments);
 }
 
-// The step that says (ite c (= v a) (= v b)), for v = (ite c a b).
-std::uint64_t Tautologies::write_cases(WrittenId number) {
-  std::uint64_t& step = case_steps_[number];
-  if (step != 0) return step;
+// One application of the rule, to a sum if there are several.
+void Tautologies::write_cases(const std::vector<WrittenId>& numbers) {
+  std::vector<WrittenId> left;
+  for (const WrittenId number : numbers) {
+    if (case_steps_.try_emplace(number, 0).second) left.push_back(number);
+  }
+  if (left.empty()) return;
   const Term* holds = store_.make_bool(true);
   const auto equal = [&](WrittenId a, WrittenId b) {
     return terms_.apply(
         "=", {a, b}, store_.make_equal(terms_.meaning(a), terms_.meaning(b)));
   };
-  const WrittenId same = equal(number, number);
-  const WrittenId cases =
-      terms_.apply("ite",
-                   {terms_.arg(number, 0), equal(number, terms_.arg(number, 1)),
-                    equal(number, terms_.arg(number, 2))},
-                   holds);
-  const WrittenId both = terms_.apply("and", {same, cases}, holds);
+  const WrittenId all = left.size() == 1
+                            ? left[0]
+                            : terms_.apply("+", left, terms_.meaning(left[0]));
+  const WrittenId same = equal(all, all);
+  std::vector<WrittenId> parts{same};
+  for (const WrittenId number : left) {
+    parts.push_back(terms_.apply(
+        "ite",
+        {terms_.arg(number, 0), equal(number, terms_.arg(number, 1)),
+         equal(number, terms_.arg(number, 2))},
+        holds));
+  }
+  const WrittenId both = terms_.apply("and", parts, holds);
   const WrittenId intro = terms_.apply("=", {same, both}, holds);
   const std::uint64_t reflexive =
       text_.plain_step({positive(same)}, "eq_reflexive", {}, "");
@@ -157,12 +166,19 @@ std::uint64_t Tautologies::write_cases(WrittenId number) {
       text_.plain_step({positive(intro)}, "ite_intro", {}, "");
   const std::uint64_t implied = text_.plain_step(
       {positive(same) + 1, positive(both)}, "equiv1", {introduced}, "");
-  const std::uint64_t part = text_.plain_step(
-      {positive(both) + 1, positive(cases)}, "and_pos", {}, "1");
-  step = text_.plain_step(
-      {positive(cases)}, "resolution", {reflexive, implied, part},
-      text_.text(same) + " true " + text_.text(both) + " true");
-  return step;
+  const std::uint64_t whole =
+      text_.plain_step({positive(both)}, "resolution", {reflexive, implied},
+                       text_.text(same) + " true");
+  for (std::size_t k = 0; k < left.size(); ++k) {
+    case_steps_[left[k]] = text_.plain_step({positive(parts[k + 1])}, "and",
+                                            {whole}, std::to_string(k + 1));
+  }
+}
+
+// The step that says (ite c (= v a) (= v b)), for v = (ite c a b).
+std::uint64_t Tautologies::cases_of(WrittenId number) {
+  write_cases({number});
+  return case_steps_.at(number);
 }
 
 ProvedClause Tautologies::prove_branch(WrittenId number, bool is_first) {
@@ -171,7 +187,7 @@ ProvedClause Tautologies::prove_branch(WrittenId number, bool is_first) {
       terms_.apply("=", {number, branch}, store_.make_bool(true));
   const WrittenLiteral condition = positive(terms_.arg(number, 0));
   return text_.step({condition + (is_first ? 1 : 0), positive(equal)},
-                    is_first ? "ite2" : "ite1", {write_cases(number)});
+                    is_first ? "ite2" : "ite1", {cases_of(number)});
 }
 
 // --- Propagation ---
