@@ -547,6 +547,10 @@ std::vector<std::pair<std::string, std::string>> Engine::statistics() const {
   row("implied literals", counters.theory_propagations);
   row("explained literals", counters.theory_explanations);
   if (!machinery_) return rows;
+  if (const auto& log = machinery_->proof_log) {
+    row("proof clauses kept", log->size());
+    row("proof clauses needed", log->num_needed());
+  }
   const dl::Closure::Counters closure =
       machinery_->theory.propagation().closure_counters();
   const LemmaTrials& lemma_trials = machinery_->theory.lemma_trials();

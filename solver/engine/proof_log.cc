@@ -166,7 +166,7 @@ void ProofLog::for_each_premise(ClauseNumber number, const Visit& visit) const {
   }
 }
 
-std::vector<ProofLog::Needed> ProofLog::needed(ClauseNumber last) const {
+std::vector<ProofLog::Needed> ProofLog::needed(ClauseNumber last) {
   std::vector<char> num_uses(last + 1, 0);  // as far as 2
   num_uses[last] = 1;
   std::size_t count = 0;
@@ -177,6 +177,7 @@ std::vector<ProofLog::Needed> ProofLog::needed(ClauseNumber last) const {
       if (num_uses[premise] < 2) ++num_uses[premise];
     });
   }
+  num_needed_ = count;
   std::vector<Needed> result;
   result.reserve(count);
   for (ClauseNumber number = 1; number <= last; ++number) {

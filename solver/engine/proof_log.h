@@ -99,7 +99,11 @@ class ProofLog final : public ClauseListener {
     bool is_used_once;
   };
   /// The clauses that `last` follows from, itself included, by number.
-  std::vector<Needed> needed(ClauseNumber last) const;
+  std::vector<Needed> needed(ClauseNumber last);
+  /// How many clauses there are.
+  std::size_t size() const { return clauses_.size(); }
+  /// How many the last call of needed() returned.
+  std::size_t num_needed() const { return num_needed_; }
 
  private:
   // In place of a variable's name.
@@ -118,6 +122,7 @@ class ProofLog final : public ClauseListener {
   // how much each is older.
   NumberLog clauses_;
   std::vector<Literal> own_;  // of the clause at hand
+  std::size_t num_needed_ = 0;
   std::vector<Name> names_;
   std::vector<CertifiedMachine> machines_;
   // A certificate's terms; and how many steps it has, with the numbers of each.
