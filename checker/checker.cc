@@ -151,7 +151,10 @@ Outcome check(const Question& question) {
     std::size_t number = read_script(question.script, question.check, script);
     outcome.file = Outcome::File::kAssumed;
     std::istringstream besides(question.assumed);
-    read_assumptions(besides, script);
+    TermReader formulas(besides, script);
+    while (formulas.next().kind != TokenKind::kEnd) {
+      script.assertions.push_back(formulas.read_formula());
+    }
     TermIds assumed = formulas_of(script);
     if (question.answer != nullptr) {
       outcome.file = Outcome::File::kAnswer;

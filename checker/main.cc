@@ -33,8 +33,7 @@ const char kUsage[] =
 
 struct Arguments {
   std::string task;  // "--core", "--model" or, for a proof alone, ""
-  std::size_t check = 0;
-  std::string assumed;
+  Question question;
   std::vector<std::string> files;
 };
 
@@ -48,15 +47,16 @@ bool read_arguments(const std::vector<std::string>& words, Arguments& result) {
     } else if (word == "--") {
       is_file = true;
     } else if (word == "--assume" && i + 1 < words.size()) {
-      result.assumed += words[++i] + '\n';
+      result.question.assumed += words[++i] + '\n';
     } else if (word == "--check" && i + 1 < words.size()) {
       // No number that is wanted has ten digits.
       const std::string& digits = words[++i];
       const bool is_number =
           digits.size() < 10 &&
           digits.find_first_not_of("0123456789") == std::string::npos;
-      result.check = is_number ? std::strtoul(digits.c_str(), nullptr, 10) : 0;
-      if (result.check == 0) return false;
+      result.question.check =
+          is_number ? std::strtoul(digits.c_str(), nullptr, 10) : 0;
+      if (result.question.check == 0) return false;
     } else if ((word == "--core" || word == "--model") && result.task.empty()) {
       result.task = word;
     } else {
@@ -77,11 +77,9 @@ std::string read_file(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-int run(const Arguments& arguments) {
+int run(Arguments& arguments) {
   const std::vector<std::string>& files = arguments.files;
-  Question question;
-  question.check = arguments.check;
-  question.assumed = arguments.assumed;
+  Question& question = arguments.question;
   question.script = read_file(files[0]);
   std::string answer;
   if (!arguments.task.empty()) {
@@ -94,19 +92,15 @@ int run(const Arguments& arguments) {
     question.proof = &proof;
   }
   const Outcome outcome = check(question);
-  const bool is_script = outcome.file == Outcome::File::kScript;
-  std::string file = is_script ? files[0] : files.back();
-  if (outcome.file == Outcome::File::kAssumed) file = "--assume";
-  if (outcome.file == Outcome::File::kProof) file = files[1];
+  // By Outcome::File.
+  const std::string names[] = {files[0], "--assume", files[1], files.back()};
   if (outcome.is_valid) {
-    std::cout << "valid
-";
+    std::cout << "valid\n";
   } else {
-    std::cout << "invalid
-"
-              << file << ": line " << outcome.position.line << " column "
-              << outcome.position.column << ": " << outcome.reason << '
-';
+    std::cout << "invalid\n"
+              << names[static_cast<std::size_t>(outcome.file)] << ": line "
+              << outcome.position.line << " column " << outcome.position.column
+              << ": " << outcome.reason << '\n';
   }
   if (!std::cout.flush()) return kNotChecked;
   return outcome.is_valid ? kValid : kInvalid;

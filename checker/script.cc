@@ -394,13 +394,4 @@ std::size_t read_script(const std::string& text, std::size_t check,
   return check;
 }
 
-void read_assumptions(std::istream& in, Script& script) {
-  Reader reader(in);
-  TermReader terms(reader, script);
-  while (reader.next().kind != TokenKind::kEnd) {
-    script.assertions.push_back(terms.read_formula());
-    script.assertions.back().name.clear();
-  }
-}
-
 }  // namespace vorn::checker

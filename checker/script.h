@@ -147,10 +147,6 @@ class TermReader : public Reader {
 std::size_t read_script(const std::string& text, std::size_t check,
                         Script& script);
 
-/// Adds formulas in the symbols that are in scope, as if the check assumed
-/// them. Throws Rejection.
-void read_assumptions(std::istream& in, Script& script);
-
 }  // namespace vorn::checker
 
 #endif  // VORN_CHECKER_SCRIPT_H
