@@ -125,6 +125,7 @@ void la_generic(Inference& s) {
   s.negations.resize(s.terms.size());
   std::vector<mpq_class*> left;
   mpq_class constant;
+  mpq_class factor;
   bool is_strict = false;
   for (std::size_t i = 0; i < s.arguments.size(); ++i) {
     auto& negation = s.negations[s.conclusion[i]];
@@ -132,7 +133,7 @@ void la_generic(Inference& s) {
     s.require(negation != nullptr, "a literal is no linear inequality");
     const mpq_class* coefficient = s.number(s.arguments[i]);
     s.require(coefficient != nullptr, "a coefficient is not a number");
-    mpq_class factor = *coefficient;
+    factor = *coefficient;
     if (negation->relation != Relation::kEqual) factor = abs(factor);
     if (factor == 0) continue;
     for (const auto& [variable, count] : negation->sum) {

@@ -128,10 +128,8 @@ void TermReader::open() {
     frame.kind = FrameKind::kNote;
   } else {
     frame.head = symbols_.find(word.text);
-    if (frame.head.index() == 0) fail("unknown function " + word.text);
-    if (std::holds_alternative<TermId>(frame.head)) {
-      fail(word.text + " takes no arguments");
-    }
+    const bool is_term = std::holds_alternative<TermId>(frame.head);
+    if (is_term || frame.head.index() == 0) fail(word.text + " is no function");
   }
   frames_.push_back(frame);
 }
@@ -356,7 +354,7 @@ class ScriptReader : private TermReader {
 
   // Reads a symbol that is to be bound; `bar` stands before that of a sort.
   std::string read_new_symbol(const char* bar = "") {
-    const std::string name = bar + expect_symbol("a new symbol").text;
+    std::string name = bar + expect_symbol("a new symbol").text;
     require(symbols_.is_free(name), "the symbol is in use");
     return name;
   }
