@@ -4,10 +4,12 @@
 
 Hidden solutions are evaluated on the text of the scripts; small scripts are
 decided by enumeration or by an algorithm for the problem itself, and compared
-with :status. With the environment variable VORN naming the command, the small
-scripts without a hidden solution are put to it as well.
+with :status. With the environment variable VORN naming the command, the scripts
+are put to it as well, and with VORN_CHECK naming the checker, it has to accept
+the proof or the model of each answer.
 
-    VORN=build/release/bin/vorn bench/families/check_generators.py
+    VORN=build/release/bin/vorn VORN_CHECK=build/release/bin/vorn-check \
+        bench/families/check_generators.py
 """
 
 import collections
@@ -189,12 +191,30 @@ class GeneratorTest(unittest.TestCase):
         """Puts a script to the command, if there is one."""
         if "VORN" not in os.environ:
             return
-        with tempfile.NamedTemporaryFile("w", suffix=".smt2") as file:
-            file.write(script.text())
-            file.flush()
-            said = subprocess.run([os.environ["VORN"], file.name], check=True,
-                                  stdout=subprocess.PIPE, text=True).stdout
-        self.assertEqual(said.split(), [wanted], script.title)
+        with tempfile.TemporaryDirectory() as folder:
+            def run(*arguments):
+                return subprocess.run(
+                    arguments, check=True, cwd=folder, text=True,
+                    stdout=subprocess.PIPE).stdout
+            question = pathlib.Path(folder) / "question"
+            proof = pathlib.Path(folder) / "proof"
+            question.write_text(script.text() + "(get-model)\n"
+                                if wanted == "sat" else script.text())
+            said = run(os.environ["VORN"], "--proof", proof, question)
+            self.assertEqual(said.split()[0], wanted, script.title)
+            if "VORN_CHECK" not in os.environ:
+                return
+            evidence = [proof]
+            if wanted == "sat":
+                answer = pathlib.Path(folder) / "answer"
+                answer.write_text(said)
+                question.write_text(script.text())
+                evidence = [answer]
+                self.assertFalse(proof.exists())
+            option = ["--model"] if wanted == "sat" else []
+            self.assertEqual(
+                run(os.environ["VORN_CHECK"], *option, question, *evidence),
+                "valid\n", script.title)
 
     def test_hidden_solutions_hold(self):
         for seed in range(1, 6):
@@ -211,6 +231,7 @@ class GeneratorTest(unittest.TestCase):
                 # The check can fail: no script allows just anything.
                 anything = {name: 0 for name in script.solution}
                 self.assertFalse(holds(script, anything), script.title)
+                self.ask(script, "sat")
 
     def test_a_seed_gives_one_script(self):
         for make in [lambda seed: open_shop(6, seed, 20),
