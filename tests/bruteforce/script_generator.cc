@@ -9,15 +9,15 @@
 namespace vorn::bruteforce {
 
 ScriptGenerator::ScriptGenerator(Logic logic, std::uint64_t seed, bool plain)
-    : ScriptGenerator(logic,
-                      [rng = std::mt19937_64(seed)](unsigned bound) mutable {
-                        return static_cast<unsigned>(rng() % bound);
-                      }) {
-  is_plain_ = plain;
-}
+    : ScriptGenerator(
+          logic,
+          [rng = std::mt19937_64(seed)](unsigned bound) mutable {
+            return static_cast<unsigned>(rng() % bound);
+          },
+          plain) {}
 
-ScriptGenerator::ScriptGenerator(Logic logic, Choose choose)
-    : logic_(logic), choose_(std::move(choose)) {}
+ScriptGenerator::ScriptGenerator(Logic logic, Choose choose, bool plain)
+    : logic_(logic), is_plain_(plain), choose_(std::move(choose)) {}
 
 int ScriptGenerator::pick(int bound) {
   return static_cast<int>(choose_(static_cast<unsigned>(bound)));

@@ -90,7 +90,7 @@ class ScriptGenerator {
   /// Scripts have objectives, too, from now on.
   void want_objectives() { wants_objectives_ = true; }
   /// Takes all its choices from `choose`.
-  ScriptGenerator(Logic logic, Choose choose);
+  ScriptGenerator(Logic logic, Choose choose, bool plain = false);
 
   Script make();
 
@@ -162,7 +162,7 @@ class ScriptGenerator {
   std::string number_text(const mpq_class& value, Sort sort);
 
   const Logic logic_;
-  bool is_plain_ = false;
+  const bool is_plain_;
   bool wants_objectives_ = false;
   const Choose choose_;
   Script script_;
