@@ -88,7 +88,7 @@ class ClauseProver {
   /// The clause, or a part of it, which says that bounds leave no values: their
   /// sum is less than nothing, perhaps once sums that end at integers are
   /// rounded. As above.
-  ProvedClause prove_sum(const std::vector<WrittenLiteral>& clause);
+  const ProvedClause& prove_sum(const std::vector<WrittenLiteral>& clause);
 
   /// See Tautologies::resolve.
   ProvedClause resolve(const ProvedClause& first,
@@ -171,6 +171,7 @@ class ClauseProver {
   bool add_sum(Sum sum, WrittenLiteral assumed = 0, bool uses_ranges = false);
   static std::string arguments_of(const Sum& sum);
   ProvedClause write_sum(const Sum& sum);
+  ProvedClause do_prove_sum(const std::vector<WrittenLiteral>& clause);
   ProvedClause prove_rounded(const std::vector<WrittenLiteral>& clause);
   static std::vector<RoundedPath> find_rounded_cycle(
       const std::vector<DifferenceBound>& edges);
@@ -203,7 +204,10 @@ class ClauseProver {
   std::unordered_set<WrittenId> has_cases_;
   std::unordered_set<WrittenId> nodes_;  // comparisons in the midst of lifting
   std::vector<QNumber> scales_;          // by comparison; 0 for not known
-  Sum sum_;                              // of prove_sum
+  // Of prove_sum.
+  Sum sum_;
+  std::vector<WrittenLiteral> sorted_;
+  ProvedClauses sums_proved_;  // by their literals, ascending
 };
 
 }  // namespace vorn::solver

@@ -672,7 +672,17 @@ std::string ClauseProver::coefficient_of(WrittenLiteral comparison) {
   return text_of(scale_of(static_cast<WrittenId>(comparison / 2)));
 }
 
-ProvedClause ClauseProver::prove_sum(
+// Searches have most of their sums more than once.
+const ProvedClause& ClauseProver::prove_sum(
+    const std::vector<WrittenLiteral>& clause) {
+  sorted_ = clause;
+  std::sort(sorted_.begin(), sorted_.end());
+  ProvedClause& proved = sums_proved_[sorted_];
+  if (proved.step == 0) proved = do_prove_sum(clause);
+  return proved;
+}
+
+ProvedClause ClauseProver::do_prove_sum(
     const std::vector<WrittenLiteral>& clause) {
   Sum& sum = sum_;  // most of a proof may be these
   sum.literals = clause;

@@ -71,20 +71,6 @@ class MachineProver {
   /// By task.
   using Side = std::map<Task, Literals>;
 
-  struct Hash {
-    std::size_t operator()(const std::vector<std::uint64_t>& key) const {
-      std::uint64_t hash = key.size();
-      for (const std::uint64_t word : key) {
-        hash = (hash ^ word) * 0x9E3779B97F4A7C15U;
-        hash ^= hash >> 29U;
-      }
-      return hash;
-    }
-  };
-  /// Steps that are written already.
-  using Steps =
-      std::unordered_map<std::vector<std::uint64_t>, ProvedClause, Hash>;
-
   /// That a node is no earlier, or no later, than some time after the origin.
   struct Fact {
     la::DNumber time;  // the latest time, negated
@@ -215,13 +201,13 @@ class MachineProver {
   /// By machine and tasks, ascending.
   std::map<std::pair<int, std::vector<Task>>, std::size_t> num_uses_;
   std::map<std::pair<int, std::vector<Task>>, Span> spans_;
-  Steps misfits_;
+  ProvedClauses misfits_;
   /// By number, and whether it is the first branch.
   std::unordered_map<WrittenLiteral, ProvedClause> branches_;
   /// Sums of bounds, by their literals; equalities are not negated.
-  Steps sums_;
+  ProvedClauses sums_;
   /// Resolvents, by their premises.
-  Steps resolvents_;
+  ProvedClauses resolvents_;
   std::map<QNumber, WrittenId> constants_[3];  // by sort
   /// By comparison, as text.
   std::unordered_map<WrittenId, std::string> coefficients_;

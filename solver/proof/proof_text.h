@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <ostream>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "solver/proof/written_terms.h"
@@ -23,6 +24,22 @@ struct ProvedClause {
   /// The number of the step; 0 for none.
   std::uint64_t step = 0;
 };
+
+/// Clauses that were proved, by numbers that say how: literals or steps, say.
+struct ProvedClausesHash {
+  /// Over all of them, in their order.
+  std::size_t operator()(const std::vector<std::uint64_t>& key) const {
+    std::uint64_t hash = key.size();
+    for (const std::uint64_t word : key) {
+      hash = (hash ^ word) * 0x9E3779B97F4A7C15U;
+      hash ^= hash >> 29U;
+    }
+    return hash;
+  }
+};
+/// See above.
+using ProvedClauses = std::unordered_map<std::vector<std::uint64_t>,
+                                         ProvedClause, ProvedClausesHash>;
 
 /// Writes the steps of a proof in Alethe.
 ///
