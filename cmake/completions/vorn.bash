@@ -8,7 +8,7 @@ _vorn() {
     --propagation) words='auto full off' ;;
     --machines) words='auto off' ;;
     --lemma-dedup | --check-models) words='on off' ;;
-    --dot | --proof | --record-graph)
+    --dot | --gantt | --proof | --record-graph)
       mapfile -t COMPREPLY < <(compgen -f -- "$word")
       return
       ;;
@@ -16,8 +16,8 @@ _vorn() {
     *)
       if [[ $word == -* ]]; then
         words='-h --help --version --timeout --strict --memory-limit --stats
-          --explain --slack --dot --proof --record-graph -v --verbose --lemmas --lemma-overlap
-          --lemma-dedup --propagation --machines --check-models --seed'
+          --explain --slack --dot --gantt --proof --record-graph -v --verbose
+          --lemmas --lemma-overlap --lemma-dedup --propagation --machines --check-models --seed'
       else
         local name
         while IFS= read -r name; do

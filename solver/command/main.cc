@@ -21,6 +21,7 @@
 #include <map>
 #include <new>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <utility>
 
@@ -29,6 +30,7 @@
 #include "solver/command/watchdog.h"
 #include "solver/engine/graph_recorder.h"
 #include "solver/explain/constraint_picture.h"
+#include "solver/explain/schedule_chart.h"
 #include "solver/smtlib/interpreter.h"
 #include "solver/smtlib/options.h"
 
@@ -50,6 +52,7 @@ struct Arguments {
   std::uint64_t memory_limit = 0;
   bool stats = false;
   std::string dot_file;
+  std::string chart_file;
   std::string proof_file;
   std::string recording;
   ScriptOptions script;
@@ -149,6 +152,10 @@ std::optional<int> parse_arguments(int argc, char** argv,
                  "in the model), dashed ones are not, red ones are the last "
                  "negative cycle")
       ->type_name("FILE");
+  app.add_option("--gantt", arguments.chart_file,
+                 "Draw the last model at the end as SVG: a row for each set of "
+                 "tasks that cannot overlap, along an axis of time")
+      ->type_name("FILE");
   app.add_option("--record-graph", arguments.recording,
                  "Write the calls on the constraint graph to this file, one a "
                  "line")
@@ -204,6 +211,8 @@ std::optional<int> parse_arguments(int argc, char** argv,
                                     bytes_of(arguments.memory_limit) / kShare);
   }
   script.keep_picture = !arguments.dot_file.empty();
+  script.keep_chart = script.engine.keep_schedule =
+      !arguments.chart_file.empty();
   return std::nullopt;
 }
 
@@ -308,20 +317,17 @@ bool write_picture(const Arguments& arguments, Interpreter& interpreter,
   return picture != nullptr && file.good();
 }
 
-// Writes the last proof, first under another name: the file is
-// there as a whole or not at all. What is no file, a pipe or a link say, is
-// written to at once. False after a complaint.
-bool write_proof_file(const Arguments& arguments,
-                      const Interpreter& interpreter) {
-  const std::string& path = arguments.proof_file;
-  if (path.empty() || interpreter.proof().empty()) return true;
+// Writes the text first under another name: the file is there as a whole or not
+// at all. What is no file, a pipe or a link say, is written to at once. False
+// after a complaint.
+bool write_whole_file(const std::string& path, const std::string& text) {
   struct stat status = {};
   const bool is_direct =
       lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
   const std::string partial = is_direct ? path : path + ".partial";
   errno = 0;
   std::ofstream file(partial, std::ios::binary);
-  file << interpreter.proof();
+  file << text;
   file.close();
   if (file && (is_direct || std::rename(partial.c_str(), path.c_str()) == 0)) {
     return true;
@@ -329,6 +335,34 @@ bool write_proof_file(const Arguments& arguments,
   complain("cannot write " + path + ": " + std::strerror(errno));
   if (!is_direct) std::remove(partial.c_str());
   return false;
+}
+
+// Writes the proof of the last unsat. False after a complaint.
+bool write_proof_file(const Arguments& arguments,
+                      const Interpreter& interpreter) {
+  const std::string& path = arguments.proof_file;
+  return path.empty() || interpreter.proof().empty() ||
+         write_whole_file(path, interpreter.proof());
+}
+
+// Writes the chart of the last model. False after a complaint; where there is
+// nothing to draw, that is said.
+bool write_chart(const Arguments& arguments, const Interpreter& interpreter) {
+  const std::string& path = arguments.chart_file;
+  if (path.empty()) return true;
+  const ScheduleChart* chart = interpreter.chart();
+  if (chart == nullptr) {
+    complain("out of memory: nothing is written to " + path);
+    return false;
+  }
+  if (chart->rows.empty()) {
+    complain("nothing is written to " + path +
+             ": there is no model with tasks that cannot overlap");
+    return true;
+  }
+  std::ostringstream text;
+  write_svg(*chart, text);
+  return write_whole_file(path, text.str());
 }
 
 int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
@@ -342,7 +376,7 @@ int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
   Interpreter interpreter(source, host, arguments.script);
   // What comes at the end is lost if the watchdog ends the process.
   if (arguments.stats || !arguments.dot_file.empty() ||
-      !arguments.recording.empty()) {
+      !arguments.chart_file.empty() || !arguments.recording.empty()) {
     watchdog.note_failure();
   }
   bool output_lost = false;
@@ -370,9 +404,11 @@ int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
   const bool recorded = recording.finish();
   const bool logged = host.finish_diagnostics();
   int status = 0;
-  if (!write_picture(arguments, interpreter, picture_file) ||
-      !write_proof_file(arguments, interpreter)) {
-    status = kFailure;
+  for (const bool written :
+       {write_picture(arguments, interpreter, picture_file),
+        write_proof_file(arguments, interpreter),
+        write_chart(arguments, interpreter)}) {
+    if (!written) status = kFailure;
   }
   if (!recorded || !logged || interpreter.had_error() || output_lost ||
       source.error() != 0) {

@@ -80,6 +80,10 @@ class DifferenceTheory final : public Theory {
   /// bounds are negations of the problem's selectors.
   /// Requires: the search is at level 0 and up to date.
   void find_machines(const MachineLimits& limits = {});
+  /// Which of the nodes follow others of them, by what level 0 says.
+  /// Requires: `is_wanted` has an entry for each node.
+  std::vector<Precedence> find_precedences(
+      const std::vector<char>& is_wanted) const;
   /// From now on, how clauses about sets of tasks are found is noted there.
   /// Borrows the log, which listens to the search.
   void set_log(ProofLog* log) { log_ = log; }
@@ -164,7 +168,7 @@ class DifferenceTheory final : public Theory {
       const std::vector<Literal>& clause, ClauseNumber number) const;
   template <class Visit>
   void for_each_fact(const Visit& visit) const;
-  std::vector<Precedence> find_precedences(
+  std::vector<char> optional_tasks(
       const std::vector<Separation>& separations) const;
   void make_provable(std::vector<Machine>& machines) const;
   ClauseOrigin certify();

@@ -36,7 +36,7 @@ la::DNumber value_of(const Target::Difference& difference,
 struct Engine::Machinery {
   Machinery(TermStore& store, AtomNormaliser& normaliser,
             const EngineOptions& options)
-      : problem(options.keep_proofs),
+      : problem(options.keep_proofs || options.keep_schedule),
         small_domains(problem),
         theory(store, problem, options.lemmas, options.lemma_trials,
                options.propagation),
@@ -486,6 +486,14 @@ bool Engine::bool_value(const Term* term) {
 
 QNumber Engine::number_value(const Term* term) {
   return evaluator().number_value(term);
+}
+
+std::vector<ScheduledMachine> Engine::schedule() {
+  assert(has_model_ && options_.keep_schedule);
+  if (!machinery_) return {};
+  return find_schedule(
+      machinery_->theory, machinery_->problem,
+      [this](const Term* term) { return evaluator().bool_value(term); });
 }
 
 void Engine::set_graph_recorder(GraphRecorder* recorder) {

@@ -16,6 +16,7 @@
 #include "solver/engine/graph_recorder.h"
 #include "solver/engine/model_check.h"
 #include "solver/engine/proof_log.h"
+#include "solver/engine/schedule.h"
 #include "solver/engine/target.h"
 #include "solver/scheduling/machine_propagation.h"
 #include "solver/search/options.h"
@@ -64,6 +65,8 @@ struct EngineOptions {
   bool check_models = true;
   /// Keep what a proof of kUnsat needs.
   bool keep_proofs = false;
+  /// Keep what schedule() needs.
+  bool keep_schedule = false;
   /// Bounds of scopes that were left, with their nodes.
   Garbage forgotten_bounds;
   /// Variables of the search that only assumptions of earlier checks have
@@ -163,6 +166,10 @@ class Engine {
   bool bool_value(const Term* term);
   /// The same for an arithmetic term.
   QNumber number_value(const Term* term);
+
+  /// After kSat, with keep_schedule, until the next check or change of
+  /// assertions: the machines of the model, see find_schedule.
+  std::vector<ScheduledMachine> schedule();
 
   // What it takes to look for the best of many models; see Optimiser.
 

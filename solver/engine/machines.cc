@@ -127,17 +127,23 @@ int DifferenceTheory::find_origin(const std::vector<Machine>& machines) const {
   return origin;
 }
 
-// Pairs of tasks of which level 0 says that one comes first, in so many steps
-// that each takes time. Looked at are tasks that are not always there; for the
-// others, whatever separates them from each other can say it.
-std::vector<Precedence> DifferenceTheory::find_precedences(
+// By node, the tasks that are not always there. Of these the search wants to
+// know which come first; for the others, whatever separates them from each
+// other can say it.
+std::vector<char> DifferenceTheory::optional_tasks(
     const std::vector<Separation>& separations) const {
-  const std::size_t num_nodes = index(problem_.atoms().num_nodes());
-  std::vector<char> is_optional(num_nodes, 0);
+  std::vector<char> is_optional(index(problem_.atoms().num_nodes()), 0);
   for (const Separation& s : separations) {
     if (s.first_presence.is_defined()) is_optional[index(s.first)] = 1;
     if (s.second_presence.is_defined()) is_optional[index(s.second)] = 1;
   }
+  return is_optional;
+}
+
+// In so many steps that each takes time.
+std::vector<Precedence> DifferenceTheory::find_precedences(
+    const std::vector<char>& is_wanted) const {
+  const std::size_t num_nodes = index(problem_.atoms().num_nodes());
   // Nodes that come later, by how much.
   struct Step {
     int node;
@@ -156,7 +162,7 @@ std::vector<Precedence> DifferenceTheory::find_precedences(
   std::vector<Precedence> result;
   std::vector<int> seen_from(num_nodes, -1);
   for (std::size_t from = 0; from < num_nodes; ++from) {
-    if (is_optional[from] == 0) continue;
+    if (is_wanted[from] == 0) continue;
     struct Reached {
       int node;
       la::DNumber time;
@@ -168,7 +174,7 @@ std::vector<Precedence> DifferenceTheory::find_precedences(
     seen_from[from] = static_cast<int>(from);
     for (std::size_t k = 0; k < reached.size(); ++k) {
       const Reached here = reached[k];
-      if (k > 0 && is_optional[index(here.node)] != 0) {
+      if (k > 0 && is_wanted[index(here.node)] != 0) {
         result.push_back({static_cast<int>(from), here.node, here.time});
         for (std::size_t r = k; log_ != nullptr && r > 0;
              r = reached[r].previous) {
@@ -209,7 +215,8 @@ void DifferenceTheory::find_machines(const MachineLimits& limits) {
   MachinePropagation::Problem problem;
   problem.separations = separations_.separations();
   match_presences(problem.separations);
-  std::vector<Precedence> precedences = find_precedences(problem.separations);
+  std::vector<Precedence> precedences =
+      find_precedences(optional_tasks(problem.separations));
   problem.machines =
       solver::find_machines(problem.separations, precedences, limits);
   if (log_ != nullptr) {

@@ -534,6 +534,7 @@ void Interpreter::check() {
     case Answer::kSat:
       mode_ = Mode::kSat;
       reply_ = "sat\n";
+      if (options_.keep_chart) record_chart();
       compare_with_status("sat");
       if (options_.slack) show_slack();
       break;

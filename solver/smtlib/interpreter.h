@@ -12,6 +12,7 @@
 
 #include "solver/engine/engine.h"
 #include "solver/explain/constraint_picture.h"
+#include "solver/explain/schedule_chart.h"
 #include "solver/explain/script_formula.h"
 #include "solver/smtlib/assertion_stack.h"
 #include "solver/smtlib/lexer.h"
@@ -68,6 +69,13 @@ class Interpreter {
   /// now. Null if there was no memory to draw it. Requires: keep_picture was
   /// set in the options that the interpreter was made with.
   const ConstraintPicture* picture();
+
+  /// The machines of the last model that made a check sat; no row if there was
+  /// no such check, or the model has no machine. Null if there was no memory to
+  /// draw it. Requires: keep_chart was set, likewise.
+  const ScheduleChart* chart() const {
+    return chart_.has_value() ? &*chart_ : nullptr;
+  }
 
   /// The proof of the last answer that had one: unsat, or a best model; empty
   /// if there was none.
@@ -221,6 +229,8 @@ class Interpreter {
   void explain();
   void compare_with_status(const std::string& answer);
   void record_picture(Answer answer);
+  // Requires: the last check was sat.
+  void record_chart();
   // Shows that the objectives of the last check, which was sat, can be no
   // better, and sets improvement_. False if that was cut short. Requires:
   // proofs are kept.
@@ -271,6 +281,8 @@ class Interpreter {
   // With keep_picture: as of the last check, if there was any.
   bool checked_ = false;
   std::optional<ConstraintPicture> picture_;
+  // With keep_chart: as chart().
+  std::optional<ScheduleChart> chart_{std::in_place};
   // With keep_proof, as proof() says.
   std::string proof_;
 

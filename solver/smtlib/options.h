@@ -55,6 +55,9 @@ struct ScriptOptions {
   /// Keeps a picture of the constraints as of the last check. Set by the
   /// program.
   bool keep_picture = false;
+  /// Keeps a chart of the last model. Set by the program, together with
+  /// EngineOptions::keep_schedule.
+  bool keep_chart = false;
   /// Keeps a proof of the last unsat or best values. Set by the program.
   bool keep_proof = false;
   /// Carries :random-seed and the :dl- options, too.

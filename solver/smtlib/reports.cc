@@ -12,7 +12,7 @@
 #include "solver/terms/term_printer.h"
 
 // What is reported beside the script's own replies, when the program asks for
-// it: why a check was unsat, and a picture of the constraints.
+// it: why a check was unsat, and pictures of the constraints and of the model.
 
 namespace vorn::solver {
 namespace {
@@ -124,6 +124,13 @@ void Interpreter::record_picture(Answer answer) {
     picture_ = draw_constraints(session_->store, stack.engine(), answer,
                                 formulas, texts);
   });
+  if (!had_memory) host_.release_reserve();
+}
+
+void Interpreter::record_chart() {
+  chart_.reset();
+  const bool had_memory = within_memory(
+      [this] { chart_ = draw_schedule(session_->stack->engine()); });
   if (!had_memory) host_.release_reserve();
 }
 
