@@ -167,8 +167,8 @@ class Engine {
   /// The same for an arithmetic term.
   QNumber number_value(const Term* term);
 
-  /// After kSat, with keep_schedule, until the next check or change of
-  /// assertions: the machines of the model, see find_schedule.
+  /// With keep_schedule, while has_model() and that satisfies the assertions:
+  /// its machines, see find_schedule.
   std::vector<ScheduledMachine> schedule();
 
   // What it takes to look for the best of many models; see Optimiser.

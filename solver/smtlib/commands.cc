@@ -530,11 +530,11 @@ void Interpreter::check() {
     record_picture(answer);
     checked_ = true;
   }
+  if (options_.keep_chart && has_schedule(answer)) record_chart();
   switch (answer) {
     case Answer::kSat:
       mode_ = Mode::kSat;
       reply_ = "sat\n";
-      if (options_.keep_chart) record_chart();
       compare_with_status("sat");
       if (options_.slack) show_slack();
       break;

@@ -70,9 +70,9 @@ class Interpreter {
   /// set in the options that the interpreter was made with.
   const ConstraintPicture* picture();
 
-  /// The machines of the last model that made a check sat; no row if there was
-  /// no such check, or the model has no machine. Null if there was no memory to
-  /// draw it. Requires: keep_chart was set, likewise.
+  /// The machines of the last model, the best one that is known where there are
+  /// objectives; no row if no check has found one, or it has no machine. Null
+  /// if there was no memory to draw it. Requires: keep_chart was set, likewise.
   const ScheduleChart* chart() const {
     return chart_.has_value() ? &*chart_ : nullptr;
   }
@@ -229,7 +229,9 @@ class Interpreter {
   void explain();
   void compare_with_status(const std::string& answer);
   void record_picture(Answer answer);
-  // Requires: the last check was sat.
+  // Whether there is a model of all assertions. `answer`: of the last check.
+  bool has_schedule(Answer answer) const;
+  // Requires: has_schedule.
   void record_chart();
   // Shows that the objectives of the last check, which was sat, can be no
   // better, and sets improvement_. False if that was cut short. Requires:

@@ -127,6 +127,18 @@ void Interpreter::record_picture(Answer answer) {
   if (!had_memory) host_.release_reserve();
 }
 
+// A search for the best model that was cut short has one as well, if it has
+// come to any.
+bool Interpreter::has_schedule(Answer answer) const {
+  if (answer == Answer::kSat) return true;
+  if (!assignment_ || answer != Answer::kUnknown) return false;
+  const std::vector<ObjectiveResult>& results = session_->stack->results();
+  if (results.empty()) return false;
+  const ObjectiveResult& first = results.front();
+  return first.is_maximised ? first.interval.low.kind != Extent::Kind::kBelow
+                            : first.interval.high.kind != Extent::Kind::kAbove;
+}
+
 void Interpreter::record_chart() {
   chart_.reset();
   const bool had_memory = within_memory(
