@@ -6,7 +6,8 @@
 #   scripts/run.sh [ARGS]
 #
 # Installs what is missing, builds, and runs vorn on ARGS. Without ARGS, asks it
-# about the shortest schedule of a classic job-shop problem.
+# for the shortest schedule of a classic job-shop problem, has the answer checked
+# and draws it.
 source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 # shellcheck disable=SC2086 # a list of words
@@ -22,24 +23,22 @@ examples=$vorn_root/examples/jobshop
 answers=$vorn_root/build/release/answers
 mkdir -p "$answers"
 
-# ask LENGTH: is there a schedule of that length? The answer comes with its
-# evidence, a model or a proof, which a program of its own checks.
-ask() {
-  local question=$answers/ft06-$1.smt2 evidence=$answers/ft06-$1 answer
-  printf 'Is there a schedule of length %s? ' "$1"
-  cp "$examples/ft06-$1.smt2" "$question"
-  answer=$("$vorn" --proof "$evidence.proof" "$question")
-  printf '%s' "$answer"
-  if [ "$answer" = sat ]; then
-    { cat "$question"; echo '(get-model)'; } | "$vorn" >"$evidence.model"
-    "$vorn-check" --model "$question" "$evidence.model" >/dev/null
-  else
-    "$vorn-check" "$question" "$evidence.proof" >/dev/null
-  fi
-  echo ', checked'
-}
-
+# The question without a length; the model comes as evidence, which a program of
+# its own checks.
 echo "ft06: 6 jobs of 6 operations on 6 machines, each machine one at a time."
-ask 55
-ask 54
-echo "sat: yes, there is one. unsat: no, proved. So 55 is the shortest."
+printf 'How early can a schedule end? '
+question=$answers/ft06.smt2
+{ "$examples/question.sh" "$examples/ft06.txt" && echo '(get-model)'; } >"$question"
+"$vorn" --gantt "$answers/ft06.svg" "$question" >"$answers/ft06.model"
+printf '%s' "$(sed -n 's/^(objectives (end \([0-9]*\)))$/\1/p' "$answers/ft06.model")"
+"$vorn-check" --model "$question" "$answers/ft06.model" >/dev/null
+echo ', checked'
+
+# That there is none sooner comes with a proof.
+printf 'Is there a schedule of length 54? '
+question=$examples/ft06-54.smt2
+printf '%s' "$("$vorn" --proof "$answers/ft06-54.proof" "$question")"
+"$vorn-check" "$question" "$answers/ft06-54.proof" >/dev/null
+echo ', checked'
+echo "unsat: no, proved. So 55 is the shortest."
+echo "The schedule as a chart: ${answers#"$vorn_root"/}/ft06.svg"
