@@ -104,6 +104,15 @@ constexpr Case kCases[] = {
      "(assert (apart b 2 d 1))(assert (=> (= m 2) (apart a 3 c 2)))"
      "(assert (and (= a 0) (= b 0) (= c 3) (= d 2)))(check-sat)",
      "a 0+3, c 3+2; b 0+2, d 2+1"},
+    {"each task may be done on each machine",
+     "(declare-const k Int)(declare-const m Int)(declare-const n Int)"
+     "(assert (and (<= 1 k 2) (<= 1 m 2) (<= 1 n 2) (= k m) (< m n)))"
+     "(define-fun on ((x Int)) Bool (and (=> (and (= k x) (= m x)) (apart a 3 "
+     "b "
+     "2)) (=> (and (= k x) (= n x)) (apart a 3 c 1))"
+     " (=> (and (= m x) (= n x)) (apart b 2 c 1))))(assert (and (on 1) (on 2)))"
+     "(assert (and (= a 0) (= b 3) (= c 1)))(check-sat)",
+     "a 0+3, b 3+2; c 1+1"},
     {"names and assumptions are no presence",
      "(set-option :produce-unsat-cores true)"
      "(assert (! (apart a 3 b 2) :named ab))"
