@@ -18,7 +18,8 @@ namespace vorn::solver {
 /// memory.
 ///
 /// Usage: begin a row, put its numbers, end it; later read it from where it
-/// began, as many numbers as there were.
+/// began, as many numbers as there were. A row that is being written stands by
+/// itself, so that its position can stay in a register.
 /// Cost: 8 bytes a row. Ownership: owns all. Threads: none.
 class NumberLog {
  public:
@@ -43,22 +44,37 @@ class NumberLog {
     const std::uint8_t* position_;
   };
 
-  /// Starts a row of at most so many numbers.
-  void begin_row(std::size_t most_numbers) {
+  /// Writes a row.
+  class Writer {
+   public:
+    /// Adds a number. Requires: there is room.
+    void put(std::uint64_t number) {
+      for (; number >= kMore; number >>= kBits) {
+        *position_++ = static_cast<std::uint8_t>(number | kMore);
+      }
+      *position_++ = static_cast<std::uint8_t>(number);
+    }
+
+   private:
+    friend NumberLog;
+    explicit Writer(std::uint8_t* position) : position_(position) {}
+
+    std::uint8_t* position_;
+  };
+
+  /// Starts a row of at most so many numbers. Requires: the last one was ended.
+  Writer begin_row(std::size_t most_numbers) {
     const std::size_t most_bytes = most_numbers * kMostBytes;
     if (static_cast<std::size_t>(end_ - next_) < most_bytes) {
       add_block(most_bytes);
     }
     rows_.push_back(next_);
+    return Writer(next_);
   }
-  /// Adds a number to the row that was begun last. Requires: there is room.
-  void put(std::uint64_t number) {
-    for (; number >= kMore; number >>= kBits) {
-      assert(next_ != end_);
-      *next_++ = static_cast<std::uint8_t>(number | kMore);
-    }
-    assert(next_ != end_);
-    *next_++ = static_cast<std::uint8_t>(number);
+  /// Ends the row that was begun last.
+  void end_row(const Writer& row) {
+    assert(row.position_ <= end_);
+    next_ = row.position_;
   }
 
   /// How many rows there are.

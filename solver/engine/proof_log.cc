@@ -16,57 +16,66 @@ constexpr std::size_t kStepNumbers = 5;
 
 }  // namespace
 
-void ProofLog::begin(ClauseNumber number, const std::vector<Literal>& clause,
-                     unsigned kind, std::size_t num_more) {
+NumberLog::Writer ProofLog::begin(ClauseNumber number,
+                                  const std::vector<Literal>& clause,
+                                  unsigned kind, std::size_t num_more) {
   assert(number == clauses_.size() + 1);
   if (number >= std::numeric_limits<ClauseNumber>::max()) {
     throw std::bad_alloc();
   }
-  own_.clear();
+  // Without selectors.
+  own_.resize(clause.size());
+  std::size_t count = 0;
   for (const Literal literal : clause) {
     const Literal own = named(literal);
-    if (own.is_defined()) own_.push_back(own);
+    own_[count] = own;
+    if (own.is_defined()) ++count;
   }
-  clauses_.begin_row(2 + own_.size() + num_more);
-  clauses_.put(kind);
-  clauses_.put(own_.size());
-  for (const Literal own : own_) clauses_.put(own.index());
+  NumberLog::Writer row = clauses_.begin_row(2 + count + num_more);
+  row.put(kind);
+  row.put(count);
+  for (std::size_t k = 0; k < count; ++k) row.put(own_[k].index());
+  return row;
 }
 
 void ProofLog::added(ClauseNumber number, const std::vector<Literal>& clause,
                      ClauseOrigin origin) {
-  begin(number, clause, static_cast<unsigned>(origin.kind), 1);
-  clauses_.put(origin.detail);
+  NumberLog::Writer row =
+      begin(number, clause, static_cast<unsigned>(origin.kind), 1);
+  row.put(origin.detail);
+  clauses_.end_row(row);
 }
 
 void ProofLog::derived(ClauseNumber number, const std::vector<Literal>& clause,
                        const std::vector<ClauseNumber>& premises) {
-  begin(number, clause, kDerived, 1 + premises.size());
-  clauses_.put(premises.size());
-  for (const ClauseNumber premise : premises) clauses_.put(number - premise);
+  NumberLog::Writer row = begin(number, clause, kDerived, 1 + premises.size());
+  row.put(premises.size());
+  for (const ClauseNumber premise : premises) row.put(number - premise);
+  clauses_.end_row(row);
 }
 
 // A step begins with its direction, whether it is a constraint, and the literal
 // or the rule.
 std::uint32_t ProofLog::add_certificate(const MachineCertificate& certificate) {
   certified_.push_back({certificate.origin, certificate.crossing});
-  certificates_.begin_row(1 + certificate.steps.size() * kStepNumbers +
-                          certificate.tasks.size());
-  certificates_.put(certificate.steps.size());
+  NumberLog::Writer row = certificates_.begin_row(
+      1 + certificate.steps.size() * kStepNumbers + certificate.tasks.size());
+  row.put(certificate.steps.size());
   for (const MachineStep& step : certificate.steps) {
     const bool is_constraint = step.rule == MachineRule::kConstraint;
     const std::uint64_t first =
         is_constraint ? step.literal.index() : static_cast<unsigned>(step.rule);
-    certificates_.put(4 * first + (is_constraint ? 2 : 0) + step.direction);
+    row.put(4 * first + (is_constraint ? 2 : 0) + step.direction);
     if (is_constraint) continue;
-    certificates_.put(static_cast<std::uint32_t>(step.literal.code() + 1));
-    certificates_.put(static_cast<std::uint32_t>(step.machine));
-    certificates_.put(step.task);
-    certificates_.put(step.num_tasks);
+    row.put(static_cast<std::uint32_t>(step.literal.code() + 1));
+    row.put(static_cast<std::uint32_t>(step.machine));
+    row.put(step.task);
+    row.put(step.num_tasks);
     for (std::uint32_t k = 0; k < step.num_tasks; ++k) {
-      certificates_.put(certificate.tasks[step.first_task + k]);
+      row.put(certificate.tasks[step.first_task + k]);
     }
   }
+  certificates_.end_row(row);
   return static_cast<std::uint32_t>(certified_.size() - 1);
 }
 

@@ -113,8 +113,9 @@ class ProofLog final : public ClauseListener {
   int make_name(int variable);
   template <class Visit>
   void for_each_premise(ClauseNumber number, const Visit& visit) const;
-  void begin(ClauseNumber number, const std::vector<Literal>& clause,
-             unsigned kind, std::size_t num_more);
+  NumberLog::Writer begin(ClauseNumber number,
+                          const std::vector<Literal>& clause, unsigned kind,
+                          std::size_t num_more);
 
   const Problem& problem_;
   // By number, less one: the kind, or kDerived; how many literals there are,

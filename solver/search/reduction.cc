@@ -149,9 +149,9 @@ void Search::simplify_clause(ClauseRef ref) {
   int kept = 2;
   while (kept < clause.size() && !is_false_at_level_0(clause[kept])) ++kept;
   if (kept == clause.size()) return;
-  std::vector<Literal> whole;
   if (gate_.is_watched()) {
-    for (int i = 0; i < clause.size(); ++i) whole.push_back(clause[i]);
+    reason_.clear();
+    for (int i = 0; i < clause.size(); ++i) reason_.push_back(clause[i]);
   }
   for (int i = kept + 1; i < clause.size(); ++i) {
     const Literal literal = clause[i];
@@ -159,9 +159,9 @@ void Search::simplify_clause(ClauseRef ref) {
   }
   clauses_.shrink(ref, kept);
   if (!gate_.is_watched()) return;
-  std::vector<Literal> shorter;
-  for (int i = 0; i < kept; ++i) shorter.push_back(clause[i]);
-  clauses_.set_number(ref, note_shorter(whole, shorter, clauses_.number(ref)));
+  lemma_.clear();
+  for (int i = 0; i < kept; ++i) lemma_.push_back(clause[i]);
+  clauses_.set_number(ref, note_shorter(reason_, lemma_, clauses_.number(ref)));
 }
 
 /// Removes all mention of deleted clauses, renews the entries of clauses that

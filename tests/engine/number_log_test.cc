@@ -19,11 +19,12 @@ TEST(NumberLogTest, GivesBackWhatWasPut) {
   for (int i = 0; i < 2000; ++i) {
     const std::size_t length = i % 500 == 0 ? 70'000 : rng() % 200;
     rows.emplace_back();
-    log.begin_row(length + rng() % 3);
+    NumberLog::Writer row = log.begin_row(length + rng() % 3);
     for (std::size_t k = 0; k < length; ++k) {
       rows.back().push_back(rng() >> (29U + rng() % 35));
-      log.put(rows.back().back());
+      row.put(rows.back().back());
     }
+    log.end_row(row);
   }
   ASSERT_EQ(log.size(), rows.size());
   for (std::size_t i = 0; i < rows.size(); ++i) {
