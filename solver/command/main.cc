@@ -376,7 +376,8 @@ int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
   Interpreter interpreter(source, host, arguments.script);
   // What comes at the end is lost if the watchdog ends the process.
   if (arguments.stats || !arguments.dot_file.empty() ||
-      !arguments.chart_file.empty() || !arguments.recording.empty()) {
+      !arguments.chart_file.empty() || !arguments.proof_file.empty() ||
+      !arguments.recording.empty()) {
     watchdog.note_failure();
   }
   bool output_lost = false;

@@ -242,13 +242,36 @@ bool Optimiser::probe(std::size_t position) {
     return is_integer ? middle.floor() : middle;
   };
   QNumber unknown = range_.high.rational();
+  // How far above the lower end to go: the best is often close to what little
+  // work refutes.
+  std::optional<QNumber> step;
+  bool is_refuted = false;
   for (int k = 0; is_integer || k < kMostRealProbes; ++k) {
     if (is_settled() || !(*range_.low < exactly(unknown))) break;
-    const QNumber middle = middle_of(range_.low->rational(), unknown);
-    const std::optional<Answer> answer = probe_at(position, middle);
+    QNumber value = middle_of(range_.low->rational(), unknown);
+    if (step) {
+      QNumber near = range_.low->rational();
+      near += *step;
+      value = std::min(value, near);
+    }
+    const std::optional<Answer> answer = probe_at(position, value);
     if (!answer) return false;
-    if (*answer == Answer::kSat) unknown = range_.high.rational();
-    if (*answer == Answer::kUnknown) unknown = middle;
+    switch (*answer) {
+      case Answer::kSat:
+        unknown = range_.high.rational();
+        if (is_integer && is_refuted) step = QNumber(0);
+        break;
+      case Answer::kUnsat:
+        is_refuted = true;
+        if (step) {
+          *step *= QNumber(2);
+          *step += QNumber(1);
+        }
+        break;
+      case Answer::kUnknown:
+        unknown = value;
+        break;
+    }
   }
   while (is_integer && !is_settled()) {
     const QNumber middle = middle_of(unknown, range_.high.rational());

@@ -68,8 +68,9 @@ struct OptimiserGoal {
 /// pass over the graph; then a better one is asked for. What cannot be bettered
 /// is least. The bounds asked for are assumptions of the engine's checks, so
 /// what it learns stays, for later checks as well. Values from which on the
-/// search soon finds that they are too small are looked for by halving, with
-/// few conflicts each; so there is a lower bound early on. A term that nothing
+/// search soon finds that they are too small are looked for by halving, and in
+/// growing steps from the lower end once there is a model, with few conflicts
+/// each; so there is a lower bound early on. A term that nothing
 /// bounds at once is asked to be below all that sums of bounds can reach: if
 /// that can be, it has no least value, since a model with it is a direction.
 ///
