@@ -22,14 +22,16 @@ std::size_t index(int id) {
 DifferenceTheory::DifferenceTheory(TermStore& store, Problem& problem,
                                    const Configuration::Theory::La& lemmas,
                                    bool lemma_trials,
-                                   const PropagationOptions& propagation)
+                                   const PropagationOptions& propagation,
+                                   const PhaseSearchOptions& phases)
     : problem_(problem),
       lemma_terms_(store, problem),
       graph_(&no_lemmas_, &lemma_terms_, &store),
       lemmas_(lemmas),
       tries_lemmas_(lemma_trials && lemmas.dl_tlemma_kinds == 0),
       lemma_trials_(lemmas.dl_tlemma_min_overlap),
-      propagation_(propagation) {
+      propagation_(propagation),
+      phase_search_(phases) {
   if (tries_lemmas_) {
     constexpr int kShort = 1;
     lemmas_.dl_tlemma_kinds = kShort;
@@ -309,6 +311,28 @@ std::vector<la::DNumber> DifferenceTheory::potentials() const {
     result.push_back(graph_.graph().get_potential(node));
   }
   return result;
+}
+
+bool DifferenceTheory::wants_phases() const {
+  if (!propagation_.is_on()) return false;
+  // What the search took, in steps of some five nanoseconds, as far as its
+  // counters show.
+  constexpr std::uint64_t kPerConflict = 1500;
+  constexpr std::uint64_t kPerPropagation = 15;
+  constexpr std::uint64_t kPerClosureStep = 4;
+  constexpr std::uint64_t kPerMachineStep = 6;
+  const SearchStatistics& done = search_->statistics();
+  const std::uint64_t machine_steps =
+      machines_ ? machines_->counters().steps : 0;
+  return phase_search_.is_due(
+      *search_, kPerConflict * done.conflicts +
+                    kPerPropagation * done.propagations +
+                    kPerClosureStep * propagation_.closure_counters().steps +
+                    kPerMachineStep * machine_steps);
+}
+
+void DifferenceTheory::improve_phases(std::vector<char>& phases) {
+  phase_search_.run(problem_.atoms(), *search_, potentials(), phases);
 }
 
 bool DifferenceTheory::next_lemma(std::vector<Literal>& clause) {

@@ -13,6 +13,7 @@
 #include "solver/engine/lemma_terms.h"
 #include "solver/engine/lemma_trials.h"
 #include "solver/engine/model_values.h"
+#include "solver/engine/phase_search.h"
 #include "solver/engine/problem.h"
 #include "solver/engine/proof_log.h"
 #include "solver/engine/recorded_graph.h"
@@ -53,7 +54,8 @@ class DifferenceTheory final : public Theory {
   DifferenceTheory(TermStore& store, Problem& problem,
                    const Configuration::Theory::La& lemmas,
                    bool lemma_trials = false,
-                   const PropagationOptions& propagation = {});
+                   const PropagationOptions& propagation = {},
+                   const PhaseSearchOptions& phases = {});
 
   /// Requires: called once, before any other operation.
   void attach(Search* search) { search_ = search; }
@@ -113,6 +115,8 @@ class DifferenceTheory final : public Theory {
 
   /// What finds implied literals.
   const BoundPropagation& propagation() const { return propagation_; }
+  /// What finds better phases.
+  const PhaseSearch& phase_search() const { return phase_search_; }
   /// What reasons about sets of tasks; null if there are none.
   const MachinePropagation* machines() const { return machines_.get(); }
   /// The graph that the search works on; it has lemmas switched off.
@@ -149,6 +153,8 @@ class DifferenceTheory final : public Theory {
     if (!machines_) return {};
     return machines_->advise(variable);
   }
+  bool wants_phases() const override;
+  void improve_phases(std::vector<char>& phases) override;
   bool next_lemma(std::vector<Literal>& clause) override;
   ClauseOrigin origin() const override { return origin_; }
 
@@ -201,6 +207,7 @@ class DifferenceTheory final : public Theory {
   /// The graph has met a conflict in this check: conflict_set_.
   bool has_conflict_ = false;
   BoundPropagation propagation_;
+  PhaseSearch phase_search_;
   std::unique_ptr<MachinePropagation> machines_;
   SeparationTable separations_;
   /// What proofs of machines' clauses need: separations and precedences by

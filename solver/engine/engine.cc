@@ -39,7 +39,7 @@ struct Engine::Machinery {
       : problem(options.keep_proofs || options.keep_schedule),
         small_domains(problem),
         theory(store, problem, options.lemmas, options.lemma_trials,
-               options.propagation),
+               options.propagation, options.phases),
         search(attach(theory, search), options.search),
         encoder(store, normaliser, problem) {
     if (options.keep_proofs) {
@@ -576,6 +576,12 @@ std::vector<std::pair<std::string, std::string>> Engine::statistics() const {
   row("closure steps", closure.steps);
   row("closure matrix bytes",
       machinery_->theory.propagation().closure().matrix_bytes());
+  const PhaseSearch::Counters& local =
+      machinery_->theory.phase_search().counters();
+  row("local searches", local.runs);
+  row("local searches that found", local.found);
+  row("local moves", local.moves);
+  row("local steps", local.steps);
   if (const MachinePropagation* machines = machinery_->theory.machines()) {
     std::size_t most_tasks = 0;
     for (const Machine& machine : machines->machines()) {

@@ -15,6 +15,7 @@
 #include "solver/engine/bound_propagation.h"
 #include "solver/engine/graph_recorder.h"
 #include "solver/engine/model_check.h"
+#include "solver/engine/phase_search.h"
 #include "solver/engine/proof_log.h"
 #include "solver/engine/schedule.h"
 #include "solver/engine/target.h"
@@ -54,6 +55,9 @@ struct EngineOptions {
   bool lemma_trials = true;
   /// Literals that the active constraints imply.
   PropagationOptions propagation;
+  /// Local searches for the values that decisions try first; with propagation
+  /// off there are none.
+  PhaseSearchOptions phases;
   /// Reasoning about sets of tasks that cannot overlap.
   Machines machines = Machines::kAuto;
   /// Fewer tasks, some of which may be done elsewhere, are no such set: seldom

@@ -43,6 +43,26 @@ void Phases::rephase(Random& random) {
       }
       break;
   }
+  drop_target();
+}
+
+void Phases::replace(const std::vector<char>& phases) {
+  assert(phases.size() == saved_.size());
+  for (std::size_t i = 0; i < saved_.size(); ++i) {
+    saved_[i] = phases[i] != 0 ? Value::kTrue : Value::kFalse;
+  }
+  drop_target();
+}
+
+std::vector<char> Phases::saved() const {
+  std::vector<char> result(saved_.size());
+  for (std::size_t i = 0; i < saved_.size(); ++i) {
+    result[i] = saved_[i] == Value::kTrue ? 1 : 0;
+  }
+  return result;
+}
+
+void Phases::drop_target() {
   std::fill(target_.begin(), target_.end(), Value::kUnassigned);
   best_size_ = 0;
 }

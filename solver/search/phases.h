@@ -39,6 +39,11 @@ class Phases {
   /// the target's, random ones. Drops the target.
   void rephase(Random& random);
 
+  /// Makes these the saved phases, by variable, and drops the target.
+  void replace(const std::vector<char>& phases);
+  /// The saved phases, by variable.
+  std::vector<char> saved() const;
+
   /// The saved phase.
   bool saved(int variable) const {
     return saved_[to_index(variable)] == Value::kTrue;
@@ -55,6 +60,7 @@ class Phases {
   static Value to_phase(Literal literal) {
     return literal.is_negated() ? Value::kFalse : Value::kTrue;
   }
+  void drop_target();
   void do_record_assignment(const std::vector<Literal>& trail,
                             std::size_t size);
 

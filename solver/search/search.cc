@@ -19,6 +19,9 @@ namespace {
 // what was learnt knows better.
 constexpr std::uint64_t kAdvisedConflicts = 100;
 
+// Conflicts after which the theory is asked for phases again.
+constexpr std::uint64_t kImprovementInterval = 10;
+
 }  // namespace
 
 Search::Search(Theory* theory, const SearchOptions& options)
@@ -69,6 +72,7 @@ Search::Result Search::do_solve() {
       }
     }
     if (restarts_.wants_restart()) restart();
+    if (statistics_.conflicts >= next_improvement_) improve_phases();
     if (statistics_.conflicts >= next_reduction_) reduce_clauses();
     if (explanations_.num_words() > explanations_limit_) {
       collect_explanations();
@@ -142,6 +146,19 @@ void Search::restart() {
     return;
   }
   backtrack(reusable_level());
+}
+
+/// Takes over phases from the theory if it wants that, with the assumptions
+/// made and nothing decided.
+void Search::improve_phases() {
+  const int num_assumptions = static_cast<int>(assumptions_.size());
+  if (level() < num_assumptions) return;
+  next_improvement_ = statistics_.conflicts + kImprovementInterval;
+  if (theory_ == nullptr || !theory_->wants_phases()) return;
+  backtrack(num_assumptions);
+  std::vector<char> phases = phases_.saved();
+  theory_->improve_phases(phases);
+  phases_.replace(phases);
 }
 
 /// The level up to which a restart would make the same decisions again: those

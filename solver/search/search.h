@@ -269,6 +269,7 @@ class Search {
   Literal pick_assumption(bool& failed);
   Literal pick_decision();
   void restart();
+  void improve_phases();
   int reusable_level();
   void save_model();
   bool is_stopped() const {
@@ -406,6 +407,7 @@ class Search {
   Random random_;
   std::uint64_t next_rephase_;  // in conflicts
   std::uint64_t num_rephases_ = 0;
+  std::uint64_t next_improvement_ = 0;  // in conflicts
 
   // One solve; it ends when there are as many conflicts in all as
   // last_conflict_ says.

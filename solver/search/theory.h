@@ -83,6 +83,14 @@ class Theory {
   /// opinion. Asked when propagate had nothing to say.
   virtual std::optional<bool> advise(int /*variable*/) const { return {}; }
 
+  /// Whether the theory may have better phases than the search now; asked every
+  /// few conflicts.
+  virtual bool wants_phases() const { return false; }
+  /// Replaces the values that decisions try first, by variable, where the
+  /// theory knows better. Called after wants_phases, with nothing assigned but
+  /// what follows from the clauses and assumptions.
+  virtual void improve_phases(std::vector<char>& /*phases*/) {}
+
   /// Called after a theory conflict was analysed and the search has backjumped.
   /// Hands out, one per call, clauses that follow from the theory alone, over
   /// variables assigned in any way; may create variables in the search for

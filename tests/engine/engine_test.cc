@@ -514,6 +514,7 @@ TEST_F(EngineTest, CheckWithAllPropagationSettingsGivesTheSameAnswer) {
   constexpr std::size_t kFewBytes = 6000;
   std::uint64_t implied = 0;
   std::uint64_t explained = 0;
+  std::uint64_t found = 0;
   int num_unsat = 0;
   for (unsigned seed = 0; seed < kSeeds; ++seed) {
     SCOPED_TRACE(seed);
@@ -522,6 +523,7 @@ TEST_F(EngineTest, CheckWithAllPropagationSettingsGivesTheSameAnswer) {
     std::vector<const Term*> assertions;
     for (int i = 0; i < 45; ++i) assertions.push_back(problems.make_clause());
     EngineOptions options;
+    options.phases = {seed % 3, seed % 4};
     options.propagation.mode = Propagation::kOff;
     Engine plain(terms, options);
     for (const Term* term : assertions) plain.assert_term(term);
@@ -539,9 +541,11 @@ TEST_F(EngineTest, CheckWithAllPropagationSettingsGivesTheSameAnswer) {
         ASSERT_EQ(engine.check(), expected) << bytes;
         implied += statistic(engine, "implied literals");
         explained += statistic(engine, "explained literals");
+        found += statistic(engine, "local searches that found");
       }
     }
   }
+  EXPECT_GT(found, 10U);
   EXPECT_GT(implied, 1000U);
   EXPECT_GT(explained, 100U);
   EXPECT_GT(num_unsat, 2);

@@ -50,6 +50,7 @@ class Follower {
     if (matrix_bytes == 0) {
       options.forgotten_bounds = {0, 0};
       options.former_assumptions = {0, 0};
+      options.phases = {0, 0};
     }
     engine_ = std::make_unique<Engine>(store, options);
   }

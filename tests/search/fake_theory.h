@@ -51,6 +51,8 @@ class FakeTheory : public Theory {
   std::function<bool(std::vector<Literal>&)> on_final_check;
   std::function<bool(std::vector<Literal>&)> on_next_lemma;
 
+  std::function<void(std::vector<char>&)> on_improve_phases;
+
   std::map<int, bool> advice;
 
   std::optional<bool> advise(int variable) const override {
@@ -58,6 +60,16 @@ class FakeTheory : public Theory {
     const auto found = advice.find(variable);
     if (found == advice.end()) return {};
     return found->second;
+  }
+
+  bool wants_phases() const override {
+    return static_cast<bool>(on_improve_phases);
+  }
+  void improve_phases(std::vector<char>& phases) override {
+    EXPECT_EQ(level(), search_->level());
+    EXPECT_EQ(phases.size(),
+              static_cast<std::size_t>(search_->num_variables()));
+    on_improve_phases(phases);
   }
 
   void assigned(Literal literal) override {

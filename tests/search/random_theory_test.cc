@@ -61,6 +61,9 @@ class CardinalityTheory {
     theory_.on_next_lemma = [this](Literals& clause) {
       return next_lemma(clause);
     };
+    theory_.on_improve_phases = [this](std::vector<char>& phases) {
+      for (char& phase : phases) phase = is_chance(0.5) ? 1 : 0;
+    };
   }
 
   Search& search() { return search_; }

@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: MIT
+#include "solver/engine/phase_search.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "solver/engine/local_search.h"
+#include "vorn/dl/closure_scale.h"
+
+namespace vorn::solver {
+
+namespace {
+
+// Steps of the n-th run: n times the first, up to a limit, as no run can be
+// interrupted, and what it takes to read the clauses.
+constexpr std::uint64_t kFirst = 2'000'000;
+constexpr std::uint64_t kMost = 40'000'000;
+constexpr std::uint64_t kStepsPerClause = 2;
+
+// Numbers of a local search are sums of more weights than nodes.
+constexpr int kRoom = 16;
+
+std::size_t to_index(int i) {
+  return static_cast<std::size_t>(i);
+}
+
+/// Fills a LocalSearch with what is left of a search's problem.
+class Filler {
+ public:
+  Filler(const AtomTable& atoms, const Search& search,
+         const std::vector<la::DNumber>& numbers)
+      : atoms_(atoms),
+        search_(search),
+        numbers_(numbers),
+        local_(atoms.num_nodes(), search.num_variables()) {}
+
+  /// False if words do not hold the numbers.
+  bool fill(const std::vector<char>& phases) {
+    if (!fit()) return false;
+    for (const AtomTable::Atom& atom : atoms_.atoms()) add(atom);
+    const LocalSearch::Word zero = scale_.to_word(numbers_[0]);
+    for (int node = 1; node < atoms_.num_nodes(); ++node) {
+      local_.set_number(node, scale_.to_word(numbers_[to_index(node)]) - zero);
+    }
+    for (int variable = 0; variable < search_.num_variables(); ++variable) {
+      local_.set_value(variable, phases[to_index(variable)] != 0);
+    }
+    search_.for_each_given_clause([this](const std::vector<Literal>& clause,
+                                         ClauseNumber) { add(clause); });
+    return true;
+  }
+  LocalSearch& local() { return local_; }
+
+ private:
+  const dl::Edge& edge_of(int id) const { return atoms_.constraint(id).edge; }
+  LocalSearch::Bound bound_of(int id) const {
+    const dl::Edge& edge = edge_of(id);
+    return {edge.source, edge.target, scale_.to_word(edge.weight)};
+  }
+
+  bool fit() {
+    dl::closure::Scale::Need need;
+    need.num_nodes = kRoom * atoms_.num_nodes();
+    for (const AtomTable::Atom& atom : atoms_.atoms()) {
+      for (const int id : atom.constraints) need.add(edge_of(id).weight);
+    }
+    for (const la::DNumber& number : numbers_) need.add(number);
+    scale_.fit(need);
+    return scale_.size() != dl::closure::Scale::Size::kExact;
+  }
+
+  // A fact that bounds no node from node 0 is a clause, too, or else numbers
+  // would not respect it.
+  void add(const AtomTable::Atom& atom) {
+    const LocalSearch::Bound yes = bound_of(atom.constraints[0]);
+    const LocalSearch::Bound no = bound_of(atom.constraints[1]);
+    const Literal literal(atom.variable, false);
+    const Value value = search_.value(literal);
+    if (value == Value::kUnassigned) {
+      local_.add_atom(atom.variable, yes, no);
+      return;
+    }
+    const bool is_true = value == Value::kTrue;
+    local_.add_fact(is_true ? yes : no);
+    if (yes.source == 0 || yes.target == 0) return;
+    local_.add_atom(atom.variable, yes, no);
+    local_.add_clause({is_true ? literal : ~literal});
+  }
+
+  void add(const std::vector<Literal>& clause) {
+    kept_.clear();
+    for (const Literal literal : clause) {
+      const Value value = search_.value(literal);
+      if (value == Value::kTrue) return;
+      if (value == Value::kUnassigned) kept_.push_back(literal);
+    }
+    if (!links_bounds()) local_.add_clause(kept_);
+  }
+  // Two bounds of a pair one of which holds for any numbers.
+  bool links_bounds() const {
+    if (kept_.size() != 2) return false;
+    const AtomTable::Bound& a = atoms_.bound(~kept_[0]);
+    const AtomTable::Bound& b = atoms_.bound(~kept_[1]);
+    return a.id != 0 && b.id != 0 && a.direction == (b.direction ^ 1) &&
+           a.weight + b.weight < la::DNumber();
+  }
+
+  const AtomTable& atoms_;
+  const Search& search_;
+  const std::vector<la::DNumber>& numbers_;
+  dl::closure::Scale scale_;
+  LocalSearch local_;
+  std::vector<Literal> kept_;
+};
+
+}  // namespace
+
+std::uint64_t PhaseSearch::num_steps(const Search& search) const {
+  return std::min((counters_.runs + 1) * kFirst, kMost) +
+         kStepsPerClause * search.num_given_clauses();
+}
+
+bool PhaseSearch::is_due(const Search& search, std::uint64_t effort) const {
+  return search.statistics().conflicts >= options_.first_conflict &&
+         effort >= options_.share * (spent_ + num_steps(search));
+}
+
+void PhaseSearch::run(const AtomTable& atoms, const Search& search,
+                      const std::vector<la::DNumber>& numbers,
+                      std::vector<char>& phases) {
+  const std::uint64_t steps = num_steps(search);
+  spent_ += steps;
+  ++counters_.runs;
+  Filler filler(atoms, search, numbers);
+  if (!filler.fill(phases)) return;
+  LocalSearch& local = filler.local();
+  if (local.run(steps, random_) == 0) ++counters_.found;
+  counters_.moves += local.num_moves();
+  counters_.steps += local.num_steps();
+  for (std::size_t i = 0; i < phases.size(); ++i) {
+    phases[i] = local.is_true(static_cast<int>(i)) ? 1 : 0;
+  }
+}
+
+}  // namespace vorn::solver
