@@ -70,7 +70,7 @@ TEST_F(MemoryLimitTest, AnyLimitAroundTheNeedAnswersUnknown) {
   int at_start = 0;
   int behind_reading = 0;
   int in_time = 0;
-  for (int limit = 1; limit <= 24; ++limit) {
+  for (int limit = 1; limit <= 28; ++limit) {
     SCOPED_TRACE(limit);
     const Ended ended = run({"--timeout", "1", "--memory-limit",
                              std::to_string(limit), script.name()});
