@@ -61,9 +61,11 @@ void LocalSearch::add_clause(const std::vector<Literal>& clause) {
   starts_.push_back(literals_.size());
 }
 
-std::size_t LocalSearch::run(std::uint64_t steps, Random& random) {
+std::size_t LocalSearch::run(std::uint64_t steps, Random& random,
+                             const std::atomic<bool>* stop) {
   start();
   while (!left_.empty() && num_steps_ < steps) {
+    if (stop != nullptr && stop->load(std::memory_order_relaxed)) break;
     Move best;
     const int drawn = std::min(kDrawn, static_cast<int>(left_.size()));
     for (int i = 0; i < drawn; ++i) {

@@ -11,8 +11,8 @@ namespace vorn::solver {
 
 namespace {
 
-// Steps of the n-th run: n times the first, up to a limit, as no run can be
-// interrupted, and what it takes to read the clauses.
+// Steps of the n-th run: n times the first, up to a limit, and what it takes to
+// read the clauses.
 constexpr std::uint64_t kFirst = 2'000'000;
 constexpr std::uint64_t kMost = 40'000'000;
 constexpr std::uint64_t kStepsPerClause = 2;
@@ -134,7 +134,7 @@ void PhaseSearch::run(const AtomTable& atoms, const Search& search,
   Filler filler(atoms, search, numbers);
   if (!filler.fill(phases)) return;
   LocalSearch& local = filler.local();
-  if (local.run(steps, random_) == 0) ++counters_.found;
+  if (local.run(steps, random_, search.stop()) == 0) ++counters_.found;
   counters_.moves += local.num_moves();
   counters_.steps += local.num_steps();
   for (std::size_t i = 0; i < phases.size(); ++i) {

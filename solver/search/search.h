@@ -135,6 +135,8 @@ class Search {
   /// Makes solve return kUnknown soon after `*stop` becomes true. Null takes
   /// the flag away. Polled at every conflict and every decision.
   void set_stop(const std::atomic<bool>* stop) { stop_ = stop; }
+  /// That flag, for what takes long inside a step.
+  const std::atomic<bool>* stop() const { return stop_; }
 
   /// Makes each solve return kUnknown once it has met so many conflicts; 0: as
   /// many as it takes.
