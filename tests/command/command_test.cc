@@ -425,8 +425,8 @@ TEST(CommandTest, MemoryLimitAnswersUnknown) {
     script += " (< x " + std::to_string(i) + ")";
   }
   script += "))\n(check-sat)(get-info :reason-unknown)";
-  // The program alone, not optimised, takes 17 MiB.
-  for (const char* limit : {"24", "32", "64", "96"}) {
+  // The program alone, not optimised, takes 24 MiB.
+  for (const char* limit : {"28", "32", "64", "96"}) {
     SCOPED_TRACE(limit);
     const Ended result = answer({"--memory-limit", limit}, script);
     EXPECT_EQ(result.output, "unknown\n(:reason-unknown memout)\n");
