@@ -337,7 +337,7 @@ bool write_whole_file(const std::string& path, const std::string& text) {
   return false;
 }
 
-// Writes the proof of the last unsat. False after a complaint.
+// Writes the last proof. False after a complaint.
 bool write_proof_file(const Arguments& arguments,
                       const Interpreter& interpreter) {
   const std::string& path = arguments.proof_file;

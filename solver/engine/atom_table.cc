@@ -4,12 +4,10 @@
 #include <cassert>
 #include <utility>
 
+#include "vorn/containers/index.h"
+
 namespace vorn::solver {
 namespace {
-
-std::size_t index(int i) {
-  return static_cast<std::size_t>(i);
-}
 
 std::uint64_t key_of(int source, int target) {
   return (static_cast<std::uint64_t>(source) << 32U) |

@@ -9,16 +9,9 @@
 
 #include "solver/engine/integral_values.h"
 #include "solver/engine/least_difference.h"
+#include "vorn/containers/index.h"
 
 namespace vorn::solver {
-namespace {
-
-std::size_t index(int id) {
-  return static_cast<std::size_t>(id);
-}
-
-}  // namespace
-
 DifferenceTheory::DifferenceTheory(TermStore& store, Problem& problem,
                                    const Configuration::Theory::La& lemmas,
                                    bool lemma_trials,

@@ -5,6 +5,8 @@
 #include <cassert>
 #include <utility>
 
+#include "vorn/containers/index.h"
+
 // The integers start at the values rounded down, and fall as the rounded paths
 // ask. The solution that this ends in is the greatest one below the start, so
 // no integer ends above its value; that is why the reals, which fall only as
@@ -12,10 +14,6 @@
 
 namespace vorn::solver {
 namespace {
-
-std::size_t index(int i) {
-  return static_cast<std::size_t>(i);
-}
 
 // The greatest integer that is not above the value.
 QNumber round_down(const la::DNumber& value) {

@@ -8,13 +8,10 @@
 #include <utility>
 
 #include "solver/engine/integral_values.h"
+#include "vorn/containers/index.h"
 
 namespace vorn::solver {
 namespace {
-
-std::size_t index(int i) {
-  return static_cast<std::size_t>(i);
-}
 
 la::DNumber minus(const la::DNumber& number) {
   return {-number.rational(), -number.eps()};

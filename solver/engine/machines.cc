@@ -8,24 +8,16 @@
 #include <vector>
 
 #include "solver/engine/difference_theory.h"
+#include "vorn/containers/index.h"
 
 // Machines: which clauses of the search say that two tasks cannot overlap, and
 // from which node times are best counted.
 
 namespace vorn::solver {
-namespace {
-
-std::size_t index(int i) {
-  return static_cast<std::size_t>(i);
-}
-
-}  // namespace
-
 // What a clause says about tasks, if anything: a bound with time in it is an
 // order of two.
 std::optional<SeparationTable::Clause> DifferenceTheory::read_orders(
     const std::vector<Literal>& clause, ClauseNumber number) const {
-  const std::vector<Literal>& selectors = problem_.selectors();
   SeparationTable::Clause read;
   for (const Literal literal : clause) {
     if (search_->value(literal) == Value::kFalse) {
@@ -34,14 +26,10 @@ std::optional<SeparationTable::Clause> DifferenceTheory::read_orders(
     }
     const int id = problem_.atoms().bound(literal).id;
     if (id != 0) {
-      // target - source <= -time: the target comes first.
-      const dl::Edge& edge = edge_of(id);
-      la::DNumber time(-edge.weight.rational(), -edge.weight.eps());
-      if (!(la::DNumber() < time)) return {};
-      read.orders.push_back(
-          {literal, {edge.target, edge.source, std::move(time)}});
-    } else if (std::find(selectors.begin(), selectors.end(), ~literal) !=
-               selectors.end()) {
+      Precedence order = order_of(edge_of(id));
+      if (!(la::DNumber() < order.time)) return {};
+      read.orders.push_back({literal, std::move(order)});
+    } else if (problem_.is_selector(~literal)) {
       read.conditions.push_back(~literal);
     } else {
       read.others.push_back(literal);
@@ -152,10 +140,10 @@ std::vector<Precedence> DifferenceTheory::find_precedences(
   };
   std::vector<std::vector<Step>> later(num_nodes);
   for_each_fact([&](const dl::Edge& edge, Literal literal) {
-    la::DNumber time(-edge.weight.rational(), -edge.weight.eps());
-    if (!(la::DNumber() < time)) return;
-    later[index(edge.target)].push_back(
-        {edge.source, std::move(time), literal});
+    Precedence order = order_of(edge);
+    if (!(la::DNumber() < order.time)) return;
+    later[index(order.before)].push_back(
+        {order.after, std::move(order.time), literal});
   });
   constexpr std::size_t kMostSteps = 1'000'000;
   std::size_t steps = 0;

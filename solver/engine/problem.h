@@ -2,6 +2,7 @@
 #ifndef VORN_SOLVER_ENGINE_PROBLEM_H
 #define VORN_SOLVER_ENGINE_PROBLEM_H
 
+#include <algorithm>
 #include <cstddef>
 #include <ostream>
 #include <vector>
@@ -101,6 +102,11 @@ class Problem {
   void close_scope();
   /// The selectors of the open scopes, outermost first.
   const std::vector<Literal>& selectors() const { return selectors_; }
+  /// Whether the literal is one of them. Cost: linear in the scopes.
+  bool is_selector(Literal literal) const {
+    return std::find(selectors_.begin(), selectors_.end(), literal) !=
+           selectors_.end();
+  }
 
   /// One line a bound, then one line a clause with its literals as numbers from
   /// 1, negative for negations, and its origin.

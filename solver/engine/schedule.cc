@@ -24,15 +24,12 @@
 #include "solver/scheduling/separation.h"
 #include "solver/scheduling/separation_table.h"
 #include "solver/search/literal.h"
+#include "vorn/containers/index.h"
 #include "vorn/dl/edge.h"
 #include "vorn/numbers/d_number.h"
 
 namespace vorn::solver {
 namespace {
-
-std::size_t index(int i) {
-  return static_cast<std::size_t>(i);
-}
 
 class Scheduler {
  public:
@@ -107,22 +104,18 @@ class Scheduler {
   // What the clause says about tasks. The constant 0 is none: before or after
   // noon is no order of two.
   SeparationTable::Clause read(const std::vector<Literal>& clause) const {
-    const std::vector<Literal>& selectors = problem_.selectors();
     SeparationTable::Clause read;
     for (const Literal literal : clause) {
       const int id = problem_.atoms().bound(literal).id;
       if (id != 0) {
-        // target - source <= -time: the target comes first.
-        const dl::Edge& edge = problem_.atoms().constraint(id).edge;
-        la::DNumber time(-edge.weight.rational(), -edge.weight.eps());
-        if (la::DNumber() < time && edge.source != 0 && edge.target != 0) {
-          read.orders.push_back(
-              {literal, {edge.target, edge.source, std::move(time)}});
+        Precedence order = order_of(problem_.atoms().constraint(id).edge);
+        if (la::DNumber() < order.time && order.before != 0 &&
+            order.after != 0) {
+          read.orders.push_back({literal, std::move(order)});
           continue;
         }
       }
-      if (std::find(selectors.begin(), selectors.end(), ~literal) !=
-          selectors.end()) {
+      if (problem_.is_selector(~literal)) {
         read.conditions.push_back(~literal);
       } else {
         read.others.push_back(literal);

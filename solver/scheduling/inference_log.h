@@ -9,6 +9,7 @@
 
 #include "solver/scheduling/machine_certificate.h"
 #include "solver/search/literal.h"
+#include "vorn/containers/index.h"
 
 namespace vorn::solver {
 
@@ -125,8 +126,6 @@ class InferenceLog {
     std::size_t num_conclusions;
     std::size_t num_tasks;
   };
-
-  static std::size_t index(int i) { return static_cast<std::size_t>(i); }
 
   std::vector<Record> records_;
   std::vector<MachineStep> steps_;  // by record, or fewer

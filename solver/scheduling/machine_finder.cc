@@ -7,6 +7,8 @@
 #include <unordered_map>
 #include <utility>
 
+#include "vorn/containers/index.h"
+
 namespace vorn::solver {
 namespace {
 
@@ -60,8 +62,6 @@ class Finder {
   }
 
  private:
-  static std::size_t index(int i) { return static_cast<std::size_t>(i); }
-
   struct Edge {
     int separation;
     /// If there is no separation.

@@ -12,14 +12,11 @@
 #include "solver/scheduling/machine_state.h"
 #include "solver/scheduling/time_scale.h"
 #include "solver/scheduling/time_windows.h"
+#include "vorn/containers/index.h"
 #include "vorn/dl/closure_scale.h"
 
 namespace vorn::solver {
 namespace {
-
-std::size_t index(int i) {
-  return static_cast<std::size_t>(i);
-}
 
 template <class T>
 class Propagation final : public MachinePropagation {

@@ -8,6 +8,7 @@
 
 #include "solver/search/clause_gate.h"
 #include "solver/search/literal.h"
+#include "vorn/dl/edge.h"
 #include "vorn/numbers/d_number.h"
 
 namespace vorn::solver {
@@ -55,6 +56,13 @@ struct Precedence {
   /// while clauses have numbers.
   std::vector<Literal> path = {};
 };
+
+/// What an edge, target - source <= -time, says of the order of its ends: the
+/// target comes first. An order of tasks only if the time is positive.
+inline Precedence order_of(const dl::Edge& edge) {
+  return {edge.target, edge.source,
+          la::DNumber(-edge.weight.rational(), -edge.weight.eps())};
+}
 
 /// Tasks no two of which can overlap.
 struct Machine {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "solver/search/literal.h"
+#include "vorn/containers/index.h"
 
 namespace vorn::solver {
 
@@ -204,8 +205,6 @@ class TimeWindows {
   };
 
   static constexpr int kGiven = 0x7FFFFFFF;
-
-  static std::size_t index(int i) { return static_cast<std::size_t>(i); }
 
   void enter(int point, const T& value, int cause) {
     assert(!has(point) || this->value(point) < value);

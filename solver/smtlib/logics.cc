@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::string_view kQuantifierFree = "QF_";
 
-struct Theory {
+struct TheoryName {
   std::string_view name;
   // Whether scripts can do without its own sorts.
   bool is_optional;
@@ -20,9 +20,9 @@ struct Theory {
 
 // Arrays, uninterpreted functions, bit vectors, floating point, data types,
 // strings, in the order in which names have them. AX comes before A.
-constexpr Theory kTheories[] = {{"AX", true},  {"A", true},   {"UF", true},
-                                {"BV", false}, {"FP", false}, {"DT", true},
-                                {"S", false}};
+constexpr TheoryName kTheories[] = {{"AX", true},  {"A", true},   {"UF", true},
+                                    {"BV", false}, {"FP", false}, {"DT", true},
+                                    {"S", false}};
 
 struct ArithmeticName {
   std::string_view name;
@@ -52,7 +52,7 @@ std::optional<Arithmetic> arithmetic_of_logic(std::string_view name) {
   std::string_view rest = name;
   if (!take(rest, kQuantifierFree) || rest.empty()) return std::nullopt;
   bool needs_arithmetic = false;
-  for (const Theory& theory : kTheories) {
+  for (const TheoryName& theory : kTheories) {
     if (take(rest, theory.name) && !theory.is_optional) needs_arithmetic = true;
   }
   if (rest.empty() && !needs_arithmetic) return kNone;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "vorn/containers/index.h"
 #include "vorn/dl/closure_matrix.h"
 #include "vorn/dl/closure_numbers.h"
 #include "vorn/dl/closure_paths.h"
@@ -27,10 +28,6 @@ using closure::Pair;
 using closure::Scale;
 
 namespace {
-
-std::size_t index(int i) {
-  return static_cast<std::size_t>(i);
-}
 
 // Rows are packed into half a word each.
 constexpr int kMaxMatrixRows = 1 << 16;

@@ -5,6 +5,7 @@
 #include <cassert>
 #include <cstddef>
 
+#include "vorn/containers/index.h"
 #include "vorn/dl/closure_numbers.h"
 
 // Potentials as in Graph make all reduced costs non-negative, so that
@@ -28,14 +29,6 @@
 // the push is taken back.
 
 namespace vorn::dl::closure {
-namespace {
-
-std::size_t index(int i) {
-  return static_cast<std::size_t>(i);
-}
-
-}  // namespace
-
 template <class Numbers>
 typename Numbers::Number Paths<Numbers>::reduced_cost(const Bound& edge) const {
   return Numbers::difference(
