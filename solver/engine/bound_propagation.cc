@@ -10,7 +10,7 @@ namespace {
 
 // Credit, in steps of the closure: one takes one to two nanoseconds, a
 // propagation of the search some fifty.
-constexpr std::int64_t kFirstCredit = 300'000;
+constexpr std::int64_t kFirstCredit = 100'000;
 constexpr std::int64_t kStepsPerPropagation = 4;
 constexpr std::int64_t kStepsPerImplied = 500;
 // What has been earned beyond this is forgotten: a phase of the search in which

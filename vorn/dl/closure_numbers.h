@@ -20,8 +20,9 @@ template <class Word>
 struct Words {
   using Number = Word;
 
-  /// What it costs to add and compare, in steps of Closure::Counters.
-  static constexpr std::size_t kSteps = 1;
+  /// What it costs to try an edge in a search for paths, in steps of
+  /// Closure::Counters: one is a comparison of the matrix.
+  static constexpr std::size_t kSteps = 4;
 
   /// Above all sums, by so much that it stays so with a few sums added, and two
   /// infinities added do not overflow.
