@@ -20,13 +20,20 @@ using ClauseRef = std::uint32_t;
 /// allocation in the database invalidates it.
 ///
 /// Layout, in 32-bit words: size; flags, use counter and glue; activity; then
-/// one word for each literal. In front of these stands the clause's number if
+/// one word for each literal. In front of these stands, of a long clause, where
+/// to look first for a literal to watch; and before that the clause's number if
 /// clauses have one. `Word` is std::uint32_t or the const of it.
 template <typename Word>
 class BasicClause {
  public:
   /// Words before the literals.
   static constexpr int kHeaderWords = 3;
+  /// Clauses of more literals are long: from their beginning, each visit would
+  /// pass the same false literals again, quadratic work in all (Gent 2013,
+  /// "Optimal implementation of watched literals and more general techniques").
+  /// In shorter ones the first literals are the better ones to watch; with 16
+  /// here, a protocol unrolled step by step met a third more conflicts.
+  static constexpr int kMaxShort = 250;
   /// Largest use counter.
   static constexpr int kMaxUse = 3;
 
@@ -67,6 +74,19 @@ class BasicClause {
   /// Moved by the garbage collection under way.
   bool is_moved() const { return (words_[1] & kMovedBit) != 0; }
 
+  /// Has a place of its own where the last search for a literal ended.
+  bool is_long() const { return (words_[1] & kLongBit) != 0; }
+  /// Where to look first for a literal to watch, then go round.
+  /// Ensures: 2 <= result < size(), or 2 if there is none to find.
+  int first_to_try() const {
+    return is_long() ? static_cast<int>(words_[-1]) : 2;
+  }
+  /// Notes where such a search ended. Requires: 2 <= position < size().
+  void set_first_to_try(int position) const {
+    assert(position >= 2 && position < size());
+    if (is_long()) words_[-1] = static_cast<Word>(position);
+  }
+
   /// Number of levels among the literals, at the least seen so far.
   int glue() const { return static_cast<int>(words_[1] >> kGlueShift); }
   /// Notes the glue; beyond kMaxGlue it counts as that.
@@ -104,6 +124,7 @@ class BasicClause {
   static constexpr std::uint32_t kMovedBit = 4;
   static constexpr int kUseShift = 3;
   static constexpr std::uint32_t kLemmaBit = 32;
+  static constexpr std::uint32_t kLongBit = 64;
   static constexpr int kGlueShift = 8;
 
   Word* words_;
@@ -170,9 +191,16 @@ class ClauseDatabase {
   void end_collection();
 
  private:
-  std::size_t words_of(int size) const {
-    return number_words_ +
-           static_cast<std::size_t>(Clause::kHeaderWords + size);
+  // In front of what a reference points to.
+  std::size_t words_before(bool is_long) const {
+    return number_words_ + (is_long ? 1 : 0);
+  }
+  std::size_t words_of(Clause clause) const {
+    return words_before(clause.is_long()) +
+           static_cast<std::size_t>(Clause::kHeaderWords + clause.size());
+  }
+  std::size_t number_place(ClauseRef ref) const {
+    return ref - words_before((*this)[ref].is_long());
   }
 
   std::size_t number_words_ = 0;

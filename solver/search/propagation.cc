@@ -44,6 +44,27 @@ void Search::note_conflict(ClauseRef conflict) {
   conflict_number_ = number_of(conflict);
 }
 
+/// The value of a literal beyond the first two that is not false, with its
+/// position, or kFalse. A long clause is searched from where the last search
+/// ended.
+Value Search::find_not_false(Clause clause, int& position) const {
+  const int size = clause.size();
+  const int first = clause.first_to_try();
+  for (position = first; position < size; ++position) {
+    const Value found = value(clause[position]);
+    if (found == Value::kFalse) continue;
+    clause.set_first_to_try(position);
+    return found;
+  }
+  for (position = 2; position < first; ++position) {
+    const Value found = value(clause[position]);
+    if (found == Value::kFalse) continue;
+    clause.set_first_to_try(position);
+    return found;
+  }
+  return Value::kFalse;
+}
+
 /// Returns a clause all of whose literals are false, or kNoReason.
 ClauseRef Search::propagate_clauses() {
   while (clause_head_ < trail_.size()) {
@@ -81,13 +102,8 @@ ClauseRef Search::propagate_clauses() {
           keep[-1] = Watch(ref, other, false);
           continue;
         }
-        const int size = clause.size();
         int position = 2;
-        Value found = Value::kFalse;
-        for (; position < size; ++position) {
-          found = value(clause[position]);
-          if (found != Value::kFalse) break;
-        }
+        const Value found = find_not_false(clause, position);
         if (found == Value::kTrue) {
           keep[-1] = Watch(ref, clause[position], false);
           continue;

@@ -306,6 +306,7 @@ class Search {
   // propagation.cc: fixpoints. After a conflict, conflict_ is a false clause.
   enum class Fixpoint { kReached, kClauseConflict, kTheoryConflict };
   Fixpoint propagate();
+  Value find_not_false(Clause clause, int& position) const;
   ClauseRef propagate_clauses();
   void note_conflict(ClauseRef conflict);
   Fixpoint propagate_theory(bool& progress);

@@ -27,6 +27,15 @@ std::vector<Literal> make_clause(Random& random, int size) {
   return result;
 }
 
+// Some number that belongs to the literals.
+ClauseNumber number_of(const std::vector<Literal>& literals) {
+  ClauseNumber result = 1;
+  for (const Literal literal : literals) {
+    result = 31 * result + static_cast<ClauseNumber>(literal.code());
+  }
+  return result;
+}
+
 // The header fields share words: writing one must not change another.
 TEST(ClauseDatabaseTest, HeaderFieldsAreIndependent) {
   ClauseDatabase database;
@@ -87,13 +96,16 @@ TEST(ClauseDatabaseTest, CollectionKeepsLiveClauses) {
     SCOPED_TRACE(::testing::Message() << "seed " << seed);
     Random random(seed);
     ClauseDatabase database;
+    const bool keeps_numbers = seed % 2 == 0;
+    if (keeps_numbers) database.keep_numbers();
     std::map<ClauseRef, std::vector<Literal>> expected;
     for (int round = 0; round < 5; ++round) {
       for (int i = 0; i < 40; ++i) {
         const std::vector<Literal> literals =
-            make_clause(random, 1 + random.below(10));
+            make_clause(random, 1 + random.below(2 * Clause::kMaxShort));
         const ClauseRef ref =
-            database.add(literals, random.below(2) == 0, random.below(9));
+            database.add(literals, random.below(2) == 0, random.below(9),
+                         number_of(literals));
         ASSERT_TRUE(expected.emplace(ref, literals).second);
       }
       for (auto entry = expected.begin(); entry != expected.end();) {
@@ -116,7 +128,11 @@ TEST(ClauseDatabaseTest, CollectionKeepsLiveClauses) {
       std::size_t words = 0;
       for (const auto& [ref, literals] : expected) {
         EXPECT_EQ(literals_of(database, ref), literals);
+        EXPECT_EQ(database.number(ref),
+                  keeps_numbers ? number_of(literals) : 0);
         words += literals.size() + Clause::kHeaderWords;
+        if (literals.size() > Clause::kMaxShort) ++words;
+        if (keeps_numbers) ++words;
       }
       EXPECT_EQ(database.num_words(), words);
     }
