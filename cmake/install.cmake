@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 #
-# What lets other projects find an installed Vorn: a CMake package and a
-# pkg-config file. Both find the rest by their own place, so that an installed
+# What lets other projects find an installed Vorn: a CMake package and
+# pkg-config files. Both find the rest by their own place, so that an installed
 # tree may be moved.
 include(CMakePackageConfigHelpers)
 
@@ -33,9 +33,16 @@ else()
   set(vorn_gmp_requirement Requires)
 endif()
 file(RELATIVE_PATH vorn_way_to_prefix "/${vorn_pkgconfig_dir}" "/")
-configure_file(${CMAKE_CURRENT_LIST_DIR}/vorn.pc.in vorn.pc @ONLY)
+set(vorn_pkgconfig_files vorn.pc)
+if(VORN_BUILD_SOLVER)
+  list(APPEND vorn_pkgconfig_files vorn-solver.pc)
+endif()
+foreach(file IN LISTS vorn_pkgconfig_files)
+  configure_file(${CMAKE_CURRENT_LIST_DIR}/${file}.in ${file} @ONLY)
+endforeach()
+list(TRANSFORM vorn_pkgconfig_files PREPEND ${CMAKE_CURRENT_BINARY_DIR}/)
 install(
-  FILES ${CMAKE_CURRENT_BINARY_DIR}/vorn.pc
+  FILES ${vorn_pkgconfig_files}
   DESTINATION ${vorn_pkgconfig_dir}
   COMPONENT dev)
 

@@ -254,7 +254,10 @@ void Engine::pop() {
   }
 }
 
-bool Engine::is_stopped() const {
+bool Engine::is_stopped() {
+  // Most assertions are encoded in less than a look at the clock takes.
+  constexpr std::size_t kStepsPerPoll = 64;
+  if (poll_ && num_polls_++ % kStepsPerPoll == 0) poll_();
   return stop_ != nullptr && stop_->load(std::memory_order_relaxed);
 }
 
@@ -278,6 +281,7 @@ bool Engine::synchronise(std::size_t num_assumptions) {
     machinery_->renumber();
   }
   machinery_->search.set_stop(stop_);
+  machinery_->search.set_poll(poll_);
   machinery_->search.set_conflict_limit(conflict_limit_);
   machinery_->search.set_progress(progress_);
   machinery_->theory.set_logger(logger_);

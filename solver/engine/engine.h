@@ -214,6 +214,11 @@ class Engine {
   /// looked at between assertions that are encoded and between steps of the
   /// search, not inside a step of the graph.
   void set_stop(const std::atomic<bool>* stop) { stop_ = stop; }
+  /// Calls `poll` now and then while a check runs, on its thread; it may set
+  /// the stop flag, and must not call the engine. Empty: nothing is called.
+  void set_poll(std::function<void()> poll) { poll_ = std::move(poll); }
+  /// What set_poll was given.
+  const std::function<void()>& poll() const { return poll_; }
   /// Makes each check end with kUnknown once it has met so many conflicts; 0:
   /// as many as it takes. The same limit gives the same answers on every run.
   void set_conflict_limit(std::uint64_t limit) { conflict_limit_ = limit; }
@@ -265,7 +270,7 @@ class Engine {
   class Model;
   class KeptModel;
 
-  bool is_stopped() const;
+  bool is_stopped();
   bool synchronise(std::size_t num_assumptions);
   // Requires: the last answer is forgotten. Throws std::bad_alloc.
   Answer do_check(const std::vector<const Term*>& assumptions);
@@ -281,6 +286,8 @@ class Engine {
   ScopeStack<std::vector<const Term*>> scopes_{assertions_};
 
   const std::atomic<bool>* stop_ = nullptr;
+  std::function<void()> poll_;
+  std::size_t num_polls_ = 0;
   std::uint64_t conflict_limit_ = 0;
   Logger* logger_ = nullptr;
   GraphRecorder* graph_recorder_ = nullptr;

@@ -57,11 +57,13 @@ std::string without_breaks(std::string text) {
 }
 
 std::string place_of(const ScriptFormula& formula) {
-  std::string text = "line " + std::to_string(formula.line);
+  const char* unit = formula.assumed ? "assumption " : "assertion ";
+  std::string text =
+      (formula.is_numbered ? unit : "line ") + std::to_string(formula.line);
   if (formula.name.has_value()) {
     text += " (" + without_breaks(print_symbol(*formula.name)) + ')';
   }
-  if (formula.assumed) text += " (assumed)";
+  if (formula.assumed && !formula.is_numbered) text += " (assumed)";
   return text;
 }
 
@@ -193,12 +195,14 @@ std::string explain_by_clash(const std::vector<ScriptFormula>& formulas,
 
 std::string explain_by_core(TermStore& store, const EngineOptions& options,
                             const std::atomic<bool>* stop, bool minimize,
-                            const std::vector<ScriptFormula>& formulas) {
+                            const std::vector<ScriptFormula>& formulas,
+                            const std::function<void()>& poll) {
   std::string text =
       "unsat, but no single chain of inequalities shows it: it takes a "
       "distinction of cases.\n";
   Engine engine(store, options);
   engine.set_stop(stop);
+  engine.set_poll(poll);
   CoreMinimiser minimiser(engine, terms_of(formulas));
   const Answer answer = minimiser.narrow();
   if (answer == Answer::kSat) {
@@ -234,7 +238,8 @@ std::string in_comments(const std::string& text) {
 
 std::string explain_unsat(TermStore& store, const EngineOptions& options,
                           const std::atomic<bool>* stop, bool minimize,
-                          const std::vector<ScriptFormula>& formulas) {
+                          const std::vector<ScriptFormula>& formulas,
+                          const std::function<void()>& poll) {
   AtomNormaliser normaliser(store);
   const Statements statements =
       read_statements(store, normaliser, terms_of(formulas), false);
@@ -245,7 +250,7 @@ std::string explain_unsat(TermStore& store, const EngineOptions& options,
   return in_comments(
       statements.clash
           ? explain_by_clash(formulas, *statements.clash)
-          : explain_by_core(store, options, stop, minimize, formulas));
+          : explain_by_core(store, options, stop, minimize, formulas, poll));
 }
 
 std::string on_one_line(std::string_view text, std::size_t limit) {

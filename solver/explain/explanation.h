@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,15 +25,15 @@ namespace vorn::solver {
 /// have no model together: a core, found by an engine of its own. "Why not?
 /// Explanations" in docs/command.md shows both kinds of text.
 ///
-/// `stop`: as for Engine::set_stop; a core is then left out or larger than it
-/// need be, and the text says so. Requires: the formulas are inside difference
-/// logic and have no model.
-/// Cost: linear in the formulas and a graph of their bounds; for a core also
-/// the checks of a CoreMinimiser, which minimises a small core or if
-/// `minimize`.
+/// `stop`, `poll`: as for Engine::set_stop and set_poll; a core is left out or
+/// larger than it need be when it was stopped, and the text says so. Requires:
+/// the formulas are inside difference logic and have no model. Cost: linear in
+/// the formulas and a graph of their bounds; for a core also the checks of a
+/// CoreMinimiser, which minimises a small core or if `minimize`.
 std::string explain_unsat(TermStore& store, const EngineOptions& options,
                           const std::atomic<bool>* stop, bool minimize,
-                          const std::vector<ScriptFormula>& formulas);
+                          const std::vector<ScriptFormula>& formulas,
+                          const std::function<void()>& poll = {});
 
 /// The text on one line: blanks and line breaks in a row count as one, and what
 /// is longer than `limit` characters is cut short with "...".

@@ -25,6 +25,9 @@ struct ScriptFormula {
   bool assumed = false;
   /// Its number in the record of what is written, if proofs are kept.
   std::uint32_t written = 0;
+  /// There is no script: `line` says which assertion or assumption it is, from
+  /// 1 on.
+  bool is_numbered = false;
 };
 
 /// What the formulas say, in their order.

@@ -135,6 +135,9 @@ class Search {
   /// Makes solve return kUnknown soon after `*stop` becomes true. Null takes
   /// the flag away. Polled at every conflict and every decision.
   void set_stop(const std::atomic<bool>* stop) { stop_ = stop; }
+  /// Calls `poll` every few steps of solve, on the same thread, before looking
+  /// at the stop flag, which it may set. It must not call the search.
+  void set_poll(std::function<void()> poll) { poll_ = std::move(poll); }
   /// That flag, for what takes long inside a step.
   const std::atomic<bool>* stop() const { return stop_; }
 
@@ -274,7 +277,8 @@ class Search {
   void improve_phases();
   int reusable_level();
   void save_model();
-  bool is_stopped() const {
+  bool is_stopped() {
+    if (poll_ && ++num_steps_ % kStepsPerPoll == 0) poll_();
     return statistics_.conflicts >= last_conflict_ ||
            (stop_ != nullptr && stop_->load(std::memory_order_relaxed));
   }
@@ -373,6 +377,10 @@ class Search {
   const SearchOptions options_;
   const std::atomic<bool>* stop_ = nullptr;  // borrowed, may be null
   std::function<void(const SearchStatistics&)> progress_;
+  // A step takes some microseconds, and a look at the clock a part of one.
+  static constexpr std::uint64_t kStepsPerPoll = 16;
+  std::function<void()> poll_;
+  std::uint64_t num_steps_ = 0;
   SearchStatistics statistics_;
 
   bool consistent_ = true;

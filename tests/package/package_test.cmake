@@ -131,6 +131,23 @@ function(step_pkgconfig)
   run_consumer(${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${tree}/lib ${program})
 endfunction()
 
+# The same for the solver, which says how early two tasks are done.
+function(build_solver_consumer prefix program)
+  file(GLOB_RECURSE file ${prefix}/*/vorn-solver.pc)
+  get_filename_component(folder ${file} DIRECTORY)
+  read_output(
+    words ${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${folder} #
+    PKG_CONFIG_ALLOW_SYSTEM_LIBS=1 pkg-config --cflags --libs vorn-solver)
+  separate_arguments(words UNIX_COMMAND "${words}")
+  separate_arguments(flags UNIX_COMMAND "${FLAGS}")
+  run(${CXX} -std=c++17 -Wall -Wextra -Wpedantic -Werror ${flags}
+      ${SOURCE}/tests/package/consumer/solver.cc -o ${program} ${words})
+  read_output(text ${program})
+  if(NOT text STREQUAL "5")
+    message(FATAL_ERROR "the consumer of the solver printed:\n${text}")
+  endif()
+endfunction()
+
 # Every public header can be the first one of a file.
 function(step_headers)
   file(
@@ -259,6 +276,7 @@ function(step_debian)
   endforeach()
   build_by_pkgconfig(${root}/libvorn-dev ${root}/consumer)
   run_consumer(${root}/consumer)
+  build_solver_consumer(${root}/libvorn-dev ${root}/solver_consumer)
 
   set(usr ${root}/vorn/usr)
   read_output(version ${usr}/bin/vorn --version)
