@@ -37,6 +37,12 @@ set(vorn_pkgconfig_files vorn.pc)
 if(VORN_BUILD_SOLVER)
   list(APPEND vorn_pkgconfig_files vorn-solver.pc)
 endif()
+# Where the C library is beside it, -lvorn is that one.
+set(vorn_core_library "-L\${libdir} -lvorn")
+if(TARGET vorn::c)
+  list(APPEND vorn_pkgconfig_files vorn-c.pc)
+  set(vorn_core_library "\${libdir}/libvorn.a")
+endif()
 foreach(file IN LISTS vorn_pkgconfig_files)
   configure_file(${CMAKE_CURRENT_LIST_DIR}/${file}.in ${file} @ONLY)
 endforeach()
@@ -50,6 +56,12 @@ install(
   FILES ${PROJECT_SOURCE_DIR}/LICENSE
   DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libvorn-dev
   COMPONENT dev)
+if(TARGET vorn::c)
+  install(
+    FILES ${PROJECT_SOURCE_DIR}/LICENSE
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libvorn0
+    COMPONENT shared)
+endif()
 if(VORN_BUILD_SOLVER)
   install(
     FILES ${PROJECT_SOURCE_DIR}/LICENSE

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 #
-# Debian packages: `cpack` in a build folder writes libvorn-dev, vorn and, of a
-# shared library, libvorn<version>.
+# Debian packages: `cpack` in a build folder writes libvorn-dev, vorn and, of the
+# C library, libvorn0, or, of a shared core, libvorn<version>.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vorn)
 set(CPACK_PACKAGE_VENDOR "Vorn")
@@ -33,6 +33,15 @@ if(BUILD_SHARED_LIBS)
   set(CPACK_COMPONENT_DEV_DEPENDS lib)
 endif()
 
+if(TARGET vorn::c)
+  list(APPEND CPACK_COMPONENTS_ALL shared)
+  set(CPACK_DEBIAN_SHARED_PACKAGE_NAME libvorn0)
+  set(CPACK_DEBIAN_SHARED_PACKAGE_SECTION libs)
+  set(CPACK_COMPONENT_SHARED_DESCRIPTION
+      "Solver of difference logic: library for C and Python")
+  set(CPACK_COMPONENT_DEV_DEPENDS shared)
+endif()
+
 if(VORN_BUILD_SOLVER)
   list(APPEND CPACK_COMPONENTS_ALL command)
   set(CPACK_DEBIAN_COMMAND_PACKAGE_NAME vorn)
@@ -49,7 +58,9 @@ find_program(VORN_DPKG_SHLIBDEPS dpkg-shlibdeps)
 mark_as_advanced(VORN_DPKG_SHLIBDEPS)
 if(VORN_DPKG_SHLIBDEPS AND NOT BUILD_SHARED_LIBS)
   set(CPACK_DEBIAN_COMMAND_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_SHARED_PACKAGE_SHLIBDEPS ON)
 else()
+  set(CPACK_DEBIAN_SHARED_PACKAGE_DEPENDS "libc6, libgmp10, libstdc++6")
   set(CPACK_DEBIAN_COMMAND_PACKAGE_DEPENDS "libc6, libgmp10, libstdc++6")
   set(CPACK_DEBIAN_LIB_PACKAGE_DEPENDS "libc6, libgmp10, libstdc++6")
 endif()

@@ -4,15 +4,16 @@
 #   run_guides.sh SOURCE WORK
 #
 # Follows the guides literally, in a copy of the repository and an empty home
-# folder below WORK. Each page begins with the programs of its C++ blocks as
-# my_solver.cc, in the copy. Then, block by block:
+# folder below WORK. Each page begins with the programs of its C++ and C blocks as
+# my_solver.cc and my_solver.c, in the copy. Then, block by block:
 #
 #   ```sh     is run, line by line; what a line prints is shown only if it fails
 #   ```text   behind it, under the same heading, must be what its last line
 #             printed on standard output; elsewhere it is a table or a picture
-#   ```cmake  is the end of a CMakeLists.txt, with which my_solver.cc must build
-#             and run against what has been installed
+#   ```cmake  is the end of a CMakeLists.txt, with which my_solver.cc, if there is one,
+#             or my_solver.c must build and run against what has been installed
 #   ```cpp    is part of my_solver.cc
+#   ```c      is part of my_solver.c
 #
 # Any other block fails. These lines are run in another form:
 #
@@ -70,13 +71,15 @@ run_cmake() {
   local project=$work/project
   rm -rf "$project"
   mkdir "$project"
-  cp my_solver.cc "$project/"
+  local program=my_solver.cc
+  [[ -s $program ]] || program=my_solver.c
+  cp "$program" "$project/"
   {
     echo 'cmake_minimum_required(VERSION 3.22)'
-    echo 'project(my_solver CXX)'
+    echo 'project(my_solver C CXX)'
     echo 'find_package(Threads REQUIRED)'
     echo 'link_libraries(Threads::Threads)'
-    echo 'add_executable(my_solver my_solver.cc)'
+    echo "add_executable(my_solver $program)"
     printf '%s' "$1"
   } >"$project/CMakeLists.txt"
   if ! { cmake -S "$project" -B "$project/build" \
@@ -87,6 +90,11 @@ run_cmake() {
   fi
 }
 
+blocks_of() {
+  awk -v fence="\`\`\`$1" '$0 == fence { inside = 1; next } /^```/ { inside = 0 }
+    inside' "$page"
+}
+
 count=0
 builds_tests=0
 for page in README.md CONTRIBUTING.md ARCHITECTURE.md CHANGELOG.md docs/*.md; do
@@ -94,8 +102,8 @@ for page in README.md CONTRIBUTING.md ARCHITECTURE.md CHANGELOG.md docs/*.md; do
   case $page in
     docs/command.md | docs/proofs.md | docs/scheduling.md) continue ;;
   esac
-  awk '/^```cpp$/ { inside = 1; next } /^```/ { inside = 0 } inside' \
-    "$page" >my_solver.cc
+  blocks_of cpp >my_solver.cc
+  blocks_of c >my_solver.c
   before=
   while IFS= read -r fence; do
     case $fence in
@@ -124,7 +132,7 @@ for page in README.md CONTRIBUTING.md ARCHITECTURE.md CHANGELOG.md docs/*.md; do
         fi
         ;;
       '```cmake') run_cmake "$body" ;;
-      '```cpp') ;;
+      '```cpp' | '```c') ;;
       *) fail "nothing is known about blocks that begin $fence" ;;
     esac
     before=$fence

@@ -148,6 +148,25 @@ function(build_solver_consumer prefix program)
   endif()
 endfunction()
 
+# The same from C, by way of the shared library.
+function(run_c_consumer prefix program)
+  file(GLOB_RECURSE file ${prefix}/*/vorn-c.pc)
+  get_filename_component(folder ${file} DIRECTORY)
+  get_filename_component(libraries ${folder} DIRECTORY)
+  read_output(
+    words ${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${folder} #
+    PKG_CONFIG_ALLOW_SYSTEM_LIBS=1 pkg-config --cflags --libs vorn-c)
+  separate_arguments(words UNIX_COMMAND "${words}")
+  separate_arguments(flags UNIX_COMMAND "${FLAGS}")
+  run(cc -std=c99 ${flags} ${SOURCE}/tests/c/header_test.c -o ${program}
+      ${words})
+  read_output(version ${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${libraries}
+              ${program})
+  if(NOT version STREQUAL VERSION)
+    message(FATAL_ERROR "the C library says version ${version}")
+  endif()
+endfunction()
+
 # Every public header can be the first one of a file.
 function(step_headers)
   file(
@@ -261,7 +280,7 @@ function(step_debian)
   # to the build it runs in; what other generators made it takes as it is.
   run(${CMAKE_CPACK_COMMAND} --config ${BUILD}/CPackConfig.cmake -B ${root} -D
       CPACK_CMAKE_GENERATOR=Ninja)
-  foreach(package IN ITEMS libvorn-dev vorn)
+  foreach(package IN ITEMS libvorn-dev libvorn0 vorn)
     file(GLOB file ${root}/${package}_${VERSION}*.deb)
     list(LENGTH file count)
     if(NOT count EQUAL 1)
@@ -277,6 +296,10 @@ function(step_debian)
   build_by_pkgconfig(${root}/libvorn-dev ${root}/consumer)
   run_consumer(${root}/consumer)
   build_solver_consumer(${root}/libvorn-dev ${root}/solver_consumer)
+  # As on a machine, the two beside each other.
+  file(GLOB file ${root}/libvorn0_${VERSION}*.deb)
+  run(dpkg-deb -x ${file} ${root}/libvorn-dev)
+  run_c_consumer(${root}/libvorn-dev ${root}/c_consumer)
 
   set(usr ${root}/vorn/usr)
   read_output(version ${usr}/bin/vorn --version)
