@@ -57,6 +57,7 @@ install(
   DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libvorn-dev
   COMPONENT dev)
 if(TARGET vorn::c)
+  include(${CMAKE_CURRENT_LIST_DIR}/python.cmake)
   install(
     FILES ${PROJECT_SOURCE_DIR}/LICENSE
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libvorn0

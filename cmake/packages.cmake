@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 #
 # Debian packages: `cpack` in a build folder writes libvorn-dev, vorn and, of the
-# C library, libvorn0, or, of a shared core, libvorn<version>.
+# C library, libvorn0 and python3-vorn, or, of a shared core, libvorn<version>.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vorn)
 set(CPACK_PACKAGE_VENDOR "Vorn")
@@ -40,6 +40,15 @@ if(TARGET vorn::c)
   set(CPACK_COMPONENT_SHARED_DESCRIPTION
       "Solver of difference logic: library for C and Python")
   set(CPACK_COMPONENT_DEV_DEPENDS shared)
+
+  list(APPEND CPACK_COMPONENTS_ALL python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-vorn)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3 (>= 3.9)")
+  set(CPACK_COMPONENT_PYTHON_DESCRIPTION
+      "Solver of difference logic: Python package")
+  set(CPACK_COMPONENT_PYTHON_DEPENDS shared)
 endif()
 
 if(VORN_BUILD_SOLVER)

@@ -528,6 +528,10 @@ vorn_error vorn_assume(vorn_solver* solver, vorn_formula formula) {
   });
 }
 
+vorn_error vorn_drop_assumptions(vorn_solver* solver) {
+  return run(solver, [](vorn_solver& s) { s.assumptions.clear(); });
+}
+
 vorn_answer vorn_solve(vorn_solver* solver) {
   return value(solver, VORN_UNKNOWN, [](vorn_solver& s) {
     s.assumed.clear();

@@ -309,6 +309,8 @@ typedef enum vorn_reason {
 
 /** Assumes a formula for the next vorn_solve alone. */
 VORN_C_EXPORT vorn_error vorn_assume(vorn_solver* solver, vorn_formula formula);
+/** Forgets what was assumed since the last vorn_solve. */
+VORN_C_EXPORT vorn_error vorn_drop_assumptions(vorn_solver* solver);
 /** Whether there is a model. VORN_UNKNOWN also if the call failed. */
 VORN_C_EXPORT vorn_answer vorn_solve(vorn_solver* solver);
 /** After VORN_UNKNOWN. */

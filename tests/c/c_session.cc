@@ -14,6 +14,7 @@
 #include "solver/c/vorn.h"
 #include "tests/bruteforce/decision.h"
 #include "tests/bruteforce/formula.h"
+#include "tests/c/account.h"
 #include "tests/proof/evidence_judge.h"
 
 namespace vorn::test {
@@ -68,21 +69,6 @@ class CSession {
   }
 
  private:
-  struct Assertion {
-    Formula formula;
-    std::string label;
-  };
-  struct Wanted {
-    Formula meaning;
-    bool is_maximised;
-    mpq_class weight;
-    std::string group;
-  };
-  struct Level {
-    std::size_t assertions;
-    std::size_t wanted;
-  };
-
   void succeed(vorn_error error) { require_fine(error == VORN_OK); }
   void require_fine(bool holds) {
     require(holds, vorn_solver_error_text(solver_.get()));
@@ -267,21 +253,16 @@ class CSession {
         } else {
           succeed(vorn_add_named(s, asserted, step.label.c_str()));
         }
-        assertions_.push_back({step.formula, step.label});
         break;
       }
       case Step::Kind::kPush:
         for (std::size_t k = 0; k < step.count; ++k) {
           succeed(vorn_push(s));
-          levels_.push_back({assertions_.size(), wanted_.size()});
         }
         break;
       case Step::Kind::kPop:
         for (std::size_t k = 0; k < step.count; ++k) {
           succeed(vorn_pop(s));
-          assertions_.resize(levels_.back().assertions);
-          wanted_.resize(levels_.back().wanted);
-          levels_.pop_back();
         }
         break;
       case Step::Kind::kObjective:
@@ -291,6 +272,7 @@ class CSession {
         check(step);
         break;
     }
+    account_.run(step);
   }
 
   void want(const Step& step) {
@@ -304,7 +286,6 @@ class CSession {
     } else {
       succeed(vorn_minimize(s, number(meaning), "small"));
     }
-    wanted_.push_back({meaning, step.is_maximised, step.weight, step.group});
   }
 
   // --- Checks ---
@@ -318,8 +299,7 @@ class CSession {
 
   void check(const Step& step) {
     vorn_solver* s = solver_.get();
-    std::vector<Formula> formulas;
-    for (const Assertion& one : assertions_) formulas.push_back(one.formula);
+    std::vector<Formula> formulas = account_.formulas();
     std::vector<vorn_formula> assumed;
     for (const auto& one : step.assumptions) {
       formulas.push_back(one.meaning);
@@ -340,7 +320,7 @@ class CSession {
       check_failed(step, assumed);
       check_core(step);
     }
-    if (keeps_proofs_ && (!sat || !wanted_.empty())) check_proof(sat);
+    if (keeps_proofs_ && (!sat || account_.has_objectives())) check_proof(sat);
   }
 
   Values read_values() {
@@ -390,36 +370,12 @@ class CSession {
         ++tally_.left_out;
       }
     }
-    const std::vector<Objective> objectives = read_objectives();
+    const std::vector<Objective> objectives = account_.objectives();
     require(vorn_num_objectives(solver_.get()) == objectives.size(),
             "not all objectives");
     check_optima(formulas, objectives);
     if (step.asks_bounds) check_bounds(formulas, objectives, step);
     require(read_values().ints == values.ints, "the model changed");
-  }
-
-  std::vector<Objective> read_objectives() const {
-    std::vector<Objective> objectives;
-    std::map<std::string, std::size_t> groups;
-    for (const Wanted& wanted : wanted_) {
-      if (wanted.group.empty()) {
-        objectives.push_back({wanted.meaning, wanted.is_maximised});
-        continue;
-      }
-      const Formula cost =
-          make(Op::kIte, Sort::kReal,
-               {wanted.meaning, bruteforce::make_number(0, Sort::kReal),
-                bruteforce::make_number(wanted.weight, Sort::kReal)});
-      const auto [group, is_new] =
-          groups.emplace(wanted.group, objectives.size());
-      if (is_new) {
-        objectives.push_back({cost, false});
-      } else {
-        Formula& sum = objectives[group->second].term;
-        sum = make(Op::kPlus, Sort::kReal, {sum, cost});
-      }
-    }
-    return objectives;
   }
 
   static void compare(const vorn_extent& found, const Optimum& expected,
@@ -473,8 +429,7 @@ class CSession {
 
   void check_failed(const Step& step,
                     const std::vector<vorn_formula>& assumed) {
-    std::vector<Formula> formulas;
-    for (const Assertion& one : assertions_) formulas.push_back(one.formula);
+    std::vector<Formula> formulas = account_.formulas();
     bool any = false;
     for (std::size_t k = 0; k < assumed.size(); ++k) {
       const int failed = vorn_failed(solver_.get(), assumed[k]);
@@ -490,7 +445,7 @@ class CSession {
   std::vector<Formula> without(const std::vector<std::string>& labels,
                                const Step& step) const {
     std::vector<Formula> formulas;
-    for (const Assertion& one : assertions_) {
+    for (const Account::Assertion& one : account_.assertions()) {
       if (one.label.empty() ||
           std::find(labels.begin(), labels.end(), one.label) != labels.end()) {
         formulas.push_back(one.formula);
@@ -540,9 +495,7 @@ class CSession {
   const bool minimises_cores_;
   CTally& tally_;
   std::map<std::pair<Sort, int>, std::int32_t> variables_;
-  std::vector<Assertion> assertions_;
-  std::vector<Wanted> wanted_;
-  std::vector<Level> levels_;
+  Account account_;
 };
 
 }  // namespace

@@ -102,7 +102,10 @@ TEST(CSolverTest, HandlesOfNegationsAreNegative) {
   ASSERT_EQ(vorn_solve(s), VORN_UNSAT);
   EXPECT_EQ(vorn_failed(s, p), 1);
   EXPECT_EQ(vorn_failed(s, -p), 0);
-  // Assumptions last for one question.
+  // Assumptions last for one question, or less.
+  EXPECT_EQ(vorn_solve(s), VORN_SAT);
+  ASSERT_EQ(vorn_assume(s, p), VORN_OK);
+  ASSERT_EQ(vorn_drop_assumptions(s), VORN_OK);
   EXPECT_EQ(vorn_solve(s), VORN_SAT);
 }
 

@@ -4,8 +4,9 @@
 #   run_guides.sh SOURCE WORK
 #
 # Follows the guides literally, in a copy of the repository and an empty home
-# folder below WORK. Each page begins with the programs of its C++ and C blocks as
-# my_solver.cc and my_solver.c, in the copy. Then, block by block:
+# folder below WORK. Each page begins with the programs of its C++, C and Python
+# blocks as my_solver.cc, my_solver.c and my_solver.py, in the copy. Then, block by
+# block:
 #
 #   ```sh     is run, line by line; what a line prints is shown only if it fails
 #   ```text   behind it, under the same heading, must be what its last line
@@ -14,6 +15,7 @@
 #             or my_solver.c must build and run against what has been installed
 #   ```cpp    is part of my_solver.cc
 #   ```c      is part of my_solver.c
+#   ```python is part of my_solver.py
 #
 # Any other block fails. These lines are run in another form:
 #
@@ -104,6 +106,7 @@ for page in README.md CONTRIBUTING.md ARCHITECTURE.md CHANGELOG.md docs/*.md; do
   esac
   blocks_of cpp >my_solver.cc
   blocks_of c >my_solver.c
+  blocks_of python >my_solver.py
   before=
   while IFS= read -r fence; do
     case $fence in
@@ -132,7 +135,7 @@ for page in README.md CONTRIBUTING.md ARCHITECTURE.md CHANGELOG.md docs/*.md; do
         fi
         ;;
       '```cmake') run_cmake "$body" ;;
-      '```cpp' | '```c') ;;
+      '```cpp' | '```c' | '```python') ;;
       *) fail "nothing is known about blocks that begin $fence" ;;
     esac
     before=$fence

@@ -280,7 +280,7 @@ function(step_debian)
   # to the build it runs in; what other generators made it takes as it is.
   run(${CMAKE_CPACK_COMMAND} --config ${BUILD}/CPackConfig.cmake -B ${root} -D
       CPACK_CMAKE_GENERATOR=Ninja)
-  foreach(package IN ITEMS libvorn-dev libvorn0 vorn)
+  foreach(package IN ITEMS libvorn-dev libvorn0 python3-vorn vorn)
     file(GLOB file ${root}/${package}_${VERSION}*.deb)
     list(LENGTH file count)
     if(NOT count EQUAL 1)
@@ -288,7 +288,8 @@ function(step_debian)
     endif()
     read_output(name dpkg-deb -f ${file} Package)
     read_output(depends dpkg-deb -f ${file} Depends)
-    if(NOT name STREQUAL package OR NOT depends MATCHES "libgmp")
+    if(NOT name STREQUAL package OR NOT depends MATCHES
+                                       "libgmp|libvorn0")
       message(FATAL_ERROR "${file} is ${name} and depends on ${depends}")
     endif()
     run(dpkg-deb -x ${file} ${root}/${package})
@@ -300,6 +301,20 @@ function(step_debian)
   file(GLOB file ${root}/libvorn0_${VERSION}*.deb)
   run(dpkg-deb -x ${file} ${root}/libvorn-dev)
   run_c_consumer(${root}/libvorn-dev ${root}/c_consumer)
+  file(GLOB file ${root}/python3-vorn_${VERSION}*.deb)
+  run(dpkg-deb -x ${file} ${root}/libvorn-dev)
+  read_output(
+    answer
+    ${CMAKE_COMMAND}
+    -E
+    env
+    PYTHONPATH=${root}/libvorn-dev/usr/lib/python3/dist-packages
+    python3
+    -B
+    ${SOURCE}/examples/python/test_rigs.py)
+  if(NOT answer MATCHES "done after 10")
+    message(FATAL_ERROR "the Python package says: ${answer}")
+  endif()
 
   set(usr ${root}/vorn/usr)
   read_output(version ${usr}/bin/vorn --version)
