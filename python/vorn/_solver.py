@@ -16,26 +16,24 @@ _new = object.__new__
 
 
 class _Signals:
-    """Puts handlers of signals off while the library is at work, and ends that.
+    """Puts handlers of signals off while the library is at work.
 
     What they raise would get lost on its way through the library.
     """
 
-    __slots__ = ("_pointer", "_handlers", "_caught")
+    __slots__ = ("_handlers", "caught")
     _SIGNALS = [
         getattr(signal, name)
         for name in ("SIGINT", "SIGTERM", "SIGALRM")
         if hasattr(signal, name)
     ]
 
-    def __init__(self, pointer):
-        self._pointer = pointer
+    def __init__(self):
         self._handlers = {}
-        self._caught = []
+        self.caught = []
 
     def _catch(self, *arguments):
-        self._caught.append(arguments)
-        lib.stop(self._pointer)
+        self.caught.append(arguments)
 
     def __enter__(self):
         if threading.current_thread() is not threading.main_thread():
@@ -49,7 +47,7 @@ class _Signals:
     def __exit__(self, *exception):
         for one, handler in self._handlers.items():
             signal.signal(one, handler)
-        for arguments in self._caught:
+        for arguments in self.caught:
             self._handlers[arguments[0]](*arguments)
 
 
@@ -296,9 +294,11 @@ class Solver:
         raised = []
         pointer = self._pointer
 
-        # Running any of Python is enough for a signal to be handled here.
+        # Running any of Python is enough for a signal to be caught here.
+        signals = _Signals()
+
         def ask(_):
-            return 1 if raised else 0
+            return 1 if raised or signals.caught else 0
 
         def tell(_, told):
             try:
@@ -317,7 +317,7 @@ class Solver:
         lib.set_progress(pointer, None, told)
         self._searching = True
         try:
-            with _Signals(pointer):
+            with signals:
                 result = function(pointer, *arguments)
             if raised:
                 raise raised[0]

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <unordered_map>

@@ -86,6 +86,7 @@ class Session:
     def __init__(self):
         self.solver = vorn.Solver()
         self.variables = {}
+        self.true = self.solver.bool("true or not") | True
         self.assertions = []
         self.levels = []
         self.tally = dict.fromkeys(["sat", "unsat", "optima", "left out"], 0)
@@ -116,9 +117,7 @@ class Session:
                 "greater": lambda x, y: x > y,
                 "equal": lambda x, y: x == y,
             }[op]
-            return vorn.all_of([relate(x, y) for x, y in pairs(a)] + [
-                self.solver.bool() | True
-            ])
+            return vorn.all_of([self.true] + [relate(x, y) for x, y in pairs(a)])
         if op == "distinct" and args[0][1] == BOOL:
             return a[0] != a[1] if len(a) == 2 else False
         if op == "not":
@@ -131,7 +130,9 @@ class Session:
                 a[::-1],
             )
         if op in ("and", "or"):
-            return (vorn.all_of if op == "and" else vorn.any_of)(a)
+            # Arguments may be constants all.
+            neutral = self.true if op == "and" else ~self.true
+            return (vorn.all_of if op == "and" else vorn.any_of)(a + [neutral])
         if op == "minus":
             return -a[0] if len(a) == 1 else functools.reduce(
                 lambda x, y: x - y, a
