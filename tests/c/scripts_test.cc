@@ -16,7 +16,7 @@
 namespace vorn::test {
 namespace {
 
-constexpr std::uint64_t kScripts = kSanitized ? 40 : kAsserts ? 200 : 2000;
+constexpr std::uint64_t kScripts = kSanitized ? 30 : kAsserts ? 200 : 2000;
 constexpr std::uint64_t kMostStates = 1000;
 
 std::uint64_t from_environment(const char* name, std::uint64_t otherwise) {

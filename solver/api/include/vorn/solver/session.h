@@ -145,7 +145,9 @@ class VORN_EXPORT Session {
   bool is_spent() const;
 
   /// A check answers kUnknown after so many milliseconds; 0: it takes its time.
-  /// So do bounds, core, explanation and proof where they have to search.
+  /// So do bounds, core, explanation and proof where they have to search. The
+  /// clock is looked at between steps, of which one on a graph of millions of
+  /// bounds may take seconds.
   void set_timeout(std::uint64_t milliseconds);
   /// After so many conflicts, on every machine the same; 0: no limit.
   void set_conflict_limit(std::uint64_t conflicts);
