@@ -90,8 +90,19 @@ class TermWriter {
     if (term->kind == Kind::kNumber) return write_number(term->number(), term);
     if (term->num_args == 0) return written_.leaf(term);
     std::vector<WrittenId> args;
+    bool is_real = false;
     for (std::size_t k = 0; k < term->num_args; ++k) {
       args.push_back(known_.at(term->arg(k)));
+      is_real = is_real || term->arg(k)->sort == Sort::kReal;
+    }
+    // An integer beside a real stands for its value; what proofs are made of
+    // says so, and a reader of the script takes it so.
+    for (std::size_t k = 0; is_real && k < term->num_args; ++k) {
+      const Term* arg = term->arg(k);
+      if (arg->sort != Sort::kInt) continue;
+      const Term* one = store_.make_number(QNumber(1), Sort::kReal);
+      args[k] =
+          written_.apply("to_real", {args[k]}, store_.make_times(one, arg));
     }
     return written_.apply(function_of(term->kind), args, term);
   }

@@ -24,19 +24,33 @@ std::uint64_t from_environment(const char* name, std::uint64_t otherwise) {
   return text == nullptr ? otherwise : std::strtoull(text, nullptr, 10);
 }
 
-// Integers, reals and both in turn; every other script has objectives, every
-// third one keeps proofs.
-TEST(CScriptsTest, AnswersAgreeWithEnumeration) {
-  const std::uint64_t first = from_environment("VORN_C_SCRIPT_SEED", 1);
-  const std::uint64_t count = from_environment("VORN_C_SCRIPTS", kScripts);
+// Integers, reals and both in turn; every other script has objectives.
+bruteforce::Script make_script(std::uint64_t seed) {
   constexpr bruteforce::Logic kLogics[] = {bruteforce::Logic::kIntegers,
                                            bruteforce::Logic::kReals,
                                            bruteforce::Logic::kAll};
+  bruteforce::ScriptGenerator generator(kLogics[seed % 3], seed);
+  if (seed % 2 == 0) generator.want_objectives();
+  return generator.make();
+}
+
+// Proofs in which integers stand beside reals, deep inside of conditions: what
+// the script and the steps say of these must be one term for the checker.
+TEST(CScriptsTest, ProofsOfMixedSortsAreValid) {
+  CTally tally;
+  for (const std::uint64_t seed : {526U, 1640U}) {
+    EXPECT_EQ(run_in_c(make_script(seed), kMostStates, true, tally), "");
+  }
+  EXPECT_GT(tally.proofs, 3U);
+}
+
+// Every third script keeps proofs.
+TEST(CScriptsTest, AnswersAgreeWithEnumeration) {
+  const std::uint64_t first = from_environment("VORN_C_SCRIPT_SEED", 1);
+  const std::uint64_t count = from_environment("VORN_C_SCRIPTS", kScripts);
   CTally tally;
   for (std::uint64_t seed = first; seed < first + count; ++seed) {
-    bruteforce::ScriptGenerator generator(kLogics[seed % 3], seed);
-    if (seed % 2 == 0) generator.want_objectives();
-    const bruteforce::Script script = generator.make();
+    const bruteforce::Script script = make_script(seed);
 
     const std::string wrong =
         run_in_c(script, kMostStates, seed / 6 % 3 == 0, tally);
