@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "vorn/export.h"
 #include "vorn/numbers/d_number.h"
 #include "vorn/numbers/q_number.h"
 
@@ -17,7 +18,7 @@ namespace vorn::dl::closure {
 /// of n nodes at most once, so the eps part of its sum stays within n times the
 /// largest; with M more than twice that, it never reaches into the rational
 /// part, and the order of words is the lexicographic one.
-class Scale {
+class VORN_EXPORT Scale {
  public:
   /// The least numbers that hold all sums.
   enum class Size { kWord32, kWord64, kExact };
