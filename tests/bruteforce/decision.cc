@@ -362,6 +362,7 @@ class Enumeration {
     --states_left_;
     if (!state.paths.is_consistent()) return false;
     decision_.reset();
+    truths_.clear();
     Truth all = Truth::kTrue;
     for (const Formula& formula : formulas_) {
       const Truth one = evaluate(*formula, state);
@@ -394,7 +395,18 @@ class Enumeration {
     return Truth::kOpen;
   }
 
+  // In a state, each once: terms share their parts, and so much that they would
+  // be endless without that.
   Truth evaluate(const Node& node, const State& state) {
+    if (node.args.empty()) return do_evaluate(node, state);
+    const auto found = truths_.find(&node);
+    if (found != truths_.end()) return found->second;
+    const Truth truth = do_evaluate(node, state);
+    truths_.emplace(&node, truth);
+    return truth;
+  }
+
+  Truth do_evaluate(const Node& node, const State& state) {
     const std::size_t count = node.args.size();
     const auto arg = [&](std::size_t i) {
       return evaluate(*node.args[i], state);
@@ -641,6 +653,8 @@ class Enumeration {
   std::size_t num_ints_ = 0;
   bool gave_up_ = false;
   std::optional<Decision> decision_;
+  // By node, in the state at hand.
+  std::unordered_map<const Node*, Truth> truths_;
   std::unordered_map<std::pair<const Node*, const Node*>, Reading, HashPair>
       readings_[2];
 };
