@@ -9,6 +9,8 @@
 
 #include "solver/engine/integral_values.h"
 #include "solver/engine/least_difference.h"
+#include "solver/scheduling/machine_span.h"
+#include "solver/scheduling/time.h"
 #include "vorn/containers/index.h"
 
 namespace vorn::solver {
@@ -278,14 +280,47 @@ std::optional<la::DNumber> DifferenceTheory::lower_model(
 std::optional<la::DNumber> DifferenceTheory::known_least(
     const Term* minuend, const Term* subtrahend) const {
   if (!has_nodes(minuend, subtrahend)) return {};
-  std::vector<int> facts;
-  for (const int id : model_.active()) {
-    const Literal literal = literal_of(id);
-    if (search_->value(literal) == Value::kTrue) facts.push_back(id);
-  }
+  const std::vector<int> facts = known_constraints();
   return LeastDifference(problem_.atoms(), facts, model_.solution())
       .find(problem_.atoms().node_of(minuend),
             problem_.atoms().node_of(subtrahend));
+}
+
+// Each set on its own, and each task between what must come before it and
+// what must come after it.
+std::optional<la::DNumber> DifferenceTheory::likely_least(
+    const Term* minuend, const Term* subtrahend) const {
+  if (!machines_ || !has_nodes(minuend, subtrahend)) return {};
+  const std::vector<int> facts = known_constraints();
+  const LeastDifference pass(problem_.atoms(), facts, model_.solution());
+  const LeastDifference::Numbers heads =
+      pass.least_above(problem_.atoms().node_of(subtrahend));
+  const LeastDifference::Numbers tails =
+      pass.least_below(problem_.atoms().node_of(minuend));
+  std::optional<ExactTime> most;
+  for (const Machine& machine : machines_->machines()) {
+    std::vector<SpanTask<ExactTime>> tasks;
+    for (std::size_t k = 0; k < machine.tasks.size(); ++k) {
+      const auto& head = heads[index(machine.tasks[k])];
+      const auto& tail = tails[index(machine.tasks[k])];
+      if (!head || !tail || machine.presences[k].is_defined()) continue;
+      tasks.push_back({ExactTime(*head), ExactTime(machine.durations[k]),
+                       ExactTime(*tail)});
+    }
+    const std::optional<ExactTime> end = least_end(std::move(tasks));
+    if (end && (!most || *most < *end)) most = end;
+  }
+  if (!most) return {};
+  return most->value();
+}
+
+// Of the last model's, those that level 0 says.
+std::vector<int> DifferenceTheory::known_constraints() const {
+  std::vector<int> known;
+  for (const int id : model_.active()) {
+    if (search_->value(literal_of(id)) == Value::kTrue) known.push_back(id);
+  }
+  return known;
 }
 
 // Implied ones too: a looser bound may have the larger multiple of eps.

@@ -108,6 +108,10 @@ class DifferenceTheory final : public Theory {
   /// 0 says about bounds; nothing if it says nothing. Requires: as lower_model.
   std::optional<la::DNumber> known_least(const Term* minuend,
                                          const Term* subtrahend) const;
+  /// The same by what level 0 says about sets of tasks: a guess, to be asked
+  /// about. Requires: as lower_model.
+  std::optional<la::DNumber> likely_least(const Term* minuend,
+                                          const Term* subtrahend) const;
 
   /// The bounds of the last negative cycle that the graph has met in this
   /// check, in its direction; empty if it has met none.
@@ -191,6 +195,7 @@ class DifferenceTheory final : public Theory {
   void learn_from_conflict();
   std::vector<int> active_constraints() const;
   bool has_nodes(const Term* minuend, const Term* subtrahend) const;
+  std::vector<int> known_constraints() const;
   std::vector<la::DNumber> potentials() const;
   void drop_waiting_lemmas();
 

@@ -431,16 +431,29 @@ void Engine::lower_target() {
   least_value_ = value_of(difference_, least);
 }
 
-std::optional<la::DNumber> Engine::known_least() const {
+// The target's value at the least value of its difference.
+template <class Find>
+std::optional<la::DNumber> Engine::least_by(const Find& find) const {
   if (!target_->conditions().empty()) return {};
   la::DNumber least;
   if (difference_.factor.sign() != 0) {
-    const auto known = machinery_->theory.known_least(difference_.minuend,
-                                                      difference_.subtrahend);
-    if (!known) return {};
-    least = *known;
+    const auto found = find(difference_.minuend, difference_.subtrahend);
+    if (!found) return {};
+    least = *found;
   }
   return value_of(difference_, least);
+}
+
+std::optional<la::DNumber> Engine::known_least() const {
+  return least_by([this](const Term* minuend, const Term* subtrahend) {
+    return machinery_->theory.known_least(minuend, subtrahend);
+  });
+}
+
+std::optional<la::DNumber> Engine::likely_least() const {
+  return least_by([this](const Term* minuend, const Term* subtrahend) {
+    return machinery_->theory.likely_least(minuend, subtrahend);
+  });
 }
 
 Engine::Scale Engine::scale() const {

@@ -194,6 +194,9 @@ class Engine {
   /// assertions outside of all scopes; nothing if none is known at once.
   /// Cost: one pass over the bounds that are known to hold.
   std::optional<la::DNumber> known_least() const;
+  /// Likewise: a value that is greater, if that is what sets of tasks say, but
+  /// only likely to be one that the target is not below.
+  std::optional<la::DNumber> likely_least() const;
   /// What the bounds of the problem are made of.
   struct Scale {
     /// No sum of bounds along a path without cycles is further from 0.
@@ -276,6 +279,8 @@ class Engine {
   Answer do_check(const std::vector<const Term*>& assumptions);
   bool model_holds(const std::vector<const Term*>& assumptions);
   void lower_target();
+  template <class Find>
+  std::optional<la::DNumber> least_by(const Find& find) const;
   Evaluator& evaluator();
   void drop_machinery();
 

@@ -23,6 +23,9 @@ namespace vorn::solver {
 /// Ownership: borrows the table. Threads: none.
 class LeastDifference {
  public:
+  /// By node; nothing: there is none.
+  using Numbers = std::vector<std::optional<la::DNumber>>;
+
   /// Looks at the constraints of these numbers, with `solution`, by node.
   /// Requires: it satisfies them, as for IntegralValues::find.
   LeastDifference(const AtomTable& atoms, const std::vector<int>& active,
@@ -37,7 +40,15 @@ class LeastDifference {
   /// As above.
   const std::vector<la::DNumber>& solution() const { return solution_; }
 
+  /// By node, the least value of its difference to the subtrahend, as if all
+  /// were reals; nothing where there is none. Cost: one pass.
+  Numbers least_above(int subtrahend) const;
+  /// The same for the differences of the minuend to each node.
+  Numbers least_below(int minuend) const;
+
  private:
+  enum class Direction { kIncoming, kOutgoing };
+  Numbers find_room(int end, Direction direction) const;
   bool lower_towards(int subtrahend, int minuend);
   la::DNumber difference(int minuend, int subtrahend) const;
 

@@ -176,7 +176,9 @@ Answer Optimiser::ask(const std::vector<const Term*>& bounds,
 bool Optimiser::minimise(std::size_t position) {
   const Target& target = targets_[position];
   take_model(position);
+  const std::optional<la::DNumber> likely = engine_.likely_least();
   if (!is_settled() && !range_.low && !has_no_bound(position)) return false;
+  if (likely && !probe_below(position, *likely)) return false;
   if (!probe(position)) return false;
   while (!is_settled()) {
     switch (ask({better(target)}, 0)) {
@@ -283,6 +285,34 @@ bool Optimiser::probe(std::size_t position) {
   return true;
 }
 
+// Whether the target is below what is likely to be its least value. False if it
+// was stopped.
+bool Optimiser::probe_below(std::size_t position, const la::DNumber& likely) {
+  if (is_settled() || !(*range_.low < likely)) return true;
+  const Target& target = targets_[position];
+  const bool is_best = !(likely < range_.high);
+  const Term* bound =
+      is_best ? better(target)
+              : store_.make_less(target.term(),
+                                 store_.make_number(likely.rational()));
+  const Answer answer = ask({bound}, kProbeConflicts);
+  if (answer == Answer::kSat) take_model(position);
+  if (answer == Answer::kUnsat) {
+    la::DNumber low = range_.high;
+    if (!is_best) low = exactly(likely.rational());
+    if (*range_.low < low) range_.low = low;
+    report(position);
+  }
+  return answer != Answer::kUnknown || may_go_on();
+}
+
+// After a check that ended without an answer: that it was for the limit of a
+// probe alone.
+bool Optimiser::may_go_on() const {
+  return engine_.unknown_reason() == UnknownReason::kConflictLimit &&
+         engine_.num_conflicts() < last_conflict_;
+}
+
 // Whether the target can be so small, if few conflicts tell; nothing if it was
 // stopped.
 std::optional<Answer> Optimiser::probe_at(std::size_t position,
@@ -297,10 +327,7 @@ std::optional<Answer> Optimiser::probe_at(std::size_t position,
       refute(position, value);
       break;
     case Answer::kUnknown:
-      if (engine_.unknown_reason() != UnknownReason::kConflictLimit ||
-          engine_.num_conflicts() >= last_conflict_) {
-        return {};
-      }
+      if (!may_go_on()) return {};
       break;
   }
   return answer;

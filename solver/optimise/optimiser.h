@@ -67,12 +67,13 @@ struct OptimiserGoal {
 /// Each model is first made the best with its own truth values, which takes one
 /// pass over the graph; then a better one is asked for. What cannot be bettered
 /// is least. The bounds asked for are assumptions of the engine's checks, so
-/// what it learns stays, for later checks as well. Values from which on the
-/// search soon finds that they are too small are looked for by halving, and in
-/// growing steps from the lower end once there is a model, with few conflicts
-/// each; so there is a lower bound early on. A term that nothing
-/// bounds at once is asked to be below all that sums of bounds can reach: if
-/// that can be, it has no least value, since a model with it is a direction.
+/// what it learns stays, for later checks as well. What sets of tasks make
+/// likely is asked about first. Values from which on the search soon finds that
+/// they are too small are looked for by halving, and in growing steps from the
+/// lower end once there is a model, with few conflicts each; so there is a
+/// lower bound early on. A term that nothing bounds at once is asked to be
+/// below all that sums of bounds can reach: if that can be, it has no least
+/// value, since a model with it is a direction.
 ///
 /// Formulas with weights are all assumed, the heaviest first. Of some that fail
 /// together one at least does not hold, which costs the least of their weights;
@@ -148,6 +149,8 @@ class Optimiser {
   void take_model(std::size_t position);
   bool has_no_bound(std::size_t position);
   bool probe(std::size_t position);
+  bool probe_below(std::size_t position, const la::DNumber& likely);
+  bool may_go_on() const;
   std::optional<Answer> probe_at(std::size_t position, const QNumber& value);
   void refute(std::size_t position, const QNumber& value);
   bool is_settled() const;

@@ -39,6 +39,9 @@ class ExactTime {
   /// As above.
   ExactTime& operator=(ExactTime&& other) noexcept = default;
 
+  /// As given.
+  const la::DNumber& value() const { return value_; }
+
   /// Sum.
   friend ExactTime operator+(const ExactTime& a, const ExactTime& b) {
     return ExactTime(a.value_ + b.value_);
