@@ -10,8 +10,9 @@ namespace {
 
 // What a value that turns out too small may cost while there are others.
 constexpr std::uint64_t kProbeConflicts = 30;
-// Reals can be halved for ever.
-constexpr int kMostRealProbes = 12;
+// Where an objective behind others that have no bound lies may take long to
+// find.
+constexpr int kMostProbes = 300;
 
 la::DNumber exactly(const QNumber& value) {
   return {value, QNumber(0)};
@@ -232,50 +233,46 @@ bool Optimiser::has_no_bound(std::size_t position) {
   return false;
 }
 
-// Moves both ends as far as few conflicts do: first the lower one, by values
-// that are too small, then the upper one, by those above what nobody knows.
-// False if it was stopped.
+// Moves both ends as far as few conflicts do: first the lower one, in growing
+// steps until there is a model, by values that are too small, since the best is
+// often close to what little work refutes; then the upper one, by values above
+// what nobody knows. False if it was stopped.
 bool Optimiser::probe(std::size_t position) {
-  const bool is_integer = targets_[position].term()->sort == Sort::kInt;
-  const auto middle_of = [is_integer](const QNumber& a, const QNumber& b) {
+  const QNumber unit = unit_of(targets_[position]);
+  const auto middle_of = [&unit](const QNumber& a, const QNumber& b) {
     QNumber middle = a;
     middle += b;
     middle /= QNumber(2);
-    return is_integer ? middle.floor() : middle;
+    middle /= unit;
+    middle = middle.floor();
+    return middle *= unit;
   };
+  // No model is there, or nobody knows.
   QNumber unknown = range_.high.rational();
-  // How far above the lower end to go: the best is often close to what little
-  // work refutes.
-  std::optional<QNumber> step;
-  bool is_refuted = false;
-  for (int k = 0; is_integer || k < kMostRealProbes; ++k) {
-    if (is_settled() || !(*range_.low < exactly(unknown))) break;
-    QNumber value = middle_of(range_.low->rational(), unknown);
-    if (step) {
-      QNumber near = range_.low->rational();
-      near += *step;
-      value = std::min(value, near);
-    }
+  QNumber step;
+  for (int k = 0; k < kMostProbes && !is_settled(); ++k) {
+    QNumber least = range_.low->rational();
+    if (range_.low->eps().sign() > 0) least += unit;
+    if (!(least < unknown)) break;
+    QNumber value = least;
+    value += step;
+    value = std::max(least, std::min(value, middle_of(least, unknown)));
     const std::optional<Answer> answer = probe_at(position, value);
     if (!answer) return false;
     switch (*answer) {
       case Answer::kSat:
         unknown = range_.high.rational();
-        if (is_integer && is_refuted) step = QNumber(0);
         break;
       case Answer::kUnsat:
-        is_refuted = true;
-        if (step) {
-          *step *= QNumber(2);
-          *step += QNumber(1);
-        }
+        step *= QNumber(2);
+        step += unit;
         break;
       case Answer::kUnknown:
         unknown = value;
         break;
     }
   }
-  while (is_integer && !is_settled()) {
+  for (int k = 0; k < kMostProbes && !is_settled(); ++k) {
     const QNumber middle = middle_of(unknown, range_.high.rational());
     if (!(unknown < middle)) break;
     const std::optional<Answer> answer = probe_at(position, middle);
@@ -283,6 +280,16 @@ bool Optimiser::probe(std::size_t position) {
     if (*answer != Answer::kSat) unknown = middle;
   }
   return true;
+}
+
+// What values of the target are multiples of, but for those that it only
+// approaches, and where an objective before is held near its own.
+QNumber Optimiser::unit_of(const Target& target) const {
+  if (target.term()->sort == Sort::kInt) return QNumber(1);
+  QNumber denominator = engine_.scale().denominator;
+  denominator *= all_denominators();
+  if (denominator_) denominator = *denominator_;
+  return QNumber(1) /= denominator;
 }
 
 // Whether the target is below what is likely to be its least value. False if it

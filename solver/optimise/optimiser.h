@@ -69,9 +69,9 @@ struct OptimiserGoal {
 /// is least. The bounds asked for are assumptions of the engine's checks, so
 /// what it learns stays, for later checks as well. What sets of tasks make
 /// likely is asked about first. Values from which on the search soon finds that
-/// they are too small are looked for by halving, and in growing steps from the
-/// lower end once there is a model, with few conflicts each; so there is a
-/// lower bound early on. A term that nothing bounds at once is asked to be
+/// they are too small are looked for with few conflicts each, in growing steps
+/// from the lower end, then by halving; so there is a lower bound early on. A
+/// term that nothing bounds at once is asked to be
 /// below all that sums of bounds can reach: if that can be, it has no least
 /// value, since a model with it is a direction.
 ///
@@ -149,6 +149,7 @@ class Optimiser {
   void take_model(std::size_t position);
   bool has_no_bound(std::size_t position);
   bool probe(std::size_t position);
+  QNumber unit_of(const Target& target) const;
   bool probe_below(std::size_t position, const la::DNumber& likely);
   bool may_go_on() const;
   std::optional<Answer> probe_at(std::size_t position, const QNumber& value);

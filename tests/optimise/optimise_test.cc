@@ -111,6 +111,15 @@ TEST(OptimiseTest, RepliesAreThoseOfTheTable) {
        "sat\n(objectives (x 5))\n((x 5)\n (p true))\nunsat\nsat\n(objectives "
        "(x "
        "1))\n"},
+      // Bounds that are asked for have a case each, and the one that does not
+      // count may be all that holds a model where it is.
+      {"far off, with cases",
+       kReals +
+           std::string("(declare-const p Bool)(declare-const q Bool)(assert "
+                       "(or p (>= x 3000000000000.0)))(assert (>= x 0.25))"
+                       "(minimize (+ x (ite q 0.5 0.0)))") +
+           kAsk,
+       "sat\n(objectives ((+ x (ite q 0.5 0.0)) (/ 1.0 4.0)))\n"},
       {"cases",
        kIntegers +
            std::string("(assert (<= 0 x 3))(assert (<= 1 (- y x) 2))"
