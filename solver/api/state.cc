@@ -165,7 +165,7 @@ void State::add(const Term* term, std::string_view label) {
     assertion.line = static_cast<std::uint32_t>(stack.assertions().size() + 1);
     assertion.is_numbered = true;
     if (!label.empty()) {
-      assertion.name.emplace(label);
+      assertion.name = std::make_shared<const std::string>(label);
       labels.emplace_back(label);
       names.emplace(labels.back(), nullptr);
     }

@@ -365,6 +365,12 @@ bool write_chart(const Arguments& arguments, const Interpreter& interpreter) {
   return write_whole_file(path, text.str());
 }
 
+bool takes_much_memory() {
+  constexpr long kMuch = 128L << 10;  // KiB
+  rusage usage = {};
+  return getrusage(RUSAGE_SELF, &usage) == 0 && usage.ru_maxrss > kMuch;
+}
+
 int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
                Recording& recording, Watchdog::Clock::time_point start) {
   std::ofstream picture_file;
@@ -416,8 +422,11 @@ int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
     status = kFailure;
   }
   if (watchdog.interrupted()) status = watchdog.interrupt_status();
-  // After a limit or Ctrl-C the end is not put off to free what there is.
-  if (watchdog.stop() != Watchdog::Stop::kNone) _exit(status);
+  // After a limit or Ctrl-C the end is not put off to free what there is; nor
+  // where that is much, in millions of pieces.
+  if (watchdog.stop() != Watchdog::Stop::kNone || takes_much_memory()) {
+    _exit(status);
+  }
   return status;
 }
 

@@ -116,11 +116,22 @@ const Term* AtomNormaliser::normalise_sum(const LinearSum& sum, bool strict) {
   return strict ? store_.make_less(left, zero) : store_.make_leq(left, zero);
 }
 
+// Whether the term is a bound on symbols, without ites.
+bool AtomNormaliser::is_plain_bound(const Term* atom) {
+  if (atom->kind != Kind::kLeq && atom->kind != Kind::kLess) return false;
+  if (!lineariser_.linearise_symbols(atom->arg(0), atom->arg(1), sum_)) {
+    return false;
+  }
+  DifferenceBound bound;
+  return to_bound(sum_, atom->kind == Kind::kLess, is_integer(sum_), bound) !=
+         BoundOutcome::kOutside;
+}
+
 const Term* AtomNormaliser::first_outside(const Term* term) {
   // Post-order, so that a term is recorded as inside only with all below it.
   std::vector<std::pair<const Term*, std::size_t>> stack;
   const auto visit = [this, &stack](const Term* t) {
-    if (inside_.count(t) == 0) stack.emplace_back(t, 0);
+    if (!is_plain_bound(t) && inside_.count(t) == 0) stack.emplace_back(t, 0);
   };
   visit(term);
   while (!stack.empty()) {

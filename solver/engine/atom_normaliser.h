@@ -56,7 +56,8 @@ class AtomNormaliser {
   CaseSums::Lifting lifting(const Term* atom);
 
   /// The first arithmetic atom outside difference logic in `term`, or null.
-  /// Cost: visits each subterm once in the life of the object.
+  /// Cost: visits each subterm once in the life of the object, but bounds on
+  /// symbols each time, which is no dearer than to remember them.
   const Term* first_outside(const Term* term);
 
   /// Forgets terms that a sweep does not keep.
@@ -64,11 +65,13 @@ class AtomNormaliser {
 
  private:
   NormalForm read(const Term* atom);
+  bool is_plain_bound(const Term* atom);
   const Term* normalise_pairs(const Term* distinct);
   const Term* normalise_sum(const LinearSum& sum, bool strict);
 
   TermStore& store_;
   Lineariser lineariser_;
+  LinearSum sum_;  // scratch space
   std::unordered_map<const Term*, NormalForm> normal_forms_;
   IteShapes shapes_;
   std::unordered_set<const Term*> inside_;

@@ -244,7 +244,7 @@ class DifferenceTheory final : public Theory {
   Problem::Clause link_;
   std::vector<Literal> lemma_;  // waits for the links of its bound
 
-  ModelValues model_{problem_.atoms(), graph_.graph()};
+  ModelValues model_{problem_.atoms().variables(), graph_.graph()};
 };
 
 }  // namespace vorn::solver

@@ -12,6 +12,7 @@
 #include "solver/engine/clause_auditor.h"
 #include "solver/engine/difference_theory.h"
 #include "solver/engine/encoder.h"
+#include "solver/engine/network.h"
 #include "solver/engine/problem.h"
 #include "solver/engine/small_domains.h"
 #include "solver/search/search.h"
@@ -156,18 +157,56 @@ struct Engine::Machinery {
              num_assertions, num_assumed, problem};
 };
 
+/// What takes the machinery's place as long as there is nothing to choose.
+struct Engine::Facts {
+  void open_scope() {
+    network.push();
+    starts.push_back(num_assertions);
+  }
+  /// The engine's scopes that are opened here.
+  std::size_t num_scopes() const { return starts.size(); }
+  /// Closes the engine's scope opened last.
+  void close_scope() {
+    close_margin();
+    network.pop();
+    num_assertions = starts.back();
+    starts.pop_back();
+  }
+  // The margin is a scope above those of the engine, for assumptions. It stays
+  // while there may be a model to ask for.
+  void open_margin() {
+    network.push();
+    has_margin = true;
+  }
+  void close_margin() {
+    if (has_margin) network.pop();
+    has_margin = false;
+  }
+
+  Network network;
+  /// How many of the engine's assertions the network has.
+  std::size_t num_assertions = 0;
+  /// How many it had when each scope was opened.
+  std::vector<std::size_t> starts;
+  bool has_margin = false;
+};
+
 /// The symbols' values in the last model, and values of terms on top of them.
 class Engine::Model final : public Interpretation {
  public:
-  explicit Model(const Machinery& machinery)
-      : machinery_(machinery), evaluator_(*this) {}
+  explicit Model(const Machinery& machinery) : machinery_(&machinery) {}
+  explicit Model(const Network& network) : network_(&network) {}
 
   bool bool_value(const Term* symbol) override {
-    const std::optional<Literal> literal = machinery_.encoder.find(symbol);
-    return literal && machinery_.search.model_value(*literal);
+    if (network_ != nullptr) return false;
+    const std::optional<Literal> literal = machinery_->encoder.find(symbol);
+    return literal && machinery_->search.model_value(*literal);
   }
   QNumber number_value(const Term* symbol) override {
-    QNumber value = machinery_.theory.model_value(symbol).value_or(QNumber(0));
+    QNumber value =
+        (network_ != nullptr ? network_->value(symbol)
+                             : machinery_->theory.model_value(symbol))
+            .value_or(QNumber(0));
     if (symbol->sort == Sort::kInt && !value.is_integer()) integral_ = false;
     return value;
   }
@@ -183,9 +222,24 @@ class Engine::Model final : public Interpretation {
 
   Evaluator& evaluator() { return evaluator_; }
 
+  /// Symbols that have values of their own.
+  std::vector<const Term*> symbols() const {
+    if (network_ != nullptr) return network_->variables();
+    std::vector<const Term*> symbols;
+    for (const Term* term : machinery_->encoder.encoded()) {
+      if (term->kind == Kind::kSymbol) symbols.push_back(term);
+    }
+    for (const Term* term : machinery_->problem.atoms().variables()) {
+      if (term->kind == Kind::kSymbol) symbols.push_back(term);
+    }
+    return symbols;
+  }
+
  private:
-  const Machinery& machinery_;
-  Evaluator evaluator_;
+  // One of the two; the other is null.
+  const Machinery* machinery_ = nullptr;
+  const Network* network_ = nullptr;
+  Evaluator evaluator_{*this};
   bool integral_ = true;
 };
 
@@ -201,18 +255,17 @@ class Engine::KeptModel final : public Interpretation {
     return found == numbers_.end() ? QNumber(0) : found->second;
   }
 
-  /// Takes the values of symbols that the machinery knows.
-  void copy(const Machinery& machinery, Model& model) {
+  /// Takes the values of symbols that have values of their own.
+  void copy(Model& model) {
     truths_.clear();
     numbers_.clear();
     evaluator_.forget();
-    for (const Term* term : machinery.encoder.encoded()) {
-      if (term->kind != Kind::kSymbol) continue;
-      truths_.emplace(term, model.bool_value(term));
-    }
-    for (const Term* term : machinery.problem.atoms().variables()) {
-      if (term->kind != Kind::kSymbol) continue;
-      numbers_.emplace(term, model.number_value(term));
+    for (const Term* symbol : model.symbols()) {
+      if (symbol->is_bool()) {
+        truths_.emplace(symbol, model.bool_value(symbol));
+      } else {
+        numbers_.emplace(symbol, model.number_value(symbol));
+      }
     }
   }
   /// What is swept may come again as something else.
@@ -237,7 +290,37 @@ Engine::~Engine() = default;
 void Engine::assert_term(const Term* term) {
   assert(term->is_bool() && outside_fragment(term) == nullptr);
   has_model_ = false;
+  const bool is_first_choice = first_choice_ == kNone && !states_bounds(term);
   assertions_.push_back(term);
+  if (is_first_choice) first_choice_ = assertions_.size() - 1;
+  // While it is at hand: to look at millions of terms again takes longer.
+  read_facts_early([this] { read_facts(assertions_.size()); });
+}
+
+void Engine::assert_bound(const Term* atom, const LinearSum& sum,
+                          bool is_strict) {
+  assert(outside_fragment(atom) == nullptr && states_bounds(atom));
+  has_model_ = false;
+  assertions_.push_back(atom);
+  read_facts_early([&] {
+    read_facts(assertions_.size() - 1);
+    facts_->network.add_sum(sum, is_strict);
+    ++facts_->num_assertions;
+  });
+}
+
+// Outside of a check nobody is told that memory ran out: then facts are read in
+// the next one, from the stack of assertions, which is whole.
+template <class Read>
+void Engine::read_facts_early(const Read& read) {
+  if (!reads_early_ || leaves_choices({})) return;
+  try {
+    read();
+  } catch (const std::bad_alloc&) {
+    model_.reset();
+    facts_.reset();
+    reads_early_ = false;
+  }
 }
 
 void Engine::push() {
@@ -249,6 +332,8 @@ void Engine::pop() {
   has_model_ = false;
   scopes_.pop();
   model_check_.rollback(assertions_.size());
+  if (first_choice_ >= assertions_.size()) first_choice_ = kNone;
+  if (facts_ && facts_->num_scopes() > scopes_.size()) facts_->close_scope();
   if (machinery_ && machinery_->num_scopes() > scopes_.size()) {
     machinery_->close_scope();
   }
@@ -261,10 +346,95 @@ bool Engine::is_stopped() {
   return stop_ != nullptr && stop_->load(std::memory_order_relaxed);
 }
 
+// Whether a check has anything to choose, or is to keep what only the machinery
+// can; where that was made, it stays.
+bool Engine::leaves_choices(const std::vector<const Term*>& assumptions) const {
+  return machinery_ != nullptr || first_choice_ != kNone ||
+         target_ != nullptr || !conditions_.empty() || options_.keep_proofs ||
+         options_.keep_schedule ||
+         !std::all_of(assumptions.begin(), assumptions.end(), states_bounds);
+}
+
+Answer Engine::answer_stopped() {
+  unknown_reason_ = UnknownReason::kStopped;
+  return Answer::kUnknown;
+}
+
+// Hands the first so many assertions to the facts, and opens the scopes that
+// begin among them or behind them.
+void Engine::read_facts(std::size_t num_assertions) {
+  if (!facts_) {
+    facts_ = std::make_unique<Facts>();
+    model_ = std::make_unique<Model>(facts_->network);
+  }
+  facts_->close_margin();
+  while (facts_->num_assertions < num_assertions ||
+         facts_->num_scopes() < scopes_.size()) {
+    const std::size_t scope = facts_->num_scopes();
+    const bool opens = scope < scopes_.size() &&
+                       facts_->num_assertions == scopes_.start(scope);
+    if (opens) {
+      facts_->open_scope();
+    } else {
+      facts_->network.add(assertions_[facts_->num_assertions++]);
+    }
+  }
+}
+
+Answer Engine::check_facts(const std::vector<const Term*>& assumptions) {
+  reads_early_ = true;
+  read_facts(assertions_.size());
+  Network& network = facts_->network;
+  network.start_check(logger_, graph_recorder_);
+  if (options_.forgotten_bounds.is_exceeded(
+          network.num_forgotten(),
+          static_cast<std::size_t>(network.num_constraints()))) {
+    network.start_anew();
+  }
+  const auto is_told = [&] {
+    return network.tell([this] { return is_stopped(); });
+  };
+  if (!is_told()) return answer_stopped();
+  if (network.is_consistent() && !assumptions.empty()) {
+    // Where the constraints of each assumption start; a repeated one has none.
+    std::vector<int> starts;
+    std::unordered_set<const Term*> seen;
+    facts_->open_margin();
+    for (const Term* assumption : assumptions) {
+      starts.push_back(network.num_constraints() + 1);
+      if (seen.insert(assumption).second) network.add(assumption);
+      if (network.is_false()) break;
+    }
+    if (!is_told()) return answer_stopped();
+    if (!network.is_consistent()) find_failed_assumptions(starts);
+  }
+  if (network.is_consistent()) return answer_model(assumptions);
+  ++fact_conflicts_;
+  return Answer::kUnsat;
+}
+
+// Of assumptions whose constraints start at these numbers. If there is no
+// conflict among the constraints, the last one is false by itself.
+void Engine::find_failed_assumptions(const std::vector<int>& starts) {
+  const std::vector<int>& conflict = facts_->network.conflict();
+  if (conflict.empty()) failed_assumptions_.push_back(starts.size() - 1);
+  for (const int id : conflict) {
+    if (id < starts.front()) continue;
+    const auto next = std::upper_bound(starts.begin(), starts.end(), id);
+    failed_assumptions_.push_back(
+        static_cast<std::size_t>(next - starts.begin()) - 1);
+  }
+  std::sort(failed_assumptions_.begin(), failed_assumptions_.end());
+  failed_assumptions_.erase(
+      std::unique(failed_assumptions_.begin(), failed_assumptions_.end()),
+      failed_assumptions_.end());
+}
+
 // Brings the machinery up to the stack of assertions. False if that was stopped
 // on the way, at a place to go on from.
 bool Engine::synchronise(std::size_t num_assumptions) {
   if (!machinery_) {
+    model_.reset();
     machinery_ = std::make_unique<Machinery>(store_, normaliser_, options_);
     model_ = std::make_unique<Model>(*machinery_);
     machinery_->theory.set_recorder(graph_recorder_);
@@ -324,7 +494,7 @@ Answer Engine::check(const std::vector<const Term*>& assumptions) {
     return do_check(assumptions);
   } catch (const std::bad_alloc&) {
     // The stack of assertions is whole; all else can be made again.
-    if (machinery_) last_counters_ = machinery_->search.statistics();
+    last_counters_ = search_counters();
     drop_machinery();
     model_check_.clear();
     unknown_reason_ = UnknownReason::kMemout;
@@ -333,18 +503,16 @@ Answer Engine::check(const std::vector<const Term*>& assumptions) {
 }
 
 Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
-  const auto stopped = [this] {
-    unknown_reason_ = UnknownReason::kStopped;
-    return Answer::kUnknown;
-  };
-  if (!synchronise(assumptions.size())) return stopped();
+  if (!leaves_choices(assumptions)) return check_facts(assumptions);
+  facts_.reset();
+  if (!synchronise(assumptions.size())) return answer_stopped();
   std::vector<Literal> assumed;
   std::unordered_map<int, std::size_t> position_of;
   std::unordered_set<const Term*> seen;
   for (std::size_t k = 0; k < assumptions.size(); ++k) {
     if (is_stopped()) {
       machinery_->feed();
-      return stopped();
+      return answer_stopped();
     }
     if (!seen.insert(assumptions[k]).second) continue;
     assumed.push_back(machinery_->literal_of_assumption(
@@ -393,6 +561,10 @@ Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
                             : UnknownReason::kConflictLimit;
       return Answer::kUnknown;
   }
+  return answer_model(assumptions);
+}
+
+Answer Engine::answer_model(const std::vector<const Term*>& assumptions) {
   model_->start();
   if (target_ != nullptr) lower_target();
   if (options_.check_models && !model_holds(assumptions)) {
@@ -478,7 +650,7 @@ void Engine::keep_model() {
   assert(has_model_);
   if (shows_kept_model_) return;
   if (!kept_model_) kept_model_ = std::make_unique<KeptModel>();
-  kept_model_->copy(*machinery_, *model_);
+  kept_model_->copy(*model_);
 }
 
 void Engine::show_kept_model() {
@@ -495,6 +667,17 @@ void Engine::drop_machinery() {
   has_model_ = false;
   model_.reset();
   machinery_.reset();
+  facts_.reset();
+  fact_conflicts_ = 0;
+}
+
+// The search's, with what was met before there was one.
+SearchStatistics Engine::search_counters() const {
+  SearchStatistics counters;
+  if (machinery_) counters = machinery_->search.statistics();
+  counters.conflicts += fact_conflicts_;
+  counters.theory_conflicts += fact_conflicts_;
+  return counters;
 }
 
 bool Engine::bool_value(const Term* term) {
@@ -525,6 +708,7 @@ void Engine::set_options(const EngineOptions& options) {
 
 void Engine::keep_terms(TermSweep& sweep) const {
   sweep.keep(assertions_);
+  if (facts_) sweep.keep(facts_->network.variables());
   if (!machinery_) return;
   sweep.keep(machinery_->encoder.encoded());
   machinery_->problem.keep_terms(sweep);
@@ -538,24 +722,26 @@ void Engine::forget_swept(const TermSweep& sweep) {
 
 void Engine::renumber_terms(const TermSweep& sweep) {
   if (kept_model_) kept_model_->evaluator().forget();
-  if (!machinery_) return;
-  machinery_->problem.renumber_terms(sweep);
-  model_->evaluator().forget();
+  if (model_) model_->evaluator().forget();
+  if (facts_) facts_->network.renumber_terms();
+  if (machinery_) machinery_->problem.renumber_terms(sweep);
 }
 
 std::vector<DifferenceBound> Engine::last_cycle() const {
+  if (facts_) return facts_->network.last_cycle();
   if (!machinery_) return {};
   return machinery_->theory.last_cycle();
 }
 
 std::uint64_t Engine::num_conflicts() const {
-  return machinery_ ? machinery_->search.statistics().conflicts : 0;
+  return fact_conflicts_ +
+         (machinery_ ? machinery_->search.statistics().conflicts : 0);
 }
 
 std::vector<std::pair<std::string, std::string>> Engine::statistics() const {
   std::vector<std::pair<std::string, std::string>> rows;
   const SearchStatistics counters =
-      machinery_ ? machinery_->search.statistics() : last_counters_;
+      machinery_ || facts_ ? search_counters() : last_counters_;
   const auto row = [&rows](const char* key, std::uint64_t value) {
     rows.emplace_back(key, std::to_string(value));
   };
@@ -571,6 +757,7 @@ std::vector<std::pair<std::string, std::string>> Engine::statistics() const {
   row("learnt uses", counters.learnt_uses);
   row("implied literals", counters.theory_propagations);
   row("explained literals", counters.theory_explanations);
+  if (facts_) facts_->network.graph().get_stats(rows);
   if (!machinery_) return rows;
   if (const auto& log = machinery_->proof_log) {
     row("proof clauses kept", log->size());

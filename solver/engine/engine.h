@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <string>
 #include <utility>
@@ -23,6 +24,7 @@
 #include "solver/search/options.h"
 #include "solver/search/statistics.h"
 #include "solver/terms/difference_bound.h"
+#include "solver/terms/linear_sum.h"
 #include "solver/terms/scope_stack.h"
 #include "solver/terms/term.h"
 #include "solver/terms/term_store.h"
@@ -99,6 +101,8 @@ enum class UnknownReason {
 /// Holds a stack of assertions. The solving machinery behind it (search,
 /// encoding, graph) follows the stack when it is asked, keeps what it has
 /// learnt from check to check, and can be rebuilt from the stack at any time.
+/// Until there is anything to choose, by assertions, assumptions or a target, a
+/// Network takes its place, unless proofs or schedules are to be kept.
 ///
 /// Ownership: borrows the store, the stop flag, the logger and the recorder.
 /// Threads: none; the stop flag may be set from another thread.
@@ -124,6 +128,10 @@ class Engine {
 
   /// Requires: Boolean and inside the fragment.
   void assert_term(const Term* term);
+  /// The same for an atom of which it is known that it says: `sum` is at most
+  /// 0, or below 0 if it is strict. Requires: the sum has one or two symbols of
+  /// one sort, with the coefficients 1 and -1.
+  void assert_bound(const Term* atom, const LinearSum& sum, bool is_strict);
   /// Opens a scope of assertions.
   void push();
   /// Takes back the assertions since the matching push.
@@ -263,17 +271,27 @@ class Engine {
 
   /// Conflicts of all checks, but those before memory ran out.
   std::uint64_t num_conflicts() const;
-  /// Names and values of all counters: the search's, then the graph's. The
-  /// search's alone before the first check, and after one that ran out of
+  /// Names and values of all counters: the search's, then the graph's, those of
+  /// propagation between them if there was anything to choose. The search's
+  /// alone before the first check, and after one that ran out of
   /// memory, until the next; then the counting begins anew.
   std::vector<std::pair<std::string, std::string>> statistics() const;
 
  private:
   struct Machinery;
+  struct Facts;
   class Model;
   class KeptModel;
 
   bool is_stopped();
+  bool leaves_choices(const std::vector<const Term*>& assumptions) const;
+  Answer check_facts(const std::vector<const Term*>& assumptions);
+  template <class Read>
+  void read_facts_early(const Read& read);
+  void read_facts(std::size_t num_assertions);
+  void find_failed_assumptions(const std::vector<int>& starts);
+  Answer answer_model(const std::vector<const Term*>& assumptions);
+  Answer answer_stopped();
   bool synchronise(std::size_t num_assumptions);
   // Requires: the last answer is forgotten. Throws std::bad_alloc.
   Answer do_check(const std::vector<const Term*>& assumptions);
@@ -283,6 +301,7 @@ class Engine {
   std::optional<la::DNumber> least_by(const Find& find) const;
   Evaluator& evaluator();
   void drop_machinery();
+  SearchStatistics search_counters() const;
 
   TermStore& store_;
   EngineOptions options_;
@@ -298,8 +317,17 @@ class Engine {
   GraphRecorder* graph_recorder_ = nullptr;
   std::function<void(const SearchStatistics&)> progress_;
 
+  // The first assertion that is not bounds alone; no such: kNone.
+  static constexpr std::size_t kNone = std::numeric_limits<std::size_t>::max();
+  std::size_t first_choice_ = kNone;
+
+  // At most one of the two is there.
+  std::unique_ptr<Facts> facts_;
+  bool reads_early_ = true;
+  // Checks that the facts of their time answered with kUnsat.
+  std::uint64_t fact_conflicts_ = 0;
   std::unique_ptr<Machinery> machinery_;
-  // Lives with the machinery; it counts while has_model_.
+  // Lives with facts or machinery; it counts while has_model_.
   std::unique_ptr<Model> model_;
   bool has_model_ = false;
   // Lives on its own, whatever becomes of the machinery.

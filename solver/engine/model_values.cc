@@ -10,20 +10,23 @@ namespace vorn::solver {
 // (b - d) * eps <= c - a.
 QNumber ModelValues::choose_eps() const {
   QNumber eps(1);
-  for (const int id : active_) {
-    const dl::Edge& edge = atoms_.constraint(id).edge;
-    la::DNumber limit = potential_of(edge.source);
-    limit += edge.weight;
-    const la::DNumber value = potential_of(edge.target);
-    QNumber excess = value.eps();
-    excess -= limit.eps();
-    if (excess.sign() <= 0) continue;
-    QNumber largest = limit.rational();
-    largest -= value.rational();
-    largest /= excess;
-    if (largest < eps) eps = largest;
-  }
+  for (const int id : active_) limit_eps(id, eps);
+  for (int id = 1; id <= last_; ++id) limit_eps(id, eps);
   return eps;
+}
+
+void ModelValues::limit_eps(int id, QNumber& eps) const {
+  const dl::Edge edge = graph_.get_edge(2 * id);
+  la::DNumber limit = potential_of(edge.source);
+  limit += edge.weight;
+  const la::DNumber value = potential_of(edge.target);
+  QNumber excess = value.eps();
+  excess -= limit.eps();
+  if (excess.sign() <= 0) return;
+  QNumber largest = limit.rational();
+  largest -= value.rational();
+  largest /= excess;
+  if (largest < eps) eps = largest;
 }
 
 std::vector<la::DNumber> ModelValues::solution() const {
@@ -51,7 +54,8 @@ std::optional<QNumber> ModelValues::value(int node) const {
   // Real bounds can move the origin, and with it the integers, off the whole
   // numbers. Rounding all integers down keeps every bound between them, whose
   // weights are integers, and every bound of one alone.
-  if (atoms_.term_of(node)->sort == Sort::kInt) value = value.floor();
+  const Term* variable = variables_[static_cast<std::size_t>(node) - 1];
+  if (variable->sort == Sort::kInt) value = value.floor();
   return value;
 }
 

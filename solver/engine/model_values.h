@@ -6,7 +6,6 @@
 #include <utility>
 #include <vector>
 
-#include "solver/engine/atom_table.h"
 #include "solver/terms/term.h"
 #include "vorn/dl/graph.h"
 #include "vorn/numbers/d_number.h"
@@ -21,14 +20,15 @@ namespace vorn::solver {
 /// integers get integers.
 ///
 /// Cost: a value O(1), apart from the first one with a part of eps, which is
-/// linear in the constraints. Ownership: borrows atoms and graph; values are
-/// those of the model until constraints are told or checked, or atoms numbered
-/// anew.
+/// linear in the constraints. Ownership: borrows variables and graph; values
+/// are those of the model until constraints are told or checked, or nodes
+/// numbered anew.
 class ModelValues {
  public:
-  /// Reads values in `graph`, of the nodes of `atoms`.
-  ModelValues(const AtomTable& atoms, const dl::Graph& graph)
-      : atoms_(atoms), graph_(graph) {}
+  /// Reads values in `graph`, which knows the constraints; `variables` are
+  /// those of its nodes, from 1 on.
+  ModelValues(const std::vector<const Term*>& variables, const dl::Graph& graph)
+      : variables_(variables), graph_(graph) {}
 
   /// Chooses values that satisfy the constraints in `active`. Requires: so does
   /// `solution`, by node, or if it is empty the graph's potentials; and where
@@ -37,11 +37,17 @@ class ModelValues {
   void choose(std::vector<int> active, std::vector<la::DNumber> solution = {}) {
     active_ = std::move(active);
     solution_ = std::move(solution);
-    eps_.reset();
-    num_nodes_ = atoms_.num_nodes();
+    start(0);
+  }
+  /// The same for the graph's potentials and the constraints from 1 to `last`,
+  /// without a list of them.
+  void choose_up_to(int last) {
+    active_.clear();
+    solution_.clear();
+    start(last);
   }
 
-  /// The constraints that the values satisfy.
+  /// The constraints given to choose.
   const std::vector<int>& active() const { return active_; }
   /// What the values are read off, by node; eps stands in it for no number yet.
   std::vector<la::DNumber> solution() const;
@@ -50,15 +56,22 @@ class ModelValues {
   std::optional<QNumber> value(int node) const;
 
  private:
+  void start(int last) {
+    last_ = last;
+    eps_.reset();
+    num_nodes_ = static_cast<int>(variables_.size()) + 1;
+  }
   QNumber choose_eps() const;
+  void limit_eps(int id, QNumber& eps) const;
   la::DNumber potential_of(int node) const {
     return solution_.empty() ? graph_.get_potential(node)
                              : solution_[static_cast<std::size_t>(node)];
   }
 
-  const AtomTable& atoms_;
+  const std::vector<const Term*>& variables_;
   const dl::Graph& graph_;
   std::vector<int> active_;
+  int last_ = 0;
   std::vector<la::DNumber> solution_;
   mutable std::optional<QNumber> eps_;
   int num_nodes_ = 0;

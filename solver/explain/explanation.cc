@@ -60,7 +60,7 @@ std::string place_of(const ScriptFormula& formula) {
   const char* unit = formula.assumed ? "assumption " : "assertion ";
   std::string text =
       (formula.is_numbered ? unit : "line ") + std::to_string(formula.line);
-  if (formula.name.has_value()) {
+  if (formula.name != nullptr) {
     text += " (" + without_breaks(print_symbol(*formula.name)) + ')';
   }
   if (formula.assumed && !formula.is_numbered) text += " (assumed)";
@@ -69,7 +69,7 @@ std::string place_of(const ScriptFormula& formula) {
 
 std::string text_of(const ScriptFormula& formula) {
   return on_one_line(
-      formula.text.empty() ? print_term(formula.term) : formula.text,
+      formula.text.empty() ? print_term(formula.term) : formula.text.str(),
       kLongestText);
 }
 

@@ -3,10 +3,11 @@
 #define VORN_SOLVER_EXPLAIN_SCRIPT_FORMULA_H
 
 #include <cstdint>
-#include <optional>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "solver/explain/kept_text.h"
 #include "solver/terms/term.h"
 
 namespace vorn::solver {
@@ -16,9 +17,9 @@ struct ScriptFormula {
   /// What it says.
   const Term* term = nullptr;
   /// As it was written; empty if texts are not kept.
-  std::string text;
-  /// The name that the script gives to the whole of it.
-  std::optional<std::string> name;
+  KeptText text;
+  /// The name that the script gives to the whole of it; null for none.
+  std::shared_ptr<const std::string> name;
   /// Where it starts in the script; an assertion, where its command does.
   std::uint32_t line = 0;
   /// An assumption of the check, not an assertion.

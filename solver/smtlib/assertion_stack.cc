@@ -11,9 +11,16 @@ namespace vorn::solver {
 
 void AssertionStack::add(ScriptFormula assertion) {
   optimiser_.reset();
-  const bool assumed = assume_named_ && assertion.name.has_value();
+  const bool assumed = assume_named_ && assertion.name != nullptr;
   assertions_.push_back(std::move(assertion));
   if (!assumed) engine_.assert_term(assertions_.back().term);
+}
+
+void AssertionStack::add_bound(ScriptFormula assertion, const LinearSum& sum,
+                               bool is_strict) {
+  optimiser_.reset();
+  assertions_.push_back(std::move(assertion));
+  engine_.assert_bound(assertions_.back().term, sum, is_strict);
 }
 
 void AssertionStack::keep_terms(TermSweep& sweep) const {
@@ -44,7 +51,7 @@ Answer AssertionStack::check(const std::vector<const Term*>& assumptions) {
   results_.clear();
   std::vector<std::size_t> named;
   for (std::size_t i = 0; assume_named_ && i < assertions_.size(); ++i) {
-    if (assertions_[i].name.has_value()) named.push_back(i);
+    if (assertions_[i].name != nullptr) named.push_back(i);
   }
 
   assumed_.clear();

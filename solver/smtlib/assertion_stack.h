@@ -88,7 +88,7 @@ class AssertionStack {
 
   /// Whether an assertion is handed to the engine as an assumption.
   bool is_assumed(const ScriptFormula& assertion) const {
-    return assume_named_ && assertion.name.has_value();
+    return assume_named_ && assertion.name != nullptr;
   }
   /// As the constructor's. Requires: it stays as it was, or there is no
   /// assertion.
@@ -99,6 +99,8 @@ class AssertionStack {
 
   /// Requires: a Boolean term inside the engine's fragment.
   void add(ScriptFormula assertion);
+  /// Adds an assertion without a name, as Engine::assert_bound.
+  void add_bound(ScriptFormula assertion, const LinearSum& sum, bool is_strict);
 
   /// Wants something of the models that checks find, after what was wanted
   /// before. Requires: comparisons of its term with numbers are inside the

@@ -241,7 +241,22 @@ void Interpreter::keep_names() {
 
 // --- Assertions ---
 
+bool Interpreter::assert_bound() {
+  if (session_->bounds == nullptr) return false;
+  const BoundReader::Bound* bound = session_->bounds->read();
+  if (bound == nullptr) return false;
+  ScriptFormula assertion;
+  assertion.term = bound->term;
+  if (options_.produce_assertions) assertion.text = bound->text;
+  assertion.line = command_.line;
+  session_->stack->add_bound(std::move(assertion), *bound->sum,
+                             bound->is_strict);
+  mode_ = Mode::kAssert;
+  return true;
+}
+
 bool Interpreter::run_assert() {
+  if (assert_bound()) return true;
   ParsedTerm formula;
   session_->parser->start_command(true);
   lexer_.next();
@@ -251,7 +266,9 @@ bool Interpreter::run_assert() {
   ScriptFormula assertion;
   assertion.term = formula.term;
   if (options_.produce_assertions) assertion.text = text_of(formula);
-  assertion.name = std::move(formula.name);
+  if (formula.name) {
+    assertion.name = std::make_shared<const std::string>(*formula.name);
+  }
   assertion.line = command_.line;
   assertion.written = formula.written;
   session_->stack->add(std::move(assertion));
@@ -474,7 +491,7 @@ bool Interpreter::run_check_sat_assuming() {
   while (lexer_.next().kind != TokenKind::kClose) {
     ParsedTerm assumption;
     if (!read_formula(assumption) || !check_fragment(assumption)) return false;
-    assumptions.push_back({assumption.term, text_of(assumption), std::nullopt,
+    assumptions.push_back({assumption.term, text_of(assumption), nullptr,
                            assumption.position.line, true, assumption.written});
   }
   if (!read_close()) return false;

@@ -212,6 +212,11 @@ void Interpreter::start_session() {
   session_->parser =
       std::make_unique<TermParser>(lexer_, session_->store, session_->symbols);
   session_->parser->set_arithmetic(arithmetic_);
+  if (!options_.engine.keep_proofs && !options_.keep_picture) {
+    session_->bounds = std::make_unique<BoundReader>(lexer_, session_->store,
+                                                     session_->symbols);
+    session_->bounds->set_arithmetic(arithmetic_);
+  }
   if (options_.engine.keep_proofs) {
     session_->record = std::make_unique<TermRecord>();
     session_->parser->set_record(session_->record.get());

@@ -15,6 +15,7 @@
 #include "solver/explain/schedule_chart.h"
 #include "solver/explain/script_formula.h"
 #include "solver/smtlib/assertion_stack.h"
+#include "solver/smtlib/bound_reader.h"
 #include "solver/smtlib/lexer.h"
 #include "solver/smtlib/logics.h"
 #include "solver/smtlib/options.h"
@@ -121,6 +122,8 @@ class Interpreter {
     // Null unless proofs are kept.
     std::unique_ptr<TermRecord> record;
     std::unique_ptr<TermParser> parser;
+    // Null where texts of atoms, or terms as they are written, are kept.
+    std::unique_ptr<BoundReader> bounds;
     std::unique_ptr<AssertionStack> stack;
     std::vector<const Term*> declared;
     std::vector<TermParser::Name> named;
@@ -185,6 +188,8 @@ class Interpreter {
   bool run_define_fun();
   bool run_define_const();
   bool run_assert();
+  // Asserts what is one bound, if it is.
+  bool assert_bound();
   bool run_assert_soft();
   bool run_minimize();
   bool run_maximize();

@@ -62,13 +62,14 @@ std::string shorten(const std::string& text) {
   return text.size() <= kShown ? text : text.substr(0, kShown) + "...";
 }
 
+}  // namespace
+
 bool is_symbol_character(char c) {
   return (class_of(c) & (kDigit | kSymbolStart)) != 0;
 }
 
-}  // namespace
-
 std::string without_comments(std::string_view text) {
+  if (text.find(';') == std::string_view::npos) return std::string(text);
   std::string result;
   char quote = 0;
   bool in_comment = false;
@@ -126,6 +127,18 @@ std::string_view Lexer::text(std::size_t first, std::size_t last) {
   captured_.append(buffer_.data() + unsaved_, pos_ - unsaved_);
   unsaved_ = pos_;
   return std::string_view(captured_).substr(first, last - first);
+}
+
+void Lexer::accept_close(std::size_t count) {
+  assert(depth_ == 1 && 0 < count && count <= limit_ - pos_);
+  pos_ += count;
+  here_.column += static_cast<std::uint32_t>(count);
+  after_return_ = false;
+  depth_ = 0;
+  token_.kind = TokenKind::kClose;
+  token_.position = {here_.line, here_.column - 1};
+  token_.begin = end() - 1;
+  token_.text.clear();
 }
 
 void Lexer::skip_command() {

@@ -99,6 +99,18 @@ class Lexer {
   /// next call to next().
   std::string_view text(std::size_t first, std::size_t last);
 
+  /// What has arrived behind the token read last, perhaps not all of the
+  /// command: for who can read it in one pass. Ensures: valid until the next
+  /// call to next().
+  std::string_view rest() const {
+    return {buffer_.data() + pos_, limit_ - pos_};
+  }
+  /// Passes over `count` bytes of rest(), the last of which is the bracket that
+  /// closes the command and becomes the current token. Requires: brackets are
+  /// balanced before it, and there are only blanks and characters of unquoted
+  /// symbols besides.
+  void accept_close(std::size_t count);
+
   /// Reads up to the end of the command at hand: until no bracket is open or
   /// the script ends. The texts of the command and its tokens are lost. May
   /// follow on any exception out of next(). Cost: allocates nothing to speak
@@ -140,6 +152,10 @@ class Lexer {
   // The quote that ends the token being read; 0 if it is not a quoted one.
   char open_quote_ = 0;
 };
+
+/// Whether an unquoted symbol may have this character, not as its first one
+/// perhaps.
+bool is_symbol_character(char c);
 
 /// The text of a term or a command without its comments.
 std::string without_comments(std::string_view text);

@@ -122,7 +122,6 @@ const Term* OperatorBuilder::as_sort(const Term* term, Sort sort) {
 bool OperatorBuilder::unify(Operator op, PlacedTerm* arguments,
                             std::size_t count, bool bool_allowed,
                             ScriptError& error) {
-  const std::string name(operator_name(op));
   const auto is_real = [](const PlacedTerm& a) {
     return a.term->sort == Sort::kReal;
   };
@@ -135,13 +134,15 @@ bool OperatorBuilder::unify(Operator op, PlacedTerm* arguments,
     const Sort own = arguments[i].term->sort;
     error.position = arguments[i].position;
     if (own == Sort::kBool && !bool_allowed) {
-      error.message = name + " expects a number here, not a Bool";
+      error.message =
+          std::string(operator_name(op)) + " expects a number here, not a Bool";
       return false;
     }
     const Term* term = as_sort(arguments[i].term, sort);
     if (term == nullptr) {
-      error.message = name + " mixes " + print_sort(sort) + " and " +
-                      print_sort(own) + " arguments";
+      error.message = std::string(operator_name(op)) + " mixes " +
+                      print_sort(sort) + " and " + print_sort(own) +
+                      " arguments";
       return false;
     }
     arguments[i].term = term;

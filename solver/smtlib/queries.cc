@@ -360,7 +360,7 @@ bool Interpreter::run_get_assertions() {
   if (session_ == nullptr) return fail(command_, "out of memory");
   std::vector<std::string> parts;
   for (const ScriptFormula& assertion : session_->stack->assertions()) {
-    parts.push_back(assertion.text);
+    parts.push_back(assertion.text.str());
   }
   reply_ = in_brackets(parts, "\n ");
   return true;
@@ -492,7 +492,7 @@ bool Interpreter::run_get_unsat_assumptions() {
   }
   std::vector<std::string> parts;
   for (const std::size_t i : session_->stack->failed_assumptions()) {
-    parts.push_back(assumptions_[i].text);
+    parts.push_back(assumptions_[i].text.str());
   }
   reply_ = in_brackets(parts, " ");
   return true;

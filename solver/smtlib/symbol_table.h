@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -42,6 +43,7 @@ struct Meaning {
 /// and on top of those the variables that are bound where the parser stands.
 ///
 /// Cost: every operation O(1) expected, except rollback, O(names that go).
+/// Memory: a name and its meaning, and 8 to 16 bytes more.
 class SymbolTable {
  public:
   /// A table with the predefined names.
@@ -49,10 +51,10 @@ class SymbolTable {
 
   /// What `name` stands for now, or null. A bound variable hides all else.
   /// Ensures: valid until the next change.
-  const Meaning* find(const std::string& name) const;
+  const Meaning* find(std::string_view name) const;
 
   /// What `name` stands for outside all binders, or null.
-  const Meaning* find_global(const std::string& name) const;
+  const Meaning* find_global(std::string_view name) const;
 
   /// Gives `name` a meaning until it is rolled back. False, without effect, if
   /// the name has one already.
@@ -86,14 +88,44 @@ class SymbolTable {
  private:
   using Locals = std::unordered_map<std::string, std::vector<Meaning>>;
 
-  struct Defined {
+  struct Global {
     std::string name;
-    bool is_sort;
+    Meaning meaning;
+  };
+  // The table keeps part of the hash, so that names that do not match are
+  // seldom looked at.
+  struct Slot {
+    std::uint32_t hash = 0;
+    std::uint32_t number = 0;  // position in globals_, plus 1; 0: empty
   };
 
-  std::unordered_map<std::string, Meaning> globals_;
+  static std::uint32_t hash_of(std::string_view name);
+  // The slot of the name, or the empty one that it belongs into.
+  std::size_t find_slot(std::string_view name, std::uint32_t hash) const;
+  void add_global(const std::string& name, std::uint32_t hash, Meaning meaning);
+  void grow();
+
+  static constexpr std::size_t kPerChunk = 256;
+  using Chunk = std::vector<Global>;
+
+  Global& global(std::size_t position) {
+    return chunks_[position / kPerChunk][position % kPerChunk];
+  }
+  const Global& global(std::size_t position) const {
+    return chunks_[position / kPerChunk][position % kPerChunk];
+  }
+
+  // In the order of their definition, kPerChunk in each, so that nothing is
+  // moved: growing copies no name, and meanings stay where they are.
+  std::vector<Chunk> chunks_;
+  std::size_t num_globals_ = 0;
+  // Open addressing with linear probing; a power of two, at most half full. The
+  // latest name goes first: its slot has passed on no other name.
+  std::vector<Slot> slots_;
   std::unordered_map<std::string, Sort> sorts_;
-  std::vector<Defined> trail_;  // in order
+  // What was defined, in order: whether it was a sort; and these.
+  std::vector<char> trail_;
+  std::vector<std::string> sort_names_;
   // The bindings of a name, innermost last. An emptied list stays until no
   // variable is bound at all, since a `let` in a loop reuses its names.
   Locals locals_;

@@ -44,8 +44,54 @@ std::uint32_t Evaluator::keep(QNumber value) {
 }
 
 bool Evaluator::bool_value(const Term* term) {
+  if (const auto small = compare_small(term)) return *small;
   compute(term);
   return known_bool(term);
+}
+
+// A comparison of sums of few symbols and numbers with constant factors;
+// nothing for other terms.
+std::optional<bool> Evaluator::compare_small(const Term* term) {
+  if (term->kind != Kind::kLeq && term->kind != Kind::kLess) return {};
+  QNumber sides[2];
+  for (const std::size_t k : {0U, 1U}) {
+    const Term* side = term->arg(k);
+    constexpr std::size_t kFewSummands = 4;
+    if (side->kind == Kind::kPlus) {
+      if (side->num_args > kFewSummands) return {};
+      for (std::size_t i = 0; i < side->num_args; ++i) {
+        if (!add_small(side->arg(i), sides[k])) return {};
+      }
+    } else if (!add_small(side, sides[k])) {
+      return {};
+    }
+  }
+  return term->kind == Kind::kLess ? sides[0] < sides[1] : sides[0] <= sides[1];
+}
+
+bool Evaluator::add_small(const Term* term, QNumber& sum) {
+  if (term->kind == Kind::kNumber) {
+    sum += term->number();
+    return true;
+  }
+  if (term->kind == Kind::kSymbol) {
+    sum += number_value(term);
+    return true;
+  }
+  if (term->kind != Kind::kTimes || term->arg(0)->kind != Kind::kNumber ||
+      term->arg(1)->kind != Kind::kSymbol) {
+    return false;
+  }
+  const QNumber& factor = term->arg(0)->number();
+  const QNumber& value = number_value(term->arg(1));
+  if (factor == QNumber(-1)) {
+    sum -= value;
+    return true;
+  }
+  QNumber product = factor;
+  product *= value;
+  sum += product;
+  return true;
 }
 
 const QNumber& Evaluator::number_value(const Term* term) {

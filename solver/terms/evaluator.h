@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <optional>
 #include <vector>
 
 #include "solver/terms/term.h"
@@ -34,7 +35,9 @@ class Interpretation {
 /// nothing else, and shares no code with the normalisation that the search
 /// works on, so that a mistake there cannot hide itself.
 ///
-/// Cost: each distinct subterm is computed once and remembered, for any depth;
+/// Cost: each distinct subterm is computed once and remembered, for any depth,
+/// but not comparisons of small sums that are asked for themselves, where that
+/// would be dearer than to compute them again;
 /// one word per term id up to the greatest one seen, and a number per
 /// arithmetic subterm, which stay for later use when values are forgotten.
 /// Ownership: borrows the interpretation; terms must stay
@@ -63,6 +66,8 @@ class Evaluator {
     std::uint32_t value = kFalse;
   };
 
+  std::optional<bool> compare_small(const Term* term);
+  bool add_small(const Term* term, QNumber& sum);
   void compute(const Term* term);
   std::uint32_t compute_root(const Term* term);
   bool known(const Term* term) const;

@@ -72,8 +72,62 @@ bool Lineariser::linearise(const Term* term, LinearSum& sum) {
   return run(sum);
 }
 
+bool Lineariser::linearise_symbols(const Term* left, const Term* right,
+                                   LinearSum& sum) {
+  sum.monomials.clear();
+  sum.constant = QNumber(0);
+  if (!add_flat(left, QNumber(1), sum) || !add_flat(right, QNumber(-1), sum)) {
+    return false;
+  }
+  auto& monomials = sum.monomials;
+  monomials.erase(std::remove_if(monomials.begin(), monomials.end(),
+                                 [](const LinearSum::Monomial& m) {
+                                   return m.coefficient.sign() == 0;
+                                 }),
+                  monomials.end());
+  std::sort(monomials.begin(), monomials.end(),
+            [](const LinearSum::Monomial& a, const LinearSum::Monomial& b) {
+              return a.leaf->id < b.leaf->id;
+            });
+  return true;
+}
+
+bool Lineariser::add_flat(const Term* term, const QNumber& factor,
+                          LinearSum& sum) {
+  if (term->kind != Kind::kPlus) return add_product(term, factor, sum);
+  for (std::size_t i = 0; i < term->num_args; ++i) {
+    if (!add_product(term->arg(i), factor, sum)) return false;
+  }
+  return true;
+}
+
+// A symbol or a number, with a constant factor or two perhaps.
+bool Lineariser::add_product(const Term* term, QNumber factor, LinearSum& sum) {
+  // Each is looked for among those before it.
+  constexpr std::size_t kMostSymbols = 8;
+  while (term->kind == Kind::kTimes && term->arg(0)->kind == Kind::kNumber) {
+    factor *= term->arg(0)->number();
+    term = term->arg(1);
+  }
+  if (term->kind == Kind::kNumber) {
+    factor *= term->number();
+    sum.constant += factor;
+    return true;
+  }
+  if (term->kind != Kind::kSymbol) return false;
+  for (LinearSum::Monomial& m : sum.monomials) {
+    if (m.leaf != term) continue;
+    m.coefficient += factor;
+    return true;
+  }
+  if (sum.monomials.size() == kMostSymbols) return false;
+  sum.monomials.push_back({term, std::move(factor)});
+  return true;
+}
+
 bool Lineariser::linearise_difference(const Term* left, const Term* right,
                                       LinearSum& sum) {
+  if (linearise_symbols(left, right, sum)) return true;
   heap_.clear();
   push(left, QNumber(1));
   push(right, QNumber(-1));

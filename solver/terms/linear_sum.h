@@ -58,8 +58,14 @@ class Lineariser {
   /// the form "sum against 0" without making a term.
   bool linearise_difference(const Term* left, const Term* right,
                             LinearSum& sum);
+  /// The same where both sides are sums of a few numbers and symbols, with
+  /// constant factors perhaps, as most are. False for all others, of which
+  /// nothing is said, and `sum` is unspecified then.
+  bool linearise_symbols(const Term* left, const Term* right, LinearSum& sum);
 
  private:
+  static bool add_flat(const Term* term, const QNumber& factor, LinearSum& sum);
+  static bool add_product(const Term* term, QNumber factor, LinearSum& sum);
   // `coefficient` times `term` is still to be added to the sum.
   struct Pending {
     const Term* term;

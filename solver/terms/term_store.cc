@@ -318,6 +318,7 @@ std::vector<std::uint32_t> TermStore::drop_others(
   }
   arg_chunks.push_back(std::move(args));
   arg_chunks_.swap(arg_chunks);
+  negations_.clear();
   terms_.swap(terms);
   is_swept_ = true;
   size_ = terms_.size();
@@ -560,7 +561,18 @@ const Term* TermStore::make_times(const Term* a, const Term* b) {
 
 const Term* TermStore::make_negate(const Term* term) {
   assert(owns(term) && term->is_arithmetic());
-  return make_times(make_number(QNumber(-1), term->sort), term);
+  const bool is_symbol = term->kind == Kind::kSymbol;
+  if (is_symbol && term->id < negations_.size() && negations_[term->id] != 0) {
+    return this->term(negations_[term->id] - 1);
+  }
+  const Term* negation = make_times(make_number(QNumber(-1), term->sort), term);
+  if (is_symbol) {
+    if (term->id >= negations_.size()) {
+      negations_.resize(std::max(term->id + 1, term->id + term->id / 2), 0);
+    }
+    negations_[term->id] = static_cast<std::uint32_t>(negation->id + 1);
+  }
+  return negation;
 }
 
 }  // namespace vorn::solver

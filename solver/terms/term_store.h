@@ -19,7 +19,8 @@ namespace vorn::solver {
 /// one to copy from when embedding the graph into another solver.
 ///
 /// What the graph relies on, and what a term manager of your own must keep:
-///  - equal calls give the same pointer: the graph's filter of repeated lemmas
+///  - equal calls of its functions give the same pointer: the graph's filter of
+///  repeated lemmas
 ///    compares clauses by pointer and hashes them by `id`;
 ///  - make_number of equal numbers gives the same term, whatever the numbers'
 ///    inner form;
@@ -115,6 +116,22 @@ class TermStore final : public TermManager {
   /// -1 * term, the factor first.
   const Term* make_negate(const Term* term);
 
+  // Terms that nothing shares, for the many assertions that state a bound each.
+  // Equal calls give different terms, and no other call gives one of them.
+  // Cost: no look at the index, and no place in it.
+
+  /// Requires: as for make_number.
+  const Term* make_unshared_number(const QNumber& value, Sort sort) {
+    return make_new({Kind::kNumber, sort, nullptr, 0, &value});
+  }
+  /// a `kind` b. Requires: arithmetic arguments, not two numbers; kPlus, with
+  /// the sort of both, or kLeq or kLess, with kBool.
+  const Term* make_unshared(Kind kind, Sort sort, const Term* a,
+                            const Term* b) {
+    const Term* args[] = {a, b};
+    return make_new({kind, sort, args, 2});
+  }
+
   /// How many terms there are; their ids are 0 to size() - 1 in the order in
   /// which they were made.
   std::size_t size() const { return size_; }
@@ -194,9 +211,11 @@ class TermStore final : public TermManager {
   std::vector<QNumber*> free_numbers_;
   std::vector<std::string*> free_names_;
   // Open addressing with linear probing; a power of two, at most 2/3 full.
-  // Fresh symbols are not in it.
+  // Fresh symbols and unshared terms are not in it.
   std::vector<Slot> index_;
   std::size_t num_indexed_ = 0;
+  // By a symbol's id, that of its negation plus 1; 0 if there is none here.
+  std::vector<std::uint32_t> negations_;
   std::uint64_t num_fresh_ = 0;
   const Term* true_ = nullptr;
   const Term* false_ = nullptr;

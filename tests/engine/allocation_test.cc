@@ -170,6 +170,55 @@ TEST(EngineAllocationTest, CallsOutsideOfChecksCanBeRepeated) {
   }
 }
 
+// Facts are read outside of checks, too, and nobody is told if memory runs out
+// there: the next check has to know of all of them all the same.
+TEST(EngineAllocationTest, FactsAreReadAgainAfterFailures) {
+  for (const bool fails_in_check : {false, true}) {
+    std::size_t num_failures = 0;
+    for (std::size_t n = 0;; n = next_failure(n)) {
+      SCOPED_TRACE(n);
+      TermStore store;
+      const Term* x = store.make_symbol("x", Sort::kInt);
+      const Term* y = store.make_symbol("y", Sort::kReal);
+      std::vector<const Term*> facts;
+      for (int k = 0; k < 20; ++k) {
+        facts.push_back(store.make_less(store.make_number(QNumber(k)), x));
+        facts.push_back(store.make_less(
+            y, store.make_number(QNumber(-k), Sort::kReal)));
+      }
+      const Term* least = store.make_leq(x, store.make_number(QNumber(19)));
+      Engine engine(store);
+      const auto assert_all = [&](std::size_t first) {
+        for (std::size_t k = first; k < facts.size(); ++k) {
+          if (k % 10 == 5) engine.push();
+          engine.assert_term(facts[k]);
+        }
+      };
+      bool failed = false;
+      if (fails_in_check) {
+        assert_all(0);
+        const test::FailAllocation fail(n);
+        failed = engine.check() == Answer::kUnknown;
+      } else {
+        failed = test::fails_at(n, [&] { assert_all(0); });
+        // The stack is whole, up to where that ended.
+        const std::size_t done = engine.assertions().size();
+        if (failed) assert_all(done);
+      }
+      if (failed) ++num_failures;
+      ASSERT_GE(engine.assertions().size(), facts.size());
+      ASSERT_EQ(engine.check({least}), Answer::kUnsat);
+      ASSERT_EQ(engine.failed_assumptions(), std::vector<std::size_t>{0});
+      ASSERT_EQ(engine.check(), Answer::kSat);
+      for (const Term* fact : facts) ASSERT_TRUE(engine.bool_value(fact));
+      while (engine.num_levels() > 0) engine.pop();
+      ASSERT_EQ(engine.check({least}), Answer::kSat);
+      if (!failed && n > 200) break;
+    }
+    EXPECT_GT(num_failures, 3U);
+  }
+}
+
 // A block lost with each failure would add up in a process that lives on.
 TEST(EngineAllocationTest, FailedChecksLoseNoMemory) {
   const auto run = [](std::size_t n) {

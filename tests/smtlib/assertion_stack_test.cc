@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,8 +15,11 @@ using Indices = std::vector<std::size_t>;
 
 class AssertionStackTest : public ::testing::Test {
  protected:
-  void add(const Term* term, std::optional<std::string> name) {
-    stack_.add({term, "", std::move(name)});
+  void add(const Term* term, const std::optional<std::string>& name) {
+    ScriptFormula assertion;
+    assertion.term = term;
+    if (name) assertion.name = std::make_shared<const std::string>(*name);
+    stack_.add(std::move(assertion));
   }
 
   TermStore store_;

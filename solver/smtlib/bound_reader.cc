@@ -1,0 +1,189 @@
+// SPDX-License-Identifier: MIT
+#include "solver/smtlib/bound_reader.h"
+
+#include <cstdint>
+#include <optional>
+#include <utility>
+
+#include "solver/terms/term_printer.h"
+
+namespace vorn::solver {
+namespace {
+
+// Numbers below this in magnitude come again and again, and are shared.
+constexpr std::int64_t kFewNumbers = 4096;
+
+bool is_digit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+}  // namespace
+
+const BoundReader::Bound* BoundReader::read() {
+  text_ = lexer_.rest();
+  pos_ = 0;
+  if (!skip_blanks()) return nullptr;
+  const std::size_t start = pos_;
+  if (!skip('(')) return nullptr;
+  // No script can give these another meaning.
+  const std::string_view comparison = read_word();
+  const bool is_strict = comparison == "<" || comparison == ">";
+  const bool is_reversed = comparison == ">=" || comparison == ">";
+  if (!is_strict && !is_reversed && comparison != "<=") return nullptr;
+  Side left;
+  Side right;
+  if (!skip_blanks() || !read_side(left) || !skip_blanks() ||
+      !read_side(right)) {
+    return nullptr;
+  }
+  skip_blanks();
+  if (!skip(')')) return nullptr;
+  const std::size_t end = pos_;
+  skip_blanks();
+  if (!skip(')')) return nullptr;
+
+  // One symbol or two on both sides together, all of one sort.
+  const Term* first = left.first != nullptr ? left.first : right.first;
+  if (first == nullptr) return nullptr;
+  int num_symbols = 0;
+  for (const Term* symbol :
+       {left.first, left.second, right.first, right.second}) {
+    if (symbol == nullptr) continue;
+    ++num_symbols;
+    if (symbol->sort != first->sort) return nullptr;
+    // A repeated one is no bound.
+    if (num_symbols == 2 && symbol == first) return nullptr;
+  }
+  if (num_symbols > 2) return nullptr;
+  const bool is_whole = first->sort == Sort::kInt;
+  if (is_whole && (left.is_decimal || right.is_decimal ||
+                   arithmetic_.numeral_sort != Sort::kInt)) {
+    return nullptr;
+  }
+  sum_.monomials.clear();
+  sum_.constant = QNumber(0);
+  add_to_sum(left, is_reversed);
+  add_to_sum(right, !is_reversed);
+  if (sum_.monomials.size() == 2 &&
+      sum_.monomials[1].leaf->id < sum_.monomials[0].leaf->id) {
+    std::swap(sum_.monomials[0], sum_.monomials[1]);
+  }
+  const Term* a = make_side(left, first->sort);
+  const Term* b = make_side(right, first->sort);
+  if (is_reversed) std::swap(a, b);
+  bound_ = {store_.make_unshared(is_strict ? Kind::kLess : Kind::kLeq,
+                                 Sort::kBool, a, b),
+            &sum_, is_strict, text_.substr(start, end - start)};
+  lexer_.accept_close(pos_);
+  return &bound_;
+}
+
+void BoundReader::add_to_sum(const Side& side, bool is_negated) {
+  const int sign = is_negated ? -1 : 1;
+  if (side.first == nullptr) {
+    sum_.constant = is_negated ? -side.number : side.number;
+    return;
+  }
+  sum_.monomials.push_back({side.first, QNumber(sign)});
+  if (side.second == nullptr) return;
+  sum_.monomials.push_back({side.second, QNumber(-sign)});
+}
+
+bool BoundReader::skip(char c) {
+  if (pos_ == text_.size() || text_[pos_] != c) return false;
+  ++pos_;
+  return true;
+}
+
+// False if there is none.
+bool BoundReader::skip_blanks() {
+  const std::size_t start = pos_;
+  while (pos_ < text_.size() && text_[pos_] == ' ') ++pos_;
+  return pos_ > start;
+}
+
+// An empty one, if there is none or it may go on in what has not arrived.
+std::string_view BoundReader::read_word() {
+  const std::size_t start = pos_;
+  while (pos_ < text_.size() && is_symbol_character(text_[pos_])) ++pos_;
+  if (pos_ == text_.size()) return {};
+  return text_.substr(start, pos_ - start);
+}
+
+bool BoundReader::read_side(Side& side) {
+  if (skip('(')) return read_inner(side);
+  if (pos_ < text_.size() && is_digit(text_[pos_])) return read_number(side);
+  side.first = read_symbol();
+  return side.first != nullptr;
+}
+
+// Behind an opening bracket: a difference or a negative number.
+bool BoundReader::read_inner(Side& side) {
+  if (read_word() != "-" || !skip_blanks()) return false;
+  if (pos_ < text_.size() && is_digit(text_[pos_])) {
+    if (!read_number(side)) return false;
+    side.number = -side.number;
+  } else {
+    side.first = read_symbol();
+    if (side.first == nullptr || !skip_blanks()) return false;
+    side.second = read_symbol();
+    if (side.second == nullptr) return false;
+  }
+  skip_blanks();
+  return skip(')');
+}
+
+bool BoundReader::read_number(Side& side) {
+  const std::string_view word = read_word();
+  constexpr std::size_t kMostDigits = 18;
+  if (word.empty() || word.size() > kMostDigits ||
+      (word.size() > 1 && word[0] == '0' && is_digit(word[1]))) {
+    return false;
+  }
+  std::int64_t value = 0;
+  for (const char c : word) {
+    if (is_digit(c)) {
+      value = 10 * value + (c - '0');
+      continue;
+    }
+    const std::size_t point = word.find('.');
+    if (point == std::string_view::npos || point + 1 == word.size()) {
+      return false;
+    }
+    for (std::size_t k = 0; k < word.size(); ++k) {
+      if (k != point && !is_digit(word[k])) return false;
+    }
+    const std::optional<QNumber> number = QNumber::from_string(word);
+    if (!number) return false;
+    side.number = *number;
+    side.is_decimal = true;
+    return true;
+  }
+  side.number = QNumber(value);
+  return true;
+}
+
+const Term* BoundReader::read_symbol() {
+  const std::string_view word = read_word();
+  if (word.empty() || is_digit(word[0]) || is_reserved_word(word)) {
+    return nullptr;
+  }
+  const Meaning* meaning = symbols_.find(word);
+  if (meaning == nullptr || meaning->term == nullptr) return nullptr;
+  const Term* term = meaning->term;
+  return term->kind == Kind::kSymbol && term->is_arithmetic() ? term : nullptr;
+}
+
+const Term* BoundReader::make_side(const Side& side, Sort sort) {
+  if (side.first == nullptr) {
+    const bool is_common = side.number < QNumber(kFewNumbers) &&
+                           QNumber(-kFewNumbers) < side.number;
+    return is_common ? store_.make_number(side.number, sort)
+                     : store_.make_unshared_number(side.number, sort);
+  }
+  if (side.second == nullptr) return side.first;
+  return store_.make_unshared(Kind::kPlus, sort, side.first,
+                              store_.make_negate(side.second));
+}
+
+}  // namespace vorn::solver
