@@ -453,6 +453,7 @@ bool Engine::synchronise(std::size_t num_assumptions) {
   machinery_->search.set_stop(stop_);
   machinery_->search.set_poll(poll_);
   machinery_->search.set_conflict_limit(conflict_limit_);
+  machinery_->search.set_advised_conflicts(fresh_conflicts_);
   machinery_->search.set_progress(progress_);
   machinery_->theory.set_logger(logger_);
   while (machinery_->num_assertions < assertions_.size() ||

@@ -233,6 +233,10 @@ class Engine {
   /// Makes each check end with kUnknown once it has met so many conflicts; 0:
   /// as many as it takes. The same limit gives the same answers on every run.
   void set_conflict_limit(std::uint64_t limit) { conflict_limit_ = limit; }
+  /// Makes each check begin as the first one does: its search builds a schedule
+  /// from nothing until it has met so many conflicts, where values that it had
+  /// before would be no help.
+  void set_fresh_conflicts(std::uint64_t number) { fresh_conflicts_ = number; }
   /// What set_conflict_limit was given.
   std::uint64_t conflict_limit() const { return conflict_limit_; }
   /// The flag that set_stop was given.
@@ -313,6 +317,7 @@ class Engine {
   std::function<void()> poll_;
   std::size_t num_polls_ = 0;
   std::uint64_t conflict_limit_ = 0;
+  std::uint64_t fresh_conflicts_ = 0;
   Logger* logger_ = nullptr;
   GraphRecorder* graph_recorder_ = nullptr;
   std::function<void(const SearchStatistics&)> progress_;

@@ -109,6 +109,7 @@ Answer Optimiser::minimise_from(std::size_t first) {
   engine_.set_target(nullptr);
   engine_.set_conditions({});
   engine_.set_conflict_limit(most_conflicts);
+  engine_.set_fresh_conflicts(0);
   if (std::exchange(is_isolated_, false)) engine_.pop();
   return answer;
 }
@@ -168,6 +169,8 @@ Answer Optimiser::ask(const std::vector<const Term*>& bounds,
       last_conflict_ - std::min(last_conflict_ - 1, conflicts);
   if (most_conflicts > 0) limit = std::min(limit, most_conflicts);
   engine_.set_conflict_limit(limit);
+  // A probe is far from the last model.
+  engine_.set_fresh_conflicts(most_conflicts);
   std::vector<const Term*> assumptions = assumptions_;
   assumptions.insert(assumptions.end(), bounds.begin(), bounds.end());
   return engine_.check(assumptions);

@@ -14,9 +14,9 @@ namespace vorn::solver {
 
 namespace {
 
-// For so many conflicts of a search the theory is asked for values first. With
-// times of tasks it builds a first schedule, which finds models early; later,
-// what was learnt knows better.
+// For so many conflicts, the first of all, the theory is asked for values
+// first. With times of tasks it builds a first schedule, which finds models
+// early; later, what was learnt knows better.
 constexpr std::uint64_t kAdvisedConflicts = 100;
 
 // Conflicts after which the theory is asked for phases again.
@@ -45,6 +45,8 @@ Search::Result Search::solve(const std::vector<Literal>& assumptions) {
       conflict_limit_ > 0) {
     last_conflict_ = statistics_.conflicts + conflict_limit_;
   }
+  last_advised_conflict_ =
+      std::max(kAdvisedConflicts, statistics_.conflicts + num_advised_);
   const Result result = do_solve();
   if (result != Result::kUnsat) save_model();
   if (result == Result::kUnknown && theory_ != nullptr) theory_->stopped();
@@ -125,7 +127,7 @@ Literal Search::pick_decision() {
     if (heap_.is_empty()) return Literal();
     variable = heap_.pop();
   } while (value(Literal(variable, false)) != Value::kUnassigned);
-  if (theory_ != nullptr && statistics_.conflicts < kAdvisedConflicts) {
+  if (theory_ != nullptr && statistics_.conflicts < last_advised_conflict_) {
     const std::optional<bool> advice = theory_->advise(variable);
     if (advice) return Literal(variable, !*advice);
   }

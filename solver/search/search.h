@@ -144,6 +144,9 @@ class Search {
   /// Makes each solve return kUnknown once it has met so many conflicts; 0: as
   /// many as it takes.
   void set_conflict_limit(std::uint64_t limit) { conflict_limit_ = limit; }
+  /// Makes each solve ask the theory first for the values of decisions, as the
+  /// first conflicts of all do, until it has met so many conflicts.
+  void set_advised_conflicts(std::uint64_t number) { num_advised_ = number; }
 
   /// Calls `progress` every SearchOptions::progress_interval conflicts. It must
   /// not call the search, except for statistics().
@@ -424,6 +427,9 @@ class Search {
   // last_conflict_ says.
   std::uint64_t conflict_limit_ = 0;
   std::uint64_t last_conflict_ = 0;
+  // Likewise for advice.
+  std::uint64_t num_advised_ = 0;
+  std::uint64_t last_advised_conflict_ = 0;
   std::vector<Literal> assumptions_;
   std::vector<Value> model_;
   std::vector<Literal> failed_;
