@@ -183,8 +183,8 @@ TEST(EngineAllocationTest, FactsAreReadAgainAfterFailures) {
       std::vector<const Term*> facts;
       for (int k = 0; k < 20; ++k) {
         facts.push_back(store.make_less(store.make_number(QNumber(k)), x));
-        facts.push_back(store.make_less(
-            y, store.make_number(QNumber(-k), Sort::kReal)));
+        facts.push_back(
+            store.make_less(y, store.make_number(QNumber(-k), Sort::kReal)));
       }
       const Term* least = store.make_leq(x, store.make_number(QNumber(19)));
       Engine engine(store);
