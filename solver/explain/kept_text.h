@@ -31,8 +31,10 @@ class KeptText {
   /// The same.
   KeptText(const char* text) : KeptText(std::string_view(text)) {}
   // NOLINTEND(google-explicit-constructor)
+  /// A copy of the text.
   KeptText(const KeptText& other) : KeptText(other.view()) {}
   KeptText(KeptText&& other) noexcept = default;
+  /// A copy of the text.
   KeptText& operator=(const KeptText& other) { return *this = KeptText(other); }
   KeptText& operator=(KeptText&& other) noexcept = default;
   ~KeptText() = default;

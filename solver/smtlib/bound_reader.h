@@ -30,6 +30,8 @@ namespace vorn::solver {
 /// Ownership: borrows all three. Threads: none.
 class BoundReader {
  public:
+  /// A reader of what lies ahead of the lexer, which makes its terms in the
+  /// store.
   BoundReader(Lexer& lexer, TermStore& store, const SymbolTable& symbols)
       : lexer_(lexer), store_(store), symbols_(symbols) {}
 
