@@ -70,6 +70,7 @@ void DifferenceTheory::rollback(std::size_t mark) {
   assert(active_.empty());
   drop_waiting_lemmas();
   machines_.reset();
+  phase_search_.forget_schedule();
   separations_.shrink_variables(search_->num_variables());
   while (num_atoms_ > mark) {
     const AtomTable::Atom& atom = problem_.atoms().atoms()[--num_atoms_];
@@ -101,6 +102,7 @@ void DifferenceTheory::renumber(const std::vector<int>& nodes) {
   propagation_.retract_all();
   forget_lemmas();
   machines_.reset();
+  phase_search_.forget_schedule();
   separations_.renumber(nodes);
   has_conflict_ = false;
   tightest_.clear();
@@ -341,10 +343,9 @@ std::vector<la::DNumber> DifferenceTheory::potentials() const {
   return result;
 }
 
-bool DifferenceTheory::wants_phases() const {
-  if (!propagation_.is_on()) return false;
-  // What the search took, in steps of some five nanoseconds, as far as its
-  // counters show.
+// What the search took, in steps of some five nanoseconds, as far as its
+// counters show.
+std::uint64_t DifferenceTheory::effort() const {
   constexpr std::uint64_t kPerConflict = 1500;
   constexpr std::uint64_t kPerPropagation = 15;
   constexpr std::uint64_t kPerClosureStep = 4;
@@ -352,15 +353,20 @@ bool DifferenceTheory::wants_phases() const {
   const SearchStatistics& done = search_->statistics();
   const std::uint64_t machine_steps =
       machines_ ? machines_->counters().steps : 0;
-  return phase_search_.is_due(
-      *search_, kPerConflict * done.conflicts +
-                    kPerPropagation * done.propagations +
-                    kPerClosureStep * propagation_.closure_counters().steps +
-                    kPerMachineStep * machine_steps);
+  return kPerConflict * done.conflicts + kPerPropagation * done.propagations +
+         kPerClosureStep * propagation_.closure_counters().steps +
+         kPerMachineStep * machine_steps;
+}
+
+bool DifferenceTheory::wants_phases() const {
+  return propagation_.is_on() && phase_search_.is_due(*search_, effort());
 }
 
 void DifferenceTheory::improve_phases(std::vector<char>& phases) {
-  phase_search_.run(problem_.atoms(), *search_, potentials(), phases);
+  ScheduleSearch::Shop shop;
+  if (machines_) shop = {&machines_->machines(), origin_node_};
+  phase_search_.run(problem_.atoms(), *search_, shop, effort(), potentials(),
+                    phases);
 }
 
 bool DifferenceTheory::next_lemma(std::vector<Literal>& clause) {

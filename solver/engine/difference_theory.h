@@ -198,6 +198,7 @@ class DifferenceTheory final : public Theory {
   std::vector<int> known_constraints() const;
   std::vector<la::DNumber> potentials() const;
   void drop_waiting_lemmas();
+  std::uint64_t effort() const;
 
   Problem& problem_;          // borrowed
   Search* search_ = nullptr;  // borrowed

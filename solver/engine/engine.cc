@@ -787,6 +787,12 @@ std::vector<std::pair<std::string, std::string>> Engine::statistics() const {
   row("local searches that found", local.found);
   row("local moves", local.moves);
   row("local steps", local.steps);
+  const ScheduleSearch::Counters& schedules =
+      machinery_->theory.phase_search().schedules().counters();
+  row("order searches", schedules.runs);
+  row("order searches that found", schedules.found);
+  row("order moves", schedules.moves);
+  row("order steps", schedules.steps);
   if (const MachinePropagation* machines = machinery_->theory.machines()) {
     std::size_t most_tasks = 0;
     for (const Machine& machine : machines->machines()) {

@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "solver/engine/local_search.h"
+#include "vorn/containers/index.h"
 #include "vorn/dl/closure_scale.h"
 
 namespace vorn::solver {
@@ -20,18 +21,16 @@ constexpr std::uint64_t kStepsPerClause = 2;
 // Numbers of a local search are sums of more weights than nodes.
 constexpr int kRoom = 16;
 
-std::size_t to_index(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 /// Fills a LocalSearch with what is left of a search's problem.
 class Filler {
  public:
   Filler(const AtomTable& atoms, const Search& search,
-         const std::vector<la::DNumber>& numbers)
+         const std::vector<la::DNumber>& numbers,
+         const ScheduleSearch& schedules)
       : atoms_(atoms),
         search_(search),
         numbers_(numbers),
+        schedules_(schedules),
         local_(atoms.num_nodes(), search.num_variables()) {}
 
   /// False if words do not hold the numbers.
@@ -40,16 +39,27 @@ class Filler {
     for (const AtomTable::Atom& atom : atoms_.atoms()) add(atom);
     const LocalSearch::Word zero = scale_.to_word(numbers_[0]);
     for (int node = 1; node < atoms_.num_nodes(); ++node) {
-      local_.set_number(node, scale_.to_word(numbers_[to_index(node)]) - zero);
+      local_.set_number(node, scale_.to_word(numbers_[index(node)]) - zero);
     }
     for (int variable = 0; variable < search_.num_variables(); ++variable) {
-      local_.set_value(variable, phases[to_index(variable)] != 0);
+      local_.set_value(variable, phases[index(variable)] != 0);
     }
     search_.for_each_given_clause([this](const std::vector<Literal>& clause,
                                          ClauseNumber) { add(clause); });
     return true;
   }
+  // After fill: begins with the schedule.
+  void take_schedule() {
+    const std::vector<std::int64_t>& starts = schedules_.starts();
+    for (int node = 1; node < atoms_.num_nodes(); ++node) {
+      local_.set_number(node, starts[index(node)] - starts[0]);
+    }
+    for (const Literal presence : schedules_.presences()) {
+      local_.set_value(presence.variable(), !presence.is_negated());
+    }
+  }
   LocalSearch& local() { return local_; }
+  const dl::closure::Scale& scale() const { return scale_; }
 
  private:
   const dl::Edge& edge_of(int id) const { return atoms_.constraint(id).edge; }
@@ -65,6 +75,7 @@ class Filler {
       for (const int id : atom.constraints) need.add(edge_of(id).weight);
     }
     for (const la::DNumber& number : numbers_) need.add(number);
+    for (const la::DNumber& number : schedules_.numbers()) need.add(number);
     scale_.fit(need);
     return scale_.size() != dl::closure::Scale::Size::kExact;
   }
@@ -108,6 +119,7 @@ class Filler {
   const AtomTable& atoms_;
   const Search& search_;
   const std::vector<la::DNumber>& numbers_;
+  const ScheduleSearch& schedules_;
   dl::closure::Scale scale_;
   LocalSearch local_;
   std::vector<Literal> kept_;
@@ -125,16 +137,30 @@ bool PhaseSearch::is_due(const Search& search, std::uint64_t effort) const {
          effort >= options_.share * (spent_ + num_steps(search));
 }
 
+std::uint64_t PhaseSearch::schedule_steps(std::uint64_t effort) const {
+  const std::uint64_t spent = schedules_.counters().steps;
+  return std::max(effort / options_.schedule_share, spent) - spent;
+}
+
 void PhaseSearch::run(const AtomTable& atoms, const Search& search,
+                      const ScheduleSearch::Shop& shop, std::uint64_t effort,
                       const std::vector<la::DNumber>& numbers,
                       std::vector<char>& phases) {
   const std::uint64_t steps = num_steps(search);
   spent_ += steps;
   ++counters_.runs;
-  Filler filler(atoms, search, numbers);
+  Filler filler(atoms, search, numbers, schedules_);
   if (!filler.fill(phases)) return;
+  // Orders that leave tasks late are advice that numbers one by one would only
+  // spoil.
+  const bool has_schedule = schedules_.run(atoms, search, shop, filler.scale(),
+                                           schedule_steps(effort), random_);
+  if (has_schedule) filler.take_schedule();
+  const bool is_late = has_schedule && !schedules_.is_in_time();
   LocalSearch& local = filler.local();
-  if (local.run(steps, random_, search.stop()) == 0) ++counters_.found;
+  const std::size_t left =
+      local.run(is_late ? 0 : steps, random_, search.stop());
+  if (left == 0) ++counters_.found;
   counters_.moves += local.num_moves();
   counters_.steps += local.num_steps();
   for (std::size_t i = 0; i < phases.size(); ++i) {

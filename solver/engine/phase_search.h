@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "solver/engine/atom_table.h"
+#include "solver/engine/schedule_search.h"
 #include "solver/search/random.h"
 #include "solver/search/search.h"
 #include "vorn/numbers/d_number.h"
@@ -20,6 +21,8 @@ struct PhaseSearchOptions {
   std::uint64_t first_conflict = 100;
   /// The search takes at least so many times what runs take.
   std::uint64_t share = 10;
+  /// The same for runs of a ScheduleSearch, which are apart from these.
+  std::uint64_t schedule_share = 10;
 };
 
 /// When and where a LocalSearch looks for better phases, the values that the
@@ -53,18 +56,26 @@ class PhaseSearch {
   bool is_due(const Search& search, std::uint64_t effort) const;
 
   /// Replaces phases, by variable. `numbers`, by node, are where to begin;
-  /// nothing happens if words do not hold them.
+  /// nothing happens if words do not hold them. With sets of tasks it begins
+  /// with the best schedule that is found for them. `effort`: as for is_due.
   void run(const AtomTable& atoms, const Search& search,
+           const ScheduleSearch::Shop& shop, std::uint64_t effort,
            const std::vector<la::DNumber>& numbers, std::vector<char>& phases);
+  /// Nodes and variables have other numbers from now on.
+  void forget_schedule() { schedules_.forget(); }
 
   /// What was done so far.
   const Counters& counters() const { return counters_; }
+  /// What looks for schedules.
+  const ScheduleSearch& schedules() const { return schedules_; }
 
  private:
   // For the next run.
   std::uint64_t num_steps(const Search& search) const;
+  std::uint64_t schedule_steps(std::uint64_t effort) const;
 
   PhaseSearchOptions options_;
+  ScheduleSearch schedules_;
   Random random_{0};
   /// Steps that runs were allowed so far.
   std::uint64_t spent_ = 0;
