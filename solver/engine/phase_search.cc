@@ -138,6 +138,7 @@ bool PhaseSearch::is_due(const Search& search, std::uint64_t effort) const {
 }
 
 std::uint64_t PhaseSearch::schedule_steps(std::uint64_t effort) const {
+  if (options_.schedule_share == 0) return kFirst;
   const std::uint64_t spent = schedules_.counters().steps;
   return std::max(effort / options_.schedule_share, spent) - spent;
 }

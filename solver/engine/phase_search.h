@@ -21,7 +21,8 @@ struct PhaseSearchOptions {
   std::uint64_t first_conflict = 100;
   /// The search takes at least so many times what runs take.
   std::uint64_t share = 10;
-  /// The same for runs of a ScheduleSearch, which are apart from these.
+  /// The same for runs of a ScheduleSearch, which are apart from these; 0: for
+  /// each so much that a small problem's schedules are all seen.
   std::uint64_t schedule_share = 10;
 };
 

@@ -17,14 +17,14 @@ namespace vorn::solver {
 ///
 /// Nodes are moments, of which some are starts of tasks. Each has an earliest
 /// start under the order at hand, and the longest path to what is the most late
-/// is what has to become shorter. Of tasks of a machine that wait for each other
-/// along that path one goes to the end or to the front (Balas and Vazacopoulos,
-/// "Guided Local Search with Shifting Bottleneck for Job Shop Scheduling",
-/// 1998), or a task moves to another machine that may do it (Mastrolilli and
-/// Gambardella, 2000): where an estimate from the times of the neighbours
-/// (Taillard, 1994) says that it is best. What was just done is not undone for
-/// a while (Nowicki and Smutnicki, "A Fast Taboo Search Algorithm for the Job
-/// Shop Problem", 1996).
+/// is what has to become shorter. Of tasks of a machine that wait for each
+/// other along that path one goes to the end or to the front (Balas and
+/// Vazacopoulos, "Guided Local Search with Shifting Bottleneck for Job Shop
+/// Scheduling", 1998), or a task moves to another machine that may do it
+/// (Mastrolilli and Gambardella, 2000): where an estimate from the times of the
+/// neighbours (Taillard, 1994) says that it is best. What was just done is not
+/// undone for a while (Nowicki and Smutnicki, "A Fast Taboo Search Algorithm
+/// for the Job Shop Problem", 1996).
 ///
 /// It knows of nothing else that a problem may say, so its answer is advice.
 ///

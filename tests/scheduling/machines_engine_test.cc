@@ -106,10 +106,15 @@ class FoundByEngine {
 
  private:
   std::map<std::string, std::uint64_t> counts_ = {
-      {"machines", 0},          {"machine overloads", 0},
-      {"machine crossings", 0}, {"machine orders", 0},
-      {"machine edges", 0},     {"machine not-first", 0},
-      {"machine preceded", 0},  {"machine explanations", 0}};
+      {"machines", 0},
+      {"machine overloads", 0},
+      {"machine crossings", 0},
+      {"machine orders", 0},
+      {"machine edges", 0},
+      {"machine not-first", 0},
+      {"machine preceded", 0},
+      {"machine explanations", 0},
+      {"order searches that found", 0}};
 };
 
 // A shop with a length that it can and cannot be done in: the length is that of
@@ -436,6 +441,7 @@ TEST(MachinesEngineTest, FlexibleShopsAgreeWithAllWaysToChoose) {
   EXPECT_GT(num_sat, cases / 10);
   EXPECT_LT(num_sat, cases * 9 / 10);
   EXPECT_GT(found["machines"], 0U);
+  EXPECT_GT(found["order searches that found"], 0U);
   EXPECT_GT(found["machine explanations"], 0U);
 }
 
@@ -575,6 +581,7 @@ TEST(MachinesEngineTest, SessionsAgreeWithAllWaysToChoose) {
   }
   EXPECT_GT(num_sat, scaled_few(50));
   EXPECT_GT(num_unsat, scaled_few(50));
+  EXPECT_GT(found["order searches that found"], 0U);
   EXPECT_GT(found["machine orders"], 0U);
   EXPECT_GT(found["machine edges"], 0U);
 }

@@ -138,6 +138,8 @@ ShopComparison::ShopComparison(const Shop& empty, const EngineOptions& options)
     if (empty.num_tasks % 2 == 1) {
       own.forgotten_bounds = {0, 0};
       own.former_assumptions = {0, 0};
+    } else {
+      own.phases = {0, 0, 0};
     }
     engines_.push_back(std::make_unique<Engine>(store_, own));
   }
@@ -230,7 +232,9 @@ bool ShopComparison::check(const std::vector<ShopClause>& assumptions) {
     const Answer answer = engine->check(terms);
     EXPECT_EQ(answer, expected ? Answer::kSat : Answer::kUnsat);
     for (const auto& [name, value] : engine->statistics()) {
-      if (name.rfind("machine", 0) != 0) continue;
+      if (name.rfind("machine", 0) != 0 && name.rfind("order", 0) != 0) {
+        continue;
+      }
       std::uint64_t& most = most_[name];
       most = std::max(most, static_cast<std::uint64_t>(std::stoull(value)));
     }
