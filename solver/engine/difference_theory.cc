@@ -288,6 +288,15 @@ std::optional<la::DNumber> DifferenceTheory::known_least(
             problem_.atoms().node_of(subtrahend));
 }
 
+void DifferenceTheory::set_aim(const Term* minuend, const Term* subtrahend,
+                               const la::DNumber& least) {
+  aim_.reset();
+  if (!has_nodes(minuend, subtrahend)) return;
+  constexpr int kNone = -1;
+  aim_.emplace(problem_.atoms().node_of(subtrahend),
+               problem_.atoms().node_of(minuend), least, kNone);
+}
+
 // Each set on its own, and each task between what must come before it and
 // what must come after it.
 std::optional<la::DNumber> DifferenceTheory::likely_least(
@@ -364,7 +373,7 @@ bool DifferenceTheory::wants_phases() const {
 
 void DifferenceTheory::improve_phases(std::vector<char>& phases) {
   ScheduleSearch::Shop shop;
-  if (machines_) shop = {&machines_->machines(), origin_node_};
+  if (machines_) shop = {&machines_->machines(), origin_node_, aim_};
   phase_search_.run(problem_.atoms(), *search_, shop, effort(), potentials(),
                     phases);
 }

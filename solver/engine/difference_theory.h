@@ -113,6 +113,13 @@ class DifferenceTheory final : public Theory {
   std::optional<la::DNumber> likely_least(const Term* minuend,
                                           const Term* subtrahend) const;
 
+  /// That minuend - subtrahend should come close to a number, until that is
+  /// taken back; what advises the search may take note. Null stands for 0.
+  void set_aim(const Term* minuend, const Term* subtrahend,
+               const la::DNumber& least);
+  /// As before any.
+  void clear_aim() { aim_.reset(); }
+
   /// The bounds of the last negative cycle that the graph has met in this
   /// check, in its direction; empty if it has met none.
   std::vector<DifferenceBound> last_cycle() const;
@@ -219,6 +226,7 @@ class DifferenceTheory final : public Theory {
   /// What proofs of machines' clauses need: separations and precedences by
   /// position, and the log's numbers of machines, -1 for none.
   ProofLog* log_ = nullptr;  // borrowed
+  std::optional<dl::Edge> aim_;
   std::vector<Separation> certified_separations_;
   std::vector<Precedence> certified_precedences_;
   std::vector<int> certified_machines_;

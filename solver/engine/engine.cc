@@ -617,6 +617,20 @@ std::optional<la::DNumber> Engine::least_by(const Find& find) const {
   return value_of(difference_, least);
 }
 
+void Engine::set_target(const Target* target) {
+  target_ = target;
+  if (machinery_) machinery_->theory.clear_aim();
+}
+
+void Engine::set_aim(const la::DNumber& value) {
+  if (!target_->conditions().empty() || difference_.factor.sign() == 0) return;
+  QNumber rational = value.rational();
+  rational -= difference_.constant;
+  rational /= difference_.factor;
+  machinery_->theory.set_aim(difference_.minuend, difference_.subtrahend,
+                             la::DNumber(rational, QNumber(0)));
+}
+
 std::optional<la::DNumber> Engine::known_least() const {
   return least_by([this](const Term* minuend, const Term* subtrahend) {
     return machinery_->theory.known_least(minuend, subtrahend);

@@ -188,7 +188,10 @@ class Engine {
   /// Makes each check that answers kSat end with a model in which the target is
   /// as small as it can be while no truth value of the search changes, until
   /// another target is set; null for none. Borrowed.
-  void set_target(const Target* target) { target_ = target; }
+  void set_target(const Target* target);
+  /// A value that the target may come close to, for what looks for models.
+  /// Requires: there was a model, and a target with it.
+  void set_aim(const la::DNumber& value);
   /// Boolean terms of which each check settles the truth values, too, those of
   /// the target's conditions among them. Requires: as for an assumption.
   void set_conditions(std::vector<const Term*> conditions) {

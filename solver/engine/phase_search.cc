@@ -26,11 +26,12 @@ class Filler {
  public:
   Filler(const AtomTable& atoms, const Search& search,
          const std::vector<la::DNumber>& numbers,
-         const ScheduleSearch& schedules)
+         const ScheduleSearch& schedules, const ScheduleSearch::Shop& shop)
       : atoms_(atoms),
         search_(search),
         numbers_(numbers),
         schedules_(schedules),
+        shop_(shop),
         local_(atoms.num_nodes(), search.num_variables()) {}
 
   /// False if words do not hold the numbers.
@@ -76,6 +77,7 @@ class Filler {
     }
     for (const la::DNumber& number : numbers_) need.add(number);
     for (const la::DNumber& number : schedules_.numbers()) need.add(number);
+    if (shop_.aim) need.add(shop_.aim->weight);
     scale_.fit(need);
     return scale_.size() != dl::closure::Scale::Size::kExact;
   }
@@ -120,6 +122,7 @@ class Filler {
   const Search& search_;
   const std::vector<la::DNumber>& numbers_;
   const ScheduleSearch& schedules_;
+  const ScheduleSearch::Shop& shop_;
   dl::closure::Scale scale_;
   LocalSearch local_;
   std::vector<Literal> kept_;
@@ -150,7 +153,7 @@ void PhaseSearch::run(const AtomTable& atoms, const Search& search,
   const std::uint64_t steps = num_steps(search);
   spent_ += steps;
   ++counters_.runs;
-  Filler filler(atoms, search, numbers, schedules_);
+  Filler filler(atoms, search, numbers, schedules_, shop);
   if (!filler.fill(phases)) return;
   // Orders that leave tasks late are advice that numbers one by one would only
   // spoil.

@@ -96,6 +96,7 @@ bool ScheduleSearch::run(const AtomTable& atoms, const Search& search,
     const int id = atom.constraints[value == Value::kTrue ? 0 : 1];
     add_bound(atoms.constraint(id).edge, shop.origin, scale, orders);
   }
+  if (shop.aim) add_bound(*shop.aim, shop.origin, scale, orders);
   const std::vector<Choice> choices =
       add_machines(*shop.machines, search, scale, orders);
   if (numbers_.size() == index(atoms.num_nodes())) {

@@ -3,6 +3,7 @@
 #define VORN_SOLVER_ENGINE_SCHEDULE_SEARCH_H
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "solver/engine/atom_table.h"
@@ -45,11 +46,13 @@ class ScheduleSearch {
     const std::vector<Machine>* machines = nullptr;
     /// The node that times are counted from.
     int origin = 0;
+    /// A bound that schedules are to come close to, beside those that hold.
+    std::optional<dl::Edge> aim;
   };
 
   /// Takes about so many steps (OrderSearch). False if no schedule of all was
   /// found, whether in time or not. Requires: the scale covers sums of the
-  /// weights of all constraints and of numbers().
+  /// weights of all constraints, of the aim and of numbers().
   bool run(const AtomTable& atoms, const Search& search, const Shop& shop,
            const dl::closure::Scale& scale, std::uint64_t steps,
            Random& random);

@@ -185,6 +185,7 @@ bool Optimiser::minimise(std::size_t position) {
   if (likely && !probe_below(position, *likely)) return false;
   if (!probe(position)) return false;
   while (!is_settled()) {
+    engine_.set_aim(*range_.low);
     switch (ask({better(target)}, 0)) {
       case Answer::kSat:
         take_model(position);
