@@ -15,6 +15,8 @@ of a session without rounds is taken off. Every answer has to be sat or unsat.
   formulas     push, one of 200 Booleans, check, pop; with 400 disjunctions of
                three of them and a bound on a long sum for good
   assumptions  a check under such a bound, on a chain of 50 variables
+  levels       push, a new variable above the last one, check; no pop
+  closer       push, a closer bound on the same two variables, check; no pop
 """
 
 import argparse
@@ -77,6 +79,15 @@ class Session:
             self.out.write(f"(check-sat-assuming ({self.bound(100000)}))\n")
             return
         self.out.write("(push 1)\n")
+        if self.kind in ("levels", "closer"):
+            if self.kind == "levels":
+                self.out.write(f"(declare-const n{k} Int)\n")
+                last = f"n{k - 1}" if k > 0 else "x0"
+                self.write_assert(f"(< {last} n{k})")
+            else:
+                self.write_assert(f"(> (- x0 x1) {k})")
+            self.out.write("(check-sat)\n")
+            return
         if self.kind == "variables":
             self.out.write(f"(declare-const n{k} Int)\n")
             self.write_assert(f"(<= (- x0 n{k}) 3)")
@@ -92,7 +103,8 @@ class Session:
 
 
 KINDS = [
-    "variables", "bounds", "disjunctions", "base", "formulas", "assumptions"
+    "variables", "bounds", "disjunctions", "base", "formulas", "assumptions",
+    "levels", "closer"
 ]
 
 

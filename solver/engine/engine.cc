@@ -572,6 +572,7 @@ Answer Engine::answer_model(const std::vector<const Term*>& assumptions) {
     unknown_reason_ = UnknownReason::kInternalError;
     return Answer::kUnknown;
   }
+  if (facts_) facts_->network.forget_changes();
   has_model_ = true;
   return Answer::kSat;
 }
@@ -581,7 +582,9 @@ bool Engine::model_holds(const std::vector<const Term*>& assumptions) {
     return model_->evaluator().bool_value(term);
   };
   const bool all_hold =
-      model_check_.holds(assertions_, *model_, model_->evaluator()) &&
+      model_check_.holds(
+          assertions_, *model_, model_->evaluator(),
+          facts_ ? facts_->network.changed_symbols() : nullptr) &&
       std::all_of(assumptions.begin(), assumptions.end(), holds) &&
       model_->is_integral();
   // What was found true may have been so with a value that is no integer.

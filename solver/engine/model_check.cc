@@ -2,6 +2,7 @@
 #include "solver/engine/model_check.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 namespace vorn::solver {
@@ -13,8 +14,10 @@ constexpr std::size_t kMostSymbols = 64;
 }  // namespace
 
 bool ModelCheck::holds(const std::vector<const Term*>& assertions,
-                       Interpretation& values, Evaluator& evaluator) {
-  if (!evaluate_changed(values, evaluator)) return false;
+                       Interpretation& values, Evaluator& evaluator,
+                       const std::vector<const Term*>* changed) {
+  compare(values, changed);
+  if (!evaluate_unsettled(evaluator)) return false;
   const std::size_t num_known = num_checked_;
   for (std::size_t k = ends_.size(); k < assertions.size(); ++k) {
     ++num_evaluated_;
@@ -25,25 +28,54 @@ bool ModelCheck::holds(const std::vector<const Term*>& assertions,
   return true;
 }
 
-bool ModelCheck::evaluate_changed(Interpretation& values,
-                                  Evaluator& evaluator) {
-  for (Symbol& symbol : symbols_) {
-    if (!update(symbol, values)) continue;
-    for (const std::uint32_t k : symbol.conjuncts)
-      conjuncts_[k].is_settled = false;
+void ModelCheck::compare(Interpretation& values,
+                         const std::vector<const Term*>* changed) {
+  if (changed == nullptr) {
+    for (Symbol& symbol : symbols_) compare(symbol, values);
+  } else {
+    for (const Term* term : *changed) {
+      const auto found = positions_.find(term);
+      if (found != positions_.end()) compare(symbols_[found->second], values);
+    }
   }
-  // In their order, whatever has changed: the evaluator is at its best with
-  // terms made together.
-  return std::all_of(conjuncts_.begin(), conjuncts_.end(), [&](Conjunct& c) {
-    return c.is_settled || evaluate(c, evaluator);
-  });
+  // Nobody knows which symbols these mention.
+  if (changed != nullptr && changed->empty()) return;
+  for (const std::uint32_t k : large_) unsettle(k);
 }
 
-bool ModelCheck::evaluate(Conjunct& conjunct, Evaluator& evaluator) {
+void ModelCheck::compare(Symbol& symbol, Interpretation& values) {
+  if (!update(symbol, values)) return;
+  for (const std::uint32_t k : symbol.conjuncts) {
+    const std::uint32_t pair = conjuncts_[k].pair;
+    unsettle(pair == kNoPair ? k : pairs_[pair].closest.back().first);
+  }
+}
+
+void ModelCheck::unsettle(std::uint32_t position) {
+  if (!std::exchange(conjuncts_[position].is_settled, false)) return;
+  unsettled_.push_back(position);
+}
+
+bool ModelCheck::evaluate_unsettled(Evaluator& evaluator) {
+  // In their order, whatever has changed: the evaluator is at its best with
+  // terms made together.
+  std::sort(unsettled_.begin(), unsettled_.end());
+  const bool hold =
+      std::all_of(unsettled_.begin(), unsettled_.end(),
+                  [&](std::uint32_t k) { return evaluate(k, evaluator); });
+  if (hold) unsettled_.clear();
+  return hold;
+}
+
+bool ModelCheck::evaluate(std::uint32_t position, Evaluator& evaluator) {
+  // Taken back, or back since with other symbols.
+  if (position >= conjuncts_.size() || conjuncts_[position].is_settled) {
+    return true;
+  }
   ++num_evaluated_;
-  const bool holds = evaluator.bool_value(conjunct.term);
-  conjunct.is_settled = holds && !conjunct.is_large;
-  return holds;
+  conjuncts_[position].is_settled =
+      evaluator.bool_value(conjuncts_[position].term);
+  return conjuncts_[position].is_settled;
 }
 
 // Takes the model's value of a symbol; whether it is another one.
@@ -91,15 +123,59 @@ void ModelCheck::add_conjunct(const Term* term, Interpretation& values) {
     pending_.insert(pending_.end(), top->args(), top->args() + top->num_args);
   }
   const auto position = static_cast<std::uint32_t>(conjuncts_.size());
-  Conjunct conjunct{term, symbols.size() > kMostSymbols, {}, true};
-  conjunct.is_settled = !conjunct.is_large;
-  if (!conjunct.is_large) {
+  Conjunct conjunct{term, symbols.size() > kMostSymbols, true, kNoPair, {}};
+  if (conjunct.is_large) {
+    large_.push_back(position);
+  } else {
     for (const Term* symbol : symbols) {
       conjunct.symbols.push_back(position_of(symbol, values));
-      symbols_[conjunct.symbols.back()].conjuncts.push_back(position);
+    }
+    if (!add_to_pair(conjunct, position)) conjunct.symbols.clear();
+    for (const std::uint32_t k : conjunct.symbols) {
+      symbols_[k].conjuncts.push_back(position);
     }
   }
+  // So that going back, with nothing left to be evaluated now, allocates
+  // nothing.
+  if (unsettled_.capacity() <= conjuncts_.size()) {
+    unsettled_.reserve(2 * conjuncts_.size() + 1);
+  }
   conjuncts_.push_back(std::move(conjunct));
+}
+
+// Whether changes of its symbols are still to be heard of, because it is not
+// one more bound on the same two. It has been found true.
+bool ModelCheck::add_to_pair(Conjunct& conjunct, std::uint32_t position) {
+  const std::optional<PairBound> bound = read_pair_bound(conjunct.term);
+  if (!bound) return true;
+  const auto place = [this](const Term* symbol) {
+    return symbol == nullptr ? kNoPair : positions_.at(symbol);
+  };
+  constexpr int kHalf = 32;
+  const std::uint64_t key =
+      std::uint64_t{place(bound->first)} << kHalf | place(bound->second);
+  const auto next = static_cast<std::uint32_t>(pairs_.size());
+  const auto [found, is_new] = pair_positions_.emplace(key, next);
+  conjunct.pair = found->second;
+  if (is_new) pairs_.push_back({key, {}});
+  auto& closest = pairs_[found->second].closest;
+  if (is_new || !closest.back().second.implies(*bound)) {
+    closest.emplace_back(position, *bound);
+  }
+  return is_new;
+}
+
+void ModelCheck::leave_pair(const Conjunct& conjunct, std::uint32_t position) {
+  auto& closest = pairs_[conjunct.pair].closest;
+  if (closest.back().first != position) return;
+  closest.pop_back();
+  if (!closest.empty()) {
+    // Which was not looked at in the meantime.
+    unsettle(closest.back().first);
+    return;
+  }
+  pair_positions_.erase(pairs_[conjunct.pair].key);
+  pairs_.pop_back();
 }
 
 std::uint32_t ModelCheck::position_of(const Term* symbol,
@@ -124,10 +200,15 @@ void ModelCheck::rollback(std::size_t num_assertions) {
   if (ends_.size() <= num_assertions) return;
   ends_.resize(num_assertions);
   const std::size_t kept = ends_.empty() ? 0 : ends_.back();
-  for (; conjuncts_.size() > kept; conjuncts_.pop_back()) {
-    for (const std::uint32_t k : conjuncts_.back().symbols) {
+  while (conjuncts_.size() > kept) {
+    const auto position = static_cast<std::uint32_t>(conjuncts_.size() - 1);
+    const Conjunct& last = conjuncts_.back();
+    for (const std::uint32_t k : last.symbols) {
       symbols_[k].conjuncts.pop_back();
     }
+    if (last.pair != kNoPair) leave_pair(last, position);
+    if (last.is_large) large_.pop_back();
+    conjuncts_.pop_back();
   }
   while (!symbols_.empty() && symbols_.back().conjuncts.empty()) {
     positions_.erase(symbols_.back().term);
@@ -138,6 +219,10 @@ void ModelCheck::rollback(std::size_t num_assertions) {
 void ModelCheck::clear() {
   conjuncts_.clear();
   ends_.clear();
+  pairs_.clear();
+  pair_positions_.clear();
+  large_.clear();
+  unsettled_.clear();
   num_checked_ = 0;
   symbols_.clear();
   positions_.clear();

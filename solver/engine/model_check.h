@@ -5,8 +5,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
+#include "solver/engine/pair_bound.h"
 #include "solver/terms/evaluator.h"
 #include "solver/terms/term.h"
 #include "vorn/numbers/q_number.h"
@@ -17,15 +19,17 @@ namespace vorn::solver {
 ///
 /// A model vouches for no more than its values: what was found true and has
 /// only symbols that kept their values is true still, and is not evaluated
-/// again. So a check costs a comparison for each symbol, and the evaluation of
-/// what is new or mentions a symbol with another value. Nothing else is
-/// believed; in particular not that the search is the same as before, or that
-/// it has changed something.
+/// again. So a check costs a comparison for each symbol that may have changed,
+/// and the evaluation of what is new or mentions a symbol with another value.
+/// Nothing else is believed; in particular not that the search is the same as
+/// before, or that it has changed something. Which symbols may have changed is
+/// only for those to say whose values come from where that is noted.
 ///
-/// Conjunctions are split, so that a long one is as many assertions. What
-/// mentions many symbols is evaluated in each check; so the memory taken is
-/// linear in the assertions. An assertion that is checked once, as that of a
-/// scope that is left soon, is only evaluated.
+/// Conjunctions are split, so that a long one is as many assertions. Of bounds
+/// on the same two symbols the closest one is evaluated, which the others
+/// follow from. What mentions many symbols is evaluated in each check; so the
+/// memory taken is linear in the assertions. An assertion that is checked once,
+/// as that of a scope that is left soon, is only evaluated.
 ///
 /// Ownership: borrows the terms. Threads: none. On failing memory the object
 /// can only be cleared.
@@ -33,9 +37,12 @@ class ModelCheck {
  public:
   /// Whether all assertions hold in the model of `values`, of which
   /// `evaluator` knows the terms. `assertions` are those of the last call, as
-  /// far as they were not taken back, and new ones behind them.
+  /// far as they were not taken back, and new ones behind them. All symbols
+  /// with other values than in the last call are in `changed`; null if that may
+  /// be any.
   bool holds(const std::vector<const Term*>& assertions, Interpretation& values,
-             Evaluator& evaluator);
+             Evaluator& evaluator,
+             const std::vector<const Term*>* changed = nullptr);
 
   /// The assertions from this position on are gone.
   void rollback(std::size_t num_assertions);
@@ -51,11 +58,22 @@ class ModelCheck {
     const Term* term;
     /// It mentions too many symbols to list them.
     bool is_large;
-    /// Positions in symbols_.
-    std::vector<std::uint32_t> symbols;
-    /// It was found true with the values of its symbols.
+    /// It was found true with the values of its symbols, or waits in
+    /// unsettled_. Of no meaning if another bound is evaluated in its place.
     bool is_settled;
+    /// A position in pairs_, or kNoPair.
+    std::uint32_t pair;
+    /// Positions in symbols_. None, if it is not the first of its pair.
+    std::vector<std::uint32_t> symbols;
   };
+  /// The bounds on the difference of two symbols.
+  struct Pair {
+    std::uint64_t key;
+    /// Positions in conjuncts_, ascending, of those that were closer than all
+    /// before. The last one is evaluated for all.
+    std::vector<std::pair<std::uint32_t, PairBound>> closest;
+  };
+  static constexpr std::uint32_t kNoPair = UINT32_MAX;
   struct Symbol {
     const Term* term;
     /// Its values in the model that was checked last.
@@ -65,10 +83,15 @@ class ModelCheck {
     std::vector<std::uint32_t> conjuncts;
   };
 
-  bool evaluate_changed(Interpretation& values, Evaluator& evaluator);
-  bool evaluate(Conjunct& conjunct, Evaluator& evaluator);
+  void compare(Interpretation& values, const std::vector<const Term*>* changed);
+  void compare(Symbol& symbol, Interpretation& values);
+  void unsettle(std::uint32_t position);
+  bool evaluate_unsettled(Evaluator& evaluator);
+  bool evaluate(std::uint32_t position, Evaluator& evaluator);
   void add(const Term* assertion, Interpretation& values);
   void add_conjunct(const Term* term, Interpretation& values);
+  bool add_to_pair(Conjunct& conjunct, std::uint32_t position);
+  void leave_pair(const Conjunct& conjunct, std::uint32_t position);
   std::uint32_t position_of(const Term* symbol, Interpretation& values);
   static bool update(Symbol& symbol, Interpretation& values);
   bool see(const Term* term);
@@ -77,6 +100,13 @@ class ModelCheck {
   /// where the conjuncts of each end.
   std::vector<Conjunct> conjuncts_;
   std::vector<std::size_t> ends_;
+  /// In the order of the first conjunct of each; so they go with it.
+  std::vector<Pair> pairs_;
+  std::unordered_map<std::uint64_t, std::uint32_t> pair_positions_;
+  /// Positions in conjuncts_: of large ones, ascending, and of those that are
+  /// to be evaluated, some of which may be gone.
+  std::vector<std::uint32_t> large_;
+  std::vector<std::uint32_t> unsettled_;
   /// Assertions that were checked at least once.
   std::size_t num_checked_ = 0;
   /// The symbols in these conjuncts, in the order of the first conjunct that

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "solver/engine/model_values.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "vorn/numbers/d_number.h"
 
 namespace vorn::solver {
@@ -16,7 +19,8 @@ QNumber ModelValues::choose_eps() const {
 }
 
 void ModelValues::limit_eps(int id, QNumber& eps) const {
-  const dl::Edge edge = graph_.get_edge(2 * id);
+  const dl::Edge edge = followed_ != nullptr ? followed_->constraint(id)
+                                             : graph_.get_edge(2 * id);
   la::DNumber limit = potential_of(edge.source);
   limit += edge.weight;
   const la::DNumber value = potential_of(edge.target);
@@ -27,6 +31,32 @@ void ModelValues::limit_eps(int id, QNumber& eps) const {
   largest -= value.rational();
   largest /= excess;
   if (largest < eps) eps = largest;
+}
+
+// The number for eps stays as long as it is small enough, so that nodes keep
+// their values.
+bool ModelValues::choose_followed(const FollowedPotentials& followed,
+                                  int first_new, int last) {
+  const bool was_followed = followed_ != nullptr;
+  std::optional<QNumber> eps = std::move(eps_);
+  active_.clear();
+  solution_.clear();
+  start(last);
+  followed_ = &followed;
+  const std::vector<int>& changed = followed.changed();
+  const bool has_origin =
+      std::find(changed.begin(), changed.end(), 0) != changed.end();
+  if (!was_followed || has_origin) return false;
+  if (!eps) return true;
+  QNumber limit = *eps;
+  for (int id = first_new; id <= last; ++id) limit_eps(id, limit);
+  for (const int node : changed) {
+    if (node >= num_nodes_) continue;
+    followed.for_each_affected(node, [&](int id) { limit_eps(id, limit); });
+  }
+  if (limit < *eps) return false;
+  eps_ = std::move(eps);
+  return true;
 }
 
 std::vector<la::DNumber> ModelValues::solution() const {

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "solver/engine/followed_potentials.h"
 #include "solver/terms/term.h"
 #include "vorn/dl/graph.h"
 #include "vorn/numbers/d_number.h"
@@ -46,6 +47,13 @@ class ModelValues {
     solution_.clear();
     start(last);
   }
+  /// The same for the potentials that `followed` has noted, which is on and is
+  /// borrowed until the next choice; `first_new` is the first constraint that
+  /// it was not known for when it was last called. Whether each node that is
+  /// not among the changed ones of `followed` has the value that it had.
+  /// Cost: if so, linear in the new constraints and those at changed nodes.
+  bool choose_followed(const FollowedPotentials& followed, int first_new,
+                       int last);
 
   /// The constraints given to choose.
   const std::vector<int>& active() const { return active_; }
@@ -59,11 +67,13 @@ class ModelValues {
   void start(int last) {
     last_ = last;
     eps_.reset();
+    followed_ = nullptr;
     num_nodes_ = static_cast<int>(variables_.size()) + 1;
   }
   QNumber choose_eps() const;
   void limit_eps(int id, QNumber& eps) const;
   la::DNumber potential_of(int node) const {
+    if (followed_ != nullptr) return followed_->potential(node);
     return solution_.empty() ? graph_.get_potential(node)
                              : solution_[static_cast<std::size_t>(node)];
   }
@@ -73,6 +83,7 @@ class ModelValues {
   std::vector<int> active_;
   int last_ = 0;
   std::vector<la::DNumber> solution_;
+  const FollowedPotentials* followed_ = nullptr;
   mutable std::optional<QNumber> eps_;
   int num_nodes_ = 0;
 };

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cassert>
 #include <iterator>
+#include <new>
 
 #include "solver/engine/telling_order.h"
 #include "vorn/containers/index.h"
@@ -97,10 +98,7 @@ void Network::pop() {
   const Scope scope = scopes_.back();
   scopes_.pop_back();
   take_back(scope.num_constraints);
-  while (variables_.size() > scope.num_variables) {
-    nodes_[static_cast<std::size_t>(variables_.back()->id)] = 0;
-    variables_.pop_back();
-  }
+  while (variables_.size() > scope.num_variables) remove_node();
   if (scopes_.size() < inconsistent_scope_) {
     is_consistent_ = true;
     inconsistent_scope_ = 0;
@@ -119,9 +117,30 @@ void Network::take_back(int num_kept) {
   while (num_told_ > num_kept) {
     graph_.pop_edge(num_told_);
     graph_.retract_edge(num_told_);
+    if (followed_.is_on()) followed_.take_back();
     --num_told_;
     ++num_forgotten_;
   }
+  num_modelled_ = std::min(num_modelled_, num_told_);
+}
+
+// The last one. Allocates nothing that it cannot do without.
+void Network::remove_node() {
+  const Term* symbol = variables_.back();
+  nodes_[index(static_cast<int>(symbol->id))] = 0;
+  variables_.pop_back();
+  if (!followed_.is_on()) return;
+  followed_.remove_node();
+  if (!knows_changes_) return;
+  try {
+    gone_symbols_.push_back(symbol);
+    // Where no model is looked at they would never be forgotten.
+    constexpr std::size_t kFewGone = 1024;
+    knows_changes_ = gone_symbols_.size() <= kFewGone + variables_.size();
+  } catch (const std::bad_alloc&) {
+    knows_changes_ = false;
+  }
+  if (!knows_changes_) gone_symbols_.clear();
 }
 
 void Network::add(const Term* formula) {
@@ -183,6 +202,10 @@ int Network::add_node(const Term* symbol) {
   if (node != 0) return node;
   variables_.push_back(symbol);
   node = static_cast<int>(variables_.size());
+  if (!followed_.is_on()) return node;
+  followed_.add_node();
+  // At 0, whatever else has had its number.
+  if (places_nodes()) followed_.place(node, followed_.potential(0));
   return node;
 }
 
@@ -220,8 +243,10 @@ void Network::order_waiting() {
   std::vector<std::int64_t> potentials;
   potentials.reserve(variables_.size() + 1);
   for (std::size_t node = 0; node <= variables_.size(); ++node) {
-    const la::DNumber potential =
-        graph_.graph().get_potential(static_cast<int>(node));
+    const auto number = static_cast<int>(node);
+    const la::DNumber potential = followed_.is_on()
+                                      ? followed_.potential(number)
+                                      : graph_.graph().get_potential(number);
     if (!is_word(potential)) return;
     potentials.push_back(potential.rational().word());
   }
@@ -252,15 +277,72 @@ void Network::tell_some() {
     return;
   }
   const int first = num_told_ + 1;
-  for (std::size_t n = 0; n < kBatch && !waiting_.empty(); ++n) {
-    const Waiting& next = waiting_.front();
+  const std::size_t num_next = std::min(kBatch, waiting_.size());
+  if (followed_.is_on() && places_nodes()) lift_new_nodes(num_next);
+  for (std::size_t n = 0; n < num_next; ++n) {
+    const auto& [source, target, weight] = waiting_.front();
     const int id = num_told_ + 1;
-    graph_.tell_edge(id, {next.source, next.target, next.weight, id});
+    if (followed_.is_on()) {
+      graph_.tell_edge(id, {source, target,
+                            followed_.told_weight(source, target, weight), id});
+      followed_.tell(source, target);
+    } else {
+      graph_.tell_edge(id, {source, target, weight, id});
+    }
     num_told_ = id;
     waiting_.pop_front();
   }
   for (int id = first; id <= num_told_; ++id) graph_.push_edge(id);
   if (!graph_.check()) note_conflict();
+  if (followed_.is_on()) followed_.follow(first);
+}
+
+// What no constraint mentions is put above what the next ones want below it.
+// Else those would be lowered, and all below them: without end, where variables
+// come in ascending order.
+void Network::lift_new_nodes(std::size_t num_next) {
+  for (std::size_t n = 0; n < num_next; ++n) {
+    const Waiting& next = waiting_[n];
+    if (next.source == 0 || !followed_.is_alone(next.source)) continue;
+    const la::DNumber& target = followed_.potential(next.target);
+    QNumber rational = target.rational();
+    rational -= next.weight.rational();
+    QNumber eps = target.eps();
+    eps -= next.weight.eps();
+    const la::DNumber least(rational, eps);
+    if (followed_.potential(next.source) < least) {
+      followed_.place(next.source, least);
+    }
+  }
+}
+
+void Network::choose_model() {
+  if (!has_model_) {
+    // Most networks are asked once.
+    model_.choose_up_to(num_told_);
+    has_model_ = true;
+    return;
+  }
+  if (!followed_.is_on()) {
+    followed_.start(static_cast<int>(variables_.size()) + 1, num_told_);
+  }
+  if (!model_.choose_followed(followed_, num_modelled_ + 1, num_told_)) {
+    knows_changes_ = false;
+  }
+  num_modelled_ = num_told_;
+  if (!knows_changes_) return;
+  changed_symbols_ = gone_symbols_;
+  for (const int node : followed_.changed()) {
+    if (index(node) > variables_.size()) continue;
+    changed_symbols_.push_back(variables_[index(node) - 1]);
+  }
+}
+
+void Network::forget_changes() {
+  if (!followed_.is_on()) return;
+  followed_.forget_changed();
+  gone_symbols_.clear();
+  knows_changes_ = true;
 }
 
 // The graph stays with what is consistent.
@@ -277,7 +359,7 @@ void Network::note_conflict() {
     return node == 0 ? nullptr : variables_[index(node) - 1];
   };
   for (const int id : conflict_) {
-    const dl::Edge edge = graph_.graph().get_edge(2 * id);
+    const dl::Edge edge = constraint(id);
     cycle_.push_back({term_of(edge.source), term_of(edge.target), edge.weight});
   }
   take_back(closing - 1);
@@ -289,18 +371,23 @@ void Network::start_anew() {
   if (!is_consistent_) return;
   std::deque<Waiting> all;
   for (int id = 1; id <= num_told_; ++id) {
-    const dl::Edge edge = graph_.graph().get_edge(2 * id);
+    const dl::Edge edge = constraint(id);
     all.push_back({edge.source, edge.target, edge.weight});
   }
   std::move(waiting_.begin(), waiting_.end(), std::back_inserter(all));
   graph_.reset();
+  followed_.stop();
+  knows_changes_ = false;
+  gone_symbols_.clear();
   num_told_ = 0;
+  num_modelled_ = 0;
   waiting_.swap(all);
 }
 
 void Network::start_check(Logger* logger, GraphRecorder* recorder) {
   cycle_.clear();
   graph_.set_logger(logger);
+  is_logged_ = logger != nullptr;
   if (recorder == nullptr || is_recorded_) return;
   graph_.set_recorder(recorder);
   is_recorded_ = true;

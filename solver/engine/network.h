@@ -9,12 +9,14 @@
 #include <utility>
 #include <vector>
 
+#include "solver/engine/followed_potentials.h"
 #include "solver/engine/graph_recorder.h"
 #include "solver/engine/model_values.h"
 #include "solver/engine/recorded_graph.h"
 #include "solver/terms/difference_bound.h"
 #include "solver/terms/linear_sum.h"
 #include "solver/terms/term.h"
+#include "vorn/dl/edge.h"
 #include "vorn/numbers/d_number.h"
 #include "vorn/numbers/q_number.h"
 #include "vorn/services/configuration.h"
@@ -48,10 +50,15 @@ bool states_bounds(const Term* formula);
 /// a scope what is in it. Constraints are told and checked some hundred at a
 /// time: so a check can be stopped, and lists of edges that are registered only
 /// stay short at nodes that have many.
+/// From the second model on it is known which values are other ones, and a
+/// variable that comes starts above those that it has to be above: so a model
+/// costs what it has another value for.
+///
 /// Memory: 4 bytes a term up to the last variable's, 8 a variable, apart from
-/// the graph. Ownership: borrows the terms, the recorder and the logger.
-/// Errors: only std::bad_alloc leaves a call; after it the network may only be
-/// destroyed. Threads: none.
+/// the graph, and from the second model on what FollowedPotentials take.
+/// Ownership: borrows the terms, the recorder and the logger. Errors: only
+/// std::bad_alloc leaves a call; after it the network may only be destroyed.
+/// Threads: none.
 class Network {
  public:
   Network() = default;
@@ -99,7 +106,7 @@ class Network {
       if (is_stopped()) return false;
       tell_some();
     }
-    if (is_consistent_) model_.choose_up_to(num_told_);
+    if (is_consistent_) choose_model();
     return true;
   }
 
@@ -119,6 +126,13 @@ class Network {
   std::optional<QNumber> value(const Term* symbol) const {
     return model_.value(node_of(symbol));
   }
+  /// Then, until there is another change: symbols, among them all that may have
+  /// another value than when this was last forgotten; null if that may be any.
+  const std::vector<const Term*>* changed_symbols() const {
+    return knows_changes_ ? &changed_symbols_ : nullptr;
+  }
+  /// From now on none has.
+  void forget_changes();
   /// The variables of all bounds, by node from 1.
   const std::vector<const Term*>& variables() const { return variables_; }
   /// The graph, to look at.
@@ -155,12 +169,22 @@ class Network {
   }
   void order_waiting();
   void tell_some();
+  // Recordings and the log show the graph as it is, and weights as they are.
+  bool places_nodes() const { return !is_recorded_ && !is_logged_; }
+  void lift_new_nodes(std::size_t num_next);
+  void choose_model();
+  void remove_node();
+  dl::Edge constraint(int id) const {
+    return followed_.is_on() ? followed_.constraint(id)
+                             : graph_.graph().get_edge(2 * id);
+  }
   void note_conflict();
   void take_back(int num_kept);
 
   Configuration::Theory::La no_lemmas_;
   RecordedGraph graph_{&no_lemmas_, nullptr, nullptr};
   bool is_recorded_ = false;
+  bool is_logged_ = false;
   std::vector<const Term*> variables_;  // by node, less one
   std::vector<int> nodes_;              // by term id; 0 for none
   /// Constraints that the graph has, all of them active.
@@ -179,6 +203,17 @@ class Network {
   std::vector<int> conflict_;
   std::vector<DifferenceBound> cycle_;
   ModelValues model_{variables_, graph_.graph()};
+  /// On from the second model on.
+  FollowedPotentials followed_{graph_.graph()};
+  bool has_model_ = false;
+  /// Constraints that the last model was chosen for and that are still there.
+  int num_modelled_ = 0;
+  /// Whether changed_symbols() is known, apart from what comes until the next
+  /// model.
+  bool knows_changes_ = false;
+  std::vector<const Term*> changed_symbols_;
+  /// Symbols that have no node any more since this was last forgotten.
+  std::vector<const Term*> gone_symbols_;
   // Scratch space.
   Lineariser lineariser_;
   LinearSum sum_;

@@ -219,6 +219,56 @@ TEST(EngineAllocationTest, FactsAreReadAgainAfterFailures) {
   }
 }
 
+// From the second model on a network keeps what the next ones need; and a level
+// is left, with what that changes, also without memory.
+TEST(EngineAllocationTest, FactsOfManyLevelsSurviveFailures) {
+  std::size_t num_failures = 0;
+  for (std::size_t n = 0;; n = next_failure(n)) {
+    SCOPED_TRACE(n);
+    TermStore store;
+    std::vector<const Term*> xs;
+    for (int i = 0; i < 12; ++i) {
+      xs.push_back(store.make_symbol("x" + std::to_string(i),
+                                     i % 2 == 0 ? Sort::kReal : Sort::kInt));
+    }
+    Engine engine(store);
+    const auto open_level = [&](std::size_t i) {
+      engine.push();
+      engine.assert_term(store.make_less(xs[i], xs[i + 2]));
+    };
+    for (std::size_t i = 0; i < 6; ++i) {
+      open_level(i);
+      if (i == 5) break;
+      ASSERT_EQ(engine.check(), Answer::kSat);
+    }
+    bool failed = false;
+    {
+      const test::FailAllocation fail(n);
+      failed = engine.check() == Answer::kUnknown;
+    }
+    if (failed) ++num_failures;
+    ASSERT_EQ(engine.check(), Answer::kSat);
+    ASSERT_EQ(engine.check({store.make_less(xs[6], xs[0])}), Answer::kUnsat);
+    for (std::size_t i = 6; i < 10; ++i) {
+      open_level(i);
+      ASSERT_EQ(engine.check(), Answer::kSat);
+    }
+    {
+      // None of it.
+      const test::FailAllocation fail(0);
+      for (int k = 0; k < 6; ++k) engine.pop();
+    }
+    ASSERT_EQ(engine.check(), Answer::kSat);
+    for (const Term* fact : engine.assertions()) {
+      ASSERT_TRUE(engine.bool_value(fact));
+    }
+    ASSERT_EQ(engine.check({store.make_less(xs[6], xs[0])}), Answer::kSat);
+    ASSERT_EQ(engine.check({store.make_less(xs[4], xs[0])}), Answer::kUnsat);
+    if (!failed && n > 20) break;
+  }
+  EXPECT_GT(num_failures, 5U);
+}
+
 // A block lost with each failure would add up in a process that lives on.
 TEST(EngineAllocationTest, FailedChecksLoseNoMemory) {
   const auto run = [](std::size_t n) {

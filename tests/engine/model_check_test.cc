@@ -34,9 +34,9 @@ class ChangingPoint final : public Interpretation {
 
 class ModelCheckTest : public ::testing::Test {
  protected:
-  bool holds() {
+  bool holds(const std::vector<const Term*>* changed = nullptr) {
     evaluator.forget();
-    return check.holds(assertions, model, evaluator);
+    return check.holds(assertions, model, evaluator, changed);
   }
   std::uint64_t num_evaluated_by_next() {
     const std::uint64_t before = check.num_evaluated();
@@ -63,16 +63,19 @@ TEST_F(ModelCheckTest, HoldsAgreesWithEvaluationOfEverything) {
     check.clear();
     assertions.clear();
     std::vector<std::size_t> levels;
+    std::vector<const Term*> changed;
     for (const Term* symbol : problems.symbols()) {
       model.point.bools[symbol] = false;
       model.point.numbers[symbol] = 0;
+      changed.push_back(symbol);
     }
     const std::vector<const Term*> symbols = problems.symbols();
     for (int step = 0; step < 300; ++step) {
       const int choice = problems.pick(10);
       if (choice < 2) {
         // What holds, mostly, so that models do.
-        const Term* clause = problems.make_clause();
+        const Term* clause =
+            seed % 3 == 0 ? problems.make_literal() : problems.make_clause();
         if (problems.pick(4) == 0) {
           clause = store.make_and({clause, problems.make_clause(), clause});
         }
@@ -90,14 +93,18 @@ TEST_F(ModelCheckTest, HoldsAgreesWithEvaluationOfEverything) {
             problems.pick(static_cast<int>(symbols.size())));
         model.point.bools[symbols[k]] = problems.pick(2) == 0;
         model.point.numbers[symbols[k]] = problems.pick(5) - 2;
+        changed.push_back(symbols[k]);
       } else {
         const bool expected = std::all_of(
             assertions.begin(), assertions.end(), [&](const Term* assertion) {
               return testing::naive_bool(assertion, model.point);
             });
-        ASSERT_EQ(holds(), expected) << "step " << step;
+        // Half of the models say what may be new in them.
+        ASSERT_EQ(holds(problems.pick(2) == 0 ? &changed : nullptr), expected)
+            << "step " << step;
         ++(expected ? num_true : num_false);
         if (!expected) check.clear();
+        changed.clear();
       }
     }
   }
@@ -138,6 +145,52 @@ TEST_F(ModelCheckTest, HoldsEvaluatesOnlyWhatMayHaveChanged) {
     check.rollback(before);
   }
   EXPECT_EQ(num_evaluated_by_next(), 0U);
+}
+
+// Levels that say ever more of the same two symbols: each check looks at the
+// bound that says most, and on the way back at the one that did before.
+TEST_F(ModelCheckTest, HoldsEvaluatesTheClosestBoundOnTwoSymbols) {
+  const Term* x = store.make_symbol("x", Sort::kInt);
+  const Term* y = store.make_symbol("y", Sort::kInt);
+  const auto number = [&](int value) {
+    return store.make_number(QNumber(value));
+  };
+  model.point.numbers[x] = 0;
+  model.point.numbers[y] = 0;
+  constexpr int kLevels = 60;
+  for (int level = 0; level < kLevels; ++level) {
+    // x - y > level, in several ways, and now and then less than that.
+    const Term* limit = store.make_plus(y, number(level));
+    assertions.push_back(level % 3 == 0
+                             ? store.make_less(limit, x)
+                             : store.make_not(store.make_leq(x, limit)));
+    if (level % 5 == 0) {
+      assertions.push_back(
+          store.make_leq(number(-3), store.make_plus(x, store.make_negate(y))));
+    }
+    model.point.numbers[x] = level + 1;
+    EXPECT_LE(num_evaluated_by_next(), 5U);
+  }
+  EXPECT_LE(num_evaluated_by_next(), 2U);
+  EXPECT_EQ(num_evaluated_by_next(), 0U);
+  model.point.numbers[x] = kLevels - 1;
+  EXPECT_FALSE(holds());
+  check.clear();
+  model.point.numbers[x] = kLevels;
+  for (int k = 0; k < 3; ++k) EXPECT_TRUE(holds());
+
+  while (assertions.size() > 12) {
+    assertions.pop_back();
+    check.rollback(assertions.size());
+    if (assertions.size() % 8 == 0) {
+      EXPECT_LE(num_evaluated_by_next(), 1U);
+    }
+  }
+  // Ten levels and two of the others: x - y > 9.
+  model.point.numbers[x] = 10;
+  EXPECT_EQ(num_evaluated_by_next(), 1U);
+  model.point.numbers[x] = 9;
+  EXPECT_FALSE(holds());
 }
 
 // Lists of symbols for what mentions all of them would take memory without

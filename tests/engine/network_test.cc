@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <random>
 #include <string>
@@ -60,6 +61,20 @@ bool has_solution(std::size_t num_nodes, const std::vector<Stated>& stated) {
     if (length[n][n] < 0) return false;
   }
   return true;
+}
+
+// Whether the values of a model do.
+bool satisfies(Engine& engine, const std::vector<const Term*>& variables,
+               const std::vector<Edge>& edges) {
+  const auto value = [&](std::size_t node) {
+    return node == 0 ? QNumber(0) : engine.number_value(variables[node - 1]);
+  };
+  return std::all_of(edges.begin(), edges.end(), [&](const Edge& e) {
+    QNumber twice = value(e.target);
+    twice -= value(e.source);
+    twice *= QNumber(2);
+    return e.is_strict ? twice < QNumber(e.weight) : twice <= QNumber(e.weight);
+  });
 }
 
 // Random formulas over some variables of one sort.
@@ -212,6 +227,9 @@ TEST(NetworkTest, RandomSessionsAgreeWithAllPaths) {
                 expected ? Answer::kSat : Answer::kUnsat);
       if (expected) {
         ++num_sat;
+        for (const Stated& a : all) {
+          ASSERT_TRUE(satisfies(engine, statements.variables(), *a.edges));
+        }
         continue;
       }
       ++num_unsat;
@@ -235,6 +253,109 @@ TEST(NetworkTest, RandomSessionsAgreeWithAllPaths) {
   EXPECT_GT(num_sat, kSessions);
   EXPECT_GT(num_unsat, kSessions);
   EXPECT_GT(num_failed, kSessions / 4);
+}
+
+// What a session asks of the network that it holds: one model after the other.
+class ModelsOfNetwork {
+ public:
+  // The next one; how many values the network says may be others.
+  std::size_t next() {
+    EXPECT_TRUE(network_.tell([] { return false; }));
+    EXPECT_TRUE(network_.is_consistent());
+    const std::vector<const Term*>* changed = network_.changed_symbols();
+    const std::size_t all = network_.variables().size() + 1;
+    const std::size_t number = changed == nullptr ? all : changed->size();
+    if (changed != nullptr) expect_others_unchanged(*changed);
+    values_.clear();
+    for (const Term* x : network_.variables()) {
+      values_.emplace(x, *network_.value(x));
+    }
+    network_.forget_changes();
+    return number;
+  }
+  Network& network() { return network_; }
+
+ private:
+  void expect_others_unchanged(const std::vector<const Term*>& changed) {
+    for (const Term* x : network_.variables()) {
+      if (std::find(changed.begin(), changed.end(), x) != changed.end()) {
+        continue;
+      }
+      const auto before = values_.find(x);
+      ASSERT_NE(before, values_.end());
+      EXPECT_EQ(*network_.value(x), before->second);
+    }
+  }
+
+  Network network_;
+  std::map<const Term*, QNumber> values_;
+};
+
+// A model is compared with the one before only where the network says so: a
+// change that it kept to itself would never be checked.
+TEST(NetworkTest, OtherValuesAreAmongThoseThatItNames) {
+  std::size_t num_known = 0;
+  for (unsigned seed = 0; seed < (test::kSanitized ? 40U : 200U); ++seed) {
+    SCOPED_TRACE(seed);
+    TermStore store;
+    Statements statements(store, seed % 2 == 0 ? Sort::kInt : Sort::kReal,
+                          seed);
+    ModelsOfNetwork models;
+    Network& network = models.network();
+    for (int step = 0; step < 200; ++step) {
+      const unsigned choice = statements.below(8);
+      if (choice == 0) {
+        network.push();
+      } else if (choice == 1 && network.num_scopes() > 0) {
+        network.pop();
+      } else if (choice == 2 && network.num_scopes() == 0 && step % 3 == 0) {
+        network.start_anew();
+      } else if (choice < 6) {
+        network.push();
+        network.add(statements.next().term);
+      } else {
+        network.tell([] { return false; });
+        while (!network.is_consistent()) {
+          network.pop();
+          network.tell([] { return false; });
+        }
+        if (models.next() <= network.variables().size()) ++num_known;
+      }
+    }
+  }
+  EXPECT_GT(num_known, 1000U);
+}
+
+// A chain that grows at either end, and a bound that is made closer and closer:
+// each level says what it changes, and not what all levels before have said.
+TEST(NetworkTest, LevelsChangeFewValues) {
+  for (const bool is_ascending : {true, false}) {
+    for (const Sort sort : {Sort::kInt, Sort::kReal}) {
+      TermStore store;
+      ModelsOfNetwork models;
+      const Term* last = store.make_symbol("x", sort);
+      for (int level = 1; level <= 50; ++level) {
+        models.network().push();
+        const Term* next = store.make_symbol("x" + std::to_string(level), sort);
+        models.network().add(is_ascending ? store.make_less(last, next)
+                                          : store.make_less(next, last));
+        last = next;
+        const std::size_t changed = models.next();
+        EXPECT_TRUE(level < 3 || changed <= 2) << level;
+      }
+    }
+  }
+  TermStore store;
+  ModelsOfNetwork models;
+  const Term* x = store.make_symbol("x", Sort::kInt);
+  const Term* y = store.make_symbol("y", Sort::kInt);
+  for (int level = 0; level < 50; ++level) {
+    models.network().push();
+    models.network().add(store.make_less(
+        store.make_plus(y, store.make_number(QNumber(level))), x));
+    const std::size_t changed = models.next();
+    EXPECT_TRUE(level < 3 || changed == 1) << level;
+  }
 }
 
 // Once there is something to choose the search takes over, with all that was
