@@ -40,18 +40,19 @@ void ModelCheck::compare(Interpretation& values,
   }
   // Nobody knows which symbols these mention.
   if (changed != nullptr && changed->empty()) return;
-  for (const std::uint32_t k : large_) unsettle(k);
+  for (const Index k : large_) unsettle(k);
 }
 
 void ModelCheck::compare(Symbol& symbol, Interpretation& values) {
   if (!update(symbol, values)) return;
-  for (const std::uint32_t k : symbol.conjuncts) {
-    const std::uint32_t pair = conjuncts_[k].pair;
-    unsettle(pair == kNoPair ? k : pairs_[pair].closest.back().first);
+  for (Index k = symbol.last_mention; k != kNone; k = mentions_[k].former) {
+    const Index conjunct = mentions_[k].conjunct;
+    const Index pair = conjuncts_[conjunct].pair;
+    unsettle(pair == kNone ? conjunct : pairs_[pair].closest);
   }
 }
 
-void ModelCheck::unsettle(std::uint32_t position) {
+void ModelCheck::unsettle(Index position) {
   if (!std::exchange(conjuncts_[position].is_settled, false)) return;
   unsettled_.push_back(position);
 }
@@ -62,12 +63,12 @@ bool ModelCheck::evaluate_unsettled(Evaluator& evaluator) {
   std::sort(unsettled_.begin(), unsettled_.end());
   const bool hold =
       std::all_of(unsettled_.begin(), unsettled_.end(),
-                  [&](std::uint32_t k) { return evaluate(k, evaluator); });
+                  [&](Index k) { return evaluate(k, evaluator); });
   if (hold) unsettled_.clear();
   return hold;
 }
 
-bool ModelCheck::evaluate(std::uint32_t position, Evaluator& evaluator) {
+bool ModelCheck::evaluate(Index position, Evaluator& evaluator) {
   // Taken back, or back since with other symbols.
   if (position >= conjuncts_.size() || conjuncts_[position].is_settled) {
     return true;
@@ -92,6 +93,11 @@ bool ModelCheck::update(Symbol& symbol, Interpretation& values) {
 
 // Splits an assertion that holds. A part of it that occurs twice counts once.
 void ModelCheck::add(const Term* assertion, Interpretation& values) {
+  if (assertion->kind != Kind::kAnd) {
+    add_conjunct(assertion, values);
+    ends_.push_back(conjuncts_.size());
+    return;
+  }
   std::vector<const Term*> conjuncts;
   ++walk_;
   pending_.assign(1, assertion);
@@ -109,30 +115,30 @@ void ModelCheck::add(const Term* assertion, Interpretation& values) {
   ends_.push_back(conjuncts_.size());
 }
 
+// Adds what has been found true.
 void ModelCheck::add_conjunct(const Term* term, Interpretation& values) {
-  std::vector<const Term*> symbols;
-  ++walk_;
-  pending_.assign(1, term);
-  // A large one has subterms by the thousand, and has to be walked only until
-  // it is known as such.
-  while (!pending_.empty() && symbols.size() <= kMostSymbols) {
-    const Term* top = pending_.back();
-    pending_.pop_back();
-    if (see(top)) continue;
-    if (top->kind == Kind::kSymbol) symbols.push_back(top);
-    pending_.insert(pending_.end(), top->args(), top->args() + top->num_args);
-  }
-  const auto position = static_cast<std::uint32_t>(conjuncts_.size());
-  Conjunct conjunct{term, symbols.size() > kMostSymbols, true, kNoPair, {}};
-  if (conjunct.is_large) {
-    large_.push_back(position);
+  Conjunct conjunct{
+      term, static_cast<Index>(mentions_.size()), kNone, kNone, false, true};
+  if (const std::optional<PairBound> bound = read_pair_bound(term)) {
+    add_bound(conjunct, *bound, values);
   } else {
-    for (const Term* symbol : symbols) {
-      conjunct.symbols.push_back(position_of(symbol, values));
+    found_.clear();
+    ++walk_;
+    pending_.assign(1, term);
+    // A large one has subterms by the thousand, and has to be walked only until
+    // it is known as such.
+    while (!pending_.empty() && found_.size() <= kMostSymbols) {
+      const Term* top = pending_.back();
+      pending_.pop_back();
+      if (see(top)) continue;
+      if (top->kind == Kind::kSymbol) found_.push_back(top);
+      pending_.insert(pending_.end(), top->args(), top->args() + top->num_args);
     }
-    if (!add_to_pair(conjunct, position)) conjunct.symbols.clear();
-    for (const std::uint32_t k : conjunct.symbols) {
-      symbols_[k].conjuncts.push_back(position);
+    conjunct.is_large = found_.size() > kMostSymbols;
+    if (conjunct.is_large) {
+      large_.push_back(static_cast<Index>(conjuncts_.size()));
+    } else {
+      for (const Term* symbol : found_) add_mention(symbol, values);
     }
   }
   // So that going back, with nothing left to be evaluated now, allocates
@@ -140,50 +146,61 @@ void ModelCheck::add_conjunct(const Term* term, Interpretation& values) {
   if (unsettled_.capacity() <= conjuncts_.size()) {
     unsettled_.reserve(2 * conjuncts_.size() + 1);
   }
-  conjuncts_.push_back(std::move(conjunct));
+  conjuncts_.push_back(conjunct);
 }
 
-// Whether changes of its symbols are still to be heard of, because it is not
-// one more bound on the same two. It has been found true.
-bool ModelCheck::add_to_pair(Conjunct& conjunct, std::uint32_t position) {
-  const std::optional<PairBound> bound = read_pair_bound(conjunct.term);
-  if (!bound) return true;
-  const auto place = [this](const Term* symbol) {
-    return symbol == nullptr ? kNoPair : positions_.at(symbol);
+// One more on the same two symbols need not hear of their changes.
+void ModelCheck::add_bound(Conjunct& conjunct, const PairBound& bound,
+                           Interpretation& values) {
+  const auto place = [&](const Term* symbol) {
+    return symbol == nullptr ? kNone : position_of(symbol, values);
   };
+  const auto position = static_cast<Index>(conjuncts_.size());
   constexpr int kHalf = 32;
-  const std::uint64_t key =
-      std::uint64_t{place(bound->first)} << kHalf | place(bound->second);
-  const auto next = static_cast<std::uint32_t>(pairs_.size());
+  const std::uint64_t first = place(bound.first);
+  const std::uint64_t key = first << kHalf | place(bound.second);
+  const auto next = static_cast<Index>(pairs_.size());
   const auto [found, is_new] = pair_positions_.emplace(key, next);
   conjunct.pair = found->second;
-  if (is_new) pairs_.push_back({key, {}});
-  auto& closest = pairs_[found->second].closest;
-  if (is_new || !closest.back().second.implies(*bound)) {
-    closest.emplace_back(position, *bound);
+  if (is_new) {
+    pairs_.push_back({key, position});
+    if (bound.first != nullptr) add_mention(bound.first, values);
+    if (bound.second != nullptr) add_mention(bound.second, values);
+    return;
   }
-  return is_new;
+  Index& closest = pairs_[conjunct.pair].closest;
+  const bool is_closer =
+      !read_pair_bound(conjuncts_[closest].term)->implies(bound);
+  conjunct.former = is_closer ? std::exchange(closest, position) : position;
 }
 
-void ModelCheck::leave_pair(const Conjunct& conjunct, std::uint32_t position) {
-  auto& closest = pairs_[conjunct.pair].closest;
-  if (closest.back().first != position) return;
-  closest.pop_back();
-  if (!closest.empty()) {
-    // Which was not looked at in the meantime.
-    unsettle(closest.back().first);
+void ModelCheck::add_mention(const Term* term, Interpretation& values) {
+  const Index symbol = position_of(term, values);
+  Index& last = symbols_[symbol].last_mention;
+  mentions_.push_back({symbol, static_cast<Index>(conjuncts_.size()), last});
+  last = static_cast<Index>(mentions_.size() - 1);
+}
+
+// For the last conjunct.
+void ModelCheck::leave_pair(const Conjunct& conjunct) {
+  const auto position = static_cast<Index>(conjuncts_.size() - 1);
+  if (conjunct.former == position) return;
+  if (conjunct.former != kNone) {
+    pairs_[conjunct.pair].closest = conjunct.former;
+    // It was not looked at in the meantime.
+    unsettle(conjunct.former);
     return;
   }
   pair_positions_.erase(pairs_[conjunct.pair].key);
   pairs_.pop_back();
 }
 
-std::uint32_t ModelCheck::position_of(const Term* symbol,
-                                      Interpretation& values) {
-  const auto next = static_cast<std::uint32_t>(symbols_.size());
+ModelCheck::Index ModelCheck::position_of(const Term* symbol,
+                                          Interpretation& values) {
+  const auto next = static_cast<Index>(symbols_.size());
   const auto [found, is_new] = positions_.emplace(symbol, next);
   if (is_new) {
-    symbols_.push_back({symbol, false, QNumber(0), {}});
+    symbols_.push_back({symbol, false, QNumber(0), kNone});
     update(symbols_.back(), values);
   }
   return found->second;
@@ -201,16 +218,16 @@ void ModelCheck::rollback(std::size_t num_assertions) {
   ends_.resize(num_assertions);
   const std::size_t kept = ends_.empty() ? 0 : ends_.back();
   while (conjuncts_.size() > kept) {
-    const auto position = static_cast<std::uint32_t>(conjuncts_.size() - 1);
     const Conjunct& last = conjuncts_.back();
-    for (const std::uint32_t k : last.symbols) {
-      symbols_[k].conjuncts.pop_back();
+    for (; mentions_.size() > last.mentions; mentions_.pop_back()) {
+      const Mention& mention = mentions_.back();
+      symbols_[mention.symbol].last_mention = mention.former;
     }
-    if (last.pair != kNoPair) leave_pair(last, position);
+    if (last.pair != kNone) leave_pair(last);
     if (last.is_large) large_.pop_back();
     conjuncts_.pop_back();
   }
-  while (!symbols_.empty() && symbols_.back().conjuncts.empty()) {
+  while (!symbols_.empty() && symbols_.back().last_mention == kNone) {
     positions_.erase(symbols_.back().term);
     symbols_.pop_back();
   }
@@ -219,6 +236,7 @@ void ModelCheck::rollback(std::size_t num_assertions) {
 void ModelCheck::clear() {
   conjuncts_.clear();
   ends_.clear();
+  mentions_.clear();
   pairs_.clear();
   pair_positions_.clear();
   large_.clear();

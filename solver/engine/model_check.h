@@ -53,46 +53,59 @@ class ModelCheck {
   std::uint64_t num_evaluated() const { return num_evaluated_; }
 
  private:
-  /// A term of the split assertions, and the symbols in it.
+  // Positions in the lists below, and none of them.
+  using Index = std::uint32_t;
+  static constexpr Index kNone = UINT32_MAX;
+
+  /// A term of the split assertions.
   struct Conjunct {
     const Term* term;
+    /// In mentions_, where its own begin. It has none, if it is large or not
+    /// the first of its pair.
+    Index mentions;
+    /// In pairs_, or kNone.
+    Index pair;
+    /// The conjunct that was the closest of its pair before it; itself, if it
+    /// is no closer than that.
+    Index former;
     /// It mentions too many symbols to list them.
     bool is_large;
     /// It was found true with the values of its symbols, or waits in
-    /// unsettled_. Of no meaning if another bound is evaluated in its place.
+    /// unsettled_. Of no meaning if a closer bound is evaluated in its place.
     bool is_settled;
-    /// A position in pairs_, or kNoPair.
-    std::uint32_t pair;
-    /// Positions in symbols_. None, if it is not the first of its pair.
-    std::vector<std::uint32_t> symbols;
   };
   /// The bounds on the difference of two symbols.
   struct Pair {
     std::uint64_t key;
-    /// Positions in conjuncts_, ascending, of those that were closer than all
-    /// before. The last one is evaluated for all.
-    std::vector<std::pair<std::uint32_t, PairBound>> closest;
+    /// The one that says most, evaluated for all.
+    Index closest;
   };
-  static constexpr std::uint32_t kNoPair = UINT32_MAX;
+  /// A symbol of a conjunct, and the mention of the symbol before this one.
+  struct Mention {
+    Index symbol;
+    Index conjunct;
+    Index former;
+  };
   struct Symbol {
     const Term* term;
     /// Its values in the model that was checked last.
     bool truth;
     QNumber number;
-    /// Positions in conjuncts_ that mention it, ascending.
-    std::vector<std::uint32_t> conjuncts;
+    Index last_mention;
   };
 
   void compare(Interpretation& values, const std::vector<const Term*>* changed);
   void compare(Symbol& symbol, Interpretation& values);
-  void unsettle(std::uint32_t position);
+  void unsettle(Index position);
   bool evaluate_unsettled(Evaluator& evaluator);
-  bool evaluate(std::uint32_t position, Evaluator& evaluator);
+  bool evaluate(Index position, Evaluator& evaluator);
   void add(const Term* assertion, Interpretation& values);
   void add_conjunct(const Term* term, Interpretation& values);
-  bool add_to_pair(Conjunct& conjunct, std::uint32_t position);
-  void leave_pair(const Conjunct& conjunct, std::uint32_t position);
-  std::uint32_t position_of(const Term* symbol, Interpretation& values);
+  void add_bound(Conjunct& conjunct, const PairBound& bound,
+                 Interpretation& values);
+  void add_mention(const Term* symbol, Interpretation& values);
+  void leave_pair(const Conjunct& conjunct);
+  Index position_of(const Term* symbol, Interpretation& values);
   static bool update(Symbol& symbol, Interpretation& values);
   bool see(const Term* term);
 
@@ -100,24 +113,26 @@ class ModelCheck {
   /// where the conjuncts of each end.
   std::vector<Conjunct> conjuncts_;
   std::vector<std::size_t> ends_;
+  std::vector<Mention> mentions_;
   /// In the order of the first conjunct of each; so they go with it.
   std::vector<Pair> pairs_;
-  std::unordered_map<std::uint64_t, std::uint32_t> pair_positions_;
+  std::unordered_map<std::uint64_t, Index> pair_positions_;
   /// Positions in conjuncts_: of large ones, ascending, and of those that are
   /// to be evaluated, some of which may be gone.
-  std::vector<std::uint32_t> large_;
-  std::vector<std::uint32_t> unsettled_;
+  std::vector<Index> large_;
+  std::vector<Index> unsettled_;
   /// Assertions that were checked at least once.
   std::size_t num_checked_ = 0;
   /// The symbols in these conjuncts, in the order of the first conjunct that
   /// mentions each; so they go with it.
   std::vector<Symbol> symbols_;
-  std::unordered_map<const Term*, std::uint32_t> positions_;
+  std::unordered_map<const Term*, Index> positions_;
   std::uint64_t num_evaluated_ = 0;
   // Scratch space: terms seen in a walk, by id, and what it still has to see.
   std::vector<std::uint64_t> seen_;
   std::uint64_t walk_ = 0;
   std::vector<const Term*> pending_;
+  std::vector<const Term*> found_;
 };
 
 }  // namespace vorn::solver
