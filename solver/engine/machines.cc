@@ -131,6 +131,9 @@ std::vector<char> DifferenceTheory::optional_tasks(
 // In so many steps that each takes time.
 std::vector<Precedence> DifferenceTheory::find_precedences(
     const std::vector<char>& is_wanted) const {
+  if (std::find(is_wanted.begin(), is_wanted.end(), 1) == is_wanted.end()) {
+    return {};
+  }
   const std::size_t num_nodes = index(problem_.atoms().num_nodes());
   // Nodes that come later, by how much.
   struct Step {

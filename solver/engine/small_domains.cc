@@ -71,6 +71,8 @@ void SmallDomains::split(const Search& search) {
   const AtomTable& table = problem_.atoms();
   std::unordered_map<int, std::vector<Confined>> by_node;
   for (const AtomTable::Pair& pair : table.pairs()) {
+    // Of two ends each has its own.
+    if (pair.bounds.size() < 2) continue;
     if (!is_integer(table, pair.source) || !is_integer(table, pair.target)) {
       continue;
     }
@@ -82,6 +84,7 @@ void SmallDomains::split(const Search& search) {
     by_node[pair.source].push_back(
         {pair.target, {-domain->high, -domain->low}});
   }
+  if (by_node.empty()) return;
   const std::size_t num_atoms = table.atoms().size();
   for (std::size_t k = 0; k < num_atoms; ++k) {
     const AtomTable::Pair& pair = table.pair_of(table.atoms()[k]);
