@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "solver/smtlib/bound_reader.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <utility>
@@ -20,62 +21,120 @@ bool is_digit(char c) {
 }  // namespace
 
 const BoundReader::Bound* BoundReader::read() {
-  text_ = lexer_.rest();
-  pos_ = 0;
+  start();
   if (!skip_blanks()) return nullptr;
   const std::size_t start = pos_;
-  if (!skip('(')) return nullptr;
-  // No script can give these another meaning.
-  const std::string_view comparison = read_word();
-  const bool is_strict = comparison == "<" || comparison == ">";
-  const bool is_reversed = comparison == ">=" || comparison == ">";
-  if (!is_strict && !is_reversed && comparison != "<=") return nullptr;
-  Side left;
-  Side right;
-  if (!skip_blanks() || !read_side(left) || !skip_blanks() ||
-      !read_side(right)) {
-    return nullptr;
-  }
-  skip_blanks();
-  if (!skip(')')) return nullptr;
+  Comparison comparison;
+  if (!skip('(') || !read_comparison(comparison)) return nullptr;
   const std::size_t end = pos_;
   skip_blanks();
   if (!skip(')')) return nullptr;
 
+  sum_.monomials.clear();
+  sum_.constant = QNumber(0);
+  add_to_sum(comparison.left, comparison.is_reversed);
+  add_to_sum(comparison.right, !comparison.is_reversed);
+  if (sum_.monomials.size() == 2 &&
+      sum_.monomials[1].leaf->id < sum_.monomials[0].leaf->id) {
+    std::swap(sum_.monomials[0], sum_.monomials[1]);
+  }
+  bound_ = {make_atom(comparison), &sum_, comparison.is_strict,
+            text_.substr(start, end - start)};
+  lexer_.accept_close(pos_, has_line_end_);
+  return &bound_;
+}
+
+const Term* BoundReader::read_atom() {
+  start();
+  Comparison comparison;
+  if (!read_comparison(comparison)) return nullptr;
+  const Term* atom = make_atom(comparison);
+  lexer_.accept_close(pos_, has_line_end_);
+  return atom;
+}
+
+void BoundReader::start() {
+  text_ = lexer_.rest();
+  pos_ = 0;
+  has_line_end_ = false;
+  if (symbols_.is_large()) look_ahead();
+}
+
+// Of the words in the next few commands all that may be names: what else they
+// are makes no difference.
+void BoundReader::look_ahead() {
+  constexpr std::size_t kBytesAhead = 320;
+  constexpr std::size_t kStage = 5;
+  const char* const end = text_.data() + text_.size();
+  const char* const limit = text_.data() + std::min(text_.size(), kBytesAhead);
+  if (seen_ < text_.data() || seen_ > end) seen_ = text_.data();
+  while (seen_ < limit) {
+    if (!is_symbol_character(*seen_)) {
+      ++seen_;
+      continue;
+    }
+    const char* const first = seen_;
+    const char* last = first;
+    while (last < end && is_symbol_character(*last)) ++last;
+    // It may go on in what has not arrived.
+    if (last == end) return;
+    seen_ = last;
+    if (*first < 'A') continue;
+    const std::string_view word(first, static_cast<std::size_t>(last - first));
+    if (word == "assert") continue;
+    const auto name = [this](std::size_t before) -> std::uint32_t& {
+      return names_ahead_[(num_names_ - before) % kNamesAhead];
+    };
+    name(0) = SymbolTable::hash_of(word);
+    symbols_.fetch_slot(name(0));
+    symbols_.fetch_meaning(name(kStage));
+    symbols_.fetch_term(name(2 * kStage));
+    ++num_names_;
+  }
+}
+
+// From behind its opening bracket on.
+bool BoundReader::read_comparison(Comparison& comparison) {
+  // No script can give these another meaning.
+  const std::string_view name = read_word();
+  comparison.is_strict = name == "<" || name == ">";
+  comparison.is_reversed = name == ">=" || name == ">";
+  if (!comparison.is_strict && !comparison.is_reversed && name != "<=") {
+    return false;
+  }
+  Side& left = comparison.left;
+  Side& right = comparison.right;
+  if (!skip_blanks() || !read_side(left) || !skip_blanks() ||
+      !read_side(right)) {
+    return false;
+  }
+  skip_blanks();
+  if (!skip(')')) return false;
+
   // One symbol or two on both sides together, all of one sort.
   const Term* first = left.first != nullptr ? left.first : right.first;
-  if (first == nullptr) return nullptr;
+  if (first == nullptr) return false;
   int num_symbols = 0;
   for (const Term* symbol :
        {left.first, left.second, right.first, right.second}) {
     if (symbol == nullptr) continue;
     ++num_symbols;
-    if (symbol->sort != first->sort) return nullptr;
+    if (symbol->sort != first->sort) return false;
     // A repeated one is no bound.
-    if (num_symbols == 2 && symbol == first) return nullptr;
+    if (num_symbols == 2 && symbol == first) return false;
   }
-  if (num_symbols > 2) return nullptr;
-  const bool is_whole = first->sort == Sort::kInt;
-  if (is_whole && (left.is_decimal || right.is_decimal ||
-                   arithmetic_.numeral_sort != Sort::kInt)) {
-    return nullptr;
-  }
-  sum_.monomials.clear();
-  sum_.constant = QNumber(0);
-  add_to_sum(left, is_reversed);
-  add_to_sum(right, !is_reversed);
-  if (sum_.monomials.size() == 2 &&
-      sum_.monomials[1].leaf->id < sum_.monomials[0].leaf->id) {
-    std::swap(sum_.monomials[0], sum_.monomials[1]);
-  }
-  const Term* a = make_side(left, first->sort);
-  const Term* b = make_side(right, first->sort);
-  if (is_reversed) std::swap(a, b);
-  bound_ = {store_.make_unshared(is_strict ? Kind::kLess : Kind::kLeq,
-                                 Sort::kBool, a, b),
-            &sum_, is_strict, text_.substr(start, end - start)};
-  lexer_.accept_close(pos_);
-  return &bound_;
+  comparison.sort = first->sort;
+  if (num_symbols > 2) return false;
+  return first->sort != Sort::kInt || (!left.is_decimal && !right.is_decimal &&
+                                       arithmetic_.numeral_sort == Sort::kInt);
+}
+
+const Term* BoundReader::make_atom(const Comparison& comparison) {
+  const Term* a = make_side(comparison.left, comparison.sort);
+  const Term* b = make_side(comparison.right, comparison.sort);
+  if (comparison.is_reversed) std::swap(a, b);
+  return store_.make_unshared(comparison.is_strict ? Kind::kLess : Kind::kLeq,
+                              Sort::kBool, a, b);
 }
 
 void BoundReader::add_to_sum(const Side& side, bool is_negated) {
@@ -98,7 +157,14 @@ bool BoundReader::skip(char c) {
 // False if there is none.
 bool BoundReader::skip_blanks() {
   const std::size_t start = pos_;
-  while (pos_ < text_.size() && text_[pos_] == ' ') ++pos_;
+  for (; pos_ < text_.size(); ++pos_) {
+    const char c = text_[pos_];
+    if (c == '\n' || c == '\r') {
+      has_line_end_ = true;
+    } else if (c != ' ' && c != '\t') {
+      break;
+    }
+  }
   return pos_ > start;
 }
 

@@ -2,7 +2,9 @@
 #ifndef VORN_SMTLIB_BOUND_READER_H
 #define VORN_SMTLIB_BOUND_READER_H
 
+#include <array>
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 #include "solver/smtlib/lexer.h"
@@ -21,8 +23,9 @@ namespace vorn::solver {
 ///
 ///   (<= (- x y) 3)    (> x (- 4))    (<= (- x y) 2.5)    (< x y)
 ///
-/// without comments, quoted symbols or line ends inside, and with numbers of up
-/// to 18 digits. What it gives is what the TermParser would give, except that
+/// without comments or quoted symbols inside, and with numbers of up to 18
+/// digits; and the same as members of an asserted conjunction and under names.
+/// What it gives is what the TermParser would give, except that
 /// nothing shares the terms made for the assertion alone; such a bound is
 /// always inside difference logic. All else is left to the TermParser, mistakes
 /// included.
@@ -57,6 +60,10 @@ class BoundReader {
   /// no such bound, or not all of it has arrived. The bound is there until the
   /// lexer reads on.
   const Bound* read();
+  /// Reads the rest of a term of which the opening bracket is the current
+  /// token; its closing bracket is current afterwards. Null, with nothing read,
+  /// as above.
+  const Term* read_atom();
 
  private:
   /// A side of the comparison.
@@ -69,6 +76,19 @@ class BoundReader {
     bool is_decimal = false;
   };
 
+  /// A comparison.
+  struct Comparison {
+    bool is_strict = false;
+    bool is_reversed = false;
+    Side left;
+    Side right;
+    Sort sort = Sort::kInt;
+  };
+
+  void start();
+  void look_ahead();
+  bool read_comparison(Comparison& comparison);
+  const Term* make_atom(const Comparison& comparison);
   bool skip(char c);
   bool skip_blanks();
   std::string_view read_word();
@@ -85,6 +105,12 @@ class BoundReader {
   Arithmetic arithmetic_;
   std::string_view text_;  // what has arrived
   std::size_t pos_ = 0;
+  bool has_line_end_ = false;
+  /// Up to where names that come were seen; and the last of these, by number.
+  const char* seen_ = nullptr;
+  static constexpr std::size_t kNamesAhead = 16;
+  std::array<std::uint32_t, kNamesAhead> names_ahead_{};
+  std::size_t num_names_ = 0;
   Bound bound_;
   LinearSum sum_;
 };

@@ -216,6 +216,7 @@ void Interpreter::start_session() {
     session_->bounds = std::make_unique<BoundReader>(lexer_, session_->store,
                                                      session_->symbols);
     session_->bounds->set_arithmetic(arithmetic_);
+    session_->parser->set_bounds(session_->bounds.get());
   }
   if (options_.engine.keep_proofs) {
     session_->record = std::make_unique<TermRecord>();

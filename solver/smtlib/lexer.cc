@@ -129,12 +129,16 @@ std::string_view Lexer::text(std::size_t first, std::size_t last) {
   return std::string_view(captured_).substr(first, last - first);
 }
 
-void Lexer::accept_close(std::size_t count) {
-  assert(depth_ == 1 && 0 < count && count <= limit_ - pos_);
-  pos_ += count;
-  here_.column += static_cast<std::uint32_t>(count);
-  after_return_ = false;
-  depth_ = 0;
+void Lexer::accept_close(std::size_t count, bool has_line_end) {
+  assert(depth_ > 0 && 0 < count && count <= limit_ - pos_);
+  if (has_line_end) {
+    for (std::size_t n = 0; n < count; ++n) advance();
+  } else {
+    pos_ += count;
+    here_.column += static_cast<std::uint32_t>(count);
+    after_return_ = false;
+  }
+  --depth_;
   token_.kind = TokenKind::kClose;
   token_.position = {here_.line, here_.column - 1};
   token_.begin = end() - 1;

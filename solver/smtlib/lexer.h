@@ -106,10 +106,10 @@ class Lexer {
     return {buffer_.data() + pos_, limit_ - pos_};
   }
   /// Passes over `count` bytes of rest(), the last of which is the bracket that
-  /// closes the command and becomes the current token. Requires: brackets are
-  /// balanced before it, and there are only blanks and characters of unquoted
-  /// symbols besides.
-  void accept_close(std::size_t count);
+  /// closes the innermost open one and becomes the current token. Requires:
+  /// brackets are balanced before it, and there are only blanks, line ends if
+  /// `has_line_end`, and characters of unquoted symbols besides.
+  void accept_close(std::size_t count, bool has_line_end);
 
   /// Reads up to the end of the command at hand: until no bracket is open or
   /// the script ends. The texts of the command and its tokens are lost. May

@@ -56,6 +56,31 @@ class SymbolTable {
   /// What `name` stands for outside all binders, or null.
   const Meaning* find_global(std::string_view name) const;
 
+  // Large tables are in no cache. Who knows names ahead says so, for each name
+  // one stage after the other, with some time in between: then what `find`
+  // looks at has been fetched.
+
+  /// Whether that pays.
+  bool is_large() const { return slots_.size() >= kManySlots; }
+  /// By which the stages know a name.
+  static std::uint32_t hash_of(std::string_view name);
+  /// Fetches the place where the name is looked up.
+  void fetch_slot(std::uint32_t hash) const {
+    __builtin_prefetch(&slots_[hash & (slots_.size() - 1)]);
+  }
+  /// Then what is said there of names with this hash.
+  void fetch_meaning(std::uint32_t hash) const {
+    const Slot& slot = slots_[hash & (slots_.size() - 1)];
+    if (slot.number != 0) __builtin_prefetch(&global(slot.number - 1));
+  }
+  /// At last the term that it stands for.
+  void fetch_term(std::uint32_t hash) const {
+    const Slot& slot = slots_[hash & (slots_.size() - 1)];
+    if (slot.number != 0) {
+      __builtin_prefetch(global(slot.number - 1).meaning.term);
+    }
+  }
+
   /// Gives `name` a meaning until it is rolled back. False, without effect, if
   /// the name has one already.
   bool define(const std::string& name, Meaning meaning);
@@ -99,7 +124,8 @@ class SymbolTable {
     std::uint32_t number = 0;  // position in globals_, plus 1; 0: empty
   };
 
-  static std::uint32_t hash_of(std::string_view name);
+  static constexpr std::size_t kManySlots = std::size_t{1} << 15;
+
   // The slot of the name, or the empty one that it belongs into.
   std::size_t find_slot(std::string_view name, std::uint32_t hash) const;
   void add_global(const std::string& name, std::uint32_t hash, Meaning meaning);

@@ -198,6 +198,7 @@ bool TermParser::read_name(PlacedTerm& value) {
 bool TermParser::open_bracket(PlacedTerm& value) {
   const Position open = lexer_.token().position;
   const std::size_t begin = lexer_.token().begin;
+  if (read_bound(value)) return true;
   const Token& token = lexer_.next();
   if (token.kind == TokenKind::kSymbol && is_reserved_word(token.text)) {
     Frame frame;
@@ -230,6 +231,23 @@ bool TermParser::open_bracket(PlacedTerm& value) {
   }
   if (!is_symbol(token)) return fail_at_token("a function");
   return open_application(open, begin, value);
+}
+
+// A member of a conjunction that is asserted, or what is asserted under a name:
+// one of many, and seldom shared.
+bool TermParser::read_bound(PlacedTerm& value) {
+  constexpr std::size_t kFewFrames = 3;
+  if (bounds_ == nullptr || !names_allowed_ || frames_.empty() ||
+      frames_.size() > kFewFrames) {
+    return false;
+  }
+  for (const Frame& frame : frames_) {
+    if (frame.kind != FrameKind::kAnnotation && frame.op != Operator::kAnd) {
+      return false;
+    }
+  }
+  value.term = bounds_->read_atom();
+  return value.term != nullptr;
 }
 
 // (as NAME SORT), of which NAME is read next.

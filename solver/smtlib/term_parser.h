@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "solver/smtlib/bound_reader.h"
 #include "solver/smtlib/lexer.h"
 #include "solver/smtlib/logics.h"
 #include "solver/smtlib/operators.h"
@@ -62,6 +63,9 @@ class TermParser {
 
   /// Keeps terms as they are written, too, from now on. Borrowed.
   void set_record(TermRecord* record) { record_ = record; }
+
+  /// Reads with this where it can, from now on. Borrowed.
+  void set_bounds(BoundReader* bounds) { bounds_ = bounds; }
 
   /// To be called before the first term of each command. `names_allowed`:
   /// whether its terms may carry `:named`.
@@ -123,6 +127,7 @@ class TermParser {
   bool read_number(PlacedTerm& value);
   bool read_name(PlacedTerm& value);
   bool open_bracket(PlacedTerm& value);
+  bool read_bound(PlacedTerm& value);
   bool read_qualified(PlacedTerm& value);
   bool open_application(Position open, std::size_t begin, PlacedTerm& value);
   bool open_binding();
@@ -141,6 +146,7 @@ class TermParser {
   Arithmetic arithmetic_;
   bool names_allowed_ = false;
   TermRecord* record_ = nullptr;
+  BoundReader* bounds_ = nullptr;
   std::vector<Frame> frames_;
   std::vector<PlacedTerm> arguments_;
   std::vector<std::string> variables_;

@@ -45,6 +45,17 @@ std::uint32_t Evaluator::keep(QNumber value) {
 
 bool Evaluator::bool_value(const Term* term) {
   if (const auto small = compare_small(term)) return *small;
+  if (term->kind == Kind::kAnd) {
+    // A long one is mostly small ones.
+    return std::all_of(term->args(), term->args() + term->num_args,
+                       [this](const Term* part) {
+                         if (const auto small = compare_small(part)) {
+                           return *small;
+                         }
+                         compute(part);
+                         return known_bool(part);
+                       });
+  }
   compute(term);
   return known_bool(term);
 }

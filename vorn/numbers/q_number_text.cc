@@ -61,6 +61,13 @@ std::optional<QNumber> QNumber::from_string(std::string_view text) {
   if (negative) text.remove_prefix(1);
   const std::size_t whole = count_digits(text);
   if (whole == 0) return std::nullopt;
+  // So many digits are always a word.
+  constexpr std::size_t kFewDigits = 18;
+  if (whole == text.size() && whole <= kFewDigits) {
+    std::int64_t value = 0;
+    for (const char digit : text) value = 10 * value + (digit - '0');
+    return QNumber(negative ? -value : value);
+  }
   std::string num(text.substr(0, whole));
   std::string den = "1";
   text.remove_prefix(whole);
