@@ -32,6 +32,7 @@ namespace vorn::solver {
 /// std::bad_alloc, after which it has to be stopped. Threads: none.
 class FollowedPotentials {
  public:
+  /// Follows nothing yet in this graph.
   explicit FollowedPotentials(const dl::Graph& graph) : graph_(graph) {}
 
   /// Whether anything is followed.
@@ -44,8 +45,9 @@ class FollowedPotentials {
 
   // Requires for all that follows: is_on().
 
-  /// A node has come, or the last one has gone.
+  /// A node has come, behind the others.
   void add_node();
+  /// The last one has gone.
   void remove_node();
   /// A constraint has been told, by the numbers of its nodes.
   void tell(int source, int target);

@@ -14,10 +14,13 @@ namespace vorn::solver {
 /// Read off the term for checks of models, without the normalisation that the
 /// search works on.
 struct PairBound {
-  /// Null for 0; not both are.
+  /// The symbol that counts for it; null for 0.
   const Term* first = nullptr;
+  /// The one that counts against it, another one; null for 0. Not both are.
   const Term* second = nullptr;
+  /// What the difference is at most.
   QNumber limit = QNumber(0);
+  /// Whether it is below that.
   bool is_strict = false;
 
   /// Whether all values that satisfy it satisfy another one of the same two.
