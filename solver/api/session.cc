@@ -2,9 +2,9 @@
 #include "vorn/solver/session.h"
 
 #include <cassert>
-#include <sstream>
 #include <utility>
 
+#include "solver/api/common.h"
 #include "solver/api/state.h"
 #include "solver/explain/schedule_chart.h"
 #include "solver/terms/term_printer.h"
@@ -41,7 +41,9 @@ void make_real_if_one_is(State& state, std::vector<const Term*>& terms) {
 Session::Session(const Settings& settings)
     : state_(std::make_unique<State>(settings)) {}
 
-Session::~Session() = default;
+Session::~Session() {
+  finish_recording();
+}
 
 // --- Terms ---
 
@@ -303,13 +305,20 @@ std::string Session::text(const Expression& expression) const {
 
 std::string Session::chart() {
   assert(state_->settings.keep_schedule && state_->stage == State::Stage::kSat);
-  const solver::ScheduleChart chart =
-      solver::draw_schedule(state_->stack.engine());
-  if (chart.rows.empty()) return "";
-  std::ostringstream out;
-  out.exceptions(std::ostream::badbit);
-  solver::write_svg(chart, out);
-  return out.str();
+  return inner::chart_text(solver::draw_schedule(state_->stack.engine()));
+}
+
+void Session::write_picture(std::ostream& out) {
+  assert(state_->stage != State::Stage::kEdited);
+  state_->write_picture(out);
+}
+
+void Session::set_logger(Logger* logger) {
+  state_->stack.engine().set_logger(logger);
+}
+
+bool Session::finish_recording() {
+  return inner::finish_recording(state_->recorder);
 }
 
 Statistics Session::statistics() const {

@@ -5,7 +5,9 @@
 #include <cassert>
 #include <utility>
 
+#include "solver/api/common.h"
 #include "solver/engine/case_sums.h"
+#include "solver/explain/constraint_picture.h"
 #include "solver/explain/explanation.h"
 #include "solver/smtlib/symbol_table.h"
 #include "solver/terms/term_printer.h"
@@ -51,28 +53,17 @@ State::State(const Settings& chosen)
     : settings(chosen), stack(store, engine_options(chosen), true) {
   builder.set_mixed(true);
   solver::Engine& engine = stack.engine();
+  if (settings.recording != nullptr) {
+    engine.set_graph_recorder(&recorder.emplace(*settings.recording));
+  }
   engine.set_stop(&stop_flag);
   engine.set_poll([this] { poll(); });
   stack.set_progress(
       [this](const solver::ObjectiveResult& result) { tell(result); });
   engine.set_progress([this](const solver::SearchStatistics& statistics) {
-    last_progress.decisions = statistics.decisions;
-    last_progress.conflicts = statistics.conflicts;
-    last_progress.restarts = statistics.restarts;
+    last_progress = progress_of(statistics);
     if (progress) progress(last_progress);
   });
-}
-
-solver::EngineOptions State::engine_options(const Settings& chosen) {
-  solver::EngineOptions options;
-  options.search.seed = chosen.seed;
-  options.keep_proofs = chosen.keep_proofs;
-  options.keep_schedule = chosen.keep_schedule;
-  if (!chosen.find_machines) options.machines = solver::Machines::kOff;
-  if (!chosen.propagate) {
-    options.propagation.mode = solver::Propagation::kOff;
-  }
-  return options;
 }
 
 // --- Terms ---
@@ -278,6 +269,23 @@ std::vector<solver::ScriptFormula> State::formulas() const {
     formula.is_numbered = true;
   }
   return all;
+}
+
+void State::write_picture(std::ostream& out) {
+  std::vector<const Term*> drawn;
+  solver::PictureTexts texts;
+  for (const solver::ScriptFormula& formula : formulas()) {
+    drawn.push_back(formula.term);
+    if (formula.name != nullptr) {
+      texts.names.emplace(formula.term, *formula.name);
+    }
+  }
+  const auto answer = stage == Stage::kSat     ? solver::Answer::kSat
+                      : stage == Stage::kUnsat ? solver::Answer::kUnsat
+                                               : solver::Answer::kUnknown;
+  solver::write_dot(
+      solver::draw_constraints(store, stack.engine(), answer, drawn, texts),
+      out);
 }
 
 std::string State::explanation() {

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <functional>
 #include <new>
+#include <optional>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -15,6 +17,7 @@
 #include <vector>
 
 #include "solver/engine/engine.h"
+#include "solver/engine/graph_recorder.h"
 #include "solver/explain/script_formula.h"
 #include "solver/smtlib/assertion_stack.h"
 #include "solver/smtlib/operators.h"
@@ -101,6 +104,8 @@ struct State {
   std::string proof();
   std::string script() const;
   std::string explanation();
+  /// Requires: there was a check, and no change since.
+  void write_picture(std::ostream& out);
 
   /// Runs what searches, with the session's limits. False if memory ran out;
   /// then the session is spent, as the work may have left a scope open.
@@ -135,6 +140,8 @@ struct State {
   }
 
   const Settings settings;
+  // Used by the engine to its end.
+  std::optional<solver::GraphRecorder> recorder;
   solver::TermStore store;
   solver::OperatorBuilder builder{store};
   solver::AssertionStack stack;
@@ -167,7 +174,6 @@ struct State {
  private:
   using Clock = std::chrono::steady_clock;
 
-  static solver::EngineOptions engine_options(const Settings& chosen);
   void start_clock();
   void poll();
   void tell(const solver::ObjectiveResult& result);

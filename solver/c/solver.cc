@@ -266,7 +266,9 @@ vorn_solver* vorn_solver_new(uint32_t flags, uint64_t seed) {
     settings.keep_schedule = (flags & VORN_KEEP_SCHEDULE) != 0;
     settings.minimize_cores = (flags & VORN_MINIMIZE_CORES) != 0;
     settings.find_machines = (flags & VORN_NO_MACHINES) == 0;
-    settings.propagate = (flags & VORN_NO_PROPAGATION) == 0;
+    if ((flags & VORN_NO_PROPAGATION) != 0) {
+      settings.propagation = vorn::api::Propagation::kOff;
+    }
     return new vorn_solver(settings);
   } catch (...) {
     return nullptr;

@@ -7,7 +7,7 @@
 
 #include <cerrno>
 
-namespace vorn::solver {
+namespace vorn::command {
 
 DescriptorSource::DescriptorSource(int fd, Watchdog& watchdog)
     : fd_(fd), watchdog_(watchdog) {
@@ -38,4 +38,4 @@ std::size_t DescriptorSource::read(char* data, std::size_t capacity) {
   }
 }
 
-}  // namespace vorn::solver
+}  // namespace vorn::command

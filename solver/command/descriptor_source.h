@@ -5,22 +5,21 @@
 #include <cstddef>
 
 #include "solver/command/watchdog.h"
-#include "solver/smtlib/source.h"
 
-namespace vorn::solver {
+namespace vorn::command {
 
 /// Thrown out of a read when Ctrl-C was pressed.
 struct Interrupted {};
 
 /// A script read from a file descriptor.
-class DescriptorSource : public Source {
+class DescriptorSource {
  public:
   /// Borrows both.
   DescriptorSource(int fd, Watchdog& watchdog);
 
-  /// Hands out what is there; tells the watchdog while it waits. Throws
-  /// Interrupted.
-  std::size_t read(char* data, std::size_t capacity) override;
+  /// Hands out what is there, as ScriptHost::read does; tells the watchdog
+  /// while it waits. Throws Interrupted.
+  std::size_t read(char* data, std::size_t capacity);
 
   /// Whether reading may have to wait, as from a pipe or a terminal.
   bool can_wait() const { return !is_regular_; }
@@ -36,6 +35,6 @@ class DescriptorSource : public Source {
   int error_ = 0;
 };
 
-}  // namespace vorn::solver
+}  // namespace vorn::command
 
 #endif  // VORN_COMMAND_DESCRIPTOR_SOURCE_H

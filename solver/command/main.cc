@@ -21,22 +21,19 @@
 #include <map>
 #include <new>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <utility>
 
 #include "solver/command/descriptor_source.h"
 #include "solver/command/process_host.h"
 #include "solver/command/watchdog.h"
-#include "solver/engine/graph_recorder.h"
-#include "solver/explain/constraint_picture.h"
-#include "solver/explain/schedule_chart.h"
-#include "solver/smtlib/interpreter.h"
-#include "solver/smtlib/options.h"
+#include "vorn/solver/script.h"
+#include "vorn/solver/session.h"
+#include "vorn/solver/settings.h"
 
 // The vorn command: runs one SMT-LIB script. docs/command.md has its statuses.
 
-namespace vorn::solver {
+namespace vorn::command {
 namespace {
 
 constexpr int kFailure = 1;
@@ -55,8 +52,31 @@ struct Arguments {
   std::string chart_file;
   std::string proof_file;
   std::string recording;
-  ScriptOptions script;
+  api::ScriptSettings script;
 };
+
+// The words for the values of some options.
+const std::map<std::string, bool> kOnOff = {{"on", true}, {"off", false}};
+const std::map<std::string, bool> kMachines = {{"auto", true}, {"off", false}};
+const std::map<std::string, api::Propagation> kPropagation = {
+    {"auto", api::Propagation::kAuto},
+    {"full", api::Propagation::kFull},
+    {"off", api::Propagation::kOff}};
+const std::map<std::string, api::Lemmas> kLemmas = {
+    {"none", api::Lemmas::kNone},
+    {"short", api::Lemmas::kShort},
+    {"long", api::Lemmas::kLong},
+    {"both", api::Lemmas::kBoth},
+    {"auto", api::Lemmas::kAuto}};
+
+// The word for a value.
+template <class Value>
+std::string word_for(const std::map<std::string, Value>& words, Value value) {
+  for (const auto& [word, meaning] : words) {
+    if (meaning == value) return word;
+  }
+  return "";
+}
 
 // What GMP calls. Its own functions end the process when memory is out; an
 // exception leaves it the way all others are left.
@@ -87,26 +107,13 @@ std::optional<int> parse_arguments(int argc, char** argv,
       "Decides SMT-LIB 2.6 scripts of difference logic "
       "(QF_IDL, QF_RDL, or both).",
       "vorn");
-  app.set_version_flag("--version", "vorn " VORN_VERSION);
-  ScriptOptions& script = arguments.script;
-  const std::map<std::string, bool> on_off = {{"on", true}, {"off", false}};
-  constexpr int kAuto = -1;
-  const std::map<std::string, int> kinds = {
-      {"none", 0}, {"short", 1}, {"long", 2}, {"both", 3}, {"auto", kAuto}};
-  std::map<std::string, Propagation> propagations;
-  for (const Propagation mode :
-       {Propagation::kAuto, Propagation::kFull, Propagation::kOff}) {
-    propagations.emplace(propagation_name(mode), mode);
-  }
-  std::map<std::string, Machines> machines_modes;
-  for (const Machines mode : {Machines::kAuto, Machines::kOff}) {
-    machines_modes.emplace(machines_name(mode), mode);
-  }
-  std::string machines(machines_name(script.engine.machines));
-  std::string propagation(propagation_name(script.engine.propagation.mode));
-  std::string lemma_names = "auto";
-  std::string dedup = script.engine.lemmas.dl_dedup_tlemmas ? "on" : "off";
-  std::string check_models = script.engine.check_models ? "on" : "off";
+  app.set_version_flag("--version", std::string("vorn ") + api::version());
+  api::ScriptSettings& script = arguments.script;
+  std::string lemmas = word_for(kLemmas, script.lemmas);
+  std::string dedup = word_for(kOnOff, script.drop_repeated_lemmas);
+  std::string check_models = word_for(kOnOff, script.check_models);
+  std::string propagation = word_for(kPropagation, script.propagation);
+  std::string machines = word_for(kMachines, script.find_machines);
 
   // An option with a value of a few words, the keys of `words`.
   const auto choose = [&app](const char* option, std::string& value,
@@ -126,9 +133,8 @@ std::optional<int> parse_arguments(int argc, char** argv,
                  "on waits for input; 0: never")
       ->type_name("SECONDS")
       ->check(CLI::NonNegativeNumber);
-  app.add_flag_callback(
-      "--strict",
-      [&script] { script.error_behavior = ErrorBehavior::kImmediateExit; },
+  app.add_flag(
+      "--strict", script.exit_on_error,
       "End with the first error, as :error-behavior immediate-exit does");
   app.add_option("--memory-limit", arguments.memory_limit,
                  "Answer unknown rather than use more address space; 0: no "
@@ -139,7 +145,7 @@ std::optional<int> parse_arguments(int argc, char** argv,
   app.add_flag("--explain", script.explain,
                "Say after each unsat why, as comment lines: the inequalities "
                "that add up to a contradiction, or the assertions it takes");
-  app.add_flag("--slack", script.slack,
+  app.add_flag("--slack", script.show_bounds,
                "Say after each sat, as comment lines, the least and the "
                "greatest value that each variable can have");
   app.add_option("--proof", arguments.proof_file,
@@ -162,24 +168,24 @@ std::optional<int> parse_arguments(int argc, char** argv,
       ->type_name("FILE");
   app.add_flag("-v,--verbose", script.verbosity,
                "Log on standard error; -vv logs the graph's lemmas");
-  choose("--lemmas", lemma_names, kinds, "none|short|long|both|auto",
+  choose("--lemmas", lemmas, kLemmas, "none|short|long|both|auto",
          "Lemmas to learn from successive conflicts; auto: short "
          "ones where they pay");
-  app.add_option("--lemma-overlap", script.engine.lemmas.dl_tlemma_min_overlap,
+  app.add_option("--lemma-overlap", script.lemma_overlap,
                  "Least overlap of two conflicts to learn lemmas from")
       ->type_name("SHARE")
       ->check(CLI::Range(0.0, 1.0).description(""))
       ->capture_default_str();
-  choose("--lemma-dedup", dedup, on_off, "on|off", "Drop lemmas learnt before");
-  choose("--check-models", check_models, on_off, "on|off",
+  choose("--lemma-dedup", dedup, kOnOff, "on|off", "Drop lemmas learnt before");
+  choose("--check-models", check_models, kOnOff, "on|off",
          "Check each model before answering sat");
-  choose("--propagation", propagation, propagations, "auto|full|off",
+  choose("--propagation", propagation, kPropagation, "auto|full|off",
          "Find literals that the active constraints imply: as far as "
          "it pays, all, or none");
-  choose("--machines", machines, machines_modes, "auto|off",
+  choose("--machines", machines, kMachines, "auto|off",
          "Find sets of tasks that cannot overlap, and reason about "
          "them: as far as it pays, or not");
-  app.add_option("--seed", script.engine.search.seed, "Seed of random choices")
+  app.add_option("--seed", script.seed, "Seed of random choices")
       ->type_name("N")
       ->capture_default_str();
   try {
@@ -192,27 +198,17 @@ std::optional<int> parse_arguments(int argc, char** argv,
     }
     return status == 0 ? 0 : kFailure;
   }
-  if (kinds.at(lemma_names) != kAuto) {
-    script.engine.lemmas.dl_tlemma_kinds = kinds.at(lemma_names);
-    script.engine.lemma_trials = false;
-  }
-  script.engine.lemmas.dl_dedup_tlemmas = on_off.at(dedup);
-  script.engine.check_models = on_off.at(check_models);
-  if (!arguments.proof_file.empty()) {
-    script.engine.keep_proofs = script.keep_proof = true;
-  }
-  script.engine.propagation.mode = propagations.at(propagation);
-  script.engine.machines = machines_modes.at(machines);
-  if (arguments.memory_limit > 0) {
-    // The closure's matrix is to leave room for all else.
-    constexpr std::uint64_t kShare = 8;
-    std::size_t& bytes = script.engine.propagation.limits.matrix_bytes;
-    bytes = std::min<std::uint64_t>(bytes,
-                                    bytes_of(arguments.memory_limit) / kShare);
-  }
+  script.lemmas = kLemmas.at(lemmas);
+  script.drop_repeated_lemmas = kOnOff.at(dedup);
+  script.check_models = kOnOff.at(check_models);
+  script.propagation = kPropagation.at(propagation);
+  script.find_machines = kMachines.at(machines);
+  // The table is to leave room for all else.
+  constexpr std::uint64_t kShare = 8;
+  script.table_bytes = bytes_of(arguments.memory_limit) / kShare;
+  script.keep_proofs = !arguments.proof_file.empty();
   script.keep_picture = !arguments.dot_file.empty();
-  script.keep_chart = script.engine.keep_schedule =
-      !arguments.chart_file.empty();
+  script.keep_schedule = !arguments.chart_file.empty();
   return std::nullopt;
 }
 
@@ -253,44 +249,39 @@ std::optional<int> open_script(const std::string& file) {
   return fd;
 }
 
-std::string statistics_text(const Interpreter& interpreter) {
+std::string statistics_text(const api::Script& script) {
   std::string text;
-  for (const auto& [key, value] : interpreter.statistics()) {
+  for (const auto& [key, value] : script.statistics()) {
     text.append("; ").append(key).append(": ").append(value).append("\n");
   }
   return text;
 }
 
-/// The file of --record-graph, and what writes to it.
+/// The file of --record-graph.
 class Recording {
  public:
   /// False after a complaint if the file cannot be opened.
   bool open(const std::string& path) {
     path_ = path;
-    // The recorder hands over many lines at a time.
+    // The script hands over many lines at a time.
     file_.rdbuf()->pubsetbuf(nullptr, 0);
     file_.open(path, std::ios::binary);
-    if (!file_.is_open()) {
-      complain("cannot open " + path + ": " + std::strerror(errno));
-      return false;
-    }
-    recorder_.emplace(file_);
-    return true;
+    if (file_.is_open()) return true;
+    complain("cannot open " + path + ": " + std::strerror(errno));
+    return false;
   }
   /// Null if there is no such file.
-  GraphRecorder* recorder() { return recorder_ ? &*recorder_ : nullptr; }
+  std::ostream* stream() { return file_.is_open() ? &file_ : nullptr; }
   /// False after a complaint if not all could be written.
-  bool finish() {
-    if (!recorder_ || recorder_->finish()) return true;
-    complain("cannot write " + path_ + ": " +
-             std::strerror(recorder_->error()));
+  bool finish(api::Script& script) {
+    if (script.finish_recording()) return true;
+    complain("cannot write " + path_ + ": " + std::strerror(errno));
     return false;
   }
 
  private:
   std::string path_;
   std::ofstream file_;
-  std::optional<GraphRecorder> recorder_;
 };
 
 // Opens the file for the picture, if one is wanted. False after a complaint.
@@ -303,18 +294,17 @@ bool open_picture(const Arguments& arguments, std::ofstream& file) {
 }
 
 // Writes the picture. False after a complaint.
-bool write_picture(const Arguments& arguments, Interpreter& interpreter,
+bool write_picture(const Arguments& arguments, api::Script& script,
                    std::ofstream& file) {
   if (arguments.dot_file.empty()) return true;
-  const ConstraintPicture* picture = interpreter.picture();
-  write_dot(picture == nullptr ? ConstraintPicture() : *picture, file);
+  const bool is_drawn = script.write_picture(file);
   file.close();
-  if (picture == nullptr) {
+  if (!is_drawn) {
     complain("out of memory: nothing is written to " + arguments.dot_file);
   } else if (!file) {
     complain("cannot write " + arguments.dot_file);
   }
-  return picture != nullptr && file.good();
+  return is_drawn && file.good();
 }
 
 // Writes the text first under another name: the file is there as a whole or not
@@ -338,31 +328,28 @@ bool write_whole_file(const std::string& path, const std::string& text) {
 }
 
 // Writes the last proof. False after a complaint.
-bool write_proof_file(const Arguments& arguments,
-                      const Interpreter& interpreter) {
+bool write_proof_file(const Arguments& arguments, const api::Script& script) {
   const std::string& path = arguments.proof_file;
-  return path.empty() || interpreter.proof().empty() ||
-         write_whole_file(path, interpreter.proof());
+  return path.empty() || script.proof().empty() ||
+         write_whole_file(path, script.proof());
 }
 
 // Writes the chart of the last model. False after a complaint; where there is
 // nothing to draw, that is said.
-bool write_chart(const Arguments& arguments, const Interpreter& interpreter) {
+bool write_chart(const Arguments& arguments, const api::Script& script) {
   const std::string& path = arguments.chart_file;
   if (path.empty()) return true;
-  const ScheduleChart* chart = interpreter.chart();
-  if (chart == nullptr) {
+  const std::optional<std::string> chart = script.chart();
+  if (!chart.has_value()) {
     complain("out of memory: nothing is written to " + path);
     return false;
   }
-  if (chart->rows.empty()) {
+  if (chart->empty()) {
     complain("nothing is written to " + path +
              ": there is no model with tasks that cannot overlap");
     return true;
   }
-  std::ostringstream text;
-  write_svg(*chart, text);
-  return write_whole_file(path, text.str());
+  return write_whole_file(path, *chart);
 }
 
 bool takes_much_memory() {
@@ -371,15 +358,15 @@ bool takes_much_memory() {
   return getrusage(RUSAGE_SELF, &usage) == 0 && usage.ru_maxrss > kMuch;
 }
 
-int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
+int run_script(Arguments& arguments, int fd, Watchdog& watchdog,
                Recording& recording, Watchdog::Clock::time_point start) {
   std::ofstream picture_file;
   if (!open_picture(arguments, picture_file)) return kFailure;
-  ProcessHost host(watchdog, start);
-  host.set_graph_recorder(recording.recorder());
   DescriptorSource source(fd, watchdog);
   if (fd == STDIN_FILENO && source.can_wait()) watchdog.keep_session(fd);
-  Interpreter interpreter(source, host, arguments.script);
+  ProcessHost host(source, watchdog, start);
+  arguments.script.recording = recording.stream();
+  api::Script script(host, arguments.script);
   // What comes at the end is lost if the watchdog ends the process.
   if (arguments.stats || !arguments.dot_file.empty() ||
       !arguments.chart_file.empty() || !arguments.proof_file.empty() ||
@@ -388,7 +375,7 @@ int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
   }
   bool output_lost = false;
   try {
-    while (!watchdog.interrupted() && interpreter.run_command()) {
+    while (!watchdog.interrupted() && script.run_command()) {
     }
   } catch (const Interrupted&) {
     // Said by the watchdog, too.
@@ -403,21 +390,20 @@ int run_script(const Arguments& arguments, int fd, Watchdog& watchdog,
   const bool owes_answer = watchdog.owes_answer();
   watchdog.finish_script();
   if (owes_answer && !host.write_output("unknown\n")) output_lost = true;
-  output_lost = output_lost || interpreter.output_lost();
+  output_lost = output_lost || script.output_lost();
   if (arguments.stats && !output_lost) {
     host.set_output("stdout");  // where the user is, wherever replies go
-    output_lost = !host.write_output(statistics_text(interpreter));
+    output_lost = !host.write_output(statistics_text(script));
   }
-  const bool recorded = recording.finish();
+  const bool recorded = recording.finish(script);
   const bool logged = host.finish_diagnostics();
   int status = 0;
   for (const bool written :
-       {write_picture(arguments, interpreter, picture_file),
-        write_proof_file(arguments, interpreter),
-        write_chart(arguments, interpreter)}) {
+       {write_picture(arguments, script, picture_file),
+        write_proof_file(arguments, script), write_chart(arguments, script)}) {
     if (!written) status = kFailure;
   }
-  if (!recorded || !logged || interpreter.had_error() || output_lost ||
+  if (!recorded || !logged || script.had_error() || output_lost ||
       source.error() != 0) {
     status = kFailure;
   }
@@ -467,11 +453,11 @@ int run(int argc, char** argv) {
 }
 
 }  // namespace
-}  // namespace vorn::solver
+}  // namespace vorn::command
 
 int main(int argc, char** argv) {
   try {
-    return vorn::solver::run(argc, argv);
+    return vorn::command::run(argc, argv);
   } catch (const std::bad_alloc&) {
     std::fputs("unknown\n", stdout);
     std::fputs("vorn: out of memory\n", stderr);

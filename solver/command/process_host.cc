@@ -17,7 +17,7 @@
 #include <limits>
 #include <utility>
 
-namespace vorn::solver {
+namespace vorn::command {
 namespace {
 
 // Large enough to be a mapping of its own, which goes back to the system.
@@ -27,8 +27,10 @@ constexpr std::chrono::milliseconds kProgressPause{200};
 
 }  // namespace
 
-ProcessHost::ProcessHost(Watchdog& watchdog, Watchdog::Clock::time_point start)
-    : watchdog_(watchdog),
+ProcessHost::ProcessHost(DescriptorSource& source, Watchdog& watchdog,
+                         Watchdog::Clock::time_point start)
+    : source_(source),
+      watchdog_(watchdog),
       start_(start),
       shows_progress_(isatty(STDERR_FILENO) == 1),
       last_progress_(start_),
@@ -76,7 +78,6 @@ bool ProcessHost::set_diagnostics(const std::string& channel,
         *stream, static_cast<int>(std::min(verbosity, kMost)));
   }
   note_lost_log();
-  if (engine_ != nullptr) engine_->set_logger(logger.get());
   logger_ = std::move(logger);
   log_file_ = std::move(file);
   log_name_ = channel;
@@ -97,18 +98,6 @@ void ProcessHost::note_lost_log() {
                       '\n');
   }
   if (log_lost_) watchdog_.note_failure();
-}
-
-void ProcessHost::engine_made(Engine& engine) {
-  engine_ = &engine;
-  engine.set_stop(watchdog_.stop_flag());
-  engine.set_logger(logger_.get());
-  engine.set_graph_recorder(graph_recorder_);
-  if (shows_progress_) {
-    engine.set_progress([this](const SearchStatistics& statistics) {
-      show_progress(statistics);
-    });
-  }
 }
 
 void ProcessHost::check_started(std::uint64_t milliseconds,
@@ -139,7 +128,7 @@ double ProcessHost::seconds() const {
   return std::chrono::duration<double>(Watchdog::Clock::now() - start_).count();
 }
 
-void ProcessHost::add_statistics(Statistics& rows) const {
+void ProcessHost::add_statistics(api::Statistics& rows) const {
   rusage usage = {};
   getrusage(RUSAGE_SELF, &usage);
   std::array<char, 32> text{};
@@ -158,16 +147,16 @@ void ProcessHost::release_reserve() {
   write_diagnostics("vorn: out of memory\n");
 }
 
-void ProcessHost::show_progress(const SearchStatistics& statistics) {
+void ProcessHost::progress(const api::Progress& progress) {
+  if (!shows_progress_) return;
   const Watchdog::Clock::time_point now = Watchdog::Clock::now();
   if (now - last_progress_ < kProgressPause) return;
   last_progress_ = now;
   progress_shown_ = true;
-  std::fprintf(stderr,
-               "\r%s%" PRIu64 " conflicts, %" PRIu64
-               " learnt clauses, %.1f s\033[K",
-               bounds_.c_str(), statistics.conflicts, statistics.learnt_clauses,
-               seconds());
+  std::fprintf(
+      stderr,
+      "\r%s%" PRIu64 " conflicts, %" PRIu64 " learnt clauses, %.1f s\033[K",
+      bounds_.c_str(), progress.conflicts, progress.learnt_clauses, seconds());
 }
 
 void ProcessHost::clear_progress() {
@@ -175,4 +164,4 @@ void ProcessHost::clear_progress() {
   progress_shown_ = false;
 }
 
-}  // namespace vorn::solver
+}  // namespace vorn::command

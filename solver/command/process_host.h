@@ -4,26 +4,33 @@
 
 #include <unistd.h>
 
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <fstream>
 #include <memory>
 #include <string>
 #include <string_view>
 
+#include "solver/command/descriptor_source.h"
 #include "solver/command/watchdog.h"
-#include "solver/engine/engine.h"
-#include "solver/engine/graph_recorder.h"
-#include "solver/smtlib/session_host.h"
 #include "vorn/services/logger.h"
+#include "vorn/solver/answers.h"
+#include "vorn/solver/script.h"
 
-namespace vorn::solver {
+namespace vorn::command {
 
-/// The process around a script: standard streams, time limits, Ctrl-C, the
-/// engine's log and, on a terminal, a line of progress.
-class ProcessHost : public SessionHost {
+/// The process around a script: its file, standard streams, time limits,
+/// Ctrl-C, the log and, on a terminal, a line of progress.
+class ProcessHost : public api::ScriptHost {
  public:
-  /// Borrows the watchdog. `start`: of the process.
-  ProcessHost(Watchdog& watchdog, Watchdog::Clock::time_point start);
+  /// Borrows source and watchdog. `start`: of the process.
+  ProcessHost(DescriptorSource& source, Watchdog& watchdog,
+              Watchdog::Clock::time_point start);
 
+  std::size_t read(char* data, std::size_t capacity) override {
+    return source_.read(data, capacity);
+  }
   bool write_output(std::string_view reply) override;
   bool write_diagnostics(std::string_view reply) override {
     return watchdog_.write(STDERR_FILENO, reply);
@@ -34,13 +41,7 @@ class ProcessHost : public SessionHost {
   /// False if part of the log was lost so far, which is said on standard error
   /// where that is not what failed.
   bool finish_diagnostics();
-  /// What notes the calls on the graph of each engine made from now on.
-  /// Borrowed.
-  void set_graph_recorder(GraphRecorder* recorder) {
-    graph_recorder_ = recorder;
-  }
-  void engine_made(Engine& engine) override;
-  void engine_gone() override { engine_ = nullptr; }
+  Logger* logger() override { return logger_.get(); }
   void reading() override { watchdog_.enter(Watchdog::Phase::kBetween); }
   void command_started() override {
     watchdog_.enter(Watchdog::Phase::kReading);
@@ -52,28 +53,30 @@ class ProcessHost : public SessionHost {
     watchdog_.resume_check(answer);
   }
   bool check_finished() override;
+  const std::atomic<bool>* stop_flag() const override {
+    return watchdog_.stop_flag();
+  }
   Stop stop() const override { return watchdog_.stop(); }
+  void progress(const api::Progress& progress) override;
   void bounds_changed(const Bounds& bounds) override;
-  void add_statistics(Statistics& rows) const override;
+  void add_statistics(api::Statistics& rows) const override;
   void command_failed() override { watchdog_.note_failure(); }
   void release_reserve() override;
 
  private:
-  void show_progress(const SearchStatistics& statistics);
   double seconds() const;
   void clear_progress();
   void note_lost_log();
 
+  DescriptorSource& source_;
   Watchdog& watchdog_;
   std::string output_name_ = "stdout";
   Watchdog::Clock::time_point start_;
-  Engine* engine_ = nullptr;
   // The log's stream if that is a file, and the file's name.
   std::unique_ptr<std::ofstream> log_file_;
   std::string log_name_;
   bool log_lost_ = false;
   std::unique_ptr<Logger> logger_;
-  GraphRecorder* graph_recorder_ = nullptr;
   bool shows_progress_;
   bool progress_shown_ = false;
   // Of the check at hand, for the line of progress; empty if there are none.
@@ -83,6 +86,6 @@ class ProcessHost : public SessionHost {
   std::unique_ptr<char[]> reserve_;
 };
 
-}  // namespace vorn::solver
+}  // namespace vorn::command
 
 #endif  // VORN_COMMAND_PROCESS_HOST_H

@@ -19,7 +19,7 @@
 // thread, so none interrupts the main thread and no handler ever runs. The
 // main thread wakes it by SIGUSR1 when a limit has changed.
 
-namespace vorn::solver {
+namespace vorn::command {
 namespace {
 
 using std::chrono::milliseconds;
@@ -449,4 +449,4 @@ void Watchdog::end_process(bool can_answer) {
   _exit(can_answer && !failed_ ? 0 : 1);
 }
 
-}  // namespace vorn::solver
+}  // namespace vorn::command

@@ -13,9 +13,9 @@
 #include <string>
 #include <string_view>
 
-#include "solver/smtlib/session_host.h"
+#include "vorn/solver/script.h"
 
-namespace vorn::solver {
+namespace vorn::command {
 
 /// Keeps the time limits and receives Ctrl-C, on a thread of its own.
 ///
@@ -51,7 +51,7 @@ class Watchdog {
     kWriting
   };
   /// Why a check has to stop.
-  using Stop = SessionHost::Stop;
+  using Stop = api::ScriptHost::Stop;
   /// The clock of all limits: one that nobody sets back.
   using Clock = std::chrono::steady_clock;
 
@@ -169,6 +169,6 @@ class Watchdog {
   pthread_t thread_{};
 };
 
-}  // namespace vorn::solver
+}  // namespace vorn::command
 
 #endif  // VORN_COMMAND_WATCHDOG_H

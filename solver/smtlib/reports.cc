@@ -36,9 +36,9 @@ void Interpreter::explain() {
     if (host_.stop() != SessionHost::Stop::kNone) return;
     std::vector<ScriptFormula> formulas = stack.assertions();
     formulas.insert(formulas.end(), assumptions_.begin(), assumptions_.end());
-    text =
-        explain_unsat(session_->store, options_.engine, stack.engine().stop(),
-                      options_.minimize_unsat_cores, formulas);
+    text = explain_unsat(session_->store, options_.engine,
+                         stack.engine().stop(), options_.minimize_unsat_cores,
+                         formulas, stack.engine().poll());
   });
   const bool answers = host_.check_finished();
   if (!had_memory) {

@@ -82,6 +82,8 @@ struct Progress {
   std::uint64_t conflicts = 0;
   /// Times that the search began anew with what it had learnt.
   std::uint64_t restarts = 0;
+  /// Clauses learnt from conflicts.
+  std::uint64_t learnt_clauses = 0;
   /// The objective of which more is known, for this call alone; null if it is
   /// about the search.
   const Objective* objective = nullptr;

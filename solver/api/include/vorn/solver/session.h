@@ -6,13 +6,16 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "vorn/export.h"
 #include "vorn/numbers/q_number.h"
+#include "vorn/services/logger.h"
 #include "vorn/solver/answers.h"
+#include "vorn/solver/settings.h"
 #include "vorn/solver/terms.h"
 
 // Questions of difference logic, asked from C++:
@@ -28,22 +31,6 @@
 // It is the solver behind the command `vorn`, without the text in between.
 
 namespace vorn::api {
-
-/// What a session starts with.
-struct Settings {
-  /// When trying out values that cannot be known, this decides.
-  std::uint64_t seed = 0;
-  /// Keep what Session::proof needs. Cost: what is learnt is never forgotten.
-  bool keep_proofs = false;
-  /// Keep what Session::chart needs.
-  bool keep_schedule = false;
-  /// Leave out of cores what they do not need. Cost: a check for each member.
-  bool minimize_cores = false;
-  /// Reason about sets of tasks that cannot overlap.
-  bool find_machines = true;
-  /// Look for bounds that follow: where that pays, or never.
-  bool propagate = true;
-};
 
 /// A stack of assertions and objectives over integers, reals and truth values,
 /// and the checks whether they have a model.
@@ -210,6 +197,20 @@ class VORN_EXPORT Session {
   /// The model's tasks on their machines, as SVG; empty if there is no machine.
   /// Requires: keep_schedule, and the last answer is kSat.
   std::string chart();
+
+  /// Writes the constraint graph as the last check has left it, in Graphviz
+  /// DOT, as `vorn --dot` does; "Pictures" in docs/command.md says what is
+  /// drawn how. Comparisons are written as SMT-LIB writes them, if they are not
+  /// asserted under a label. Requires: there was a check, and no change since.
+  /// Cost: linear in what is asserted.
+  void write_picture(std::ostream& out);
+
+  /// Where the graph logs from the next check on, up to the logger's level;
+  /// null for nowhere. Borrowed.
+  void set_logger(Logger* logger);
+  /// Hands all that was noted to Settings::recording. False, with errno set, if
+  /// the stream did not take something, now or before.
+  bool finish_recording();
 
   /// Counters, from the start on. Cost: no search.
   Statistics statistics() const;
