@@ -154,6 +154,25 @@ TEST(ScriptTest, HostOfTwoFunctionsGetsReplies) {
   EXPECT_FALSE(script.statistics().empty());
 }
 
+// Remarks are no replies.
+TEST(ScriptTest, RemarksGoToTheHostApart) {
+  class Remarked : public TextHost {
+   public:
+    using TextHost::TextHost;
+    bool write_diagnostics(std::string_view reply) override {
+      remarks += reply;
+      return true;
+    }
+
+    std::string remarks;
+  };
+  Remarked host("(set-info :status unsat)(check-sat)");
+  Script script(host);
+  run(script);
+  EXPECT_EQ(host.replies.rfind("sat\n", 0), 0U);
+  EXPECT_NE(host.remarks.find("unsat"), std::string::npos) << host.remarks;
+}
+
 // The script itself keeps to a limit of time; the check after it has its own.
 TEST(ScriptTest, TimeoutEndsChecksWithoutHelpOfTheHost) {
   const std::string ask = "(check-sat)(get-info :reason-unknown)";

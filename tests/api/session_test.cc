@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,20 @@ struct Workshop {
     session.add(end - a >= 3 && end - b >= 2);
   }
 };
+
+// 12 tasks of length 2 within 22: no check has an answer within a test's time.
+void add_pigeons(Session& session) {
+  std::vector<Expression> starts;
+  for (int k = 0; k < 12; ++k) {
+    starts.push_back(session.integer("t" + std::to_string(k)));
+    session.add(starts.back() >= 0 && starts.back() <= 20);
+    for (int j = 0; j < k; ++j) {
+      const Expression& other = starts[static_cast<std::size_t>(j)];
+      session.add(starts.back() - other >= 2 || other - starts.back() >= 2 ||
+                  equal(starts.back() - other, 100));
+    }
+  }
+}
 
 // The whole way from operators to the best model.
 TEST(SessionTest, MinimizeGivesBestModelAndItsValue) {
@@ -127,17 +142,7 @@ TEST(SessionTest, SoftFormulasCostTheirWeights) {
 // Limits end a check that has an end far away, and say which limit it was.
 TEST(SessionTest, LimitsEndCheckWithReason) {
   Session session;
-  // Pigeons: 12 tasks of length 2 within 22.
-  std::vector<Expression> starts;
-  for (int k = 0; k < 12; ++k) {
-    starts.push_back(session.integer("t" + std::to_string(k)));
-    session.add(starts.back() >= 0 && starts.back() <= 20);
-    for (int j = 0; j < k; ++j) {
-      const Expression& other = starts[static_cast<std::size_t>(j)];
-      session.add(starts.back() - other >= 2 || other - starts.back() >= 2 ||
-                  equal(starts.back() - other, 100));
-    }
-  }
+  add_pigeons(session);
   std::size_t polls = 0;
   session.set_conflict_limit(20);
   EXPECT_EQ(session.check(), Answer::kUnknown);
@@ -166,6 +171,93 @@ TEST(SessionTest, ChartShowsMachines) {
   ASSERT_EQ(workshop.session.check(), Answer::kSat);
 
   EXPECT_NE(workshop.session.chart().find("<svg"), std::string::npos);
+}
+
+// Each operator says what it does to numbers, whole or not, and what is an
+// integer stays one.
+TEST(SessionTest, OperatorsMeanWhatTheyDoToNumbers) {
+  // In sixths, so that plain integers know the results.
+  const auto sixths = [](int n, int parts = 6) {
+    QNumber number(n);
+    number /= QNumber(parts);
+    return number;
+  };
+  for (const int m : {-12, 0, 18, 21, -2}) {
+    for (const int n : {-12, 0, 18, 21, -2}) {
+      Session session;
+      const auto variable = [&](const char* name, int value) {
+        const Expression made =
+            value % 6 == 0 ? session.integer(name) : session.real(name);
+        session.add(equal(made, sixths(value)));
+        return made;
+      };
+      const Expression x = variable("x", m);
+      const Expression y = variable("y", n);
+      const QNumber q = sixths(n);
+      ASSERT_EQ(session.check(), Answer::kSat);
+      SCOPED_TRACE(std::to_string(m) + "/6 and " + std::to_string(n) + "/6");
+
+      EXPECT_EQ(session.value(x + y), sixths(m + n));
+      EXPECT_EQ(session.value(x - y), sixths(m - n));
+      EXPECT_EQ(session.value(-x), sixths(-m));
+      EXPECT_EQ(session.value(x + q), sixths(m + n));
+      EXPECT_EQ(session.value(x - q), sixths(m - n));
+      EXPECT_EQ(session.value(q * x), sixths(m * n, 36));
+      EXPECT_EQ(session.value(choose(x < y, x, y)), sixths(m < n ? m : n));
+      EXPECT_EQ(session.value(x <= y), m <= n);
+      EXPECT_EQ(session.value(x < y), m < n);
+      EXPECT_EQ(session.value(x >= y), m >= n);
+      EXPECT_EQ(session.value(x > y), m > n);
+      EXPECT_EQ(session.value(x <= q), m <= n);
+      EXPECT_EQ(session.value(x < q), m < n);
+      EXPECT_EQ(session.value(x >= q), m >= n);
+      EXPECT_EQ(session.value(x > q), m > n);
+      EXPECT_EQ(session.value(equal(x, y)), m == n);
+      EXPECT_EQ(session.value(equal(x, q)), m == n);
+      EXPECT_EQ((x - y).is_integer(), m % 6 == 0 && n % 6 == 0);
+      EXPECT_EQ((2 * x + 1).is_integer(), m % 6 == 0);
+    }
+  }
+}
+
+// Who watches hears of the best value so far, and the log has the graph's
+// words.
+TEST(SessionTest, ProgressAndLogTellWhatHappens) {
+  Workshop workshop;
+  Session& session = workshop.session;
+  session.maximize(-workshop.end, "haste");
+  std::vector<std::string> told;
+  session.set_progress([&told](const Progress& progress) {
+    if (progress.objective == nullptr) return;
+    told.push_back(progress.objective->name);
+    EXPECT_TRUE(progress.objective->is_maximized);
+  });
+
+  ASSERT_EQ(session.check(), Answer::kSat);
+
+  EXPECT_FALSE(told.empty());
+  for (const std::string& name : told) EXPECT_EQ(name, "haste");
+}
+
+// The graph's words about lemmas come as long as somebody wants them.
+TEST(SessionTest, LoggerHearsOfLemmas) {
+  Settings settings;
+  settings.lemmas = Lemmas::kBoth;
+  settings.lemma_overlap = 0;
+  settings.find_machines = false;
+  settings.propagation = Propagation::kOff;
+  Session session(settings);
+  add_pigeons(session);
+  session.set_conflict_limit(300);
+  std::ostringstream log;
+  Logger logger(log, 2);
+  session.set_logger(&logger);
+  EXPECT_EQ(session.check(), Answer::kUnknown);
+  const std::string heard = log.str();
+  EXPECT_NE(heard, "");
+  session.set_logger(nullptr);
+  EXPECT_EQ(session.check(), Answer::kUnknown);
+  EXPECT_EQ(log.str(), heard);
 }
 
 // Names that SMT-LIB could not tell apart are refused beforehand.

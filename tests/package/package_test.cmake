@@ -167,20 +167,27 @@ function(run_c_consumer prefix program)
   endif()
 endfunction()
 
-# Every public header can be the first one of a file.
-function(step_headers)
+# Every public header in `folder` of `include` can be the first one of a file.
+function(check_headers include folder)
   file(
     GLOB_RECURSE headers
-    RELATIVE ${tree}/include
-    ${tree}/include/*.h)
+    RELATIVE ${include}
+    ${include}/${folder}/*.h)
+  if(NOT headers)
+    message(FATAL_ERROR "no headers in ${include}/${folder}")
+  endif()
   foreach(header IN LISTS headers)
     # Twice, so that a missing guard shows.
-    set(source ${WORK}/${KIND}/header.cc)
+    set(source ${WORK}/${KIND}-header.cc)
     file(WRITE ${source} "#include \"${header}\"\n#include \"${header}\"\n")
     run(${CXX} -std=c++17 -fsyntax-only -Wall -Wextra -Wpedantic -Wshadow
-        -Wconversion -Wsign-conversion -Wold-style-cast -Werror
-        -I${tree}/include ${source})
+        -Wconversion -Wsign-conversion -Wold-style-cast -Werror -I${include}
+        ${source})
   endforeach()
+endfunction()
+
+function(step_headers)
+  check_headers(${tree}/include vorn)
 endfunction()
 
 function(step_subdirectory)
@@ -296,6 +303,7 @@ function(step_debian)
   endforeach()
   build_by_pkgconfig(${root}/libvorn-dev ${root}/consumer)
   run_consumer(${root}/consumer)
+  check_headers(${root}/libvorn-dev/usr/include vorn/solver)
   build_solver_consumer(${root}/libvorn-dev ${root}/solver_consumer)
   # As on a machine, the two beside each other.
   file(GLOB file ${root}/libvorn0_${VERSION}*.deb)
