@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -196,6 +197,56 @@ TEST(CSolverTest, TextsSayWhatWasAsked) {
   ASSERT_EQ(vorn_solve(s), VORN_UNSAT);
   ASSERT_EQ(vorn_explanation(s, &text), VORN_OK);
   EXPECT_NE(std::string(text).find("assertion 3"), std::string::npos) << text;
+}
+
+// How far a search for the best has come, and that a stop ends one call alone.
+TEST(CSolverTest, BestValuesAreToldAsTheyAreFound) {
+  const Solver solver = make_solver();
+  vorn_solver* s = solver.get();
+  const vorn_number x = vorn_new_int(s, "x");
+  const vorn_number y = vorn_new_real(s, "y");
+  EXPECT_EQ(vorn_is_int(s, x), 1);
+  EXPECT_EQ(vorn_is_int(s, y), 0);
+  EXPECT_EQ(vorn_is_int(s, 12345), -1);
+  const char* text = nullptr;
+  ASSERT_EQ(vorn_number_text(s, x, &text), VORN_OK);
+  EXPECT_STREQ(text, "x");
+  const vorn_formula ends[] = {vorn_at_most(s, x, 0, 7),
+                               vorn_at_most(s, 0, x, 9)};
+  ASSERT_EQ(vorn_add_clause(s, 2, ends), VORN_OK);
+  ASSERT_EQ(vorn_add_at_most(s, 0, x, -3), VORN_OK);
+  ASSERT_EQ(vorn_minimize(s, x, "small"), VORN_OK);
+  std::vector<std::string> told;
+  ASSERT_EQ(vorn_set_progress(
+                s, &told,
+                [](void* data, const vorn_progress* news) {
+                  if (news->objective == nullptr) return;
+                  auto* all = static_cast<std::vector<std::string>*>(data);
+                  all->push_back(std::string(news->objective) + ' ' +
+                                 news->low + ' ' + news->high);
+                }),
+            VORN_OK);
+
+  vorn_stop(nullptr);
+  vorn_stop(s);
+  EXPECT_EQ(vorn_solve(s), VORN_UNKNOWN);
+  EXPECT_EQ(vorn_unknown_reason(s), VORN_REASON_INTERRUPTED);
+  EXPECT_EQ(vorn_solve(s), VORN_SAT);
+
+  EXPECT_EQ(vorn_unknown_reason(s), VORN_REASON_NONE);
+  EXPECT_EQ(vorn_has_model(s), 1);
+  ASSERT_FALSE(told.empty());
+  EXPECT_EQ(told.back(), "small 3 3");
+}
+
+// Each error has words of its own.
+TEST(CSolverTest, ErrorsHaveNames) {
+  std::set<std::string> names;
+  for (int error = VORN_OK; error <= VORN_ERROR_DEFECT; ++error) {
+    names.insert(vorn_error_name(static_cast<vorn_error>(error)));
+  }
+  EXPECT_EQ(names.size(), 1U + VORN_ERROR_DEFECT);
+  EXPECT_EQ(names.count(""), 0U);
 }
 
 }  // namespace
