@@ -338,16 +338,16 @@ void OrderSearch::consider_shift(const std::vector<int>& sequence,
   const std::size_t high = std::max(from, to);
   shifted_.assign(sequence.begin() + static_cast<std::ptrdiff_t>(low),
                   sequence.begin() + static_cast<std::ptrdiff_t>(high) + 1);
-  bool is_tabu = false;
+  bool rests = false;
   if (from < to) {
     std::rotate(shifted_.begin(), shifted_.begin() + 1, shifted_.end());
     for (std::size_t k = 0; k + 1 < shifted_.size(); ++k) {
-      is_tabu = is_tabu || num_moves_ < tabu_of(shifted_[k], member).until;
+      rests = rests || is_tabu(shifted_[k], member);
     }
   } else {
     std::rotate(shifted_.begin(), shifted_.end() - 1, shifted_.end());
     for (std::size_t k = 1; k < shifted_.size(); ++k) {
-      is_tabu = is_tabu || num_moves_ < tabu_of(member, shifted_[k]).until;
+      rests = rests || is_tabu(member, shifted_[k]);
     }
   }
   num_steps_ += 4 * shifted_.size();
@@ -373,7 +373,7 @@ void OrderSearch::consider_shift(const std::vector<int>& sequence,
     rest = std::max(one.duration + rest, tail_without(one.node, one.machine));
     estimate = std::max(estimate, new_heads_[k] + rest);
   }
-  if (is_tabu && estimate >= best_lateness_) return;
+  if (rests && estimate >= best_lateness_) return;
   offer({estimate, member, member, static_cast<int>(to)}, best, random);
 }
 
@@ -386,7 +386,7 @@ void OrderSearch::consider_others(int member, Move& best, Random& random) {
   for (const int other : members_of_[index(from.node)]) {
     const Member& to = members_[index(other)];
     if (!to.optional || other == member) continue;
-    const bool is_tabu = num_moves_ < tabu_of(other, other).until;
+    const bool rests = is_tabu(other, other);
     const std::vector<int>& sequence = sequences_[index(to.machine)];
     num_steps_ += sequence.size();
     for (std::size_t place = 0; place <= sequence.size(); ++place) {
@@ -401,7 +401,7 @@ void OrderSearch::consider_others(int member, Move& best, Random& random) {
         rest = std::max(rest, to.duration + tails_[index(node)]);
       }
       const Word estimate = start + rest;
-      if (is_tabu && estimate >= best_lateness_) continue;
+      if (rests && estimate >= best_lateness_) continue;
       offer({estimate, member, other, static_cast<int>(place)}, best, random);
     }
   }
@@ -430,11 +430,15 @@ OrderSearch::Move OrderSearch::draw(Random& random) const {
   return drawn;
 }
 
-OrderSearch::Tabu& OrderSearch::tabu_of(int first, int second) {
-  Tabu& tabu =
-      tabus_[(index(first) * 2'654'435'761U + index(second)) % tabus_.size()];
-  if (tabu.first != first || tabu.second != second) tabu = {first, second, 0};
-  return tabu;
+// Of pairs in one place the last one counts.
+std::size_t OrderSearch::tabu_place(int first, int second) {
+  return (index(first) * 2'654'435'761U + index(second)) % kTabus;
+}
+
+bool OrderSearch::is_tabu(int first, int second) const {
+  const Tabu& tabu = tabus_[tabu_place(first, second)];
+  return num_moves_ < tabu.until && tabu.first == first &&
+         tabu.second == second;
 }
 
 void OrderSearch::remove(int member) {
@@ -482,14 +486,14 @@ bool OrderSearch::make(const Move& move, Random& random) {
   // What it was, or what cannot be, is not to come again soon.
   if (move.other != member) {
     const int back = is_possible ? member : move.other;
-    tabu_of(back, back).until = until;
+    forbid(back, back, until);
   }
   for (const int other : passed_) {
     if (other == member) continue;
     if ((place < move.place) == is_possible) {
-      tabu_of(member, other).until = until;
+      forbid(member, other, until);
     } else {
-      tabu_of(other, member).until = until;
+      forbid(other, member, until);
     }
   }
   return is_possible;

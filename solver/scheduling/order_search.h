@@ -137,7 +137,11 @@ class OrderSearch {
   bool make(const Move& move, Random& random);
   void insert(int member, int place);
   void remove(int member);
-  Tabu& tabu_of(int first, int second);
+  static std::size_t tabu_place(int first, int second);
+  bool is_tabu(int first, int second) const;
+  void forbid(int first, int second, std::uint64_t until) {
+    tabus_[tabu_place(first, second)] = {first, second, until};
+  }
   void note_best();
   void go_to_best();
 
