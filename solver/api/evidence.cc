@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
-#include <cassert>
 #include <optional>
 #include <sstream>
 #include <utility>
@@ -22,42 +21,6 @@ using solver::Term;
 using solver::TermStore;
 using solver::WrittenId;
 using solver::WrittenTerms;
-
-const char* function_of(Kind kind) {
-  switch (kind) {
-    case Kind::kNot:
-      return "not";
-    case Kind::kAnd:
-      return "and";
-    case Kind::kOr:
-      return "or";
-    case Kind::kXor:
-      return "xor";
-    case Kind::kImplies:
-      return "=>";
-    case Kind::kEqual:
-      return "=";
-    case Kind::kDistinct:
-      return "distinct";
-    case Kind::kIte:
-      return "ite";
-    case Kind::kLeq:
-      return "<=";
-    case Kind::kLess:
-      return "<";
-    case Kind::kPlus:
-      return "+";
-    case Kind::kTimes:
-      return "*";
-    case Kind::kTrue:
-    case Kind::kFalse:
-    case Kind::kSymbol:
-    case Kind::kNumber:
-      break;
-  }
-  assert(false && "a leaf");
-  return "";
-}
 
 /// Writes terms as print_term does, which is how script() has them.
 class TermWriter {
@@ -104,7 +67,7 @@ class TermWriter {
       args[k] =
           written_.apply("to_real", {args[k]}, store_.make_times(one, arg));
     }
-    return written_.apply(function_of(term->kind), args, term);
+    return written_.apply(solver::operator_of(term->kind), args, term);
   }
 
   // A fraction stays one: as a leaf it would have a point.

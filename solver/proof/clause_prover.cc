@@ -6,41 +6,9 @@
 #include <unordered_set>
 #include <utility>
 
+#include "solver/terms/term_printer.h"
+
 namespace vorn::solver {
-namespace {
-
-const char* function_of(Kind kind) {
-  switch (kind) {
-    case Kind::kNot:
-      return "not";
-    case Kind::kAnd:
-      return "and";
-    case Kind::kOr:
-      return "or";
-    case Kind::kXor:
-      return "xor";
-    case Kind::kImplies:
-      return "=>";
-    case Kind::kEqual:
-      return "=";
-    case Kind::kDistinct:
-      return "distinct";
-    case Kind::kIte:
-      return "ite";
-    case Kind::kLeq:
-      return "<=";
-    case Kind::kLess:
-      return "<";
-    case Kind::kPlus:
-      return "+";
-    default:
-      assert(kind == Kind::kTimes);
-      return "*";
-  }
-}
-
-}  // namespace
-
 // --- Terms ---
 
 bool ClauseProver::learn(WrittenId term) {
@@ -244,7 +212,7 @@ WrittenId ClauseProver::written(const Term* term) {
       if (is_real) {
         for (WrittenId& arg : args) arg = as_real(arg);
       }
-      made = terms_.apply(function_of(top->kind), args, top);
+      made = terms_.apply(operator_of(top->kind), args, top);
     }
     written_.emplace(top, made);
     stack.pop_back();

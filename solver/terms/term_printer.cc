@@ -21,11 +21,6 @@ constexpr const char* kOperators[] = {
     "true", "false", "",         "",    "not", "and", "or", "xor",
     "=>",   "=",     "distinct", "ite", "<=",  "<",   "+",  "*"};
 
-const char* operator_of(Kind kind) {
-  assert(kind != Kind::kSymbol && kind != Kind::kNumber);
-  return kOperators[static_cast<std::size_t>(kind)];
-}
-
 bool is_digit(char c) {
   return c >= '0' && c <= '9';
 }
@@ -173,6 +168,11 @@ class Printer {
 };
 
 }  // namespace
+
+const char* operator_of(Kind kind) {
+  assert(kind != Kind::kSymbol && kind != Kind::kNumber);
+  return kOperators[static_cast<std::size_t>(kind)];
+}
 
 std::string print_term(const Term* term, std::size_t expand_limit) {
   return Printer().print(term, expand_limit);

@@ -40,6 +40,10 @@ bool is_reserved_word(std::string_view name);
 /// "Bool", "Int" or "Real".
 const char* print_sort(Sort sort);
 
+/// How SMT-LIB calls what makes such terms of others, or a truth value.
+/// Requires: kind is neither Kind::kSymbol nor Kind::kNumber.
+const char* operator_of(Kind kind);
+
 }  // namespace vorn::solver
 
 #endif  // VORN_SOLVER_TERMS_TERM_PRINTER_H
