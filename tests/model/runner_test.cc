@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::size_t kTraceLength = 300;
 
-constexpr std::uint64_t kDefaultTraces = test::kSanitized ? 150 : 1000;
+constexpr std::uint64_t kDefaultTraces = test::kSanitized ? 80 : 1000;
 
 std::uint64_t number_from_environment(const char* name,
                                       std::uint64_t otherwise) {

@@ -17,7 +17,7 @@
 namespace vorn::bruteforce {
 namespace {
 
-constexpr std::uint64_t kScripts = test::kSanitized ? 300 : 1000;
+constexpr std::uint64_t kScripts = test::kSanitized ? 150 : 1000;
 
 void run_scripts(Logic logic) {
   const char* given = std::getenv("VORN_FORMULAS");
