@@ -14,7 +14,7 @@
 #                              under the thread sanitizer, how much of the code
 #                              the tests execute, the API reference and the
 #                              pictures of the documentation, and each fuzzer for
-#                              20 seconds
+#                              10 seconds
 source "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
 # run_tests PRESET [ARGUMENT-OF-CTEST ...]
@@ -60,4 +60,4 @@ vorn_build tsan ON vorn_threads_test
 run_tests tsan
 scripts/coverage.sh
 VORN=$vorn_root/build/checked/bin/vorn scripts/doc.sh
-scripts/fuzz.sh --seconds 20
+scripts/fuzz.sh --seconds 10
