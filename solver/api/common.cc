@@ -55,9 +55,10 @@ solver::EngineOptions engine_options(const Settings& settings) {
   options.machines =
       settings.find_machines ? solver::Machines::kAuto : solver::Machines::kOff;
   options.propagation.mode = mode_of(settings.propagation);
+  options.portfolio.threads = std::max(settings.threads, 1U);
   if (settings.table_bytes != 0) {
     std::size_t& bytes = options.propagation.limits.matrix_bytes;
-    bytes = std::min(bytes, settings.table_bytes);
+    bytes = std::min(bytes, settings.table_bytes / options.portfolio.threads);
   }
   set_lemmas(settings, options);
   return options;

@@ -96,6 +96,9 @@ void gmp_free(void* block, std::size_t /*size*/) {
   std::free(block);
 }
 
+// More would wait for each other's memory on any machine.
+constexpr unsigned kMostThreads = 1024;
+
 void complain(const std::string& message) {
   std::cerr << "vorn: " << message << '\n';
 }
@@ -185,6 +188,12 @@ std::optional<int> parse_arguments(int argc, char** argv,
   choose("--machines", machines, kMachines, "auto|off",
          "Find sets of tasks that cannot overlap, and reason about "
          "them: as far as it pays, or not");
+  app.add_option("--threads", script.threads,
+                 "Searches at a time, which share what they learn; the first "
+                 "answer ends all. With 1 each run is like the other")
+      ->type_name("N")
+      ->check(CLI::Range(1U, kMostThreads).description(""))
+      ->capture_default_str();
   app.add_option("--seed", script.seed, "Seed of random choices")
       ->type_name("N")
       ->capture_default_str();

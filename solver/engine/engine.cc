@@ -450,7 +450,7 @@ bool Engine::synchronise(std::size_t num_assumptions) {
                                             atoms.atoms().size())) {
     machinery_->renumber();
   }
-  machinery_->search.set_stop(stop_);
+  machinery_->search.set_stop({stop_});
   machinery_->search.set_poll(poll_);
   machinery_->search.set_conflict_limit(conflict_limit_);
   machinery_->search.set_advised_conflicts(fresh_conflicts_);
@@ -478,9 +478,7 @@ bool Engine::synchronise(std::size_t num_assumptions) {
   machinery_->small_domains.split(machinery_->search);
   machinery_->feed();
   if (options_.machines == Machines::kAuto) {
-    MachineLimits limits;
-    limits.fewest_optional_tasks = options_.fewest_optional_tasks;
-    machinery_->theory.find_machines(limits);
+    machinery_->theory.find_machines(options_.machine_limits());
   }
   return true;
 }
@@ -490,11 +488,13 @@ Answer Engine::check(const std::vector<const Term*>& assumptions) {
   shows_kept_model_ = false;
   least_value_.reset();
   failed_assumptions_.clear();
+  portfolio_.reset();
   unknown_reason_ = UnknownReason::kNone;
   try {
     return do_check(assumptions);
   } catch (const std::bad_alloc&) {
     // The stack of assertions is whole; all else can be made again.
+    portfolio_.reset();
     last_counters_ = search_counters();
     drop_machinery();
     model_check_.clear();
@@ -528,7 +528,7 @@ Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
   std::vector<Literal> literals = machinery_->problem.selectors();
   literals.insert(literals.end(), assumed.begin(), assumed.end());
   machinery_->feed();
-  const Search::Result result = machinery_->search.solve(literals);
+  const Search::Result result = solve(literals);
 #ifndef NDEBUG
   assert(machinery_->auditor.num_wrong() == 0);
 #endif
@@ -536,15 +536,21 @@ Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
     case Search::Result::kSat:
       break;
     case Search::Result::kUnsat:
-      for (const Literal failed : machinery_->search.failed_assumptions()) {
+      for (const Literal failed :
+           portfolio_ ? portfolio_->failed_assumptions()
+                      : machinery_->search.failed_assumptions()) {
         const auto found = position_of.find(failed.code());
         if (found != position_of.end()) {
           failed_assumptions_.push_back(found->second);
         }
       }
       if (machinery_->proof_log) {
-        ProofLog& log = *machinery_->proof_log;
-        refutation_ = {&log, machinery_->search.refutation(), {}};
+        ProofLog& log =
+            portfolio_ ? *portfolio_->log() : *machinery_->proof_log;
+        refutation_ = {&log,
+                       portfolio_ ? portfolio_->refutation()
+                                  : machinery_->search.refutation(),
+                       {}};
         for (const std::size_t k : failed_assumptions_) {
           const Literal literal =
               machinery_->encoder.literal_of(assumptions[k]);
@@ -563,6 +569,63 @@ Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
       return Answer::kUnknown;
   }
   return answer_model(assumptions);
+}
+
+Search::Result Engine::solve(const std::vector<Literal>& assumptions) {
+  Search& search = machinery_->search;
+  const std::uint64_t alone = options_.portfolio.first_conflict;
+  const bool is_short = conflict_limit_ != 0 && conflict_limit_ <= alone;
+  if (options_.portfolio.threads <= 1 || is_short) {
+    return search.solve(assumptions);
+  }
+  if (alone > 0) {
+    search.set_conflict_limit(alone);
+    const Search::Result result = search.solve(assumptions);
+    if (result != Search::Result::kUnknown || is_stopped()) return result;
+  }
+  search.set_conflict_limit(conflict_limit_ == 0 ? 0 : conflict_limit_ - alone);
+  return solve_in_threads(assumptions);
+}
+
+// Where another search has the answer, the engine's is asked once more, when it
+// is no question any more. So all that there is to say about an answer is said
+// by the engine's, but how to prove it.
+Search::Result Engine::solve_in_threads(
+    const std::vector<Literal>& assumptions) {
+  Search& search = machinery_->search;
+  portfolio_ = std::make_unique<Portfolio>(machinery_->problem.data(), options_,
+                                           assumptions, stop_);
+  search.set_stop({stop_, portfolio_->is_over()});
+  search.set_port(portfolio_->port());
+  Search::Result result = search.solve(assumptions);
+  search.set_stop({stop_});
+  search.set_port(nullptr);
+  const bool has_answer = portfolio_->finish();
+  const Portfolio::Counters counters = portfolio_->counters();
+  others_.conflicts += counters.conflicts;
+  others_.published += counters.published;
+  others_.taken += counters.taken;
+  if (result == Search::Result::kUnknown && has_answer) {
+    ++others_.answers;
+    std::vector<Literal> literals = assumptions;
+    if (portfolio_->is_sat()) {
+      const std::vector<Literal> model = portfolio_->model();
+      literals.insert(literals.end(), model.begin(), model.end());
+    } else if (machinery_->proof_log) {
+      return Search::Result::kUnsat;
+    } else {
+      std::vector<Literal> clause;
+      for (const Literal failed : portfolio_->failed_assumptions()) {
+        clause.push_back(~failed);
+      }
+      search.add_clause(clause, {ClauseKind::kShared});
+    }
+    result = search.solve(literals);
+    // A model is one of all clauses.
+    assert(result != Search::Result::kUnsat || !portfolio_->is_sat());
+  }
+  portfolio_.reset();
+  return result;
 }
 
 Answer Engine::answer_model(const std::vector<const Term*>& assumptions) {
@@ -777,6 +840,12 @@ std::vector<std::pair<std::string, std::string>> Engine::statistics() const {
   row("explained literals", counters.theory_explanations);
   if (facts_) facts_->network.graph().get_stats(rows);
   if (!machinery_) return rows;
+  if (options_.portfolio.threads > 1) {
+    row("conflicts of other threads", others_.conflicts);
+    row("answers of other threads", others_.answers);
+    row("clauses told to other threads", others_.published);
+    row("clauses told by other threads", others_.taken);
+  }
   if (const auto& log = machinery_->proof_log) {
     row("proof clauses kept", log->size());
     row("proof clauses needed", log->num_needed());

@@ -17,11 +17,15 @@
 #include "solver/engine/graph_recorder.h"
 #include "solver/engine/model_check.h"
 #include "solver/engine/phase_search.h"
+#include "solver/engine/portfolio.h"
 #include "solver/engine/proof_log.h"
 #include "solver/engine/schedule.h"
 #include "solver/engine/target.h"
+#include "solver/scheduling/machine_finder.h"
 #include "solver/scheduling/machine_propagation.h"
+#include "solver/search/literal.h"
 #include "solver/search/options.h"
+#include "solver/search/search.h"
 #include "solver/search/statistics.h"
 #include "solver/terms/difference_bound.h"
 #include "solver/terms/linear_sum.h"
@@ -67,6 +71,8 @@ struct EngineOptions {
   std::size_t fewest_optional_tasks = 6;
   /// The knobs of the search.
   SearchOptions search;
+  /// Searches in other threads.
+  PortfolioOptions portfolio;
   /// Check every model against the assertions before answering kSat.
   bool check_models = true;
   /// Keep what a proof of kUnsat needs.
@@ -80,6 +86,13 @@ struct EngineOptions {
   Garbage former_assumptions{256, 100};
   /// Terms, to be swept by the store's owner.
   Garbage unused_terms{4096, 100};
+
+  /// What find_machines is to keep to.
+  MachineLimits machine_limits() const {
+    MachineLimits limits;
+    limits.fewest_optional_tasks = fewest_optional_tasks;
+    return limits;
+  }
 };
 
 enum class Answer { kSat, kUnsat, kUnknown };
@@ -105,7 +118,8 @@ enum class UnknownReason {
 /// Network takes its place, unless proofs or schedules are to be kept.
 ///
 /// Ownership: borrows the store, the stop flag, the logger and the recorder.
-/// Threads: none; the stop flag may be set from another thread.
+/// Threads: one uses it, and the stop flag may be set from any. With
+/// EngineOptions::portfolio, a check has more of its own, which end with it.
 class Engine {
  public:
   /// Decides assertions made of terms in `store`.
@@ -297,6 +311,8 @@ class Engine {
   void read_facts_early(const Read& read);
   void read_facts(std::size_t num_assertions);
   void find_failed_assumptions(const std::vector<int>& starts);
+  Search::Result solve(const std::vector<Literal>& assumptions);
+  Search::Result solve_in_threads(const std::vector<Literal>& assumptions);
   Answer answer_model(const std::vector<const Term*>& assumptions);
   Answer answer_stopped();
   bool synchronise(std::size_t num_assumptions);
@@ -335,6 +351,10 @@ class Engine {
   // Checks that the facts of their time answered with kUnsat.
   std::uint64_t fact_conflicts_ = 0;
   std::unique_ptr<Machinery> machinery_;
+  // There while the other searches run, and as long as an answer of theirs has
+  // a proof to ask for.
+  std::unique_ptr<Portfolio> portfolio_;
+  Portfolio::Counters others_;
   // Lives with facts or machinery; it counts while has_model_.
   std::unique_ptr<Model> model_;
   bool has_model_ = false;

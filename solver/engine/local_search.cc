@@ -62,10 +62,10 @@ void LocalSearch::add_clause(const std::vector<Literal>& clause) {
 }
 
 std::size_t LocalSearch::run(std::uint64_t steps, Random& random,
-                             const std::atomic<bool>* stop) {
+                             const StopFlags& stop) {
   start();
   while (!left_.empty() && num_steps_ < steps) {
-    if (stop != nullptr && stop->load(std::memory_order_relaxed)) break;
+    if (stop.is_set()) break;
     Move best;
     const int drawn = std::min(kDrawn, static_cast<int>(left_.size()));
     for (int i = 0; i < drawn; ++i) {

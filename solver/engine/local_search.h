@@ -2,7 +2,6 @@
 #ifndef VORN_SOLVER_ENGINE_LOCAL_SEARCH_H
 #define VORN_SOLVER_ENGINE_LOCAL_SEARCH_H
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -10,6 +9,7 @@
 
 #include "solver/search/literal.h"
 #include "solver/search/random.h"
+#include "solver/search/stop_flags.h"
 
 namespace vorn::solver {
 
@@ -56,10 +56,10 @@ class LocalSearch {
   }
 
   /// Searches until no clause is left, or for about so many steps, of five
-  /// nanoseconds each, or soon after `*stop` becomes true. Returns the least
-  /// number of clauses that were left. `stop` may be null.
+  /// nanoseconds each, or soon after a flag of `stop` is set. Returns the least
+  /// number of clauses that were left.
   std::size_t run(std::uint64_t steps, Random& random,
-                  const std::atomic<bool>* stop = nullptr);
+                  const StopFlags& stop = {});
 
   /// After run, the value of the variable where the fewest clauses were left.
   /// Of each of these, the bound that is nearest to hold counts as true.

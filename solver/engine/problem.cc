@@ -19,6 +19,49 @@ int number_of(Literal literal) {
 
 }  // namespace
 
+Problem::Problem(const Data& data)
+    : num_variables_(data.num_variables),
+      keeps_meanings_(data.keeps_meanings),
+      meanings_(data.meanings),
+      literals_(data.literals),
+      ends_(data.ends),
+      origins_(data.origins),
+      selectors_(data.selectors) {
+  for (const Term* term : data.terms) atoms_.add_node(term);
+  const auto is_integer = [](const Term* term) {
+    return term == nullptr || term->sort == Sort::kInt;
+  };
+  for (const Data::Atom& atom : data.atoms) {
+    const DifferenceBound bound{atoms_.term_of(atom.source),
+                                atoms_.term_of(atom.target),
+                                la::DNumber(atom.weight, atom.eps)};
+    const bool integer = is_integer(bound.source) && is_integer(bound.target);
+    const auto [literal, is_new] = atoms_.insert(bound, integer, atom.variable);
+    assert(is_new && literal == Literal(atom.variable, false));
+    static_cast<void>(literal);
+    static_cast<void>(is_new);
+  }
+}
+
+Problem::Data Problem::data() const {
+  Data data;
+  data.num_variables = num_variables_;
+  data.terms = atoms_.variables();
+  data.atoms.reserve(atoms_.atoms().size());
+  for (const AtomTable::Atom& atom : atoms_.atoms()) {
+    const AtomTable::Pair& pair = atoms_.pair_of(atom);
+    data.atoms.push_back({atom.variable, pair.source, pair.target,
+                          atom.weight.rational(), atom.weight.eps()});
+  }
+  data.meanings = meanings_;
+  data.keeps_meanings = keeps_meanings_;
+  data.literals = literals_;
+  data.ends = ends_;
+  data.origins = origins_;
+  data.selectors = selectors_;
+  return data;
+}
+
 // The tighter of two bounds implies the looser one. Links to the neighbours
 // make a chain, through which all others follow.
 Literal Problem::literal_of(const DifferenceBound& bound, bool integer) {

@@ -12,6 +12,7 @@
 #include "solver/search/literal.h"
 #include "solver/terms/difference_bound.h"
 #include "solver/terms/term_sweep.h"
+#include "vorn/numbers/q_number.h"
 
 namespace vorn::solver {
 
@@ -44,6 +45,43 @@ class Problem {
     /// The variable is true when the term is false.
     bool is_negated = false;
   };
+
+  /// All that there is to know of a problem, without a share in any number:
+  /// threads may read it at once, and each make a Problem of its own from it.
+  struct Data {
+    /// A bound target - source <= weight + eps times the infinitesimal.
+    struct Atom {
+      /// True when it holds.
+      int variable;
+      /// Nodes.
+      int source;
+      int target;
+      /// Its weight.
+      QNumber weight;
+      QNumber eps;
+    };
+    /// How many there are.
+    int num_variables = 0;
+    /// The variables of nodes from 1 on; borrowed.
+    std::vector<const Term*> terms;
+    /// Oldest first.
+    std::vector<Atom> atoms;
+    /// By variable, as far as they are kept.
+    std::vector<Meaning> meanings;
+    bool keeps_meanings = false;
+    /// The clauses' literals, where each clause ends, and why it holds.
+    std::vector<Literal> literals;
+    std::vector<std::size_t> ends;
+    std::vector<ClauseOrigin> origins;
+    /// Of the scopes that are open.
+    std::vector<Literal> selectors;
+  };
+
+  /// The same problem again, in one scope. No clause was taken yet. Variables
+  /// and nodes have the same numbers, constraints need not.
+  explicit Problem(const Data& data);
+  /// Cost: a copy.
+  Data data() const;
 
   /// Nothing yet. Meanings, if they are kept, take 16 bytes a variable.
   explicit Problem(bool keeps_meanings = false)

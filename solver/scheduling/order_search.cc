@@ -522,15 +522,14 @@ void OrderSearch::go_to_best() {
 }
 
 OrderSearch::Word OrderSearch::run(std::uint64_t steps, Random& random,
-                                   const std::atomic<bool>* stop) {
+                                   const StopFlags& stop) {
   std::size_t num_lags = 0;
   for (const std::vector<Lag>& lags : after_) num_lags += lags.size();
   steps_of_evaluation_ = 2 * (releases_.size() + num_lags + members_.size());
   if (!build(steps)) return kFar;
   note_best();
   std::uint64_t patience = num_moves_ + kPatience;
-  while (best_lateness_ > 0 && num_steps_ < steps &&
-         (stop == nullptr || !stop->load(std::memory_order_relaxed))) {
+  while (best_lateness_ > 0 && num_steps_ < steps && !stop.is_set()) {
     Move best;
     for (const std::vector<int>& sequence : sequences_) {
       consider_blocks(sequence, best, random);

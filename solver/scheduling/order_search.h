@@ -2,13 +2,13 @@
 #ifndef VORN_SOLVER_SCHEDULING_ORDER_SEARCH_H
 #define VORN_SOLVER_SCHEDULING_ORDER_SEARCH_H
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <vector>
 
 #include "solver/search/random.h"
+#include "solver/search/stop_flags.h"
 #include "vorn/containers/index.h"
 
 namespace vorn::solver {
@@ -61,11 +61,10 @@ class OrderSearch {
   void begin_with(std::vector<Word> starts, const std::vector<int>& members);
 
   /// Searches until all deadlines are met, or for about so many steps, of five
-  /// nanoseconds each, or soon after `*stop` becomes true, or until no order
+  /// nanoseconds each, or soon after a flag of `stop` is set, or until no order
   /// can be better. Returns by how much the most late node is late then; kFar
-  /// if no order of all was found. `stop` may be null.
-  Word run(std::uint64_t steps, Random& random,
-           const std::atomic<bool>* stop = nullptr);
+  /// if no order of all was found.
+  Word run(std::uint64_t steps, Random& random, const StopFlags& stop = {});
 
   /// After run, under the best order, when nodes are at the earliest.
   const std::vector<Word>& starts() const { return best_starts_; }

@@ -320,6 +320,8 @@ void Search::learn(ClauseNumber number) {
   const int glue = stamp_levels(learnt_);
   restarts_.record_conflict(glue);
   ++statistics_.learnt_clauses;
+  // What level 0 says is told from there.
+  if (port_ != nullptr && learnt_.size() > 1) port_->publish(learnt_, glue);
   if (learnt_.size() == 1) {
     backtrack(0);
     assign_unit(learnt_[0], number);

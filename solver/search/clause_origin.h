@@ -31,13 +31,15 @@ enum class ClauseKind : std::uint8_t {
   kRounding,
   /// From reasoning about sets of tasks.
   kMachine,
+  /// Learnt by another search over the same problem.
+  kShared,
 };
 
 /// The names of the kinds, in their order.
 constexpr std::string_view kClauseKindNames[] = {
-    "asserted", "constant", "argument",  "arguments",  "xor",
-    "ite",      "branches", "named ite", "neighbours", "small domain",
-    "cycle",    "path",     "lemma",     "rounding",   "machine"};
+    "asserted", "constant",  "argument",   "arguments",    "xor",   "ite",
+    "branches", "named ite", "neighbours", "small domain", "cycle", "path",
+    "lemma",    "rounding",  "machine",    "shared"};
 
 /// The kind's name.
 constexpr std::string_view name_of(ClauseKind kind) {

@@ -11,6 +11,12 @@
 #include "solver/search/search.h"
 
 namespace vorn::solver {
+namespace {
+
+// Conflicts between two looks at what other searches have to say.
+constexpr std::uint64_t kExchangeInterval = 64;
+
+}  // namespace
 
 bool Search::add_clause(const std::vector<Literal>& clause,
                         ClauseOrigin origin) {
@@ -59,11 +65,16 @@ bool Search::normalise_clause(std::vector<Literal>& clause) {
   return true;
 }
 
-/// Takes in the lemma in lemma_.
+/// Takes in the theory's lemma in lemma_.
 Search::LemmaOutcome Search::add_lemma() {
+  return add_implied(theory_->origin(), true);
+}
+
+/// Takes in the clause in lemma_, which the problem implies.
+Search::LemmaOutcome Search::add_implied(ClauseOrigin origin, bool is_lemma) {
   ClauseNumber number = 0;
   if (gate_.is_watched()) {
-    number = gate_.add(lemma_, theory_->origin());
+    number = gate_.add(lemma_, origin);
     reason_ = lemma_;
   }
   if (!normalise_clause(lemma_)) {
@@ -71,7 +82,7 @@ Search::LemmaOutcome Search::add_lemma() {
     return LemmaOutcome::kDone;
   }
   number = note_shorter(reason_, lemma_, number);
-  ++statistics_.lemmas;
+  if (is_lemma) ++statistics_.lemmas;
   if (lemma_.empty()) {
     refutation_ = number;
     return LemmaOutcome::kUnsat;
@@ -105,7 +116,7 @@ Search::LemmaOutcome Search::add_lemma() {
     if (value(literal) == Value::kUnassigned) ++glue;
   }
   const ClauseRef ref = store_clause(lemma_, true, glue, number);
-  clauses_[ref].set_lemma();
+  if (is_lemma) clauses_[ref].set_lemma();
   attach_clause(ref);
 
   if (value(second) != Value::kFalse) return LemmaOutcome::kDone;
@@ -120,6 +131,30 @@ Search::LemmaOutcome Search::add_lemma() {
   backtrack(implied_at);
   assign(first, ref);
   return LemmaOutcome::kDone;
+}
+
+/// Tells the other searches what level 0 says, and takes in what they have told
+/// since the last time. False if the clauses have no model.
+bool Search::exchange_clauses() {
+  next_exchange_ = statistics_.conflicts + kExchangeInterval;
+  for (; num_published_units_ < num_fixed(); ++num_published_units_) {
+    lemma_.assign(1, trail_[num_published_units_]);
+    port_->publish(lemma_, 1);
+  }
+  int glue = 0;
+  while (port_->next(lemma_, glue)) {
+    switch (add_implied({ClauseKind::kShared}, false)) {
+      case LemmaOutcome::kDone:
+        break;
+      case LemmaOutcome::kConflict:
+        if (!resolve_conflict(false)) return false;
+        break;
+      case LemmaOutcome::kUnsat:
+        consistent_ = false;
+        return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace vorn::solver

@@ -73,6 +73,11 @@ Search::Result Search::do_solve() {
         drop_deleted();
       }
     }
+    if (port_ != nullptr && statistics_.conflicts >= next_exchange_) {
+      const std::size_t before = trail_.size();
+      if (!exchange_clauses()) return Result::kUnsat;
+      if (clause_head_ < trail_.size() || trail_.size() < before) continue;
+    }
     if (restarts_.wants_restart()) restart();
     if (statistics_.conflicts >= next_improvement_) improve_phases();
     if (statistics_.conflicts >= next_reduction_) reduce_clauses();

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "solver/search/clause_database.h"
+#include "solver/search/clause_exchange.h"
 #include "solver/search/clause_gate.h"
 #include "solver/search/clause_origin.h"
 #include "solver/search/decision_heap.h"
@@ -20,6 +21,7 @@
 #include "solver/search/random.h"
 #include "solver/search/restart_policy.h"
 #include "solver/search/statistics.h"
+#include "solver/search/stop_flags.h"
 #include "solver/search/theory.h"
 #include "solver/search/watch.h"
 
@@ -50,11 +52,11 @@ namespace vorn::solver {
 ///  (6) if consistent, a clause with a false watch has a true literal whose
 ///      level is not above that watch's.
 ///
-/// Ownership: the theory and the stop flag are borrowed and must outlive the
+/// Ownership: the theory and the stop flags are borrowed and must outlive the
 /// search or be replaced.
 /// Errors: only std::bad_alloc leaves a call; after it the search may only be
 /// destroyed.
-/// Threads: none; only the stop flag may be set from another thread.
+/// Threads: none; only the stop flags may be set from another thread.
 class Search {
  public:
   /// What solve found out.
@@ -132,14 +134,21 @@ class Search {
   /// assumptions or empty; 0 if an assumption is the opposite of another.
   ClauseNumber refutation() const { return refutation_; }
 
-  /// Makes solve return kUnknown soon after `*stop` becomes true. Null takes
-  /// the flag away. Polled at every conflict and every decision.
-  void set_stop(const std::atomic<bool>* stop) { stop_ = stop; }
+  /// Makes solve return kUnknown soon after one of the flags becomes true.
+  /// Polled at every conflict and every decision.
+  void set_stop(const StopFlags& stop) { stop_ = stop; }
   /// Calls `poll` every few steps of solve, on the same thread, before looking
   /// at the stop flag, which it may set. It must not call the search.
   void set_poll(std::function<void()> poll) { poll_ = std::move(poll); }
-  /// That flag, for what takes long inside a step.
-  const std::atomic<bool>* stop() const { return stop_; }
+  /// These flags, for what takes long inside a step.
+  const StopFlags& stop() const { return stop_; }
+  /// From now on, short clauses are exchanged with other searches over the same
+  /// problem; null: no more. Borrowed. Requires: not inside solve; nobody
+  /// listens to the clauses but a ClauseListener that takes kShared ones.
+  void set_port(ClauseExchange::Port* port) {
+    port_ = port;
+    num_published_units_ = 0;
+  }
 
   /// Makes each solve return kUnknown once it has met so many conflicts; 0: as
   /// many as it takes.
@@ -282,8 +291,7 @@ class Search {
   void save_model();
   bool is_stopped() {
     if (poll_ && ++num_steps_ % kStepsPerPoll == 0) poll_();
-    return statistics_.conflicts >= last_conflict_ ||
-           (stop_ != nullptr && stop_->load(std::memory_order_relaxed));
+    return statistics_.conflicts >= last_conflict_ || stop_.is_set();
   }
 
   // trail.cc: assigning and taking back.
@@ -336,6 +344,8 @@ class Search {
 
   // clauses.cc: clauses from outside, at any level.
   LemmaOutcome add_lemma();
+  LemmaOutcome add_implied(ClauseOrigin origin, bool is_lemma);
+  bool exchange_clauses();
   bool normalise_clause(std::vector<Literal>& clause);
 
   // derivation.cc: what the listener is told.
@@ -378,7 +388,10 @@ class Search {
 
   Theory* theory_;  // borrowed, may be null
   const SearchOptions options_;
-  const std::atomic<bool>* stop_ = nullptr;  // borrowed, may be null
+  StopFlags stop_;
+  ClauseExchange::Port* port_ = nullptr;  // borrowed, may be null
+  std::size_t num_published_units_ = 0;   // literals of level 0
+  std::uint64_t next_exchange_ = 0;       // in conflicts
   std::function<void(const SearchStatistics&)> progress_;
   // A step takes some microseconds, and a look at the clock a part of one.
   static constexpr std::uint64_t kStepsPerPoll = 16;

@@ -4,14 +4,18 @@
 #include <gmpxx.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <set>
 #include <stdexcept>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
+#include "solver/engine/engine.h"
 #include "solver/smtlib/interpreter.h"
 #include "solver/smtlib/session_host.h"
 #include "solver/smtlib/source.h"
@@ -56,13 +60,22 @@ class Host : public solver::SessionHost {
                        std::uint64_t /*verbosity*/) override {
     return true;
   }
-  void engine_made(solver::Engine& /*engine*/) override {}
+  void engine_made(solver::Engine& engine) override {
+    if (engine.options().portfolio.threads <= 1) return;
+    // So that others, which take a while to start, have an answer first now and
+    // then.
+    engine.set_poll([this] {
+      constexpr std::chrono::microseconds kPause(300);
+      if (++num_polls_ % 2 == 0) std::this_thread::sleep_for(kPause);
+    });
+  }
   void engine_gone() override {}
 
   std::string take_reply() { return std::exchange(reply_, std::string()); }
 
  private:
   std::string reply_;
+  std::size_t num_polls_ = 0;
 };
 
 // A wrong answer; leaves the session by run_script.

@@ -28,10 +28,10 @@ struct Tally {
   /// Answers that enumeration was too long for.
   std::uint64_t undecided = 0;
   /// The engine's counters of these names, over all scripts.
-  std::map<std::string, std::uint64_t> counters = {{"theory conflicts", 0},
-                                                   {"implied literals", 0},
-                                                   {"explained literals", 0},
-                                                   {"lemmas used", 0}};
+  std::map<std::string, std::uint64_t> counters = {
+      {"theory conflicts", 0},         {"implied literals", 0},
+      {"explained literals", 0},       {"lemmas used", 0},
+      {"answers of other threads", 0}, {"clauses told by other threads", 0}};
 };
 
 struct Verdict {

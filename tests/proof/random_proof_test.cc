@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
@@ -19,7 +20,7 @@ namespace {
 
 constexpr std::uint64_t kScripts = test::kSanitized ? 150 : 1000;
 
-void run_scripts(Logic logic) {
+void run_scripts(Logic logic, std::size_t threads = 1) {
   const char* given = std::getenv("VORN_FORMULAS");
   const std::uint64_t count =
       given == nullptr ? kScripts : std::strtoull(given, nullptr, 10);
@@ -32,6 +33,8 @@ void run_scripts(Logic logic) {
     const Script script = generator.make();
     // Every other session clears away at once what nothing refers to.
     solver::ScriptOptions options;
+    options.engine.portfolio.threads = threads;
+    options.engine.portfolio.first_conflict = 0;
     if (seed % 2 == 0) {
       options.engine.forgotten_bounds = {0, 0};
       options.engine.former_assumptions = {0, 0};
@@ -45,6 +48,9 @@ void run_scripts(Logic logic) {
   EXPECT_GT(tally.unsat, count / 5);
   EXPECT_GT(tally.cores, count / 50);
   EXPECT_GT(tally.proved_optima, count / 10);
+  if (threads > 1) {
+    EXPECT_GT(tally.counters["answers of other threads"], count / 20);
+  }
 }
 
 TEST(RandomProofTest, IntegerAnswersAreProved) {
@@ -57,6 +63,11 @@ TEST(RandomProofTest, RealAnswersAreProved) {
 
 TEST(RandomProofTest, MixedAnswersAreProved) {
   run_scripts(Logic::kAll);
+}
+
+// An answer of another search comes with a proof of that search.
+TEST(RandomProofTest, AnswersOfThreadsAreProved) {
+  run_scripts(Logic::kAll, 3);
 }
 
 }  // namespace

@@ -137,7 +137,7 @@ TEST(SearchTest, SetStopEndsSearchAndSearchCanGoOn) {
   const Clauses clauses = pigeonhole(8, 7);
   add_clauses(search, clauses);
   std::atomic<bool> stop{true};
-  search.set_stop(&stop);
+  search.set_stop({&stop});
 
   EXPECT_EQ(search.solve(), Search::Result::kUnknown);
   EXPECT_EQ(search.statistics().decisions, 0U);
@@ -155,7 +155,7 @@ TEST(SearchTest, SetProgressCanStopTheSearch) {
   const Clauses clauses = pigeonhole(8, 7);
   add_clauses(search, clauses);
   std::atomic<bool> stop{false};
-  search.set_stop(&stop);
+  search.set_stop({&stop});
   std::uint64_t reported = 0;
   search.set_progress([&](const SearchStatistics& statistics) {
     reported = statistics.conflicts;

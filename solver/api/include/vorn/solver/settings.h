@@ -56,6 +56,12 @@ struct Settings {
   float lemma_overlap = 0.5F;
   /// Drop lemmas that were learnt before.
   bool drop_repeated_lemmas = false;
+  /// Searches at a time, each in a thread of its own with a strategy of its
+  /// own; the first answer ends all. With 1, or 0, all happens on the thread of
+  /// the caller, and the same calls give the same answers; with more, models,
+  /// cores and proofs may be others each time. Cost: memory for each search;
+  /// easy checks, of a few hundred conflicts, start no thread.
+  unsigned threads = 1;
   /// Propagation has no table of more bytes than this; 0: than it would have by
   /// itself.
   std::size_t table_bytes = 0;
