@@ -40,7 +40,7 @@ struct Engine::Machinery {
       : problem(options.keep_proofs || options.keep_schedule),
         small_domains(problem),
         theory(store, problem, options.lemmas, options.lemma_trials,
-               options.propagation, options.phases),
+               options.propagation, options.phase_options()),
         search(attach(theory, search), options.search),
         encoder(store, normaliser, problem) {
     if (options.keep_proofs) {
@@ -488,7 +488,6 @@ Answer Engine::check(const std::vector<const Term*>& assumptions) {
   shows_kept_model_ = false;
   least_value_.reset();
   failed_assumptions_.clear();
-  portfolio_.reset();
   unknown_reason_ = UnknownReason::kNone;
   try {
     return do_check(assumptions);
@@ -551,6 +550,7 @@ Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
                        portfolio_ ? portfolio_->refutation()
                                   : machinery_->search.refutation(),
                        {}};
+        refuter_ = std::move(portfolio_);
         for (const std::size_t k : failed_assumptions_) {
           const Literal literal =
               machinery_->encoder.literal_of(assumptions[k]);
@@ -746,6 +746,8 @@ Evaluator& Engine::evaluator() {
 
 void Engine::drop_machinery() {
   has_model_ = false;
+  refutation_ = {};
+  refuter_.reset();
   model_.reset();
   machinery_.reset();
   facts_.reset();

@@ -93,6 +93,12 @@ struct EngineOptions {
     limits.fewest_optional_tasks = fewest_optional_tasks;
     return limits;
   }
+  /// `phases`, with the search's seed.
+  PhaseSearchOptions phase_options() const {
+    PhaseSearchOptions options = phases;
+    options.seed = search.seed;
+    return options;
+  }
 };
 
 enum class Answer { kSat, kUnsat, kUnknown };
@@ -351,9 +357,10 @@ class Engine {
   // Checks that the facts of their time answered with kUnsat.
   std::uint64_t fact_conflicts_ = 0;
   std::unique_ptr<Machinery> machinery_;
-  // There while the other searches run, and as long as an answer of theirs has
-  // a proof to ask for.
+  // There while the other searches run.
   std::unique_ptr<Portfolio> portfolio_;
+  // The one that refutation_ comes from, if it was not the engine's own search.
+  std::unique_ptr<Portfolio> refuter_;
   Portfolio::Counters others_;
   // Lives with facts or machinery; it counts while has_model_.
   std::unique_ptr<Model> model_;

@@ -24,6 +24,8 @@ struct PhaseSearchOptions {
   /// The same for runs of a ScheduleSearch, which are apart from these; 0: for
   /// each so much that a small problem's schedules are all seen.
   std::uint64_t schedule_share = 10;
+  /// The seed of its random choices.
+  std::uint64_t seed = 0;
 };
 
 /// When and where a LocalSearch looks for better phases, the values that the
@@ -50,7 +52,8 @@ class PhaseSearch {
   };
 
   /// No run yet.
-  explicit PhaseSearch(const PhaseSearchOptions& options) : options_(options) {}
+  explicit PhaseSearch(const PhaseSearchOptions& options)
+      : options_(options), random_(options.seed) {}
 
   /// Whether to run now, when the search has taken so much, in the units of
   /// steps.
@@ -77,7 +80,7 @@ class PhaseSearch {
 
   PhaseSearchOptions options_;
   ScheduleSearch schedules_;
-  Random random_{0};
+  Random random_;
   /// Steps that runs were allowed so far.
   std::uint64_t spent_ = 0;
   Counters counters_;

@@ -48,7 +48,7 @@ struct Portfolio::Member {
   Member(const Problem::Data& data, const EngineOptions& options)
       : problem(data),
         theory(store, problem, options.lemmas, options.lemma_trials,
-               options.propagation, options.phases),
+               options.propagation, options.phase_options()),
         search(&theory, options.search) {
     theory.attach(&search);
     if (options.keep_proofs) {
@@ -126,9 +126,15 @@ void Portfolio::search(std::size_t number) {
 }
 
 bool Portfolio::finish() {
+  if (is_finished_) return winner_ != 0;
+  is_finished_ = true;
   is_over_ = true;
   for (Place& place : places_) {
     if (place.thread.joinable()) place.thread.join();
+  }
+  counters_ = count();
+  for (std::size_t k = 0; k < places_.size(); ++k) {
+    if (k != winner_) places_[k].member.reset();
   }
   return winner_ != 0;
 }
@@ -160,7 +166,7 @@ ClauseNumber Portfolio::refutation() const {
   return winner().search.refutation();
 }
 
-Portfolio::Counters Portfolio::counters() {
+Portfolio::Counters Portfolio::count() {
   Counters counters;
   for (const Place& place : places_) {
     if (!place.member) continue;

@@ -74,7 +74,8 @@ class Portfolio {
     return exchange_ ? &exchange_->port(0) : nullptr;
   }
 
-  /// Ends all searches. Whether one of them has an answer.
+  /// Ends all searches, and forgets all but one with an answer. False if there
+  /// is none.
   bool finish();
 
   // Once finish has said so.
@@ -90,8 +91,8 @@ class Portfolio {
   /// Likewise, the clause that ends it.
   ClauseNumber refutation() const;
 
-  /// Requires: finish was called.
-  Counters counters();
+  /// Of the searches that were ended by finish.
+  const Counters& counters() const { return counters_; }
 
  private:
   struct Member;
@@ -104,6 +105,7 @@ class Portfolio {
   void run(std::size_t number) noexcept;
   void search(std::size_t number);
   const Member& winner() const;
+  Counters count();
 
   const Problem::Data problem_;
   const std::unique_ptr<const EngineOptions> options_;
@@ -113,6 +115,8 @@ class Portfolio {
   // The first with an answer; 0: none.
   std::atomic<std::size_t> winner_{0};
   bool is_sat_ = false;
+  bool is_finished_ = false;
+  Counters counters_;
   std::optional<ClauseExchange> exchange_;
   std::vector<Place> places_;  // by number; 0 is the engine's, and empty
 };

@@ -37,9 +37,9 @@ class ClauseExchange {
   /// Which clauses are worth telling.
   struct Limits {
     /// Clauses of at most so many literals.
-    std::size_t size = 8;
+    std::size_t size = 15;
     /// And longer ones whose literals are of at most so many levels.
-    int glue = 3;
+    int glue = 6;
     /// Up to this size.
     std::size_t greatest_size = 30;
   };
