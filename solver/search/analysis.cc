@@ -180,7 +180,7 @@ void Search::use_clause(ClauseRef ref) {
       clause.set_glue(glue);
     }
   }
-  clause.set_use(glue <= options_.middle_glue ? 2 : 1);
+  clause.set_use(use_for(glue));
 }
 
 /// Stamps the level of an assigned literal. False if it is 0 or was stamped.
@@ -339,7 +339,7 @@ void Search::learn(ClauseNumber number) {
   const ClauseRef ref = store_clause(learnt_, true, glue, number);
   const Clause clause = clauses_[ref];
   bump_clause(clause);
-  clause.set_use(glue <= options_.middle_glue ? 2 : 1);
+  clause.set_use(use_for(glue));
   attach_clause(ref);
   assign(learnt_[0], ref);
 }

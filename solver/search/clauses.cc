@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cassert>
 #include <limits>
+#include <optional>
 
 #include "solver/search/search.h"
 
@@ -67,11 +68,13 @@ bool Search::normalise_clause(std::vector<Literal>& clause) {
 
 /// Takes in the theory's lemma in lemma_.
 Search::LemmaOutcome Search::add_lemma() {
-  return add_implied(theory_->origin(), true);
+  return add_implied(theory_->origin(), std::nullopt);
 }
 
-/// Takes in the clause in lemma_, which the problem implies.
-Search::LemmaOutcome Search::add_implied(ClauseOrigin origin, bool is_lemma) {
+/// Takes in the clause in lemma_, which the problem implies: a lemma, or what
+/// another search has learnt, with the glue that it had there.
+Search::LemmaOutcome Search::add_implied(ClauseOrigin origin,
+                                         std::optional<int> shared_glue) {
   ClauseNumber number = 0;
   if (gate_.is_watched()) {
     number = gate_.add(lemma_, origin);
@@ -82,7 +85,7 @@ Search::LemmaOutcome Search::add_implied(ClauseOrigin origin, bool is_lemma) {
     return LemmaOutcome::kDone;
   }
   number = note_shorter(reason_, lemma_, number);
-  if (is_lemma) ++statistics_.lemmas;
+  if (!shared_glue) ++statistics_.lemmas;
   if (lemma_.empty()) {
     refutation_ = number;
     return LemmaOutcome::kUnsat;
@@ -115,8 +118,14 @@ Search::LemmaOutcome Search::add_implied(ClauseOrigin origin, bool is_lemma) {
   for (const Literal literal : lemma_) {
     if (value(literal) == Value::kUnassigned) ++glue;
   }
+  if (shared_glue) glue = std::min(glue, *shared_glue);
   const ClauseRef ref = store_clause(lemma_, true, glue, number);
-  if (is_lemma) clauses_[ref].set_lemma();
+  if (shared_glue) {
+    // Else the next reduction would drop it before it was tried.
+    clauses_[ref].set_use(use_for(glue));
+  } else {
+    clauses_[ref].set_lemma();
+  }
   attach_clause(ref);
 
   if (value(second) != Value::kFalse) return LemmaOutcome::kDone;
@@ -143,7 +152,7 @@ bool Search::exchange_clauses() {
   }
   int glue = 0;
   while (port_->next(lemma_, glue)) {
-    switch (add_implied({ClauseKind::kShared}, false)) {
+    switch (add_implied({ClauseKind::kShared}, glue)) {
       case LemmaOutcome::kDone:
         break;
       case LemmaOutcome::kConflict:

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -344,7 +345,7 @@ class Search {
 
   // clauses.cc: clauses from outside, at any level.
   LemmaOutcome add_lemma();
-  LemmaOutcome add_implied(ClauseOrigin origin, bool is_lemma);
+  LemmaOutcome add_implied(ClauseOrigin origin, std::optional<int> shared_glue);
   bool exchange_clauses();
   bool normalise_clause(std::vector<Literal>& clause);
 
@@ -375,6 +376,8 @@ class Search {
   void remove_clause(ClauseRef ref);
   void attach_clause(ClauseRef ref);
   bool is_reason(ClauseRef ref) const;
+  // How many reductions a clause of this glue survives without use.
+  int use_for(int glue) const { return glue <= options_.middle_glue ? 2 : 1; }
   void bump_clause(Clause clause);
   void decay_clauses();
   void reduce_clauses();
