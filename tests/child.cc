@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <thread>
 #include <utility>
 
@@ -156,6 +157,16 @@ std::string Child::read_output() const {
 
 void Child::close_output() {
   close_if_open(from_output_);
+}
+
+std::size_t Child::num_threads() const {
+  std::size_t count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(
+           "/proc/" + std::to_string(pid_) + "/task")) {
+    static_cast<void>(entry);
+    ++count;
+  }
+  return count;
 }
 
 void Child::send_signal(int signal) const {

@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -59,6 +60,8 @@ class Child {
   void close_output();
 
   void send_signal(int signal) const;
+  /// How many threads it has now.
+  std::size_t num_threads() const;
   /// Waits until it has printed `text` to the file. False if it does not within
   /// two minutes.
   bool wait_for_output(const std::string& text) const;

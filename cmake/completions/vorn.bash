@@ -12,12 +12,12 @@ _vorn() {
       mapfile -t COMPREPLY < <(compgen -f -- "$word")
       return
       ;;
-    --timeout | --memory-limit | --lemma-overlap | --seed) return ;;
+    --timeout | --memory-limit | --lemma-overlap | --threads | --seed) return ;;
     *)
       if [[ $word == -* ]]; then
         words='-h --help --version --timeout --strict --memory-limit --stats
           --explain --slack --dot --gantt --proof --record-graph -v --verbose
-          --lemmas --lemma-overlap --lemma-dedup --propagation --machines --check-models --seed'
+          --lemmas --lemma-overlap --lemma-dedup --propagation --machines --check-models --threads --seed'
       else
         local name
         while IFS= read -r name; do

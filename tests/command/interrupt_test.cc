@@ -84,6 +84,38 @@ TEST(InterruptTest, InACheckAnswersUnknownAndGoesOn) {
   EXPECT_EQ(process.wait().status, 0);
 }
 
+// All searches of a check end with it, for Ctrl-C and for a limit, and the next
+// check has as many again.
+TEST(InterruptTest, ThreadsEndWithTheirCheck) {
+  Child process(VORN_COMMAND, {"--threads", "4"}, kDialogue);
+  process.send(hard_question() + "(echo \"read\")");
+  EXPECT_EQ(process.read_line(), "\"read\"\n");
+  const std::size_t before = process.num_threads();
+  // Those that have ended are gone, and no more than those.
+  const auto wait_for = [&process](std::size_t count) {
+    const Clock::time_point end =
+        Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                           std::chrono::duration<double>(kGrace));
+    while (process.num_threads() != count && Clock::now() < end) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return process.num_threads();
+  };
+  for (const bool is_limited : {false, true}) {
+    if (is_limited) process.send("(set-option :timeout 1000)");
+    process.send("(check-sat)");
+    EXPECT_EQ(wait_for(before + 3), before + 3);
+    const std::string line =
+        is_limited ? process.read_line() : line_after_interrupt(process);
+    EXPECT_EQ(line, "unknown\n");
+    EXPECT_EQ(process.num_threads(), before);
+    process.send("(push)(assert (< s0 0))(check-sat)(pop)");
+    EXPECT_EQ(process.read_line(), "unsat\n");
+  }
+  process.close_input();
+  EXPECT_EQ(process.wait().status, 0);
+}
+
 // Two signals for one check are one, if they come together.
 TEST(InterruptTest, TwiceAtOnceIsOnce) {
   Child process(VORN_COMMAND, {}, kDialogue);
