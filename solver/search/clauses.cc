@@ -12,12 +12,6 @@
 #include "solver/search/search.h"
 
 namespace vorn::solver {
-namespace {
-
-// Conflicts between two looks at what other searches have to say.
-constexpr std::uint64_t kExchangeInterval = 64;
-
-}  // namespace
 
 bool Search::add_clause(const std::vector<Literal>& clause,
                         ClauseOrigin origin) {
@@ -145,7 +139,7 @@ Search::LemmaOutcome Search::add_implied(ClauseOrigin origin,
 /// Tells the other searches what level 0 says, and takes in what they have told
 /// since the last time. False if the clauses have no model.
 bool Search::exchange_clauses() {
-  next_exchange_ = statistics_.conflicts + kExchangeInterval;
+  next_exchange_ = statistics_.conflicts + options_.exchange_interval;
   for (; num_published_units_ < num_fixed(); ++num_published_units_) {
     lemma_.assign(1, trail_[num_published_units_]);
     port_->publish(lemma_, 1);

@@ -38,6 +38,10 @@ struct SearchOptions {
   /// Learnt clauses of at most this glue survive two reductions without use.
   int middle_glue = 6;
 
+  /// Conflicts between two looks at what other searches have to say; at
+  /// least 1.
+  std::uint64_t exchange_interval = 64;
+
   /// Conflicts between two calls of the progress function; at least 1.
   std::uint64_t progress_interval = 500;
 };

@@ -114,6 +114,7 @@ TEST(PortfolioThreadsTest, ScriptsAgreeWithEnumeration) {
     if (has_objectives) generator.want_objectives();
     ScriptOptions options;
     options.engine.portfolio.threads = 3;
+    options.engine.search.exchange_interval = 1;
     // Most of the many questions on the way to a best value are no question.
     options.engine.portfolio.first_conflict = has_objectives ? 1 : 0;
     const bruteforce::Verdict verdict = bruteforce::run_script(
