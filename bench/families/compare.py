@@ -11,8 +11,9 @@ questions.txt, job-shop tables at their optimum and one below (--tables), and
 the scripts named. The report is Markdown; the first contestant is the one that
 the others are compared with.
 
-Time is processor time, user and system, of the whole command. At the limit, or
-after three times the limit by the clock, it gets SIGTERM, so that it may still
+Time is processor time, user and system, of the whole command; with --clock, time
+by the clock. At the limit, or after three times the limit by the clock, it gets
+SIGTERM, so that it may still
 print its statistics, and soon after SIGKILL.
 
 A search is luck, most of all a short one. With --seed-option each repeat asks
@@ -35,6 +36,7 @@ import os
 import pathlib
 import re
 import resource
+import select
 import shlex
 import shutil
 import signal
@@ -142,28 +144,29 @@ def process_seconds(pid):
     return sum(map(int, fields.split()[11:13])) / os.sysconf("SC_CLK_TCK")
 
 
-def watch(process, limit):
+def watch(process, limit, by_clock):
     """Waits for the end. Returns whether the limit was enforced."""
     stopped = None
     begin = time.monotonic()
-    while True:
-        try:
-            process.wait(timeout=0.05)
-            return stopped is not None
-        except subprocess.TimeoutExpired:
-            pass
+    ended = os.pidfd_open(process.pid)
+    while not select.select([ended], [], [], 0.05)[0]:
         now = time.monotonic()
         # A command that sleeps uses no processor time and must end as well.
-        if stopped is None and (process_seconds(process.pid) >= limit or
+        used = now - begin if by_clock else process_seconds(process.pid)
+        if stopped is None and (used >= limit or
                                 now - begin > 3 * limit + GRACE):
             stopped = now
             os.killpg(process.pid, signal.SIGTERM)
         elif stopped is not None and now - stopped > GRACE:
             os.killpg(process.pid, signal.SIGKILL)
+    os.close(ended)
+    process.wait()
+    return stopped is not None
 
 
-def run(contestant, question, repeat, limit):
-    before = children_seconds()
+def run(contestant, question, repeat, limit, by_clock):
+    seconds_now = time.monotonic if by_clock else children_seconds
+    before = seconds_now()
     command = [part.replace(SEED, str(repeat)) for part in contestant.command]
     with tempfile.TemporaryFile("w+") as out:
         process = subprocess.Popen([*command, question.path],
@@ -171,14 +174,14 @@ def run(contestant, question, repeat, limit):
                                    stderr=subprocess.STDOUT,
                                    start_new_session=True)
         try:
-            stopped = watch(process, limit)
+            stopped = watch(process, limit, by_clock)
         except BaseException:
             os.killpg(process.pid, signal.SIGKILL)
             process.wait()
             raise
+        seconds = seconds_now() - before
         out.seek(0)
         text = out.read()
-    seconds = children_seconds() - before
     said = re.findall(r"^(?:sat|unsat|unknown)$", text, re.MULTILINE)
     if stopped or seconds >= limit:
         verdict = "timeout"
@@ -240,7 +243,8 @@ def measure(questions, contestants, record, options):
             for contestant in contestants:
                 one = record.known(contestant, question, repeat, options.limit)
                 if not one:
-                    one = run(contestant, question, repeat, options.limit)
+                    one = run(contestant, question, repeat, options.limit,
+                              options.clock)
                     record.add(one)
                 print(f"{done}/{len(questions)} {question.name} "
                       f"{contestant.name}: {one.verdict}, {one.seconds} s",
@@ -331,7 +335,8 @@ def report(questions, contestants, runs, contradictions, options):
     if options.short is not None:
         how += (f", but one run for what a contestant did not answer within "
                 f"{options.short:g} s at first")
-    yield (f"Seconds of processor time, {how}, limit {options.limit:g} s; "
+    kind = "by the clock" if options.clock else "of processor time"
+    yield (f"Seconds {kind}, {how}, limit {options.limit:g} s; "
            f"{processor()}.")
     yield ""
     heads = [f"{c.name} | s | conflicts | decisions | implied literals"
@@ -410,6 +415,9 @@ def arguments():
     parser.add_argument("--only", type=pattern, default="", metavar="REGEX",
                         help="questions with such a part in their name")
     parser.add_argument("--limit", type=float, default=20, metavar="SECONDS")
+    parser.add_argument("--clock", action="store_true",
+                        help="time by the clock, for commands with threads; "
+                             "on a machine with nothing else to do")
     parser.add_argument("--repeats", type=int, default=1, metavar="N")
     parser.add_argument("--take", choices=["minimum", "median", "mean"],
                         default="minimum", help="of repeats")
