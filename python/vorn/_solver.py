@@ -122,6 +122,8 @@ class Solver:
     minimize_cores: leave out of cores what they do not need.
     machines, propagation: reason about sets of tasks that cannot overlap, and
     about bounds that follow.
+    threads: searches at a time; the first answer ends all, and may be another
+    each time.
     """
 
     def __init__(
@@ -133,8 +135,11 @@ class Solver:
         minimize_cores=False,
         machines=True,
         propagation=True,
+        threads=1,
     ):
         self._pointer = None
+        if not 1 <= threads <= 1024:
+            raise ValueError("threads: expected 1 to 1024")
         self._searching = False
         self._num_checks = 0
         self._variables = {}
@@ -145,6 +150,7 @@ class Solver:
             + (4 if minimize_cores else 0)
             + (0 if machines else 8)
             + (0 if propagation else 16)
+            + (threads << 16)
         )
         self._pointer = lib.solver_new(flags, seed % 2**64)
         if self._pointer is None:

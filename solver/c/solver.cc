@@ -265,6 +265,8 @@ vorn_solver* vorn_solver_new(uint32_t flags, uint64_t seed) {
     settings.keep_proofs = (flags & VORN_KEEP_PROOFS) != 0;
     settings.keep_schedule = (flags & VORN_KEEP_SCHEDULE) != 0;
     settings.minimize_cores = (flags & VORN_MINIMIZE_CORES) != 0;
+    constexpr unsigned kThreadsShift = 16;
+    settings.threads = flags >> kThreadsShift;
     settings.find_machines = (flags & VORN_NO_MACHINES) == 0;
     if ((flags & VORN_NO_PROPAGATION) != 0) {
       settings.propagation = vorn::api::Propagation::kOff;

@@ -174,6 +174,10 @@ typedef int32_t vorn_number;
 #define VORN_NO_MACHINES 8U
 /** Do not look for bounds that follow. */
 #define VORN_NO_PROPAGATION 16U
+/** So many searches at a time, each in a thread of its own, for checks that
+ * take more than a few hundred conflicts; the first answer ends all, and may be
+ * another each time. 0 is 1. Callbacks come on the caller's thread alone. */
+#define VORN_THREADS(count) (65536U * (count))
 
 /** A new solver, or NULL without memory; `flags` of those above. */
 VORN_C_EXPORT vorn_solver* vorn_solver_new(uint32_t flags, uint64_t seed);

@@ -172,6 +172,24 @@ class Solving(unittest.TestCase):
         with self.assertRaises(ValueError):
             s.add(a >= 0, name="soon")
 
+    def test_threads(self):
+        s = vorn.Solver(threads=3, machines=False, proofs=True)
+        tasks = [s.int() for _ in range(8)]
+        for k, x in enumerate(tasks):
+            s.add(x >= 0, x <= 14)
+            s.add(*((x - y >= 2) | (y - x >= 2) for y in tasks[:k]))
+        self.assertEqual(s.check(), vorn.sat)
+        starts = sorted(s.model()[x] for x in tasks)
+        self.assertEqual(starts, list(range(0, 16, 2)))
+        s.add(*(x <= 13 for x in tasks))
+        self.assertEqual(s.check(), vorn.unsat)
+        self.assertIn("(cl)", s.proof())
+        self.assertGreater(
+            int(s.statistics()["conflicts of other threads"]), 0)
+        for wrong in (0, -1, 2000):
+            with self.assertRaises(ValueError):
+                vorn.Solver(threads=wrong)
+
     def test_objectives_wishes_and_bounds(self):
         s = vorn.Solver()
         a, x = s.int("a"), s.real("x")

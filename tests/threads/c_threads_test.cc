@@ -7,6 +7,7 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "solver/c/vorn.h"
@@ -101,6 +102,42 @@ TEST(CThreadsTest, SecondThreadIsTurnedAway) {
   other.join();
   EXPECT_EQ(vorn_unknown_reason(s), VORN_REASON_INTERRUPTED);
   vorn_solver_free(s);
+}
+
+// The callback, and stopping, where one solver has several threads.
+TEST(CThreadsTest, SearchesOfOneSolverEndTogether) {
+  vorn_solver* s = vorn_solver_new(VORN_NO_MACHINES | VORN_THREADS(3), 0);
+  std::vector<vorn_number> x;
+  const auto add_task = [&](std::int64_t latest) {
+    x.push_back(vorn_new_int(s, nullptr));
+    vorn_add_at_most(s, 0, x.back(), 0);
+    vorn_add_at_most(s, x.back(), 0, latest);
+    for (std::size_t j = 0; j + 1 < x.size(); ++j) {
+      const vorn_formula order[] = {vorn_at_most(s, x[j], x.back(), -2),
+                                    vorn_at_most(s, x.back(), x[j], -2)};
+      vorn_add_clause(s, 2, order);
+    }
+  };
+  for (int k = 0; k < 8; ++k) add_task(13);
+  EXPECT_EQ(vorn_solve(s), VORN_UNSAT);
+  const char* text = nullptr;
+  ASSERT_EQ(vorn_statistics(s, &text), VORN_OK);
+  EXPECT_EQ(std::string(text).find("conflicts of other threads: 0\n"),
+            std::string::npos);
+
+  vorn_solver* endless = vorn_solver_new(VORN_NO_MACHINES | VORN_THREADS(3), 0);
+  std::swap(s, endless);
+  x.clear();
+  for (int k = 0; k < 14; ++k) add_task(25);
+  int calls = 0;
+  vorn_set_terminate(s, &calls, [](void* data) {
+    constexpr int kEnough = 200;
+    return ++*static_cast<int*>(data) > kEnough ? 1 : 0;
+  });
+  EXPECT_EQ(vorn_solve(s), VORN_UNKNOWN);
+  EXPECT_EQ(vorn_unknown_reason(s), VORN_REASON_INTERRUPTED);
+  vorn_solver_free(s);
+  vorn_solver_free(endless);
 }
 
 }  // namespace
