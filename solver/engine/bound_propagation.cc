@@ -23,13 +23,22 @@ constexpr std::int64_t kCreditAfterPause = 100'000;
 // Of one call: some 20 ms. The rest waits for the next.
 constexpr std::uint64_t kStepsPerCall = 3'000'000;
 
-// Trials, in conflicts. The second part ends early if it began clearly.
+// Trials, in conflicts. Each part ends early where it is clear: the first one
+// when constraints imply few of the literals that are propagated, the second
+// one if it began with conflicts of the graph.
 constexpr std::uint64_t kWithPart = 500;
+constexpr std::uint64_t kEarlyWith = 100;
+constexpr double kFewImplied = 0.15;
 constexpr std::uint64_t kWithoutPart = 300;
 constexpr std::uint64_t kEarly = 50;
 constexpr double kEarlyShare = 0.9;
 constexpr double kShare = 0.75;
 constexpr std::uint64_t kFirstDistance = 4000;
+
+// Of `all`, those by which a counter has grown.
+double share_since(std::uint64_t then, std::uint64_t now, std::uint64_t all) {
+  return static_cast<double>(now - then) / static_cast<double>(all);
+}
 
 }  // namespace
 
@@ -111,28 +120,29 @@ bool BoundPropagation::feed() {
 void BoundPropagation::enter(Stage stage, std::uint64_t conflicts,
                              const SearchStatistics& search) {
   stage_ = stage;
-  stage_start_ = search.conflicts;
-  stage_theory_start_ = search.theory_conflicts;
+  start_ = search;
   stage_end_ = search.conflicts + conflicts;
 }
 
 // Goes on to the next stage if the one under way is over.
 void BoundPropagation::watch(const SearchStatistics& search) {
   const bool is_over = search.conflicts >= stage_end_;
-  if (stage_ != Stage::kWithout) {
-    if (!is_over) return;
-    if (stage_ == Stage::kWith) {
-      enter(Stage::kWithout, kWithoutPart, search);
-    } else {
-      enter(Stage::kWith, kWithPart, search);
-    }
+  const std::uint64_t conflicts = search.conflicts - start_.conflicts;
+  if (stage_ == Stage::kWith) {
+    const bool is_clear =
+        conflicts >= kEarlyWith &&
+        share_since(start_.theory_propagations, search.theory_propagations,
+                    search.propagations - start_.propagations) < kFewImplied;
+    if (is_clear || is_over) enter(Stage::kWithout, kWithoutPart, search);
     return;
   }
-  const std::uint64_t conflicts = search.conflicts - stage_start_;
+  if (stage_ != Stage::kWithout) {
+    if (is_over) enter(Stage::kWith, kWithPart, search);
+    return;
+  }
   if (conflicts < kEarly) return;
   const double share =
-      static_cast<double>(search.theory_conflicts - stage_theory_start_) /
-      static_cast<double>(conflicts);
+      share_since(start_.theory_conflicts, search.theory_conflicts, conflicts);
   const bool is_clear = conflicts == kEarly && share >= kEarlyShare;
   if (is_clear || is_over) end_trial(share >= kShare, search);
 }

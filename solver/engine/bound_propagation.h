@@ -208,9 +208,8 @@ class BoundPropagation {
 
   // Trials.
   Stage stage_ = Stage::kWith;
-  /// Conflicts of the search, and those of its theory, when the stage began.
-  std::uint64_t stage_start_ = 0;
-  std::uint64_t stage_theory_start_ = 0;
+  /// The search's counters when the stage began.
+  SearchStatistics start_;
   /// Conflicts of the search at which the stage ends.
   std::uint64_t stage_end_ = 0;
   /// Conflicts between this trial and the next.

@@ -18,8 +18,10 @@ namespace {
 /// each conflict, and a search that meets them.
 class PlayedSearch {
  public:
-  explicit PlayedSearch(Propagation mode)
-      : propagation_({mode, {std::size_t{1} << 20U, 100}}) {
+  /// Of 1000 literals that are propagated at each conflict, so many are implied
+  /// by constraints.
+  explicit PlayedSearch(Propagation mode, std::uint64_t implied = 500)
+      : implied_(implied), propagation_({mode, {std::size_t{1} << 20U, 100}}) {
     for (int id = 0; id < kChain; ++id) {
       edges_.emplace_back(id, id + 1, la::DNumber(1, 0), id);
       propagation_.tell(id);
@@ -35,6 +37,7 @@ class PlayedSearch {
       theory_conflicts_ += share;
       search_.theory_conflicts = static_cast<std::uint64_t>(theory_conflicts_);
       search_.propagations += 1000;
+      search_.theory_propagations += implied_;
       take_turn();
     }
   }
@@ -61,6 +64,7 @@ class PlayedSearch {
     return reached;
   }
 
+  std::uint64_t implied_;
   BoundPropagation propagation_;
   std::vector<dl::Edge> edges_;
   SearchStatistics search_;
@@ -92,6 +96,24 @@ TEST(BoundPropagationTest, TrialIsLostWhereConflictsComeFromClauses) {
   EXPECT_FALSE(search.propagates());
   search.meet_conflicts(2100, 0.3);
   EXPECT_TRUE(search.propagates());
+}
+
+// Where constraints imply few literals, conflicts with propagation are no
+// better than others and dearer: a trial is to waste few of them. It must still
+// be won where the graph finds the conflicts without it.
+TEST(BoundPropagationTest, TrialGoesOnEarlyWhereLittleIsImplied) {
+  PlayedSearch search(Propagation::kAuto, 100);
+  search.meet_conflicts(99, 0.4);
+  EXPECT_TRUE(search.propagates());
+  search.meet_conflicts(1, 0.4);
+  EXPECT_FALSE(search.propagates());
+  search.meet_conflicts(60, 1.0);
+  EXPECT_TRUE(search.propagates());
+  EXPECT_EQ(search.propagation().counters().trials_won, 1U);
+
+  PlayedSearch enough(Propagation::kAuto, 200);
+  enough.meet_conflicts(499, 0.4);
+  EXPECT_TRUE(enough.propagates());
 }
 
 // Who asks for all gets all, who asks for none gets none.
