@@ -53,11 +53,13 @@ class Problem {
     struct Atom {
       /// True when it holds.
       int variable;
-      /// Nodes.
+      /// A node.
       int source;
+      /// Another one.
       int target;
-      /// Its weight.
+      /// As above.
       QNumber weight;
+      /// As above.
       QNumber eps;
     };
     /// How many there are.
@@ -68,10 +70,13 @@ class Problem {
     std::vector<Atom> atoms;
     /// By variable, as far as they are kept.
     std::vector<Meaning> meanings;
+    /// Whether they are.
     bool keeps_meanings = false;
-    /// The clauses' literals, where each clause ends, and why it holds.
+    /// The clauses' literals, one clause behind the other.
     std::vector<Literal> literals;
+    /// Where each clause ends.
     std::vector<std::size_t> ends;
+    /// Why it holds.
     std::vector<ClauseOrigin> origins;
     /// Of the scopes that are open.
     std::vector<Literal> selectors;
