@@ -23,7 +23,9 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "solver/command/cubes.h"
 #include "solver/command/descriptor_source.h"
 #include "solver/command/process_host.h"
 #include "solver/command/watchdog.h"
@@ -52,6 +54,8 @@ struct Arguments {
   std::string chart_file;
   std::string proof_file;
   std::string recording;
+  std::vector<std::string> split;
+  std::string join;
   api::ScriptSettings script;
 };
 
@@ -169,6 +173,15 @@ std::optional<int> parse_arguments(int argc, char** argv,
                  "Write the calls on the constraint graph to this file, one a "
                  "line")
       ->type_name("FILE");
+  app.add_option("--split", arguments.split,
+                 "Instead of running the script, write so many smaller ones to "
+                 "this folder, which together ask the same")
+      ->type_name("N DIR")
+      ->expected(2);
+  app.add_option("--join", arguments.join,
+                 "Say what the answers to the scripts in this folder come to; "
+                 "with --proof, with a proof of the whole")
+      ->type_name("DIR");
   app.add_flag("-v,--verbose", script.verbosity,
                "Log on standard error; -vv logs the graph's lemmas");
   choose("--lemmas", lemmas, kLemmas, "none|short|long|both|auto",
@@ -425,6 +438,28 @@ int run_script(Arguments& arguments, int fd, Watchdog& watchdog,
   return status;
 }
 
+// --split or --join. Nothing here answers unknown when memory is out.
+int run_cubes(const Arguments& arguments) {
+  if (!arguments.split.empty() && !arguments.join.empty()) {
+    complain("--split and --join exclude each other");
+    return kFailure;
+  }
+  if (arguments.memory_limit > 0 && !limit_memory(arguments.memory_limit)) {
+    complain("cannot set the memory limit");
+    return kFailure;
+  }
+  try {
+    return arguments.join.empty()
+               ? split_script(arguments.file, arguments.split[0],
+                              arguments.split[1], arguments.script)
+               : join_folder(arguments.join, arguments.proof_file,
+                             arguments.script);
+  } catch (const std::bad_alloc&) {
+    complain("out of memory");
+    return kFailure;
+  }
+}
+
 int run(int argc, char** argv) {
   const Watchdog::Clock::time_point start = Watchdog::Clock::now();
   if (!keep_standard_streams()) return kFailure;
@@ -436,6 +471,9 @@ int run(int argc, char** argv) {
   mp_set_memory_functions(gmp_allocate, gmp_reallocate, gmp_free);
   // One arena: each further one would take a large share of a memory limit.
   mallopt(M_ARENA_MAX, 1);
+  if (!arguments.split.empty() || !arguments.join.empty()) {
+    return run_cubes(arguments);
+  }
   const std::optional<int> fd = open_script(arguments.file);
   if (!fd.has_value()) return kFailure;
   Recording recording;

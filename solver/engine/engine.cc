@@ -527,6 +527,10 @@ Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
   std::vector<Literal> literals = machinery_->problem.selectors();
   literals.insert(literals.end(), assumed.begin(), assumed.end());
   machinery_->feed();
+  if (num_implied_ != nullptr) {
+    *num_implied_ = machinery_->search.look_ahead(literals);
+    return Answer::kUnknown;
+  }
   const Search::Result result = solve(literals);
 #ifndef NDEBUG
   assert(machinery_->auditor.num_wrong() == 0);
@@ -626,6 +630,68 @@ Search::Result Engine::solve_in_threads(
   }
   portfolio_.reset();
   return result;
+}
+
+std::optional<std::size_t> Engine::look_ahead(
+    const std::vector<const Term*>& assumptions) {
+  std::optional<std::size_t> num_implied;
+  num_implied_ = &num_implied;
+  check(assumptions);
+  num_implied_ = nullptr;
+  return num_implied;
+}
+
+std::vector<Engine::Choice> Engine::likely_choices(std::size_t most) {
+  if (!machinery_) return {};
+  const Search& search = machinery_->search;
+  std::vector<std::pair<double, Choice>> found;
+  const auto add = [&](Literal literal, Choice choice) {
+    if (search.value(literal) != Value::kUnassigned) return;
+    found.emplace_back(search.activity(literal.variable()), std::move(choice));
+  };
+  for (const Term* term : machinery_->encoder.encoded()) {
+    if (term->kind != Kind::kSymbol || !term->is_bool()) continue;
+    add(*machinery_->encoder.find(term), {term, nullptr, {}});
+  }
+  const AtomTable& table = machinery_->problem.atoms();
+  const auto is_symbol = [](const Term* term) {
+    return term == nullptr || term->kind == Kind::kSymbol;
+  };
+  for (const AtomTable::Atom& atom : table.atoms()) {
+    const AtomTable::Pair& pair = table.pair_of(atom);
+    const DifferenceBound bound{table.term_of(pair.source),
+                                table.term_of(pair.target), atom.weight};
+    if (!is_symbol(bound.source) || !is_symbol(bound.target)) continue;
+    if (bound.source != nullptr && bound.target != nullptr &&
+        bound.source->sort != bound.target->sort) {
+      continue;
+    }
+    add(Literal(atom.variable, false), {nullptr, nullptr, bound});
+  }
+  std::stable_sort(
+      found.begin(), found.end(),
+      [](const auto& a, const auto& b) { return a.first > b.first; });
+  if (found.size() > most) found.resize(most);
+  std::vector<Choice> choices;
+  for (auto& [activity, choice] : found) {
+    const DifferenceBound& bound = choice.bound;
+    if (choice.formula == nullptr) {
+      std::vector<const Term*> sum;
+      if (bound.target != nullptr) sum.push_back(bound.target);
+      if (bound.source != nullptr) {
+        sum.push_back(store_.make_negate(bound.source));
+      }
+      const Term* difference = store_.make_plus(sum);
+      const Term* most_of_it =
+          store_.make_number(bound.weight.rational(), difference->sort);
+      choice.formula = bound.weight.eps().sign() < 0
+                           ? store_.make_less(difference, most_of_it)
+                           : store_.make_leq(difference, most_of_it);
+    }
+    choice.opposite = store_.make_not(choice.formula);
+    choices.push_back(std::move(choice));
+  }
+  return choices;
 }
 
 Answer Engine::answer_model(const std::vector<const Term*>& assumptions) {

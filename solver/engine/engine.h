@@ -8,6 +8,7 @@
 #include <functional>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -244,6 +245,28 @@ class Engine {
   /// or change of assertions. Requires: there was no change since.
   void show_kept_model();
 
+  // What it takes to part a question into easier ones.
+
+  /// A truth value that the search decides on.
+  struct Choice {
+    /// A symbol, or a comparison that says what the bound does.
+    const Term* formula = nullptr;
+    /// Its negation.
+    const Term* opposite = nullptr;
+    /// Between symbols of one sort or on one of them, if it is no symbol.
+    DifferenceBound bound;
+  };
+  /// After a check: those that are not settled by the assertions, the ones that
+  /// have taken part in most conflicts first, at most so many. What no symbol
+  /// and no bound between symbols stands for is left out.
+  /// Cost: a pass over all variables.
+  std::vector<Choice> likely_choices(std::size_t most);
+  /// How many truth values follow from assertions and assumptions without a
+  /// decision; nothing if there is no model then, or the check was stopped. No
+  /// answer is kept. Requires: as for check, and there was one.
+  std::optional<std::size_t> look_ahead(
+      const std::vector<const Term*>& assumptions);
+
   /// Makes a running check end with kUnknown soon after the flag is set. It is
   /// looked at between assertions that are encoded and between steps of the
   /// search, not inside a step of the graph.
@@ -376,6 +399,8 @@ class Engine {
   ModelCheck model_check_;
   std::vector<std::size_t> failed_assumptions_;
   Refutation refutation_;
+  // Where a check that only looks ahead puts what it finds; else null.
+  std::optional<std::size_t>* num_implied_ = nullptr;
   UnknownReason unknown_reason_ = UnknownReason::kNone;
   // Of the machinery that was given up when memory ran out.
   SearchStatistics last_counters_;

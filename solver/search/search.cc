@@ -56,6 +56,16 @@ Search::Result Search::solve(const std::vector<Literal>& assumptions) {
   return result;
 }
 
+std::optional<std::size_t> Search::look_ahead(
+    const std::vector<Literal>& assumptions) {
+  looks_ahead_ = true;
+  num_implied_.reset();
+  solve(assumptions);
+  looks_ahead_ = false;
+  model_.clear();
+  return num_implied_;
+}
+
 Search::Result Search::do_solve() {
   for (;;) {
     if (is_stopped()) return Result::kUnknown;
@@ -88,7 +98,13 @@ Search::Result Search::do_solve() {
     bool failed = false;
     Literal next = pick_assumption(failed);
     if (failed) return Result::kUnsat;
-    if (!next.is_defined()) next = pick_decision();
+    if (!next.is_defined()) {
+      if (looks_ahead_) {
+        num_implied_ = trail_.size();
+        return Result::kUnknown;
+      }
+      next = pick_decision();
+    }
     if (next.is_defined()) {
       ++statistics_.decisions;
       open_level();

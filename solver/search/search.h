@@ -135,6 +135,13 @@ class Search {
   /// assumptions or empty; 0 if an assumption is the opposite of another.
   ClauseNumber refutation() const { return refutation_; }
 
+  /// How many variables have a value when the assumptions are made and nothing
+  /// is decided; nothing if the assumptions and the clauses have no model, as
+  /// far as that shows, or when stopped. Ensures: as solve; there is no model to
+  /// ask for.
+  std::optional<std::size_t> look_ahead(
+      const std::vector<Literal>& assumptions);
+
   /// Makes solve return kUnknown soon after one of the flags becomes true.
   /// Polled at every conflict and every decision.
   void set_stop(const StopFlags& stop) { stop_ = stop; }
@@ -174,6 +181,8 @@ class Search {
   Value value(Literal literal) const { return values_[literal.index()]; }
   /// The current decision level.
   int level() const { return static_cast<int>(level_starts_.size()); }
+  /// How much it has taken part in conflicts, of late above all.
+  double activity(int variable) const { return heap_.activity(variable); }
   /// The level at which `variable` was assigned. Requires: it is assigned.
   int level_of(int variable) const { return variable_at(variable).level; }
   /// Clauses of two or more literals in store.
@@ -447,6 +456,9 @@ class Search {
   std::uint64_t num_advised_ = 0;
   std::uint64_t last_advised_conflict_ = 0;
   std::vector<Literal> assumptions_;
+  // Ends before the first decision, with so many variables assigned.
+  bool looks_ahead_ = false;
+  std::optional<std::size_t> num_implied_;
   std::vector<Value> model_;
   std::vector<Literal> failed_;
 

@@ -543,6 +543,13 @@ void Interpreter::check() {
     answer = Answer::kUnknown;
     reason_unknown_ = "memout";
   }
+  std::string model;
+  if (answer == Answer::kSat && options_.print_models &&
+      !within_memory([&] { model = model_text(); })) {
+    host_.release_reserve();
+    answer = Answer::kUnknown;
+    reason_unknown_ = "memout";
+  }
   if (options_.keep_picture) {
     record_picture(answer);
     checked_ = true;
@@ -553,6 +560,7 @@ void Interpreter::check() {
       mode_ = Mode::kSat;
       reply_ = "sat\n";
       compare_with_status("sat");
+      reply_ += model;
       if (options_.slack) show_slack();
       break;
     case Answer::kUnsat:

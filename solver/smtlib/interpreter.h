@@ -247,6 +247,8 @@ class Interpreter {
   std::string proof_text();
   std::string engine_reason();
   std::string value_text(const Term* term);
+  // Of all that is declared. Requires: there are values to ask for.
+  std::string model_text();
   static std::string extent_text(const Extent& extent, Sort sort);
   // The value, or both ends if it is not known.
   static std::string interval_text(const Interval& interval, Sort sort);

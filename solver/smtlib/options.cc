@@ -42,6 +42,8 @@ constexpr Entry kEntries[] = {
      [](ScriptOptions& o) -> Place { return &o.produce_assignments; }},
     {":produce-models", false,
      [](ScriptOptions& o) -> Place { return &o.produce_models; }},
+    {":print-models", false,
+     [](ScriptOptions& o) -> Place { return &o.print_models; }},
     {":produce-proofs", true,
      [](ScriptOptions& o) -> Place { return &o.engine.keep_proofs; }},
     {":produce-unsat-assumptions", false,

@@ -29,6 +29,8 @@ struct ScriptOptions {
   bool produce_assignments = false;
   /// Allow get-model and get-value.
   bool produce_models = true;
+  /// Answer each `sat` with the model as well, as get-model does.
+  bool print_models = false;
   /// Allow get-unsat-assumptions.
   bool produce_unsat_assumptions = false;
   /// Allow get-unsat-core; named assertions become assumptions.

@@ -253,13 +253,17 @@ std::string Interpreter::value_text(const Term* term) {
 
 bool Interpreter::run_get_model() {
   if (!read_close_with(":produce-models")) return false;
-  reply_ = "(\n";
-  for (const Term* symbol : session_->declared) {
-    reply_ += "  (define-fun " + print_symbol(symbol->name()) + " () " +
-              print_sort(symbol->sort) + ' ' + value_text(symbol) + ")\n";
-  }
-  reply_ += ")\n";
+  reply_ = model_text();
   return true;
+}
+
+std::string Interpreter::model_text() {
+  std::string text = "(\n";
+  for (const Term* symbol : session_->declared) {
+    text += "  (define-fun " + print_symbol(symbol->name()) + " () " +
+            print_sort(symbol->sort) + ' ' + value_text(symbol) + ")\n";
+  }
+  return text + ")\n";
 }
 
 bool Interpreter::run_get_value() {

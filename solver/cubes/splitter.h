@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#ifndef VORN_CUBES_SPLITTER_H
+#define VORN_CUBES_SPLITTER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "solver/cubes/cube_tree.h"
+#include "solver/engine/engine.h"
+#include "solver/smtlib/lexer.h"
+
+namespace vorn::solver {
+
+/// Splits cubes of a question in two, by what a search has met.
+///
+/// A short search of the cube shows which choices take part in most conflicts.
+/// Each of the first few of these is looked at from both sides: how many other
+/// truth values follow from it at once. One that settles much on both sides
+/// leaves two cubes that are both easier, so the one with the greatest product
+/// is taken.
+///
+/// Threads: none. Errors: only std::bad_alloc leaves a call.
+class Splitter {
+ public:
+  /// How long it looks.
+  struct Limits {
+    /// Conflicts of the search of the whole question.
+    std::uint64_t first_conflicts = 1000;
+    /// Conflicts of the search of each cube after that.
+    std::uint64_t conflicts = 100;
+    /// Choices that it looks at from both sides.
+    std::size_t choices = 32;
+  };
+
+  /// Asserts what a script does. Nothing is borrowed.
+  Splitter(const std::string& script, const EngineOptions& options,
+           const Limits& limits);
+  Splitter(const Splitter&) = delete;
+  Splitter& operator=(const Splitter&) = delete;
+  ~Splitter();
+
+  /// What the script's first error was answered with; empty: it has none.
+  const std::string& error() const;
+
+  /// Splits the leaf, which is all that the script says, and the cubes that come
+  /// of it, until there are so many in its place: the one with the most that is
+  /// not settled first. Fewer if the others are decided within the limits.
+  void split(CubeTree& tree, std::size_t leaf, std::size_t num_cubes);
+  /// Leaves that were decided on the way.
+  const std::vector<std::size_t>& decided() const { return decided_; }
+
+ private:
+  struct Session;
+  struct Part;
+
+  // Looks for what to split a part by. False if there is nothing.
+  bool choose(Part& part);
+
+  Limits limits_;
+  std::unique_ptr<Session> session_;
+  std::vector<std::size_t> decided_;
+};
+
+}  // namespace vorn::solver
+
+#endif  // VORN_CUBES_SPLITTER_H
