@@ -25,17 +25,15 @@ Answer answer_of(solver::Answer answer) {
 
 SplitResult split_question(const std::string& script, const std::string& folder,
                            const SplitSettings& settings) {
-  solver::SplitOutcome outcome =
-      solver::split_question(script, settings.num_cubes, folder,
-                             inner::engine_options(settings), {});
+  solver::SplitOutcome outcome = solver::split_question(
+      script, settings.num_cubes, folder, inner::engine_options(settings), {});
   return {std::move(outcome.error), outcome.num_cubes, outcome.num_answered};
 }
 
 JoinResult join_answers(const std::string& folder,
                         const JoinSettings& settings) {
-  solver::JoinOutcome outcome =
-      solver::join_answers(folder, settings.proof_file,
-                           inner::engine_options(settings), {});
+  solver::JoinOutcome outcome = solver::join_answers(
+      folder, settings.proof_file, inner::engine_options(settings), {});
   return {std::move(outcome.error), answer_of(outcome.verdict),
           std::move(outcome.reply), std::move(outcome.missing),
           std::move(outcome.proof_error)};

@@ -72,8 +72,8 @@ int split_script(const std::string& file, const std::string& number,
     const bool is_script = result.error.rfind("line ", 0) == 0;
     return fail((is_script ? file + ": " : "") + result.error);
   }
-  return print("; " + std::to_string(result.num_cubes) + " cubes in " +
-               folder + ", " + std::to_string(result.num_answered) +
+  return print("; " + std::to_string(result.num_cubes) + " cubes in " + folder +
+               ", " + std::to_string(result.num_answered) +
                " of them answered\n");
 }
 

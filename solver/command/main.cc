@@ -23,7 +23,6 @@
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "solver/command/cubes.h"
 #include "solver/command/descriptor_source.h"
@@ -54,7 +53,7 @@ struct Arguments {
   std::string chart_file;
   std::string proof_file;
   std::string recording;
-  std::vector<std::string> split;
+  std::pair<std::string, std::string> split;
   std::string join;
   api::ScriptSettings script;
 };
@@ -176,8 +175,7 @@ std::optional<int> parse_arguments(int argc, char** argv,
   app.add_option("--split", arguments.split,
                  "Instead of running the script, write so many smaller ones to "
                  "this folder, which together ask the same")
-      ->type_name("N DIR")
-      ->expected(2);
+      ->type_name("N DIR");
   app.add_option("--join", arguments.join,
                  "Say what the answers to the scripts in this folder come to; "
                  "with --proof, with a proof of the whole")
@@ -440,7 +438,7 @@ int run_script(Arguments& arguments, int fd, Watchdog& watchdog,
 
 // --split or --join. Nothing here answers unknown when memory is out.
 int run_cubes(const Arguments& arguments) {
-  if (!arguments.split.empty() && !arguments.join.empty()) {
+  if (!arguments.split.first.empty() && !arguments.join.empty()) {
     complain("--split and --join exclude each other");
     return kFailure;
   }
@@ -450,8 +448,8 @@ int run_cubes(const Arguments& arguments) {
   }
   try {
     return arguments.join.empty()
-               ? split_script(arguments.file, arguments.split[0],
-                              arguments.split[1], arguments.script)
+               ? split_script(arguments.file, arguments.split.first,
+                              arguments.split.second, arguments.script)
                : join_folder(arguments.join, arguments.proof_file,
                              arguments.script);
   } catch (const std::bad_alloc&) {
@@ -471,7 +469,7 @@ int run(int argc, char** argv) {
   mp_set_memory_functions(gmp_allocate, gmp_reallocate, gmp_free);
   // One arena: each further one would take a large share of a memory limit.
   mallopt(M_ARENA_MAX, 1);
-  if (!arguments.split.empty() || !arguments.join.empty()) {
+  if (!arguments.split.first.empty() || !arguments.join.empty()) {
     return run_cubes(arguments);
   }
   const std::optional<int> fd = open_script(arguments.file);

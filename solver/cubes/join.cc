@@ -59,8 +59,9 @@ class Join {
   bool read() {
     const auto manifest = folder_.read(kManifestFile);
     if (!manifest.has_value()) {
-      return fail(folder_.error() + "; nothing was split there, or not to the "
-                                    "end");
+      return fail(folder_.error() +
+                  "; nothing was split there, or not to the "
+                  "end");
     }
     std::string error;
     tree_ = CubeTree::read(*manifest, error);
@@ -111,8 +112,7 @@ class Join {
         case CubeAnswer::Kind::kSat: {
           const CheckedModel checked = check_model(*question_, answer.model);
           if (!checked.holds) {
-            return fail(path +
-                        ": its model does not satisfy what is asserted");
+            return fail(path + ": its model does not satisfy what is asserted");
           }
           verdict.model_text = checked.text;
           sat = name;
@@ -250,10 +250,10 @@ class Join {
     bool is_written = true;
     for (const std::size_t leaf : tree_->leaves()) {
       bool is_answered = false;
-      is_written = is_written &&
-                   (verdicts_.count(leaf) != 0 ||
-                    write_cube(folder_, *question_, *tree_, leaf, false,
-                               options_, limits_, written, is_answered));
+      is_written =
+          is_written && (verdicts_.count(leaf) != 0 ||
+                         write_cube(folder_, *question_, *tree_, leaf, false,
+                                    options_, limits_, written, is_answered));
     }
     if (is_written && folder_.write(kManifestFile, tree_->text())) return true;
     const std::string error = folder_.error();

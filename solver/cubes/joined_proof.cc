@@ -436,8 +436,8 @@ std::string prefix_of(const std::string& cube) {
   return 'c' + (digit == std::string::npos ? cube : cube.substr(digit));
 }
 
-// A step, and its clause: at which nodes it says the opposite of what their side
-// takes to hold. Those that a step does not need it leaves out.
+// A step, and its clause: at which nodes it says the opposite of what their
+// side takes to hold. Those that a step does not need it leaves out.
 struct Shown {
   std::string step;
   // Nodes on the way from the root, ascending by depth, that are assumed.
@@ -508,7 +508,8 @@ bool join_proofs(const CubeTree& tree, const CubeProofs& proofs,
             const std::string no = negation_of(tree.node(open.node).formula);
             writer.put(open.side == 0 ? no : negation_of(no));
           }
-          for (const char* word : {")", ":rule", "resolution", ":premises", "("}) {
+          for (const char* word :
+               {")", ":rule", "resolution", ":premises", "("}) {
             writer.put(word);
           }
           writer.put(above.first.step);

@@ -114,8 +114,8 @@ std::string CubeQuestion::cube_text(
   for (const std::string& literal : literals) {
     text += "(assert " + literal + ")\n";
   }
-  text += "(set-option :print-models true)\n(echo \"" + signature(cube, literals) +
-          "\")\n(check-sat)\n(exit)\n";
+  text += "(set-option :print-models true)\n(echo \"" +
+          signature(cube, literals) + "\")\n(check-sat)\n(exit)\n";
   return text;
 }
 

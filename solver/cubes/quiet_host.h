@@ -37,8 +37,8 @@ class QuietHost : public SessionHost {
     const std::size_t begin = output_.find(start);
     if (begin == std::string::npos) return "";
     const std::size_t end = output_.find("\")\n", begin);
-    std::string message = output_.substr(begin + start.size(),
-                                         end - begin - start.size());
+    std::string message =
+        output_.substr(begin + start.size(), end - begin - start.size());
     for (std::size_t k = message.find("\"\""); k != std::string::npos;
          k = message.find("\"\"", k + 1)) {
       message.erase(k, 1);

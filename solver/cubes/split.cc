@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <optional>
 
+#include "solver/cubes/cube_files.h"
 #include "solver/cubes/cube_tree.h"
 #include "solver/cubes/folder.h"
-#include "solver/cubes/cube_files.h"
 #include "solver/cubes/question.h"
 
 namespace vorn::solver {
@@ -45,9 +45,9 @@ SplitOutcome split_question(const std::string& script, std::size_t num_cubes,
     const bool is_decided =
         std::find(decided.begin(), decided.end(), leaf) != decided.end();
     bool is_answered = false;
-    is_written = is_written &&
-                 write_cube(files, *question, tree, leaf, is_decided, options,
-                            limits, written, is_answered);
+    is_written =
+        is_written && write_cube(files, *question, tree, leaf, is_decided,
+                                 options, limits, written, is_answered);
     if (is_answered) ++outcome.num_answered;
   }
   if (is_written && files.write(kManifestFile, tree.text())) return outcome;

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,13 +15,16 @@
 
 namespace vorn::solver {
 
-/// Splits cubes of a question in two, by what a search has met.
+/// Splits cubes of a question in two, by what follows on both sides.
 ///
-/// A short search of the cube shows which choices take part in most conflicts.
-/// Each of the first few of these is looked at from both sides: how many other
-/// truth values follow from it at once. One that settles much on both sides
-/// leaves two cubes that are both easier, so the one with the greatest product
-/// is taken.
+/// A choice at which the search comes to its contradictions again and again is
+/// a bad one: one side of it has none, and is as hard as the whole. So all
+/// choices are looked at from both sides: how many other truth values follow
+/// from each at once, less what follows from any. The one with the greatest
+/// product of the two is taken; the most active one, of equals.
+///
+/// A side that a short search decides is a leaf, but no cube: what is left has
+/// a literal more.
 ///
 /// Threads: none. Errors: only std::bad_alloc leaves a call.
 class Splitter {
@@ -31,8 +35,10 @@ class Splitter {
     std::uint64_t first_conflicts = 1000;
     /// Conflicts of the search of each cube after that.
     std::uint64_t conflicts = 100;
-    /// Choices that it looks at from both sides.
-    std::size_t choices = 32;
+    /// Choices of the whole question that it looks at from both sides.
+    std::size_t first_choices = 1000;
+    /// And of each cube.
+    std::size_t choices = 40;
   };
 
   /// Asserts what a script does. Nothing is borrowed.
@@ -45,9 +51,9 @@ class Splitter {
   /// What the script's first error was answered with; empty: it has none.
   const std::string& error() const;
 
-  /// Splits the leaf, which is all that the script says, and the cubes that come
-  /// of it, until there are so many in its place: the one with the most that is
-  /// not settled first. Fewer if the others are decided within the limits.
+  /// Splits the leaf, which is all that the script says, and the cubes that
+  /// come of it, until there are so many that are not decided: first the one
+  /// with the least that is settled. Fewer if there is less to choose.
   void split(CubeTree& tree, std::size_t leaf, std::size_t num_cubes);
   /// Leaves that were decided on the way.
   const std::vector<std::size_t>& decided() const { return decided_; }
@@ -56,8 +62,10 @@ class Splitter {
   struct Session;
   struct Part;
 
-  // Looks for what to split a part by. False if there is nothing.
-  bool choose(Part& part);
+  // Measures a part. False if it is decided.
+  bool look_at(Part& part);
+  // What to split a part by; nothing if there is nothing to choose.
+  std::optional<Engine::Choice> choose(const Part& part);
 
   Limits limits_;
   std::unique_ptr<Session> session_;

@@ -137,8 +137,8 @@ class Search {
 
   /// How many variables have a value when the assumptions are made and nothing
   /// is decided; nothing if the assumptions and the clauses have no model, as
-  /// far as that shows, or when stopped. Ensures: as solve; there is no model to
-  /// ask for.
+  /// far as that shows, or when stopped. Ensures: as solve; there is no model
+  /// to ask for.
   std::optional<std::size_t> look_ahead(
       const std::vector<Literal>& assumptions);
 
