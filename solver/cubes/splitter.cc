@@ -12,10 +12,6 @@
 namespace vorn::solver {
 namespace {
 
-// Leaves, those that are decided at once included, for each cube that is asked
-// for.
-constexpr std::size_t kMostLeaves = 3;
-
 // A bound as scripts write it, with a name of its own for each side. Proofs
 // repeat it in the same words.
 std::string text_of(const Engine::Choice& choice) {
@@ -63,8 +59,6 @@ struct Splitter::Session {
   QuietHost host;
   Interpreter interpreter;
   std::string error;
-  // In the order of how much they settle in the whole question.
-  std::vector<Engine::Choice> candidates;
 };
 
 // A cube.
@@ -97,16 +91,13 @@ void Splitter::split(CubeTree& tree, std::size_t leaf, std::size_t num_cubes) {
     return a.num_settled > b.num_settled;
   };
   const auto add = [&](Part part) {
-    if (!look_at(part)) return false;
+    if (!look_at(part)) return;
     parts.push_back(std::move(part));
     std::push_heap(parts.begin(), parts.end(), is_smaller);
-    return true;
   };
-  std::size_t num_open = 1;
   std::size_t num_made = 1;
-  const std::size_t most = kMostLeaves * num_cubes;
-  if (num_open < num_cubes) add({leaf, {}, 0});
-  while (num_open < num_cubes && num_made < most && !parts.empty()) {
+  if (num_made < num_cubes) add({leaf, {}, 0});
+  while (num_made < num_cubes && !parts.empty()) {
     std::pop_heap(parts.begin(), parts.end(), is_smaller);
     const Part part = std::move(parts.back());
     parts.pop_back();
@@ -114,11 +105,10 @@ void Splitter::split(CubeTree& tree, std::size_t leaf, std::size_t num_cubes) {
     if (!choice.has_value()) continue;
     tree.split(part.leaf, text_of(*choice));
     ++num_made;
-    --num_open;
     for (std::size_t side = 0; side < 2; ++side) {
       Part next{tree.node(part.leaf).sides[side], part.assumed, 0};
       next.assumed.push_back(side == 0 ? choice->formula : choice->opposite);
-      if (add(std::move(next))) ++num_open;
+      add(std::move(next));
     }
   }
 }
@@ -137,49 +127,24 @@ bool Splitter::look_at(Part& part) {
 
 std::optional<Engine::Choice> Splitter::choose(const Part& part) {
   Engine& engine = *session_->host.engine();
-  const bool is_whole = part.assumed.empty();
-  std::vector<Engine::Choice>& candidates = session_->candidates;
-  if (is_whole) candidates = engine.likely_choices(limits_.first_choices);
-  // Those that are possible on both sides, with what follows there.
-  struct Candidate {
-    std::size_t number;
-    double gains[2];
-    double score;
-  };
-  std::vector<Candidate> open;
+  std::optional<Engine::Choice> best;
+  double best_score = -1;
   std::vector<const Term*> assumed = part.assumed;
   assumed.push_back(nullptr);
-  for (std::size_t k = 0; k < candidates.size(); ++k) {
-    if (!is_whole && open.size() == limits_.choices) break;
-    Candidate candidate{k, {0, 0}, 0};
-    bool is_open = true;
-    for (std::size_t side = 0; side < 2 && is_open; ++side) {
-      assumed.back() =
-          side == 0 ? candidates[k].formula : candidates[k].opposite;
+  for (const Engine::Choice& choice : engine.likely_choices(limits_.choices)) {
+    double score = 1;
+    for (const Term* side : {choice.formula, choice.opposite}) {
+      assumed.back() = side;
       const std::size_t settled = engine.look_ahead(assumed).value_or(0);
-      is_open = settled > part.num_settled;
-      candidate.gains[side] =
-          static_cast<double>(settled) - static_cast<double>(part.num_settled);
+      // Else the side has no model, or says nothing new.
+      score = settled > part.num_settled
+                  ? score * static_cast<double>(settled - part.num_settled)
+                  : -1;
+      if (score < 0) break;
     }
-    if (is_open) open.push_back(candidate);
-  }
-  if (open.empty()) return std::nullopt;
-  // What follows of any of them, as its opposite does, counts for nothing.
-  double least = open.front().gains[0];
-  for (const Candidate& c : open) {
-    least = std::min({least, c.gains[0], c.gains[1]});
-  }
-  for (Candidate& c : open) {
-    c.score = (c.gains[0] - least) * (c.gains[1] - least);
-  }
-  std::stable_sort(
-      open.begin(), open.end(),
-      [](const Candidate& a, const Candidate& b) { return a.score > b.score; });
-  Engine::Choice best = candidates[open.front().number];
-  if (is_whole) {
-    std::vector<Engine::Choice> sorted;
-    for (const Candidate& c : open) sorted.push_back(candidates[c.number]);
-    candidates = std::move(sorted);
+    if (score <= best_score) continue;
+    best_score = score;
+    best = choice;
   }
   return best;
 }

@@ -15,16 +15,12 @@
 
 namespace vorn::solver {
 
-/// Splits cubes of a question in two, by what follows on both sides.
+/// Splits cubes of a question in two, by what a search has met.
 ///
-/// A choice at which the search comes to its contradictions again and again is
-/// a bad one: one side of it has none, and is as hard as the whole. So all
-/// choices are looked at from both sides: how many other truth values follow
-/// from each at once, less what follows from any. The one with the greatest
-/// product of the two is taken; the most active one, of equals.
-///
-/// A side that a short search decides is a leaf, but no cube: what is left has
-/// a literal more.
+/// A short search of a cube shows which choices take part in most conflicts.
+/// Each of the first few of these is looked at from both sides: how many other
+/// truth values follow from it at once. The one with the greatest product of
+/// the two is taken; the most active one, of equals.
 ///
 /// Threads: none. Errors: only std::bad_alloc leaves a call.
 class Splitter {
@@ -35,10 +31,8 @@ class Splitter {
     std::uint64_t first_conflicts = 1000;
     /// Conflicts of the search of each cube after that.
     std::uint64_t conflicts = 100;
-    /// Choices of the whole question that it looks at from both sides.
-    std::size_t first_choices = 1000;
-    /// And of each cube.
-    std::size_t choices = 40;
+    /// Choices of a cube that it looks at from both sides.
+    std::size_t choices = 32;
   };
 
   /// Asserts what a script does. Nothing is borrowed.
@@ -52,8 +46,8 @@ class Splitter {
   const std::string& error() const;
 
   /// Splits the leaf, which is all that the script says, and the cubes that
-  /// come of it, until there are so many that are not decided: first the one
-  /// with the least that is settled. Fewer if there is less to choose.
+  /// come of it, until there are so many in its place: first the one with the
+  /// least that is settled. Fewer if the others are decided within the limits.
   void split(CubeTree& tree, std::size_t leaf, std::size_t num_cubes);
   /// Leaves that were decided on the way.
   const std::vector<std::size_t>& decided() const { return decided_; }

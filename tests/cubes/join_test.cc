@@ -41,7 +41,7 @@ class JoinTest : public ::testing::Test {
     const SplitOutcome outcome = split_question(
         script, num_cubes, folder_.path(), options_, quick_limits());
     ASSERT_EQ(outcome.error, "");
-    ASSERT_EQ(outcome.num_cubes, num_cubes);
+    ASSERT_LE(outcome.num_cubes, num_cubes);
   }
   JoinOutcome join(const std::string& proof = "") {
     return join_answers(folder_.path(), proof, options_, quick_limits());
@@ -133,8 +133,7 @@ TEST_F(JoinTest, ContradictionsNameTheFiles) {
   folder_.write(sat + ".answer", start + "sat\n((define-fun nobody () Int 1))");
   EXPECT_NE(join().error, "");
   // The answer to another cube.
-  const std::string other = sat == "cube-001" ? "cube-002" : "cube-001";
-  folder_.write(sat + ".answer", text(other + ".answer"));
+  folder_.write(sat + ".answer", "\"cube-999" + answer.substr(9));
   EXPECT_EQ(join().error,
             path(sat + ".answer") + ": it is not an answer to this cube");
 }
@@ -160,11 +159,16 @@ TEST_F(JoinTest, UnknownCubesAreSplitAgain) {
                                       "cube-006"}));
   // Asked again, it goes on from there.
   EXPECT_EQ(join().missing.size(), 4);
-  int rounds = 0;
-  for (; join().verdict == Answer::kUnknown && rounds < 20; ++rounds) {
+  for (int round = 0; round < 3; ++round) {
     answer_all(folder_, 2);
+    EXPECT_EQ(join().error, "");
   }
-  EXPECT_LT(rounds, 20);
+  // What cannot be split any more is asked again, with more time.
+  for (const std::string& cube : cubes_in(folder_.path())) {
+    if (text(cube + ".answer").find("unknown") == std::string::npos) continue;
+    std::filesystem::remove(folder_.file(cube + ".answer"));
+  }
+  answer_all(folder_);
   const std::string proof = folder_.file("proof");
   const JoinOutcome last = join(proof);
   EXPECT_EQ(last.verdict, Answer::kUnsat);

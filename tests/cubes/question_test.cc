@@ -56,7 +56,7 @@ TEST(QuestionTest, CubeIsTheQuestionAndWhatItAdds) {
   const std::string blank(22, ' ');
   EXPECT_EQ(question->head, "; (check-sat)\n" + blank + ' ' +
                                 std::string(32, ' ') + " ; a (\n" +
-                                std::string(41, ' ') +
+                                std::string(40, ' ') +
                                 "(set-option :produce-unsat-cores\n true)"
                                 "(set-logic QF_IDL)" +
                                 std::string(10, ' ') +
