@@ -8,7 +8,7 @@ _vorn() {
     --propagation) words='auto full off' ;;
     --machines) words='auto off' ;;
     --lemma-dedup | --check-models) words='on off' ;;
-    --dot | --gantt | --proof | --record-graph)
+    --dot | --gantt | --proof | --split | --join | --record-graph)
       mapfile -t COMPREPLY < <(compgen -f -- "$word")
       return
       ;;
@@ -16,7 +16,7 @@ _vorn() {
     *)
       if [[ $word == -* ]]; then
         words='-h --help --version --timeout --strict --memory-limit --stats
-          --explain --slack --dot --gantt --proof --record-graph -v --verbose
+          --explain --slack --dot --gantt --proof --split --join --record-graph -v --verbose
           --lemmas --lemma-overlap --lemma-dedup --propagation --machines --check-models --threads --seed'
       else
         local name
