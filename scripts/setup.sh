@@ -8,7 +8,7 @@ vorn_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 vorn_jobs=$(nproc)
 
 vorn_packages_build="g++ make cmake pkg-config libgmp-dev libcli11-dev"
-vorn_packages_test="libgtest-dev libboost-dev libcadical-dev clang-format python3 mypy"
+vorn_packages_test="libgtest-dev libboost-dev libcadical-dev clang-format python3 mypy parallel"
 vorn_packages_fuzz="clang libclang-rt-14-dev"
 vorn_packages_doc="doxygen graphviz fonts-dejavu-core"
 
