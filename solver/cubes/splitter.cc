@@ -135,12 +135,18 @@ std::optional<Engine::Choice> Splitter::choose(const Part& part) {
     double score = 1;
     for (const Term* side : {choice.formula, choice.opposite}) {
       assumed.back() = side;
-      const std::size_t settled = engine.look_ahead(assumed).value_or(0);
-      // Else the side has no model, or says nothing new.
-      score = settled > part.num_settled
-                  ? score * static_cast<double>(settled - part.num_settled)
-                  : -1;
-      if (score < 0) break;
+      const std::optional<std::size_t> settled = engine.look_ahead(assumed);
+      if (!settled.has_value()) {
+        // No model on this side: better than nothing, as then all cubes of
+        // which nobody knows more can still be split.
+        score = 0;
+      } else if (*settled > part.num_settled) {
+        score *= static_cast<double>(*settled - part.num_settled);
+      } else {
+        // It says nothing new.
+        score = -1;
+        break;
+      }
     }
     if (score <= best_score) continue;
     best_score = score;

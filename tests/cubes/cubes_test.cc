@@ -36,13 +36,13 @@ class QuestionGenerator {
     text += "(define-fun near ((d " + std::string(is_real_ ? "Real" : "Int") +
             ")) Bool (or (<= " + number(0) + " d) (<= " + number(1) +
             " d)))\n(assert (near " + constant(8) + "))\n";
-    const int num_clauses = 14 + pick(14);
+    const int num_clauses = 24 + pick(12);
     for (int k = 0; k < num_clauses; ++k) text += clause(k);
     return text + "; ( what now?\n  (check-sat)\n(get-info :version)(exit)";
   }
 
  private:
-  static constexpr int kNumbers = 5;
+  static constexpr int kNumbers = 9;
   static constexpr int kTruths = 3;
 
   int pick(int bound) {
@@ -128,7 +128,7 @@ TEST(CubesTest, RandomQuestionsJoinToWhatTheWholeSays) {
   }
   EXPECT_GT(num_unsat, count / 4);
   EXPECT_GT(num_sat, count / 8);
-  EXPECT_GT(num_cubes, count + count / 8);
+  EXPECT_GT(num_cubes, count + count / 3);
 }
 
 }  // namespace
