@@ -20,8 +20,8 @@ cd "$vorn_root"
 
 build=$vorn_root/build/coverage
 # The long ones first.
-suites="proof optimise scheduling engine search engine_allocation command bruteforce c smtlib dl
-        terms c_memory containers numbers services explain explain_scripts api"
+suites="proof threads optimise scheduling engine search engine_allocation command bruteforce c smtlib dl
+        terms c_memory containers numbers services explain explain_scripts api cubes"
 
 # Left out: a million of something, random problems of a size that matters for
 # speed only, and searches ended at many moments. They take minutes here and
