@@ -93,7 +93,7 @@ class QuestionGenerator {
 };
 
 TEST(CubesTest, RandomQuestionsJoinToWhatTheWholeSays) {
-  const std::uint32_t count = test::kSanitized ? 40 : 250;
+  const std::uint32_t count = test::kSanitized ? 20 : 120;
   std::size_t num_unsat = 0;
   std::size_t num_sat = 0;
   std::size_t num_cubes = 0;

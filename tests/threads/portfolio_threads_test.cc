@@ -20,7 +20,7 @@
 namespace vorn::solver {
 namespace {
 
-constexpr std::uint64_t kScripts = test::kSanitized ? 40 : 250;
+constexpr std::uint64_t kScripts = test::kSanitized ? 20 : 150;
 
 // A clause from which its sender, and its place among the sender's, can be
 // read; of any length up to 6.
