@@ -76,8 +76,10 @@ ask() {
 # What was lost is missing, and nothing else: each cube has an answer as a whole or none.
 ask > /dev/null 2>&1 || true
 lost=$("$vorn" --join cubes | grep -c '^;   cube-.*smt2$')
-[ "$lost" -gt 0 ] && [ "$lost" -lt 5 ] ||
-  { echo "$lost of 5 cubes are missing"; exit 1; }
+if [ "$lost" -eq 0 ] || [ "$lost" -ge 5 ]; then
+  echo "$lost of 5 cubes are missing"
+  exit 1
+fi
 before=$(cat cubes/cube-*.answer | cksum)
 
 # What is missing is asked again, and nothing else.
