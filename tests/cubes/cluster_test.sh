@@ -90,15 +90,16 @@ ask > /dev/null
 find cubes -name '*.part' -size +0 ! -name 'slurm-*' | grep . && exit 1
 [ "$(find cubes -name '*.answer' ! -newer reliable -exec cat {} + | cksum)" = "$before" ]
 
-# Cubes that do not end in time come back in parts until all do.
-"$vorn" --split 1 hard question.smt2 > /dev/null
-export VORN_OPTIONS="--timeout 0.1"
+# Cubes that take more than so many conflicts come back in parts until none does.
+{ echo '(set-option :reproducible-resource-limit 2000)' && cat question.smt2; } > hard.smt2
+"$vorn" --split 1 hard hard.smt2 > /dev/null
+export VORN_OPTIONS=
 case $way in
   parallel) again=("$cluster/parallel.sh" hard --jobs 2) ;;
   make) again=(make -s -k -j 2 -f "$cluster/cubes.mk" DIR=hard) ;;
   slurm) again=("$cluster/slurm.sh" hard) ;;
 esac
 [ "$("$cluster/until_answered.sh" hard "${again[@]}" 2> /dev/null | tail -1)" = unsat ]
-[ "$("$check" question.smt2 hard/whole.proof)" = valid ]
+[ "$("$check" hard.smt2 hard/whole.proof)" = valid ]
 [ "$(find hard -name '*.answer' | wc -l)" -gt 1 ]
 echo "$way: $(find hard -name '*.proof' | wc -l) proofs"
