@@ -107,10 +107,18 @@ TEST(PortfolioThreadsTest, ScriptsAgreeWithEnumeration) {
       given == nullptr ? kScripts : std::strtoull(given, nullptr, 10);
   constexpr std::uint64_t kMostStates = 1000;
   bruteforce::Tally tally;
-  for (std::uint64_t seed = 1; seed <= count; ++seed) {
+  // Were the others always too late, nothing of theirs would be tested. How
+  // often they are is up to the machine, which is given more scripts if need
+  // be, without objectives, which take longest.
+  const auto others_in_time = [&] {
+    return tally.counters["answers of other threads"] > count / 20 &&
+           tally.counters["clauses told by other threads"] > count / 100;
+  };
+  for (std::uint64_t seed = 1;
+       seed <= count || (!others_in_time() && seed <= 40 * count); ++seed) {
     bruteforce::ScriptGenerator generator(
         seed % 2 == 0 ? Logic::kIntegers : Logic::kAll, seed);
-    const bool has_objectives = seed % 3 == 0;
+    const bool has_objectives = seed % 3 == 0 && seed <= count;
     if (has_objectives) generator.want_objectives();
     ScriptOptions options;
     options.engine.portfolio.threads = 3;
@@ -124,9 +132,7 @@ TEST(PortfolioThreadsTest, ScriptsAgreeWithEnumeration) {
   }
   EXPECT_GT(tally.sat, count / 10);
   EXPECT_GT(tally.unsat, count / 10);
-  // Were the others always too late, nothing of theirs would be tested.
-  EXPECT_GT(tally.counters["answers of other threads"], count / 20);
-  EXPECT_GT(tally.counters["clauses told by other threads"], count / 100);
+  EXPECT_TRUE(others_in_time());
 }
 
 }  // namespace
