@@ -15,6 +15,9 @@ of a session without rounds is taken off. Every answer has to be sat or unsat.
   formulas     push, one of 200 Booleans, check, pop; with 400 disjunctions of
                three of them and a bound on a long sum for good
   assumptions  a check under such a bound, on a chain of 50 variables
+  facts-N      push, two bounds on 20 of the variables, check, pop; beside N facts
+               on groups of 20 variables and one disjunction for good
+  assumed-N    the same, with a check under one bound
   levels       push, a new variable above the last one, check; no pop
   closer       push, a closer bound on the same two variables, check; no pop
 """
@@ -39,7 +42,11 @@ class Session:
         self.kind = kind
         self.out = out
         self.random = random.Random(1)
-        self.num_variables = {"variables": 2, "base": 60}.get(kind, 50)
+        self.num_facts = int(kind.split("-")[1]) if "-" in kind else 0
+        self.num_variables = {"variables": 2, "base": 60}.get(
+            kind, self.num_facts // 4 or 50)
+        self.values = [self.random.randrange(1000)
+                       for _ in range(self.num_variables)]
         out.write("(set-logic QF_IDL)\n")
         for i in range(self.num_variables):
             out.write(f"(declare-const x{i} Int)\n")
@@ -58,12 +65,23 @@ class Session:
         if kind == "assumptions":
             for i in range(1, self.num_variables):
                 self.write_assert(f"(< x{i - 1} x{i})")
+        if self.num_facts > 0:
+            for _ in range(self.num_facts):
+                group = self.random.randrange(self.num_variables // GROUP)
+                self.write_assert(self.near(group, 0, 30))
+            self.write_assert(f"(or {self.near(0, 0, 1)} {self.near(0, 0, 1)})")
         for k in range(rounds):
             self.write_round(k)
 
     def bound(self, largest):
         x, y = self.random.sample(range(self.num_variables), 2)
         return at_most(x, y, self.random.randrange(largest))
+
+    def near(self, group, least, most):
+        """A bound on two variables of a group, so far from their values."""
+        x, y = self.random.sample(range(GROUP * group, GROUP * (group + 1)), 2)
+        return at_most(x, y, self.values[x] - self.values[y] +
+                       self.random.randrange(least, most))
 
     def disjunction(self, largest):
         return f"(or {self.bound(largest)} {self.bound(largest)})"
@@ -77,6 +95,9 @@ class Session:
     def write_round(self, k):
         if self.kind == "assumptions":
             self.out.write(f"(check-sat-assuming ({self.bound(100000)}))\n")
+            return
+        if self.kind.startswith("assumed"):
+            self.out.write(f"(check-sat-assuming ({self.near(0, -40, 40)}))\n")
             return
         self.out.write("(push 1)\n")
         if self.kind in ("levels", "closer"):
@@ -95,6 +116,9 @@ class Session:
         elif self.kind == "disjunctions":
             for _ in range(3):
                 self.write_assert(self.disjunction(100000))
+        elif self.num_facts > 0:
+            self.write_assert(self.near(0, -40, 40))
+            self.write_assert(self.near(0, -10, 60))
         elif self.kind == "formulas":
             self.write_assert(self.boolean())
         else:
@@ -104,8 +128,12 @@ class Session:
 
 KINDS = [
     "variables", "bounds", "disjunctions", "base", "formulas", "assumptions",
-    "levels", "closer"
+    "facts-10000", "facts-100000", "assumed-10000", "assumed-100000", "levels",
+    "closer"
 ]
+
+# Variables whose facts are about each other.
+GROUP = 20
 
 
 def run(vorn, kind, rounds, folder):

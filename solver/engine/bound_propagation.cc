@@ -12,6 +12,9 @@ namespace {
 // eighty instructions of the matrix and forty of a search for paths, and a
 // propagation of the search and the graph takes a thousand.
 constexpr std::int64_t kFirstCredit = 100'000;
+// A later check has no more than this for each constraint that has come since:
+// else each of many small ones would take what the first may take.
+constexpr std::int64_t kCreditPerConstraint = 200;
 constexpr std::int64_t kStepsPerPropagation = 4;
 constexpr std::int64_t kStepsPerImplied = 500;
 // What has been earned beyond this is forgotten: a phase of the search in which
@@ -75,7 +78,14 @@ dl::Closure::Counters BoundPropagation::closure_counters() const {
 void BoundPropagation::start_check(const SearchStatistics& search) {
   distance_ = kFirstDistance;
   enter(Stage::kWith, kWithPart, search);
-  credit_ = std::max(credit_, kFirstCredit);
+  std::int64_t credit = kFirstCredit;
+  if (was_checked_) {
+    constexpr std::int64_t kMany = kFirstCredit / kCreditPerConstraint;
+    credit = kCreditPerConstraint * std::min(num_new_, kMany);
+  }
+  credit_ = std::max(credit_, credit);
+  num_new_ = 0;
+  was_checked_ = true;
   pausing_ = false;
 }
 

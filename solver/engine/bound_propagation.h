@@ -73,7 +73,9 @@ class BoundPropagation {
 
   /// Announces a constraint. The closure learns of it when it is first needed.
   void tell(int id) {
-    if (is_on()) untold_.push_back(id);
+    if (!is_on()) return;
+    untold_.push_back(id);
+    ++num_new_;
   }
   /// Forgets the constraint announced last. Requires: none is pushed.
   void retract(int id);
@@ -201,6 +203,9 @@ class BoundPropagation {
 
   // Credit, in steps of the closure.
   std::int64_t credit_ = 0;
+  /// Constraints announced since the last check began, if there was one.
+  std::int64_t num_new_ = 0;
+  bool was_checked_ = false;
   std::uint64_t paid_steps_ = 0;
   std::uint64_t paid_propagations_ = 0;
   std::uint64_t paid_implied_ = 0;

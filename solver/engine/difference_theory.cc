@@ -14,6 +14,16 @@
 #include "vorn/containers/index.h"
 
 namespace vorn::solver {
+namespace {
+
+// Whether one is an integer and the other a real. The constant 0 is both.
+bool is_mixed(const AtomTable& table, const AtomTable::Pair& pair) {
+  return pair.source != 0 &&
+         table.term_of(pair.source)->sort != table.term_of(pair.target)->sort;
+}
+
+}  // namespace
+
 DifferenceTheory::DifferenceTheory(TermStore& store, Problem& problem,
                                    const Configuration::Theory::La& lemmas,
                                    bool lemma_trials,
@@ -59,21 +69,27 @@ void DifferenceTheory::update() {
   }
   tightest_.resize(2 * table.pairs().size(), 0);
   for (; num_atoms_ < table.atoms().size(); ++num_atoms_) {
-    for (const int id : table.atoms()[num_atoms_].constraints) {
+    const AtomTable::Atom& atom = table.atoms()[num_atoms_];
+    if (is_mixed(table, table.pair_of(atom))) ++num_mixed_;
+    for (const int id : atom.constraints) {
       graph_.tell_edge(id, edge_of(id));
       propagation_.tell(id);
+      has_eps_ = has_eps_ || edge_of(id).weight.eps().sign() != 0;
     }
   }
+  if (!followed_.is_on()) return;
+  while (followed_.num_nodes() < table.num_nodes()) followed_.add_node();
 }
 
 void DifferenceTheory::rollback(std::size_t mark) {
-  assert(active_.empty());
   drop_waiting_lemmas();
   machines_.reset();
   phase_search_.forget_schedule();
   separations_.shrink_variables(search_->num_variables());
   while (num_atoms_ > mark) {
-    const AtomTable::Atom& atom = problem_.atoms().atoms()[--num_atoms_];
+    const AtomTable& table = problem_.atoms();
+    const AtomTable::Atom& atom = table.atoms()[--num_atoms_];
+    if (is_mixed(table, table.pair_of(atom))) --num_mixed_;
     for (const int id : {atom.constraints[1], atom.constraints[0]}) {
       graph_.retract_edge(id);
       propagation_.retract(id);
@@ -98,6 +114,8 @@ void DifferenceTheory::forget_lemmas() {
 
 void DifferenceTheory::renumber(const std::vector<int>& nodes) {
   assert(active_.empty());
+  stop_following();
+  num_mixed_ = 0;
   graph_.reset();
   propagation_.retract_all();
   forget_lemmas();
@@ -121,6 +139,10 @@ void DifferenceTheory::assigned(Literal literal) {
       (tightest != 0 && !(bound.weight < edge_of(tightest).weight)) ||
       propagation_.is_known(bound.id);
   active_.push_back({bound.id, implied, bound.direction, tightest});
+  if (followed_.is_on()) {
+    const dl::Edge& edge = edge_of(bound.id);
+    followed_.tell(edge.source, edge.target, bound.id);
+  }
   if (machines_) machines_->assigned(literal);
   if (implied) return;
   tightest = bound.id;
@@ -138,21 +160,38 @@ void DifferenceTheory::backtrack(int level) {
     kept = level_starts_[index(level)];
     level_starts_.resize(index(level));
   }
-  while (active_.size() > kept) {
-    const Active& last = active_.back();
-    if (!last.implied) {
-      tightest_[index(last.direction)] = last.previous;
-      graph_.pop_edge(last.id);
-      propagation_.pop();
-    }
-    active_.pop_back();
+  while (active_.size() > kept) take_back_active();
+}
+
+void DifferenceTheory::take_back_active() {
+  const Active& last = active_.back();
+  if (!last.implied) {
+    tightest_[index(last.direction)] = last.previous;
+    graph_.pop_edge(last.id);
+    propagation_.pop();
   }
+  active_.pop_back();
+  if (!followed_.is_on()) return;
+  followed_.take_back();
+  num_followed_ = std::min(num_followed_, active_.size());
+  num_modelled_ = std::min(num_modelled_, active_.size());
+}
+
+// What machines know of level 0 cannot be taken back bit by bit.
+void DifferenceTheory::retract(Literal literal) {
+  machines_.reset();
+  const int id = problem_.atoms().bound(literal).id;
+  if (id == 0) return;
+  assert(active_.back().id == id);
+  take_back_active();
 }
 
 bool DifferenceTheory::propagate(std::vector<Literal>& implied,
                                  std::vector<Literal>& conflict) {
   const auto edge = [this](int id) -> const dl::Edge& { return edge_of(id); };
-  if (graph_.check()) {
+  const bool is_consistent = graph_.check();
+  follow();
+  if (is_consistent) {
     consequences_.clear();
     propagation_.run(search_->statistics(), edge, consequences_);
     for (const int id : consequences_) {
@@ -237,10 +276,14 @@ DifferenceTheory::Span DifferenceTheory::span_of(
 // The graph knows reals alone; where integers and reals meet, there may be none
 // among its solutions that has the integers.
 bool DifferenceTheory::final_check(std::vector<Literal>& conflict) {
+  if (num_mixed_ == 0) {
+    choose_model();
+    return true;
+  }
   std::vector<int> active = active_constraints();
   IntegralValues integral(problem_.atoms(), active);
   if (!integral.is_mixed()) {
-    model_.choose(std::move(active));
+    choose_model();
     return true;
   }
   std::vector<la::DNumber> solution = potentials();
@@ -251,12 +294,86 @@ bool DifferenceTheory::final_check(std::vector<Literal>& conflict) {
     origin_ = {ClauseKind::kRounding};
     return false;
   }
+  knows_changes_ = false;
   model_.choose(std::move(active), std::move(solution));
   return true;
 }
 
+// Most problems are asked once. In others a model costs what it has other
+// values for, and what level 0 does not say.
+void DifferenceTheory::choose_model() {
+  if (!has_model_) {
+    has_model_ = true;
+    model_.choose(active_constraints());
+    return;
+  }
+  if (!followed_.is_on()) start_following();
+  if (!model_.choose_followed(followed_, static_cast<int>(num_modelled_) + 1,
+                              static_cast<int>(active_.size()))) {
+    knows_changes_ = false;
+  }
+  // Levels are taken back before values are asked for.
+  if (has_eps_) model_.settle_eps();
+  num_modelled_ = active_.size();
+  decided_.clear();
+  const std::size_t num_fixed =
+      level_starts_.empty() ? active_.size() : level_starts_.front();
+  for (std::size_t k = num_fixed; k < active_.size(); ++k) {
+    decided_.push_back(active_[k].id);
+  }
+  changed_variables_.clear();
+  if (!knows_changes_) return;
+  for (const int node : followed_.changed()) {
+    changed_variables_.push_back(problem_.atoms().term_of(node));
+  }
+}
+
+void DifferenceTheory::forget_changes() {
+  if (!followed_.is_on()) return;
+  followed_.forget_changed();
+  knows_changes_ = true;
+  last_step_ = followed_.num_steps() + active_.size() +
+               static_cast<std::uint64_t>(followed_.num_nodes());
+}
+
+// After each check of the graph, whatever it says.
+void DifferenceTheory::follow() {
+  if (!followed_.is_on()) return;
+  followed_.follow(static_cast<int>(num_followed_) + 1);
+  num_followed_ = active_.size();
+  if (followed_.num_steps() > last_step_) stop_following();
+}
+
+void DifferenceTheory::start_following() {
+  followed_.start(problem_.atoms().num_nodes());
+  for (const Active& active : active_) {
+    const dl::Edge& edge = edge_of(active.id);
+    followed_.tell(edge.source, edge.target, active.id);
+  }
+  num_followed_ = active_.size();
+  num_modelled_ = 0;
+  forget_changes();
+  knows_changes_ = false;
+}
+
+void DifferenceTheory::stop_following() {
+  followed_.stop();
+  num_followed_ = 0;
+  num_modelled_ = 0;
+  knows_changes_ = false;
+}
+
 void DifferenceTheory::stopped() {
+  knows_changes_ = false;
   model_.choose(active_constraints());
+}
+
+// After the search, which has gone back to level 0.
+std::vector<int> DifferenceTheory::model_constraints() const {
+  if (!model_.are_followed()) return model_.active();
+  std::vector<int> constraints = active_constraints();
+  constraints.insert(constraints.end(), decided_.begin(), decided_.end());
+  return constraints;
 }
 
 // A variable that is in no bound can have any value.
@@ -271,11 +388,14 @@ bool DifferenceTheory::has_nodes(const Term* minuend,
 std::optional<la::DNumber> DifferenceTheory::lower_model(
     const Term* minuend, const Term* subtrahend) {
   if (!has_nodes(minuend, subtrahend)) return {};
-  std::vector<int> active = model_.active();
+  std::vector<int> active = model_constraints();
   LeastDifference pass(problem_.atoms(), active, model_.solution());
   const auto least = pass.find(problem_.atoms().node_of(minuend),
                                problem_.atoms().node_of(subtrahend));
-  if (least) model_.choose(std::move(active), pass.solution());
+  if (least) {
+    knows_changes_ = false;
+    model_.choose(std::move(active), pass.solution());
+  }
   return least;
 }
 
@@ -328,7 +448,7 @@ std::optional<la::DNumber> DifferenceTheory::likely_least(
 // Of the last model's, those that level 0 says.
 std::vector<int> DifferenceTheory::known_constraints() const {
   std::vector<int> known;
-  for (const int id : model_.active()) {
+  for (const int id : model_constraints()) {
     if (search_->value(literal_of(id)) == Value::kTrue) known.push_back(id);
   }
   return known;

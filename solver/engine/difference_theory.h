@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "solver/engine/bound_propagation.h"
+#include "solver/engine/followed_potentials.h"
 #include "solver/engine/lemma_finder.h"
 #include "solver/engine/lemma_terms.h"
 #include "solver/engine/lemma_trials.h"
@@ -66,7 +67,8 @@ class DifferenceTheory final : public Theory {
   /// How many atoms the graph knows, to go back to with rollback.
   std::size_t mark() const { return num_atoms_; }
   /// Forgets the atoms from `mark` on, and lemmas not yet taken.
-  /// Requires: the problem has them still, and no literal is assigned.
+  /// Requires: the problem has them still, and no literal of theirs is
+  /// assigned.
   void rollback(std::size_t mark);
 
   /// The problem's atoms have been given new numbers, and their nodes these:
@@ -97,6 +99,15 @@ class DifferenceTheory final : public Theory {
   std::optional<QNumber> model_value(const Term* variable) const {
     return model_.value(problem_.atoms().node_of(variable));
   }
+
+  /// After a model, until the next check: variables, among them all that may
+  /// have another value than when this was last forgotten; null if that may be
+  /// any.
+  const std::vector<const Term*>* changed_variables() const {
+    return knows_changes_ ? &changed_variables_ : nullptr;
+  }
+  /// From now on none has.
+  void forget_changes();
 
   /// Makes minuend - subtrahend as small in the last model as it can be while
   /// the same literals are true, and returns the least value; nothing, and the
@@ -155,6 +166,7 @@ class DifferenceTheory final : public Theory {
     if (machines_) machines_->new_level();
   }
   void backtrack(int level) override;
+  void retract(Literal literal) override;
   bool propagate(std::vector<Literal>& implied,
                  std::vector<Literal>& conflict) override;
   void explain(Literal literal, std::vector<Literal>& reason) override;
@@ -181,6 +193,7 @@ class DifferenceTheory final : public Theory {
     int previous;
   };
 
+  bool read_separations();
   std::optional<SeparationTable::Clause> read_orders(
       const std::vector<Literal>& clause, ClauseNumber number) const;
   template <class Visit>
@@ -200,6 +213,12 @@ class DifferenceTheory final : public Theory {
   using Span = std::pair<std::size_t, std::size_t>;
   Span span_of(const std::vector<int>& constraints);
   void learn_from_conflict();
+  void take_back_active();
+  void choose_model();
+  void follow();
+  void start_following();
+  void stop_following();
+  std::vector<int> model_constraints() const;
   std::vector<int> active_constraints() const;
   bool has_nodes(const Term* minuend, const Term* subtrahend) const;
   std::vector<int> known_constraints() const;
@@ -234,6 +253,11 @@ class DifferenceTheory final : public Theory {
   MachineCertificate certificate_;  // scratch space
   /// num_atoms_ when machines_ was made.
   std::size_t num_atoms_of_machines_ = 0;
+  /// Likewise of separations_; and whether they made none.
+  std::uint64_t num_changes_of_machines_ = 0;
+  bool has_no_machines_ = false;
+  /// Literals that came to level 0 since all clauses were read.
+  std::size_t num_unread_ = 0;
 
   /// Of the problem's atoms, those that the graph knows.
   std::size_t num_atoms_ = 0;
@@ -254,6 +278,23 @@ class DifferenceTheory final : public Theory {
   std::vector<Literal> lemma_;  // waits for the links of its bound
 
   ModelValues model_{problem_.atoms().variables(), graph_.graph()};
+  bool has_model_ = false;
+  /// Its constraints above level 0, if it is followed.
+  std::vector<int> decided_;
+  /// From the second model on: constraint k is active_[k - 1].
+  FollowedPotentials followed_{graph_.graph()};
+  /// The first of active_ that were followed, and those that were there for the
+  /// last model.
+  std::size_t num_followed_ = 0;
+  std::size_t num_modelled_ = 0;
+  /// Of following, after which it would be cheaper to look at all values.
+  std::uint64_t last_step_ = 0;
+  bool knows_changes_ = false;
+  std::vector<const Term*> changed_variables_;
+  /// Atoms told to the graph with an integer and a real.
+  std::size_t num_mixed_ = 0;
+  /// Some weight has had a part of eps.
+  bool has_eps_ = false;
 };
 
 }  // namespace vorn::solver

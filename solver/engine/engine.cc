@@ -103,15 +103,19 @@ struct Engine::Machinery {
     const auto added =
         static_cast<std::size_t>(problem.num_variables() - before);
     (has_margin ? num_margin : num_assumed) += added;
+    const bool is_new_bound = added == 1 && literal.variable() == before &&
+                              problem.atoms().position_of(before).has_value();
+    if (is_new_bound) new_bounds.push_back(before);
     return literal;
   }
 
-  // Whether so many variables for assumptions are too many.
+  // Whether so many variables for assumptions are too many. Those that level 0
+  // settles cost a check nothing, so they are none of the others.
   bool exceeds(const Garbage& allowed, std::size_t num_variables,
                std::size_t num_assumptions) const {
-    const std::size_t others =
-        static_cast<std::size_t>(problem.num_variables()) - num_assumed -
-        num_margin;
+    const std::size_t settled = num_assumed + num_margin + search.num_fixed();
+    const auto all = static_cast<std::size_t>(problem.num_variables());
+    const std::size_t others = all - std::min(all, settled);
     constexpr std::size_t kEach = 8;
     return allowed.is_exceeded(num_variables, others + kEach * num_assumptions);
   }
@@ -119,8 +123,8 @@ struct Engine::Machinery {
   // Clears away what scopes that were left had in the way of constraints and
   // nodes. Variables and clauses of the search went with the scopes; those that
   // it has keep their meaning, so what was learnt stays.
-  // Requires: no check was made since a scope was left.
   void renumber() {
+    search.retell_theory();
     const std::vector<int> nodes = problem.renumber_atoms();
     small_domains.renumber(nodes);
     theory.renumber(nodes);
@@ -129,10 +133,19 @@ struct Engine::Machinery {
   // Hands the search what is new in the problem.
   void feed() {
     theory.update();
+    // Bounds that only assumptions mention are not decided where they are not
+    // assumed: the numbers of a model say what they are.
+    for (const int variable : new_bounds) search.set_passive(variable, true);
+    new_bounds.clear();
     Problem::Clause clause;
     while (problem.take_clause(clause)) {
       search.add_clause(clause.literals, clause.origin);
+      if (clause.origin.kind == ClauseKind::kNeighbours) continue;
+      for (const Literal literal : clause.literals) activate(literal);
     }
+  }
+  void activate(Literal literal) {
+    search.set_passive(literal.variable(), false);
   }
 
   Problem problem;
@@ -150,6 +163,8 @@ struct Engine::Machinery {
   std::size_t num_assumed = 0;
   std::size_t num_margin = 0;
   bool has_margin = false;
+  /// Variables of bounds that assumptions needed first, not yet fed.
+  std::vector<int> new_bounds;
   /// The engine's scopes, as far as they are opened here, too, and the margin.
   ScopeStack<Search, DifferenceTheory, SmallDomains, Encoder, std::size_t,
              std::size_t, Problem>
@@ -475,11 +490,13 @@ bool Engine::synchronise(std::size_t num_assumptions) {
   }
   machinery_->feed();
   machinery_->theory.start_check();
+  const std::size_t num_fixed = machinery_->search.num_fixed();
   machinery_->small_domains.split(machinery_->search);
   machinery_->feed();
   if (options_.machines == Machines::kAuto) {
     machinery_->theory.find_machines(options_.machine_limits());
   }
+  machinery_->search.settle(num_fixed);
   return true;
 }
 
@@ -520,13 +537,15 @@ Answer Engine::do_check(const std::vector<const Term*>& assumptions) {
     position_of.emplace(assumed.back().code(), k);
   }
   // Then truth values alone say which case of the target it is.
+  std::vector<Literal> conditions;
   for (const Term* condition : conditions_) {
-    machinery_->literal_of_assumption(condition, options_.former_assumptions,
-                                      conditions_.size());
+    conditions.push_back(machinery_->literal_of_assumption(
+        condition, options_.former_assumptions, conditions_.size()));
   }
   std::vector<Literal> literals = machinery_->problem.selectors();
   literals.insert(literals.end(), assumed.begin(), assumed.end());
   machinery_->feed();
+  for (const Literal condition : conditions) machinery_->activate(condition);
   if (num_implied_ != nullptr) {
     *num_implied_ = machinery_->search.look_ahead(literals);
     return Answer::kUnknown;
@@ -702,6 +721,7 @@ Answer Engine::answer_model(const std::vector<const Term*>& assumptions) {
     return Answer::kUnknown;
   }
   if (facts_) facts_->network.forget_changes();
+  if (machinery_) machinery_->theory.forget_changes();
   has_model_ = true;
   return Answer::kSat;
 }
@@ -711,9 +731,9 @@ bool Engine::model_holds(const std::vector<const Term*>& assumptions) {
     return model_->evaluator().bool_value(term);
   };
   const bool all_hold =
-      model_check_.holds(
-          assertions_, *model_, model_->evaluator(),
-          facts_ ? facts_->network.changed_symbols() : nullptr) &&
+      model_check_.holds(assertions_, *model_, model_->evaluator(),
+                         facts_ ? facts_->network.changed_symbols()
+                                : machinery_->theory.changed_variables()) &&
       std::all_of(assumptions.begin(), assumptions.end(), holds) &&
       model_->is_integral();
   // What was found true may have been so with a value that is no integer.

@@ -28,13 +28,9 @@ bool is_same(const la::DNumber& a, const la::DNumber& b) {
 
 }  // namespace
 
-void FollowedPotentials::start(int num_nodes, int num_constraints) {
+void FollowedPotentials::start(int num_nodes) {
   stop();
   for (int node = 0; node < num_nodes; ++node) add_node();
-  for (int id = 1; id <= num_constraints; ++id) {
-    const dl::Edge edge = graph_.get_edge(2 * id);
-    tell(edge.source, edge.target);
-  }
 }
 
 void FollowedPotentials::stop() {
@@ -60,12 +56,12 @@ void FollowedPotentials::remove_node() {
   if (lifts_.size() > nodes_.size()) lifts_.pop_back();
 }
 
-void FollowedPotentials::tell(int source, int target) {
-  if (links_.empty()) links_.push_back({0, 0, 0, 0});
+void FollowedPotentials::tell(int source, int target, int graph_id) {
+  if (links_.empty()) links_.push_back({0, 0, 0, 0, 0});
   const auto id = static_cast<int>(links_.size());
   int& first_out = nodes_[index(source)].first_out;
   int& first_in = nodes_[index(target)].first_in;
-  links_.push_back({source, target, first_out, first_in});
+  links_.push_back({source, target, first_out, first_in, graph_id});
   first_out = id;
   first_in = id;
 }
@@ -97,7 +93,7 @@ la::DNumber FollowedPotentials::told_weight(int source, int target,
 }
 
 dl::Edge FollowedPotentials::constraint(int id) const {
-  dl::Edge edge = graph_.get_edge(2 * id);
+  dl::Edge edge = graph_.get_edge(2 * links_[index(id)].graph_id);
   // The other way round.
   edge.weight = told_weight(edge.target, edge.source, edge.weight);
   return edge;
@@ -105,6 +101,7 @@ dl::Edge FollowedPotentials::constraint(int id) const {
 
 void FollowedPotentials::follow(int first) {
   for (std::size_t id = index(first); id < links_.size(); ++id) {
+    ++num_steps_;
     if (!update(links_[id].target)) continue;
     pending_.assign(1, links_[id].target);
     while (!pending_.empty()) {
@@ -112,6 +109,7 @@ void FollowedPotentials::follow(int first) {
       pending_.pop_back();
       for (int out = nodes_[index(node)].first_out; out != 0;
            out = links_[index(out)].next_out) {
+        ++num_steps_;
         const int target = links_[index(out)].target;
         if (update(target)) pending_.push_back(target);
       }

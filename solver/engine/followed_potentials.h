@@ -3,6 +3,7 @@
 #define VORN_SOLVER_ENGINE_FOLLOWED_POTENTIALS_H
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "vorn/containers/index.h"
@@ -25,9 +26,9 @@ namespace vorn::solver {
 /// where the graph would lower all those others.
 ///
 /// Constraints are numbered from 1, and those told last go first; so are nodes,
-/// behind node 0.
+/// behind node 0. The graph may have others, and other numbers for these.
 ///
-/// Memory: 16 bytes a constraint, 25 a node and what potentials take that the
+/// Memory: 20 bytes a constraint, 25 a node and what potentials take that the
 /// graph does not share. Ownership: borrows the graph. Errors: only
 /// std::bad_alloc, after which it has to be stopped. Threads: none.
 class FollowedPotentials {
@@ -37,20 +38,22 @@ class FollowedPotentials {
 
   /// Whether anything is followed.
   bool is_on() const { return !potentials_.empty(); }
-  /// Follows so many nodes and constraints, all of them active, from now on.
-  /// Cost: linear in both.
-  void start(int num_nodes, int num_constraints);
+  /// Follows so many nodes from now on, and constraints as they are told. Cost:
+  /// linear.
+  void start(int num_nodes);
   /// Follows nothing any more.
   void stop();
 
   // Requires for all that follows: is_on().
 
+  /// How many nodes are followed.
+  int num_nodes() const { return static_cast<int>(nodes_.size()); }
   /// A node has come, behind the others.
   void add_node();
   /// The last one has gone.
   void remove_node();
-  /// A constraint has been told, by the numbers of its nodes.
-  void tell(int source, int target);
+  /// A constraint has been told: its nodes, and its number in the graph.
+  void tell(int source, int target, int graph_id);
   /// The last one has been taken back.
   void take_back();
   /// Whether no constraint mentions a node.
@@ -70,6 +73,8 @@ class FollowedPotentials {
   /// The constraints from `first` on have been active in a check: looks for the
   /// potentials that this has changed.
   void follow(int first);
+  /// Constraints that were looked at for that, since construction.
+  std::uint64_t num_steps() const { return num_steps_; }
   /// The potential of a node.
   const la::DNumber& potential(int node) const {
     return potentials_[index(node)];
@@ -107,6 +112,7 @@ class FollowedPotentials {
     int target;
     int next_out;
     int next_in;
+    int graph_id;
   };
 
   enum class Change : unsigned char {
@@ -129,6 +135,7 @@ class FollowedPotentials {
   std::vector<int> changed_;
   /// By node, also for numbers that are gone: kNone if it is not among them.
   std::vector<Change> changes_;
+  std::uint64_t num_steps_ = 0;
   std::vector<int> pending_;  // scratch space
 };
 

@@ -183,26 +183,48 @@ std::vector<Precedence> DifferenceTheory::find_precedences(
   return result;
 }
 
-void DifferenceTheory::find_machines(const MachineLimits& limits) {
-  const std::size_t num_known = separations_.size();
-  search_->for_each_given_clause(
-      [&](const std::vector<Literal>& clause, ClauseNumber number) {
-        const auto read = read_orders(clause, number);
-        if (read) separations_.add(*read);
-      });
+// Reads what clauses say about tasks. Those that were read before say more when
+// level 0 has literals of theirs; to see that, all are read again once there
+// are so many new ones there that this is no great matter.
+bool DifferenceTheory::read_separations() {
+  constexpr std::size_t kClausesPerLiteral = 64;
+  num_unread_ += search_->num_unsettled_literals();
+  const bool reads_all = kClausesPerLiteral * num_unread_ >=
+                         std::max(search_->num_given_clauses(), num_atoms_);
+  const auto for_each_clause = [&](const auto& visit) {
+    if (reads_all) {
+      search_->for_each_given_clause(visit);
+    } else {
+      search_->for_each_unsettled_clause(visit);
+    }
+  };
+  for_each_clause([&](const std::vector<Literal>& clause, ClauseNumber number) {
+    const auto read = read_orders(clause, number);
+    if (read) separations_.add(*read);
+  });
   if (separations_.has_names()) {
-    search_->for_each_given_clause(
+    for_each_clause(
         [&](const std::vector<Literal>& clause, ClauseNumber number) {
           const auto read = read_orders(clause, number);
           if (read) separations_.add_named(*read);
         });
   }
-  if (machines_ && num_known == separations_.size() &&
-      num_atoms_of_machines_ == num_atoms_) {
-    return;
-  }
+  if (reads_all) num_unread_ = 0;
+  return reads_all;
+}
+
+void DifferenceTheory::find_machines(const MachineLimits& limits) {
+  const bool has_read_all = read_separations();
+  const bool has_others =
+      num_changes_of_machines_ != separations_.num_changes();
+  num_changes_of_machines_ = separations_.num_changes();
+  if (machines_ && !has_others && num_atoms_of_machines_ == num_atoms_) return;
+  // What made none makes none now, as far as is known.
+  if (has_no_machines_ && !has_others && !has_read_all) return;
   machines_.reset();
   num_atoms_of_machines_ = num_atoms_;
+  has_no_machines_ = separations_.size() == 0;
+  if (has_no_machines_) return;
   MachinePropagation::Problem problem;
   problem.separations = separations_.separations();
   match_presences(problem.separations);
@@ -217,7 +239,8 @@ void DifferenceTheory::find_machines(const MachineLimits& limits) {
     certified_precedences_ = std::move(precedences);
     certified_machines_.assign(problem.machines.size(), -1);
   }
-  if (problem.machines.empty()) return;
+  has_no_machines_ = problem.machines.empty();
+  if (has_no_machines_) return;
   for (const Machine& machine : problem.machines) {
     for (const Literal presence : machine.presences) {
       if (presence.is_defined()) {

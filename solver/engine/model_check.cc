@@ -37,9 +37,10 @@ void ModelCheck::compare(Interpretation& values,
       const auto found = positions_.find(term);
       if (found != positions_.end()) compare(symbols_[found->second], values);
     }
+    for (const Index k : truths_) compare(symbols_[k], values);
   }
   // Nobody knows which symbols these mention.
-  if (changed != nullptr && changed->empty()) return;
+  if (changed != nullptr && changed->empty() && truths_.empty()) return;
   for (const Index k : large_) unsettle(k);
 }
 
@@ -201,6 +202,7 @@ ModelCheck::Index ModelCheck::position_of(const Term* symbol,
   const auto [found, is_new] = positions_.emplace(symbol, next);
   if (is_new) {
     symbols_.push_back({symbol, false, QNumber(0), kNone});
+    if (symbol->is_bool()) truths_.push_back(next);
     update(symbols_.back(), values);
   }
   return found->second;
@@ -229,6 +231,7 @@ void ModelCheck::rollback(std::size_t num_assertions) {
   }
   while (!symbols_.empty() && symbols_.back().last_mention == kNone) {
     positions_.erase(symbols_.back().term);
+    if (symbols_.back().term->is_bool()) truths_.pop_back();
     symbols_.pop_back();
   }
 }
@@ -243,6 +246,7 @@ void ModelCheck::clear() {
   unsettled_.clear();
   num_checked_ = 0;
   symbols_.clear();
+  truths_.clear();
   positions_.clear();
 }
 

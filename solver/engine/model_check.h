@@ -37,9 +37,9 @@ class ModelCheck {
  public:
   /// Whether all assertions hold in the model of `values`, of which
   /// `evaluator` knows the terms. `assertions` are those of the last call, as
-  /// far as they were not taken back, and new ones behind them. All symbols
-  /// with other values than in the last call are in `changed`; null if that may
-  /// be any.
+  /// far as they were not taken back, and new ones behind them. All symbols of
+  /// numbers with other values than in the last call are in `changed`; null if
+  /// that may be any.
   bool holds(const std::vector<const Term*>& assertions, Interpretation& values,
              Evaluator& evaluator,
              const std::vector<const Term*>* changed = nullptr);
@@ -126,6 +126,8 @@ class ModelCheck {
   /// The symbols in these conjuncts, in the order of the first conjunct that
   /// mentions each; so they go with it.
   std::vector<Symbol> symbols_;
+  /// Positions of those that are Boolean.
+  std::vector<Index> truths_;
   std::unordered_map<const Term*, Index> positions_;
   std::uint64_t num_evaluated_ = 0;
   // Scratch space: terms seen in a walk, by id, and what it still has to see.

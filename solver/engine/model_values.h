@@ -55,7 +55,15 @@ class ModelValues {
   bool choose_followed(const FollowedPotentials& followed, int first_new,
                        int last);
 
-  /// The constraints given to choose.
+  /// Chooses the number for eps now, while all constraints are known. Cost:
+  /// linear in them, unless choose_followed has kept the one before.
+  void settle_eps() {
+    if (!eps_) eps_ = choose_eps();
+  }
+
+  /// Whether they are values that are followed.
+  bool are_followed() const { return followed_ != nullptr; }
+  /// The constraints given to choose, if they are not.
   const std::vector<int>& active() const { return active_; }
   /// What the values are read off, by node; eps stands in it for no number yet.
   std::vector<la::DNumber> solution() const;

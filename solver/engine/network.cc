@@ -285,7 +285,7 @@ void Network::tell_some() {
     if (followed_.is_on()) {
       graph_.tell_edge(id, {source, target,
                             followed_.told_weight(source, target, weight), id});
-      followed_.tell(source, target);
+      followed_.tell(source, target, id);
     } else {
       graph_.tell_edge(id, {source, target, weight, id});
     }
@@ -324,7 +324,11 @@ void Network::choose_model() {
     return;
   }
   if (!followed_.is_on()) {
-    followed_.start(static_cast<int>(variables_.size()) + 1, num_told_);
+    followed_.start(static_cast<int>(variables_.size()) + 1);
+    for (int id = 1; id <= num_told_; ++id) {
+      const dl::Edge edge = graph_.graph().get_edge(2 * id);
+      followed_.tell(edge.source, edge.target, id);
+    }
   }
   if (!model_.choose_followed(followed_, num_modelled_ + 1, num_told_)) {
     knows_changes_ = false;

@@ -19,6 +19,12 @@ bool is_integer(const AtomTable& table, int node) {
   return node == 0 || table.term_of(node)->sort == Sort::kInt;
 }
 
+// Of two ends each has its own bound.
+bool confines_integers(const AtomTable& table, const AtomTable::Pair& pair) {
+  return pair.bounds.size() >= 2 && is_integer(table, pair.source) &&
+         is_integer(table, pair.target);
+}
+
 }  // namespace
 
 // The interval to which the level-0 literals confine a pair's difference.
@@ -62,7 +68,33 @@ Literal SmallDomains::at_most(int base, int node, const Domain& domain,
                              true);
 }
 
+// Whether there may be something to tie that was not there when all was looked
+// at last: a domain that level 0 gives since, or an atom between two of them.
+bool SmallDomains::may_tie(const Search& search) const {
+  if (lacks_tie_) return true;
+  const AtomTable& table = problem_.atoms();
+  const auto has_domain = [this](int node) {
+    const auto position = static_cast<std::size_t>(node);
+    return position < has_domain_.size() && has_domain_[position] != 0;
+  };
+  for (std::size_t k = num_seen_; k < table.atoms().size(); ++k) {
+    const AtomTable::Pair& pair = table.pair_of(table.atoms()[k]);
+    if (has_domain(pair.source) && has_domain(pair.target)) return true;
+  }
+  bool confines = false;
+  search.for_each_unsettled_literal([&](Literal literal) {
+    const auto position = table.position_of(literal.variable());
+    if (confines || !position) return;
+    const AtomTable::Pair& pair = table.pair_of(table.atoms()[*position]);
+    confines = confines_integers(table, pair) && domain_of(search, pair);
+  });
+  return confines;
+}
+
 void SmallDomains::split(const Search& search) {
+  const bool has_work = may_tie(search);
+  num_seen_ = problem_.atoms().atoms().size();
+  if (!has_work) return;
   // A variable's domain above another one; of a pair, each confines the other.
   struct Confined {
     int base;
@@ -71,11 +103,7 @@ void SmallDomains::split(const Search& search) {
   const AtomTable& table = problem_.atoms();
   std::unordered_map<int, std::vector<Confined>> by_node;
   for (const AtomTable::Pair& pair : table.pairs()) {
-    // Of two ends each has its own.
-    if (pair.bounds.size() < 2) continue;
-    if (!is_integer(table, pair.source) || !is_integer(table, pair.target)) {
-      continue;
-    }
+    if (!confines_integers(table, pair)) continue;
     const std::optional<Domain> domain = domain_of(search, pair);
     if (!domain) continue;
     by_node[pair.target].push_back({pair.source, *domain});
@@ -83,6 +111,11 @@ void SmallDomains::split(const Search& search) {
     if (pair.source == 0) continue;
     by_node[pair.source].push_back(
         {pair.target, {-domain->high, -domain->low}});
+  }
+  lacks_tie_ = false;
+  has_domain_.assign(static_cast<std::size_t>(table.num_nodes()), 0);
+  for (const auto& [node, domains] : by_node) {
+    has_domain_[static_cast<std::size_t>(node)] = 1;
   }
   if (by_node.empty()) return;
   const std::size_t num_atoms = table.atoms().size();
@@ -95,10 +128,14 @@ void SmallDomains::split(const Search& search) {
     for (const Confined& s : sources->second) {
       for (const Confined& t : targets->second) {
         if (s.base != t.base || tied_.count({k, s.base}) != 0) continue;
-        tied_[{k, s.base}] = tie(k, s.base, s.domain, t.domain);
+        const std::size_t newest = tie(k, s.base, s.domain, t.domain);
+        tied_[{k, s.base}] = newest;
+        newest_ = std::max(newest_, newest);
       }
     }
   }
+  // Atoms for values have nothing to be tied to that others lack.
+  num_seen_ = table.atoms().size();
 }
 
 // Both kinds of clauses for one atom between two confined variables. Returns
@@ -140,8 +177,17 @@ std::size_t SmallDomains::tie(std::size_t atom, int base,
 }
 
 void SmallDomains::rollback(std::size_t mark) {
+  num_seen_ = std::min(num_seen_, mark);
+  if (newest_ < mark || tied_.empty()) return;
+  newest_ = 0;
   for (auto tie = tied_.begin(); tie != tied_.end();) {
-    tie = tie->second >= mark ? tied_.erase(tie) : std::next(tie);
+    if (tie->second >= mark) {
+      lacks_tie_ = lacks_tie_ || tie->first.first < mark;
+      tie = tied_.erase(tie);
+    } else {
+      newest_ = std::max(newest_, tie->second);
+      ++tie;
+    }
   }
 }
 
@@ -153,6 +199,7 @@ void SmallDomains::renumber(const std::vector<int>& nodes) {
     if (base >= 0) tied[{atom_and_base.first, base}] = newest;
   }
   tied_.swap(tied);
+  lacks_tie_ = true;
 }
 
 }  // namespace vorn::solver

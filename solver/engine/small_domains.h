@@ -36,7 +36,9 @@ class SmallDomains {
   explicit SmallDomains(Problem& problem) : problem_(problem) {}
 
   /// Adds the clauses for the domains that level 0 of the search gives and that
-  /// are not tied yet. Requires: the search is at level 0.
+  /// are not tied yet. Requires: the search is at level 0. Cost: linear in the
+  /// literals that the search has not settled and in new atoms, unless there is
+  /// something to tie; then in all atoms.
   void split(const Search& search);
   /// How many atoms there are, to go back to with rollback.
   std::size_t mark() const { return problem_.atoms().atoms().size(); }
@@ -52,6 +54,7 @@ class SmallDomains {
     QNumber high;
   };
 
+  bool may_tie(const Search& search) const;
   std::optional<Domain> domain_of(const Search& search,
                                   const AtomTable::Pair& pair) const;
   Literal at_most(int base, int node, const Domain& domain,
@@ -63,6 +66,14 @@ class SmallDomains {
   /// By atom and base: the newest atom in the clauses that tie the atom to the
   /// values above the base.
   std::map<std::pair<std::size_t, int>, std::size_t> tied_;
+  /// The newest of all.
+  std::size_t newest_ = 0;
+  /// Nodes that had a domain when all atoms were looked at last, by node, and
+  /// how many atoms have been looked at. Some may have none any more.
+  std::vector<char> has_domain_;
+  std::size_t num_seen_ = 0;
+  /// A tie is gone whose atom is not.
+  bool lacks_tie_ = false;
 };
 
 }  // namespace vorn::solver

@@ -61,10 +61,23 @@ void SeparationTable::add_separation(const std::pair<Literal, Precedence>& a,
                               others[1].is_defined() ? ~others[1] : Literal(),
                               std::move(premises)};
   std::vector<Literal> rest = merge(std::move(conditions), others);
-  separations_.emplace(Key({a.first, b.first}, std::move(rest)), separation);
+  const bool is_new =
+      separations_.emplace(Key({a.first, b.first}, std::move(rest)), separation)
+          .second;
+  if (is_new) ++num_changes_;
+}
+
+void SeparationTable::note_variables(const Clause& clause) {
+  const auto note = [this](Literal literal) {
+    last_variable_ = std::max(last_variable_, literal.variable());
+  };
+  for (const auto& [literal, order] : clause.orders) note(literal);
+  for (const Literal literal : clause.conditions) note(literal);
+  for (const Literal literal : clause.others) note(literal);
 }
 
 void SeparationTable::add(const Clause& clause) {
+  note_variables(clause);
   const auto& orders = clause.orders;
   if (orders.size() == 2) {
     add_separation(orders[0], orders[1], clause.conditions, clause.others,
@@ -99,6 +112,7 @@ void SeparationTable::add(const Clause& clause) {
 
 void SeparationTable::add_named(const Clause& clause) {
   if (clause.orders.size() + clause.others.size() > kMostOthers + 2) return;
+  note_variables(clause);
   Clause expanded = clause;
   for (const Literal literal : clause.others) {
     const auto name = names_.find(literal);
@@ -118,6 +132,9 @@ void SeparationTable::add_named(const Clause& clause) {
 }
 
 void SeparationTable::shrink_variables(int num_variables) {
+  if (last_variable_ < num_variables) return;
+  last_variable_ = num_variables - 1;
+  const std::size_t num_before = separations_.size();
   const auto is_gone = [num_variables](Literal literal) {
     return literal.is_defined() && literal.variable() >= num_variables;
   };
@@ -130,6 +147,7 @@ void SeparationTable::shrink_variables(int num_variables) {
         is_gone(orders.first) || is_gone(orders.second) || any_gone(rest);
     s = ends ? separations_.erase(s) : std::next(s);
   }
+  if (separations_.size() < num_before) ++num_changes_;
   const auto half_gone = [&](const Clause& half) {
     return is_gone(half.orders[0].first) || any_gone(half.conditions) ||
            any_gone(half.others);

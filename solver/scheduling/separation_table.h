@@ -3,6 +3,7 @@
 #define VORN_SOLVER_SCHEDULING_SEPARATION_TABLE_H
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <utility>
 #include <vector>
@@ -44,13 +45,16 @@ class SeparationTable {
   /// Takes what the clause says with orders in place of their names, of which
   /// those count that were added before.
   void add_named(const Clause& clause);
-  /// Forgets what mentions a variable that is no longer there.
+  /// Forgets what mentions a variable that is no longer there. Cost: linear in
+  /// all, unless nothing does.
   void shrink_variables(int num_variables);
   /// Takes over new numbers of the nodes, by their old ones.
   void renumber(const std::vector<int>& nodes);
 
   /// How many there are.
   std::size_t size() const { return separations_.size(); }
+  /// How often there were others than before.
+  std::uint64_t num_changes() const { return num_changes_; }
   /// All of them, in an order that does not depend on that of additions.
   std::vector<Separation> separations() const;
 
@@ -58,6 +62,7 @@ class SeparationTable {
   /// Both orders, and the others, sorted.
   using Key = std::pair<std::pair<Literal, Literal>, std::vector<Literal>>;
 
+  void note_variables(const Clause& clause);
   void add_separation(const std::pair<Literal, Precedence>& a,
                       const std::pair<Literal, Precedence>& b,
                       std::vector<Literal> conditions,
@@ -71,6 +76,9 @@ class SeparationTable {
       halves_;
   /// Of these clauses, some that say that a literal implies an order.
   std::map<Literal, Clause> names_;
+  /// No variable is greater.
+  int last_variable_ = -1;
+  std::uint64_t num_changes_ = 0;
 };
 
 }  // namespace vorn::solver

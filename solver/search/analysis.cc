@@ -69,7 +69,7 @@ bool Search::resolve_conflict(bool from_theory) {
 
 void Search::learn_from_conflict(int level) {
   backtrack(level);
-  phases_.record_assignment(trail_, level_starts_.back());
+  phases_.record_assignment(trail_, num_fixed(), level_starts_.back());
   analyze();
   minimise();
   learn(derive_learnt());

@@ -2,6 +2,7 @@
 #include "solver/search/decision_heap.h"
 
 #include <cassert>
+#include <utility>
 
 namespace vorn::solver {
 
@@ -13,18 +14,22 @@ void DecisionHeap::new_variable(double activity) {
 
 void DecisionHeap::shrink(int count) {
   assert(count <= num_variables());
-  // What stays keeps its order, so that the result does not depend on where
-  // in the heap the forgotten variables were.
-  std::vector<int> kept;
-  kept.reserve(heap_.size());
-  for (const int variable : heap_) {
-    positions_[to_index(variable)] = kAbsent;
-    if (variable < count) kept.push_back(variable);
-  }
-  heap_.clear();
+  for (int variable = num_variables(); variable-- > count;) remove(variable);
   activities_.resize(to_index(count));
   positions_.resize(to_index(count));
-  for (const int variable : kept) insert(variable);
+}
+
+// Where others then are in the heap does not matter: no two of them are equal
+// in their order.
+void DecisionHeap::remove(int variable) {
+  if (!contains(variable)) return;
+  const int position = std::exchange(positions_[to_index(variable)], kAbsent);
+  const int last = heap_.back();
+  heap_.pop_back();
+  if (last == variable) return;
+  place(position, last);
+  move_up(position);
+  move_down(positions_[to_index(last)]);
 }
 
 void DecisionHeap::insert(int variable) {

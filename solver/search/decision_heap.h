@@ -23,7 +23,8 @@ class DecisionHeap {
   /// Makes the next variable, with activity `activity` in units of a bump, not
   /// in the heap.
   void new_variable(double activity);
-  /// Forgets the variables from `count` on. Requires: count <= variables.
+  /// Forgets the variables from `count` on. Requires: count <= variables. Cost:
+  /// O(log n) for each of them.
   void shrink(int count);
   /// How many variables there are, in the heap or not.
   int num_variables() const { return static_cast<int>(activities_.size()); }
@@ -73,6 +74,7 @@ class DecisionHeap {
     heap_[to_index(position)] = variable;
     positions_[to_index(variable)] = position;
   }
+  void remove(int variable);
   void move_up(int position);
   void move_down(int position);
   void rescale();

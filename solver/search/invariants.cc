@@ -20,7 +20,7 @@ void Search::check_invariants() const {
     if (number != 0) ++assigned;
     assert(marks_[static_cast<std::size_t>(variable)] == Mark::kNone);
     // (4).
-    assert(number != 0 || heap_.contains(variable));
+    assert(!is_open(variable) || heap_.contains(variable));
   }
   assert(assigned == trail_.size());
   for (const Literal literal : trail_) {

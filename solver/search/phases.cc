@@ -19,10 +19,10 @@ void Phases::shrink(int count) {
 }
 
 void Phases::do_record_assignment(const std::vector<Literal>& trail,
-                                  std::size_t size) {
-  assert(size <= trail.size());
+                                  std::size_t num_fixed, std::size_t size) {
+  assert(num_fixed <= size && size <= trail.size());
   best_size_ = size;
-  for (std::size_t i = 0; i < size; ++i) {
+  for (std::size_t i = num_fixed; i < size; ++i) {
     target_[to_index(trail[i].variable())] = to_phase(trail[i]);
   }
 }

@@ -30,9 +30,11 @@ class Phases {
   }
 
   /// Takes the first `size` literals of `trail`, which have no conflict, as the
-  /// new target if they are more than any since the last rephasing.
-  void record_assignment(const std::vector<Literal>& trail, std::size_t size) {
-    if (size > best_size_) do_record_assignment(trail, size);
+  /// new target if they are more than any since the last rephasing. The first
+  /// num_fixed of them are fixed for good: nothing is to be tried there.
+  void record_assignment(const std::vector<Literal>& trail,
+                         std::size_t num_fixed, std::size_t size) {
+    if (size > best_size_) do_record_assignment(trail, num_fixed, size);
   }
 
   /// The next in the round of: the saved phases become the target's, all false,
@@ -62,7 +64,7 @@ class Phases {
   }
   void drop_target();
   void do_record_assignment(const std::vector<Literal>& trail,
-                            std::size_t size);
+                            std::size_t num_fixed, std::size_t size);
 
   std::vector<Value> saved_;   // never kUnassigned
   std::vector<Value> target_;  // kUnassigned: no target

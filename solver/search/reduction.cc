@@ -130,7 +130,9 @@ bool Search::wants_simplification() const {
 void Search::mark_satisfied() {
   assert(clause_head_ == trail_.size());
   simplified_literals_ = num_fixed();
-  next_simplification_ = statistics_.propagations + clauses_.num_words();
+  // All watches are looked at, too.
+  next_simplification_ = statistics_.propagations +
+                         std::max(clauses_.num_words(), watches_.size() / 2);
   for (const std::vector<ClauseRef>* list : {&given_, &learnts_}) {
     for (const ClauseRef ref : *list) simplify_clause(ref);
   }
@@ -186,14 +188,29 @@ void Search::drop_deleted() {
     }
     list.erase(keep, list.end());
   }
-  for (std::vector<ClauseRef>* list : {&given_, &learnts_}) {
-    list->erase(std::remove_if(list->begin(), list->end(),
-                               [this](ClauseRef ref) {
-                                 return clauses_[ref].is_deleted();
-                               }),
-                list->end());
-  }
+  drop_deleted(given_, &Checkpoint::num_given);
+  drop_deleted(learnts_, &Checkpoint::num_learnts);
   if (clauses_.wants_collection()) collect_garbage();
+}
+
+/// Removes deleted clauses from a list, and from its lengths in checkpoints.
+void Search::drop_deleted(std::vector<ClauseRef>& list,
+                          std::size_t Checkpoint::*length) {
+  auto checkpoint = checkpoints_.begin();
+  std::size_t num_settled = settled_.*length;
+  std::size_t kept = 0;
+  for (std::size_t k = 0; k <= list.size(); ++k) {
+    if (settled_.*length == k) num_settled = kept;
+    for (; checkpoint != checkpoints_.end() && (*checkpoint).*length == k;
+         ++checkpoint) {
+      (*checkpoint).*length = kept;
+    }
+    if (k < list.size() && !clauses_[list[k]].is_deleted()) {
+      list[kept++] = list[k];
+    }
+  }
+  settled_.*length = num_settled;
+  list.resize(kept);
 }
 
 void Search::collect_garbage() {
@@ -214,8 +231,9 @@ void Search::collect_garbage() {
 /// Drops the explanations that are no longer reasons.
 void Search::collect_explanations() {
   explanations_.begin_collection();
-  for (const Literal literal : trail_) {
-    ClauseRef& reason = variable_at(literal.variable()).reason;
+  // None is asked for at level 0.
+  for (std::size_t k = num_fixed(); k < trail_.size(); ++k) {
+    ClauseRef& reason = variable_at(trail_[k].variable()).reason;
     if (!is_explanation(reason) || reason == kNoReason ||
         reason == kTheoryReason) {
       continue;

@@ -36,7 +36,7 @@ Search::Search(Theory* theory, const SearchOptions& options)
 
 Search::Result Search::solve(const std::vector<Literal>& assumptions) {
   assert(level() == 0);
-  model_.clear();
+  num_model_variables_ = 0;
   failed_.clear();
   if (!consistent_) return Result::kUnsat;
   assumptions_ = assumptions;
@@ -49,6 +49,7 @@ Search::Result Search::solve(const std::vector<Literal>& assumptions) {
       std::max(kAdvisedConflicts, statistics_.conflicts + num_advised_);
   const Result result = do_solve();
   if (result != Result::kUnsat) save_model();
+  if (result == Result::kUnknown) save_unassigned();
   if (result == Result::kUnknown && theory_ != nullptr) theory_->stopped();
   backtrack(0);
   // At level 0 nothing has a reason.
@@ -147,7 +148,7 @@ Literal Search::pick_decision() {
   do {
     if (heap_.is_empty()) return Literal();
     variable = heap_.pop();
-  } while (value(Literal(variable, false)) != Value::kUnassigned);
+  } while (!is_open(variable));
   if (theory_ != nullptr && statistics_.conflicts < last_advised_conflict_) {
     const std::optional<bool> advice = theory_->advise(variable);
     if (advice) return Literal(variable, !*advice);
@@ -187,10 +188,7 @@ void Search::improve_phases() {
 /// The level up to which a restart would make the same decisions again: those
 /// on assumptions and on variables that come before the most active free one.
 int Search::reusable_level() {
-  while (!heap_.is_empty() &&
-         value(Literal(heap_.top(), false)) != Value::kUnassigned) {
-    heap_.pop();
-  }
+  while (!heap_.is_empty() && !is_open(heap_.top())) heap_.pop();
   int result = std::min(level(), static_cast<int>(assumptions_.size()));
   if (heap_.is_empty()) return level();
   const int next = heap_.top();
@@ -202,14 +200,23 @@ int Search::reusable_level() {
   return result;
 }
 
+/// Cost: linear in the literals of the trail that are not of the last model.
 void Search::save_model() {
   model_.resize(variables_.size());
+  num_model_variables_ = variables_.size();
+  for (; num_saved_ < trail_.size(); ++num_saved_) {
+    const Literal literal = trail_[num_saved_];
+    model_[static_cast<std::size_t>(literal.variable())] =
+        value(Literal(literal.variable(), false));
+  }
+}
+
+/// Of variables without a value, the one that would have been tried first.
+void Search::save_unassigned() {
   for (int variable = 0; variable < num_variables(); ++variable) {
-    Value& model_value = model_[static_cast<std::size_t>(variable)];
-    model_value = value(Literal(variable, false));
-    if (model_value == Value::kUnassigned) {
-      model_value = phases_.saved(variable) ? Value::kTrue : Value::kFalse;
-    }
+    if (value(Literal(variable, false)) != Value::kUnassigned) continue;
+    model_[static_cast<std::size_t>(variable)] =
+        phases_.saved(variable) ? Value::kTrue : Value::kFalse;
   }
 }
 

@@ -48,7 +48,7 @@ namespace vorn::solver {
 ///  (1) a literal is true exactly when it is on the trail, its opposite false;
 ///  (2) the levels along the trail never fall;
 ///  (3) a clause of two or more literals is watched by its first two;
-///  (4) every unassigned variable is in the heap;
+///  (4) every unassigned variable that is not passive is in the heap;
 ///  (5) the blocker of a watch is another literal of its clause;
 ///  (6) if consistent, a clause with a false watch has a true literal whose
 ///      level is not above that watch's.
@@ -91,14 +91,20 @@ class Search {
 
   /// Forgets every variable from index `count` on and every clause, given or
   /// learnt, that mentions one. Level-0 literals of the other variables stay;
-  /// the theory forgets all literals at once and is told these again by the
-  /// next solve. An inconsistency stays: by the rule for scopes above it never
-  /// comes from a forgotten clause.
-  /// Requires: not inside solve; count >= 0. Nothing happens if there are no
-  /// such variables. Cost: linear in all clauses.
+  /// the theory takes back those that came since the first such variable, and
+  /// is told again by the next solve which of them stay. An inconsistency
+  /// stays: by the rule for scopes above it never comes from a forgotten
+  /// clause. Requires: not inside solve; count >= 0. Nothing happens if there
+  /// are no such variables. Cost: linear in what came since the last mark with
+  /// no more variables, and in the watches of older literals in clauses that
+  /// go.
   void shrink_variables(int count);
-  /// The number of variables, for a stack of scopes to go back to.
-  std::size_t mark() const { return variables_.size(); }
+  /// Makes the theory take back all literals, to be told anew by the next
+  /// solve. Requires: not inside solve.
+  void retell_theory();
+  /// The number of variables, for a stack of scopes to go back to. Notes what
+  /// there is, so that shrink_variables need not look at it.
+  std::size_t mark() const;
   /// shrink_variables to a number that mark() gave.
   void rollback(std::size_t mark) { shrink_variables(static_cast<int>(mark)); }
 
@@ -107,6 +113,13 @@ class Search {
   void set_theory_variable(int variable) {
     variable_at(variable).theory = true;
   }
+
+  /// A passive variable is not decided: solve is done when all others have
+  /// values. Requires: not inside solve; any model of the clauses and the
+  /// theory without clauses that mention it is one with them, whatever its
+  /// value is to be for that. So it may be a bound that only the theory's own
+  /// clauses mention.
+  void set_passive(int variable, bool passive);
 
   // --- Solving ----------------------------------------------------------
 
@@ -118,10 +131,10 @@ class Search {
   /// After kSat, until the next solve: whether `literal` is true in the model.
   /// A literal of a variable made since is false. After kUnknown likewise in
   /// the assignment that was reached, where variables without a value have the
-  /// one that would have been tried first.
+  /// one that would have been tried first. Passive ones may have any.
   bool model_value(Literal literal) const {
     const auto position = static_cast<std::size_t>(literal.variable());
-    return position < model_.size() &&
+    return position < num_model_variables_ &&
            model_[position] ==
                (literal.is_negated() ? Value::kFalse : Value::kTrue);
   }
@@ -191,13 +204,37 @@ class Search {
   /// they were added, and its number; the vector is the search's.
   template <class Visit>
   void for_each_given_clause(const Visit& visit) const {
-    std::vector<Literal> literals;
-    for (const ClauseRef ref : given_) {
-      const ConstClause clause = clauses_[ref];
-      literals.clear();
-      for (int k = 0; k < clause.size(); ++k) literals.push_back(clause[k]);
-      visit(std::as_const(literals), clauses_.number(ref));
-    }
+    visit_given_clauses(0, visit);
+  }
+
+  // Who looks at all that there is from time to time need not look at all of it
+  // again.
+
+  /// How many literals level 0 holds.
+  std::size_t num_fixed() const {
+    return level_starts_.empty() ? trail_.size() : level_starts_[0];
+  }
+  /// The given clauses, and this many of the fixed literals, are settled from
+  /// now on. Requires: so many are fixed.
+  void settle(std::size_t num_fixed) {
+    settled_.num_given = given_.size();
+    settled_.num_fixed = num_fixed;
+  }
+  /// How many fixed literals are not. Those that came after the variables that
+  /// were forgotten last are not, either.
+  std::size_t num_unsettled_literals() const {
+    return num_fixed() - settled_.num_fixed;
+  }
+  /// Calls `visit` with each of them.
+  template <class Visit>
+  void for_each_unsettled_literal(const Visit& visit) const {
+    const std::size_t end = num_fixed();
+    for (std::size_t k = settled_.num_fixed; k < end; ++k) visit(trail_[k]);
+  }
+  /// As for_each_given_clause, with those that are not settled.
+  template <class Visit>
+  void for_each_unsettled_clause(const Visit& visit) const {
+    visit_given_clauses(settled_.num_given, visit);
   }
   /// Whether clauses have numbers: somebody listens.
   bool is_watched() const { return gate_.is_watched(); }
@@ -230,6 +267,7 @@ class Search {
     ClauseRef reason = kNoReason;  // meaningful while assigned
     int level = 0;                 // meaningful while assigned
     bool theory = false;
+    bool passive = false;
   };
 
   /// Marks of the variables during conflict analysis.
@@ -286,19 +324,44 @@ class Search {
            variable_at(literal.variable()).level == 0;
   }
 
-  // How many literals level 0 holds.
-  std::size_t num_fixed() const {
-    return level_starts_.empty() ? trail_.size() : level_starts_[0];
+  /// How far the lists had grown at a time. What is behind that may mention
+  /// variables from num_variables on, nothing before it does.
+  struct Checkpoint {
+    int num_variables = 0;
+    std::size_t num_given = 0;
+    std::size_t num_learnts = 0;
+    std::size_t num_fixed = 0;
+  };
+
+  template <class Visit>
+  void visit_given_clauses(std::size_t first, const Visit& visit) const {
+    std::vector<Literal> literals;
+    for (std::size_t n = first; n < given_.size(); ++n) {
+      const ConstClause clause = clauses_[given_[n]];
+      literals.clear();
+      for (int k = 0; k < clause.size(); ++k) literals.push_back(clause[k]);
+      visit(std::as_const(literals), clauses_.number(given_[n]));
+    }
   }
+
+  // variables.cc: forgetting variables.
+  Checkpoint last_checkpoint(int num_variables);
+  void forget_clauses(std::vector<ClauseRef>& list, std::size_t start);
+  void drop_deleted_from(Literal watched);
 
   // search.cc: the main loop.
   Result do_solve();
   Literal pick_assumption(bool& failed);
   Literal pick_decision();
+  bool is_open(int variable) const {
+    return value(Literal(variable, false)) == Value::kUnassigned &&
+           !variable_at(variable).passive;
+  }
   void restart();
   void improve_phases();
   int reusable_level();
   void save_model();
+  void save_unassigned();
   bool is_stopped() {
     if (poll_ && ++num_steps_ % kStepsPerPoll == 0) poll_();
     return statistics_.conflicts >= last_conflict_ || stop_.is_set();
@@ -395,6 +458,8 @@ class Search {
   void mark_satisfied();
   void simplify_clause(ClauseRef ref);
   void drop_deleted();
+  void drop_deleted(std::vector<ClauseRef>& list,
+                    std::size_t Checkpoint::*length);
   void collect_garbage();
   void collect_explanations();
 
@@ -413,6 +478,10 @@ class Search {
 
   bool consistent_ = true;
   ClauseNumber refutation_ = 0;
+
+  // By number of variables, no two the same. A mark changes nothing else.
+  mutable std::vector<Checkpoint> checkpoints_;
+  Checkpoint settled_;
 
   // Assignment. values_ and watches_ are indexed by literal.
   std::vector<Value> values_;
@@ -459,7 +528,12 @@ class Search {
   // Ends before the first decision, with so many variables assigned.
   bool looks_ahead_ = false;
   std::optional<std::size_t> num_implied_;
+  /// By variable, the values of the last model. Of the first num_saved_
+  /// literals of the trail they are the values that these have, of variables
+  /// from num_model_variables_ on they mean nothing.
   std::vector<Value> model_;
+  std::size_t num_model_variables_ = 0;
+  std::size_t num_saved_ = 0;
   std::vector<Literal> failed_;
 
   // Scratch space, empty or clear between uses.
@@ -473,6 +547,7 @@ class Search {
   std::vector<Mark> marks_;
   std::vector<int> marked_;  // variables whose mark is set
   std::vector<Frame> frames_;
+  std::vector<Literal> touched_;  // whose watches have deleted clauses
   // For the listener: literals that were taken out of learnt_ because of their
   // reasons, and variables whose literal a binary clause took out, with that
   // clause; level-0 literals already noted; premises; what was resolved

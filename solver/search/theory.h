@@ -46,6 +46,11 @@ class Theory {
   /// the current one, except for -1, which may come at any time.
   virtual void backtrack(int level) = 0;
 
+  /// Takes back the literal told last, of level 0, which is the current one. A
+  /// literal that became true before its variable was one of the theory's comes
+  /// here, too, without having been told.
+  virtual void retract(Literal literal) = 0;
+
   /// Called when propagation of clauses is at a fixpoint and every assigned
   /// theory literal has been told. Returns true when the assigned literals are
   /// consistent as far as the theory checks them now, and may append

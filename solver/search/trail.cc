@@ -30,6 +30,7 @@ void Search::backtrack(int level) {
   level_starts_.resize(target);
   clause_head_ = std::min(clause_head_, start);
   theory_head_ = std::min(theory_head_, start);
+  num_saved_ = std::min(num_saved_, start);
   if (theory_ != nullptr) theory_->backtrack(level);
 }
 

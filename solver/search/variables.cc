@@ -24,45 +24,122 @@ int Search::new_variable(bool theory_variable) {
   return result;
 }
 
+void Search::set_passive(int variable, bool passive) {
+  variable_at(variable).passive = passive;
+  if (is_open(variable)) heap_.insert(variable);
+}
+
+std::size_t Search::mark() const {
+  Checkpoint now;
+  now.num_variables = num_variables();
+  now.num_given = given_.size();
+  now.num_learnts = learnts_.size();
+  now.num_fixed = num_fixed();
+  if (!checkpoints_.empty() &&
+      checkpoints_.back().num_variables == now.num_variables) {
+    checkpoints_.back() = now;
+  } else {
+    checkpoints_.push_back(now);
+  }
+  return variables_.size();
+}
+
+/// The last one with no more variables. Forgets those with more.
+Search::Checkpoint Search::last_checkpoint(int num_variables) {
+  while (!checkpoints_.empty() &&
+         checkpoints_.back().num_variables > num_variables) {
+    checkpoints_.pop_back();
+  }
+  return checkpoints_.empty() ? Checkpoint() : checkpoints_.back();
+}
+
 void Search::shrink_variables(int count) {
   assert(level() == 0);
   assert(count >= 0);
   if (count >= num_variables()) return;
-  const auto is_kept = [count](Literal literal) {
-    return literal.variable() < count;
-  };
-  for (const std::vector<ClauseRef>* list : {&given_, &learnts_}) {
-    for (const ClauseRef ref : *list) {
-      const Clause clause = clauses_[ref];
-      for (int i = 0; i < clause.size(); ++i) {
-        if (is_kept(clause[i])) continue;
-        remove_clause(ref);
-        break;
-      }
-    }
-  }
+  const Checkpoint start = last_checkpoint(count);
+  settled_.num_given = std::min(settled_.num_given, start.num_given);
+  settled_.num_fixed = std::min(settled_.num_fixed, start.num_fixed);
   const auto num_literals = 2 * static_cast<std::size_t>(count);
   watches_.resize(num_literals);
-  drop_deleted();
+  forget_clauses(given_, start.num_given);
+  forget_clauses(learnts_, start.num_learnts);
+  // Where many are watched there is but one look at each list.
+  std::sort(touched_.begin(), touched_.end());
+  touched_.erase(std::unique(touched_.begin(), touched_.end()), touched_.end());
+  for (const Literal literal : touched_) drop_deleted_from(literal);
+  touched_.clear();
+  // A collection looks at all watches.
+  if (clauses_.wants_collection() &&
+      clauses_.num_wasted_words() >= watches_.size()) {
+    collect_garbage();
+  }
 
+  for (std::size_t k = theory_head_; k-- > start.num_fixed;) {
+    if (theory_ == nullptr) break;
+    if (variable_at(trail_[k].variable()).theory) theory_->retract(trail_[k]);
+  }
+  theory_head_ = std::min(theory_head_, start.num_fixed);
+  num_saved_ = std::min(num_saved_, start.num_fixed);
   // Propagated literals stay ahead of the others.
-  const auto begin = trail_.begin();
-  const auto head = begin + static_cast<std::ptrdiff_t>(clause_head_);
-  clause_head_ = static_cast<std::size_t>(std::count_if(begin, head, is_kept));
-  trail_.erase(std::remove_if(begin, trail_.end(),
-                              [&](Literal l) { return !is_kept(l); }),
-               trail_.end());
+  std::size_t kept = start.num_fixed;
+  std::size_t propagated = std::min(clause_head_, start.num_fixed);
+  for (std::size_t k = start.num_fixed; k < trail_.size(); ++k) {
+    if (trail_[k].variable() >= count) continue;
+    if (k < clause_head_) ++propagated;
+    trail_[kept++] = trail_[k];
+  }
+  trail_.resize(kept);
+  clause_head_ = propagated;
   simplified_literals_ = std::min(simplified_literals_, trail_.size());
   num_noted_units_ = trail_.size();
   gate_.shrink_variables(count);
-  theory_head_ = 0;
-  if (theory_ != nullptr) theory_->backtrack(-1);
 
   values_.resize(num_literals);
   variables_.resize(static_cast<std::size_t>(count));
   marks_.resize(static_cast<std::size_t>(count));
   heap_.shrink(count);
   phases_.shrink(count);
+}
+
+/// Forgets the clauses from `start` on that mention a variable without watches.
+/// Ensures: the literals with such clauses among their watches are touched.
+void Search::forget_clauses(std::vector<ClauseRef>& list, std::size_t start) {
+  const auto is_kept = [this](Literal literal) {
+    return literal.index() < watches_.size();
+  };
+  std::size_t kept = start;
+  for (std::size_t k = start; k < list.size(); ++k) {
+    const ClauseRef ref = list[k];
+    const Clause clause = clauses_[ref];
+    bool stays = true;
+    for (int i = 0; i < clause.size(); ++i) stays = stays && is_kept(clause[i]);
+    if (stays) {
+      list[kept++] = ref;
+      continue;
+    }
+    for (const int i : {0, 1}) {
+      if (is_kept(clause[i])) touched_.push_back(clause[i]);
+    }
+    remove_clause(ref);
+  }
+  list.resize(kept);
+}
+
+/// Removes deleted clauses from the watches of a literal.
+void Search::drop_deleted_from(Literal watched) {
+  std::vector<Watch>& list = watches_of(watched);
+  list.erase(std::remove_if(list.begin(), list.end(),
+                            [this](const Watch& watch) {
+                              return clauses_[watch.clause()].is_deleted();
+                            }),
+             list.end());
+}
+
+void Search::retell_theory() {
+  assert(level() == 0);
+  theory_head_ = 0;
+  if (theory_ != nullptr) theory_->backtrack(-1);
 }
 
 }  // namespace vorn::solver

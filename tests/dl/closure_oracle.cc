@@ -136,6 +136,9 @@ bool ClosureUnderTest::perform(const ClosureOp& op,
     case ClosureOp::Kind::kRetract:
       closure_.retract_edge(op.k);
       told_.erase(op.k);
+      known_since_.erase(op.k);
+      // The host knows no more what others follow from.
+      if (handed_.erase(op.k) > 0) host_has_all_ = false;
       break;
     case ClosureOp::Kind::kPush:
       failed = push(op.k, failing);

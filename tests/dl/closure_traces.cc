@@ -57,10 +57,12 @@ ClosureOp RandomClosureTrace::next(const ClosureUnderTest& t) {
     return pop;
   }
   const auto num_told = static_cast<int>(t.told().size());
-  const bool full = num_told == num_constraints_;
+  if (height == 0) used_up_.clear();
+  const bool full =
+      num_told + static_cast<int>(used_up_.size()) == num_constraints_;
   // Much is told at first, so that there is something to follow.
-  if (num_told < num_constraints_ / 2 ||
-      (!full && random_.one_in(height == 0 ? 2 : 5))) {
+  if (!full && (num_told < num_constraints_ / 2 ||
+                random_.one_in(height == 0 ? 2 : 5))) {
     return tell(t);
   }
   if (height > 0 && random_.one_in(one_pop_in_)) {
@@ -68,10 +70,13 @@ ClosureOp RandomClosureTrace::next(const ClosureUnderTest& t) {
     if (random_.one_in(8)) pops_ = height;
     return pop;
   }
-  if (height == 0 && random_.one_in(4)) {
-    const auto any =
-        std::next(t.told().begin(), random_.between(0, num_told - 1));
-    return {ClosureOp::Kind::kRetract, any->first};
+  if (num_told > 0 && random_.one_in(height == 0 ? 4 : 12)) {
+    const int k =
+        std::next(t.told().begin(), random_.between(0, num_told - 1))->first;
+    if (std::count(t.active().begin(), t.active().end(), k) == 0) {
+      if (height > 0) used_up_.insert(k);
+      return {ClosureOp::Kind::kRetract, k};
+    }
   }
   return push(t);
 }
@@ -79,7 +84,9 @@ ClosureOp RandomClosureTrace::next(const ClosureUnderTest& t) {
 ClosureOp RandomClosureTrace::tell(const ClosureUnderTest& t) {
   // The first free number from a random one on.
   int k = random_.between(0, num_constraints_ - 1);
-  while (t.told().count(k) != 0) k = (k + 1) % num_constraints_;
+  while (t.told().count(k) != 0 || used_up_.count(k) != 0) {
+    k = (k + 1) % num_constraints_;
+  }
   const int nodes = static_cast<int>(t.setting().nodes);
   if (num_nodes_ < nodes && random_.one_in(4)) ++num_nodes_;
   ClosureOp op{ClosureOp::Kind::kTell, k};

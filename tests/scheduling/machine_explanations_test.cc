@@ -41,6 +41,7 @@ class WatchedTheory final : public Theory {
   void assigned(Literal literal) override { theory_.assigned(literal); }
   void new_level() override { theory_.new_level(); }
   void backtrack(int level) override { theory_.backtrack(level); }
+  void retract(Literal literal) override { theory_.retract(literal); }
   bool propagate(std::vector<Literal>& implied,
                  std::vector<Literal>& conflict) override {
     const bool result = theory_.propagate(implied, conflict);

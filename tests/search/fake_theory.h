@@ -26,7 +26,7 @@ class FakeTheory : public Theory {
   void watch_variable(int variable) { variables_.push_back(variable); }
   /// To be called with Search::shrink_variables.
   void forget_variables(int count) {
-    EXPECT_TRUE(told_.empty());
+    for (const Literal literal : told_) EXPECT_LT(literal.variable(), count);
     variables_.erase(
         std::remove_if(variables_.begin(), variables_.end(),
                        [count](int variable) { return variable >= count; }),
@@ -39,6 +39,7 @@ class FakeTheory : public Theory {
   }
   int level() const { return static_cast<int>(starts_.size()); }
   int num_full_resets() const { return num_full_resets_; }
+  int num_retracted() const { return num_retracted_; }
 
   /// How many literals had been told when `literal` was reported as implied.
   std::size_t told_before(Literal literal) const {
@@ -105,6 +106,16 @@ class FakeTheory : public Theory {
                   ? reported_.erase(entry)
                   : std::next(entry);
     }
+  }
+
+  void retract(Literal literal) override {
+    EXPECT_EQ(level(), 0);
+    EXPECT_FALSE(told_.empty());
+    if (told_.empty()) return;
+    EXPECT_EQ(told_.back(), literal);
+    told_.pop_back();
+    reported_.erase(literal);
+    ++num_retracted_;
   }
 
   bool propagate(std::vector<Literal>& implied,
@@ -187,6 +198,7 @@ class FakeTheory : public Theory {
   std::vector<std::size_t> starts_;  // size of told_ when level i + 1 opened
   std::map<Literal, std::size_t> reported_;
   int num_full_resets_ = 0;
+  int num_retracted_ = 0;
 };
 
 }  // namespace vorn::solver::testing

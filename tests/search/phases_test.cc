@@ -22,8 +22,8 @@ TEST(PhasesTest, TargetIsLargestAssignment) {
   Phases phases;
   for (int i = 0; i < 3; ++i) phases.new_variable();
 
-  phases.record_assignment({Literal(0, false), Literal(1, false)}, 2);
-  phases.record_assignment({Literal(0, true), Literal(2, false)}, 1);
+  phases.record_assignment({Literal(0, false), Literal(1, false)}, 0, 2);
+  phases.record_assignment({Literal(0, true), Literal(2, false)}, 0, 1);
 
   EXPECT_TRUE(phases.target(0));
   EXPECT_TRUE(phases.target(1));
@@ -35,13 +35,13 @@ TEST(PhasesTest, RephaseTakesTargetThenFalse) {
   Phases phases;
   for (int i = 0; i < 2; ++i) phases.new_variable();
   Random random(1);
-  phases.record_assignment({Literal(1, false)}, 1);
+  phases.record_assignment({Literal(1, false)}, 0, 1);
 
   phases.rephase(random);
   EXPECT_FALSE(phases.saved(0));
   EXPECT_TRUE(phases.saved(1));
 
-  phases.record_assignment({Literal(0, false)}, 1);
+  phases.record_assignment({Literal(0, false)}, 0, 1);
   phases.rephase(random);
   EXPECT_FALSE(phases.saved(1));
   EXPECT_FALSE(phases.target(0)) << "rephasing drops the target";

@@ -387,12 +387,49 @@ TEST_F(TheoryTest, ShrinkVariablesTellsKeptLiteralsAgain) {
   ASSERT_EQ(theory_.told().size(), 3U);
 
   search_.shrink_variables(2);
-  EXPECT_EQ(theory_.num_full_resets(), 1);
+  EXPECT_EQ(theory_.num_retracted(), 3);
   EXPECT_TRUE(theory_.told().empty());
   theory_.forget_variables(2);
   ASSERT_EQ(search_.solve(), Search::Result::kSat);
 
   EXPECT_EQ(theory_.told(), (Literals{positive(1), negative(0)}));
+}
+
+// What a mark has seen costs nothing, however much it is.
+TEST_F(TheoryTest, ShrinkVariablesToMarkTakesBackWhatCameSince) {
+  make_theory_variables(4);
+  search_.add_clause({positive(3)});
+  search_.add_clause({positive(1)});
+  ASSERT_EQ(search_.solve(), Search::Result::kSat);
+  ASSERT_EQ(search_.mark(), 4U);
+  make_theory_variables(3);
+  search_.add_clause({positive(5)});
+  search_.add_clause({negative(0)});
+  search_.add_clause({negative(6)});
+  ASSERT_EQ(search_.solve(), Search::Result::kSat);
+  ASSERT_EQ(theory_.told().size(), 5U);
+
+  search_.shrink_variables(4);
+
+  EXPECT_EQ(theory_.num_retracted(), 3);
+  EXPECT_EQ(theory_.told(), (Literals{positive(3), positive(1)}));
+  theory_.forget_variables(4);
+  ASSERT_EQ(search_.solve(), Search::Result::kSat);
+  EXPECT_EQ(theory_.told(), (Literals{positive(3), positive(1), negative(0)}));
+  search_.check_invariants();
+}
+
+// Numbers of what the theory knows may change without anything being forgotten.
+TEST_F(TheoryTest, RetellTheoryTellsAllAgain) {
+  make_theory_variables(2);
+  search_.add_clause({positive(1)});
+  ASSERT_EQ(search_.solve(), Search::Result::kSat);
+
+  search_.retell_theory();
+
+  EXPECT_EQ(theory_.num_full_resets(), 1);
+  ASSERT_EQ(search_.solve(), Search::Result::kSat);
+  EXPECT_EQ(theory_.told(), Literals{positive(1)});
 }
 
 // Empty levels of assumptions that are true already count for the theory, too.

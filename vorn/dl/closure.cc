@@ -112,15 +112,14 @@ void Closure::tell_edge(int k, const Edge& e) {
 }
 
 void Closure::retract_edge(int k) {
-  assert(store_->active.empty() && store_->bound(k).source >= 0);
+  assert(store_->bound(k).source >= 0);
   unregister(k);
 }
 
 void Closure::unregister(int k) {
   closure::Store& store = *store_;
-  store.delist(k);
   store.bound(k).source = -1;
-  store.renew_goal(store.bound(k).pair);
+  store.drop(k);
 }
 
 bool Closure::push_edge(int k) {
@@ -179,6 +178,7 @@ bool Closure::next_consequence(int* k) {
   while (store.next_entry < store.entries.size()) {
     const Entry& entry = store.entries[store.next_entry++];
     if (entry.proof == Entry::kActive) continue;
+    if (store.bound(entry.k).source < 0) continue;
     *k = entry.k;
     return true;
   }
@@ -300,7 +300,7 @@ void Closure::rebuild() {
     scale.fit(store.need);
     if (scale.size() != Scale::Size::kExact) {
       for (const Bound& bound : store.bounds) {
-        words.push_back(bound.source < 0 ? 0 : scale.to_word(bound.weight));
+        words.push_back(bound.pair < 0 ? 0 : scale.to_word(bound.weight));
       }
     }
   }
@@ -342,8 +342,13 @@ void Closure::push_anew(closure::Way& way) {
   const std::vector<closure::Link> links = store.links;
   const std::size_t next_entry = store.next_entry;
   const std::uint64_t consequences = store.counters.consequences;
-  store.forget(0, 0);
-  store.active.clear();
+  const auto forget_all = [&store] {
+    store.rebuilding = true;
+    store.forget(0, 0);
+    store.rebuilding = false;
+    store.active.clear();
+  };
+  forget_all();
   try {
     std::size_t position = 0;
     for (std::size_t level = 0; level < active.size(); ++level) {
@@ -369,7 +374,7 @@ void Closure::push_anew(closure::Way& way) {
     }
   } catch (...) {
     // All of this fits in what the vectors held before.
-    store.forget(0, 0);
+    forget_all();
     store.active = active;
     for (const Entry& entry : entries) {
       store.learn(entry.k, entry.proof, entry.more_proof);
@@ -380,6 +385,9 @@ void Closure::push_anew(closure::Way& way) {
     throw;
   }
   store.counters.consequences = consequences;
+  for (const Entry& entry : entries) {
+    if (store.bound(entry.k).source < 0) store.drop(entry.k);
+  }
 }
 
 // Pushes the active edges to a way that reports nothing for them, and keeps the

@@ -110,8 +110,8 @@ class VORN_EXPORT Closure {
   /// registered; the weight is not tagged. Cost: amortised O(bounds of the
   /// pair); a rebuild if the weight or a new node outgrows what there is.
   void tell_edge(int k, const Edge& e);
-  /// Forgets constraint k. Requires: it is registered, and no constraint is
-  /// active. Cost: O(bounds of the pair).
+  /// Forgets constraint k. Requires: it is registered and not active; no other
+  /// gets its number while a constraint is active. Cost: O(bounds of the pair).
   void retract_edge(int k);
 
   /// Activates constraint k. False if it closes a negative cycle with active

@@ -28,7 +28,8 @@ void make_room(std::vector<T>& elements) {
 /// A registered constraint: target - source <= weight. Nodes are *rows*:
 /// numbered from 0 in the order in which they were first named.
 struct Bound {
-  /// -1 for a number that is not registered.
+  /// -1 for a number that is not registered. One that was is still listed
+  /// while there is an entry of it, which others of the pair follow from.
   int source = -1;
   int target = -1;
   /// Position in Store::pairs.
@@ -115,7 +116,7 @@ struct Store {
   std::size_t next_entry = 0;
   std::vector<Link> links;
   /// The pushes under way are those of edges that are active already, to a new
-  /// way.
+  /// way; the entries taken back come again.
   bool rebuilding = false;
 
   Bound& bound(int k) { return bounds[static_cast<std::size_t>(k)]; }
@@ -170,6 +171,14 @@ struct Store {
       if (bound(*other).rank > bound(k).rank) --bound(*other).rank;
     }
   }
+  /// Whether k has an entry. Cost: linear in those of its pair.
+  bool has_entry(int k) const {
+    int position = pair(bound(k).pair).known;
+    while (position >= 0 && entry(position).k != k) {
+      position = entry(position).previous;
+    }
+    return position >= 0;
+  }
   /// Finds the goal of a pair.
   void renew_goal(int position) {
     Pair& p = pair(position);
@@ -181,6 +190,13 @@ struct Store {
     goal_words[static_cast<std::size_t>(position)] =
         goal < 0 ? std::numeric_limits<std::int64_t>::min() : bound(goal).word;
   }
+  /// Takes k, which is not registered any more, off the list of its pair unless
+  /// it has an entry. Requires: it is listed.
+  void drop(int k) {
+    if (has_entry(k)) return;
+    delist(k);
+    renew_goal(bound(k).pair);
+  }
   /// As learn, for a consequence.
   void report(int k, int proof, int more_proof) {
     learn(k, proof, more_proof);
@@ -189,10 +205,11 @@ struct Store {
   /// Takes back entries and links.
   void forget(std::size_t num_entries, std::size_t num_links) {
     while (entries.size() > num_entries) {
-      const Entry& last = entries.back();
+      const Entry last = entries.back();
       const int position = bound(last.k).pair;
       pair(position).known = last.previous;
       entries.pop_back();
+      if (bound(last.k).source < 0 && !rebuilding) delist(last.k);
       renew_goal(position);
     }
     links.resize(num_links);
