@@ -69,6 +69,9 @@ class RecordingTheory : public solver::Theory {
       graph_.pop_edge(active_.back());
     }
   }
+  void retract(Literal /*literal*/) override {
+    fail("the recorder's search forgets no variables");
+  }
   bool propagate(std::vector<Literal>& /*implied*/,
                  std::vector<Literal>& conflict) override {
     if (check()) return true;
@@ -128,7 +131,7 @@ void record_ft10(std::ostream& out) {
 
   RecordingTheory theory(out);
   solver::Search search(&theory);
-  search.set_stop(&theory.stop());
+  search.set_stop({&theory.stop()});
   // Node n + 1 is the start of operation n, node 0 time 0. "a ends before b
   // starts" is start(a) - start(b) <= -duration(a).
   const auto before = [&](int a, int b) {
