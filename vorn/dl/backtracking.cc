@@ -25,11 +25,11 @@ void Graph::do_pop_edge(int idx) {
     pending_.erase(first, pending_.end());
     return;
   }
-  const Edge& edge = edges_.at(idx);
-  Node& source = nodes_.at(edge.source);
+  const Ends ends = ends_of(idx);
+  Node& source = nodes_.at(ends.source);
   assert(!source.pushed().empty() && source.pushed().back() == idx);
   source.pop_edge(idx);
-  Node& target = nodes_.at(edge.target);
+  Node& target = nodes_.at(ends.target);
   if (target.pred_edge() == idx) target.set_pred_edge(-1);
 }
 
@@ -56,6 +56,7 @@ void Graph::reset(bool full) {
   pending_.clear();
   edges_.clear();
   nodes_.clear();
+  words_.clear();
   reserved_list_.clear();
   cur_conflict_.clear();
   if (full) {

@@ -89,47 +89,63 @@ bool Graph::check(bool /*flag*/) {
 }
 
 bool Graph::do_check_edge(int e) {
-  const Edge& edge = edges_.at(e);
+  const int source = ends_of(e).source;
   // Most edges of a search are satisfied as they come: nothing to run.
-  if (la::DNumber::sum_less(cur_beta_.at(edge.source), edge.weight,
-                            cur_beta_.at(edge.target))) {
+  if (is_violated(e)) {
     const int closing_edge = relax_from(e);
     if (closing_edge != -1) {
-      record_conflict(edge.source, closing_edge);
+      record_conflict(source, closing_edge);
       ++num_conflicts_;
       do_search_lemmas();
       return false;
     }
   }
-  return nodes_.at(edge.source).push_edge(e);
+  return nodes_.at(source).push_edge(e);
+}
+
+bool Graph::is_violated(int e) const {
+  if (words_.are_used()) {
+    const WordTables::EdgeWords& words = words_.edge(e);
+    const WordTables::Word from = words_.potential(words.source);
+    const WordTables::Word to = words_.potential(words.target);
+    if (words.weight != WordTables::kNone && from != WordTables::kNone &&
+        to != WordTables::kNone) {
+      return from + words.weight < to;
+    }
+  }
+  const Edge& edge = edges_.at(e);
+  return la::DNumber::sum_less(cur_beta_.at(edge.source), edge.weight,
+                               cur_beta_.at(edge.target));
 }
 
 // Lowers the target of the violated edge `e`, then whatever follows from that.
 // Returns -1 with the new potentials committed, or, with the potentials rolled
 // back, the edge that closed a negative cycle at the source of `e`.
+//
+// The run goes on words as long as they hold all that it meets; the exact
+// potentials follow when it ends, or when it has to go on without words.
 int Graph::relax_from(int e) {
-  const int source = edges_.at(e).source;
+  const int source = ends_of(e).source;
   const ListsLease lease(queue_ring_, lowered_);
   RelaxationQueue queue(queue_ring_);
   std::vector<int>& lowered = lowered_;
-  const auto roll_back = [this, &lowered] {
-    for (const int n : lowered) cur_beta_.at(n) = saved_beta_.at(n);
-  };
   try {
+    if (!words_.are_used()) return relax_exactly(e, source, queue);
     queue.push(e);
     while (!queue.empty()) {
       const int cur = queue.pop();
-      const Edge& edge = edges_.at(cur);
-      // Room in the list before the lowering, so that a failing allocation
-      // rolls back every node that was lowered.
-      if (lowered.size() == lowered.capacity()) {
-        lowered.reserve(std::max<std::size_t>(64, 2 * lowered.size()));
+      const WordTables::EdgeWords& edge = words_.edge(cur);
+      const WordTables::Word from = words_.potential(edge.source);
+      WordTables::Word& to = words_.potential(edge.target);
+      if (edge.weight == WordTables::kNone || from == WordTables::kNone ||
+          to == WordTables::kNone) {
+        return leave_words(cur, source, queue);
       }
-      if (!la::DNumber::lower(cur_beta_.at(edge.target),
-                              cur_beta_.at(edge.source), edge.weight)) {
-        continue;
-      }
+      const WordTables::Word sum = from + edge.weight;
+      if (sum >= to) continue;
+      if (!WordTables::holds(sum)) return leave_words(cur, source, queue);
       lowered.push_back(edge.target);
+      to = sum;
       Node& node = nodes_.at(edge.target);
       node.set_pred_edge(cur);
       if (edge.target == source) {
@@ -138,12 +154,88 @@ int Graph::relax_from(int e) {
       }
       queue.push_all(node.pushed());
     }
+    commit_words();
+    words_.note(true);
   } catch (...) {
     roll_back();
     throw;
   }
-  for (const int n : lowered) saved_beta_.at(n) = cur_beta_.at(n);
   return -1;
+}
+
+// A run that words are not enough for goes on from edge `e` in exact numbers.
+int Graph::leave_words(int e, int source, RelaxationQueue& queue) {
+  for (const int n : lowered_) {
+    const WordTables::Word word = words_.potential(n);
+    cur_beta_.at(n) = la::DNumber::from_words(WordTables::rational_of(word),
+                                              WordTables::eps_of(word));
+  }
+  const int closing_edge = relax_exactly(e, source, queue);
+  words_.note(false);
+  return closing_edge;
+}
+
+// The rest of a run, from edge `e` on.
+int Graph::relax_exactly(int e, int source, RelaxationQueue& queue) {
+  for (int cur = e;; cur = queue.pop()) {
+    const Edge& edge = edges_.at(cur);
+    // Room in the list before the lowering, so that a failing allocation rolls
+    // back every node that was lowered.
+    if (lowered_.size() == lowered_.capacity()) {
+      lowered_.reserve(std::max<std::size_t>(64, 2 * lowered_.size()));
+    }
+    if (la::DNumber::lower(cur_beta_.at(edge.target), cur_beta_.at(edge.source),
+                           edge.weight)) {
+      lowered_.push_back(edge.target);
+      Node& node = nodes_.at(edge.target);
+      node.set_pred_edge(cur);
+      if (edge.target == source) {
+        roll_back();
+        return cur;
+      }
+      queue.push_all(node.pushed());
+    }
+    if (queue.empty()) break;
+  }
+  for (const int n : lowered_) {
+    saved_beta_.at(n) = cur_beta_.at(n);
+    if (words_.are_used()) {
+      words_.potential(n) = WordTables::word_of(cur_beta_.at(n));
+    }
+  }
+  return -1;
+}
+
+// Makes the exact potentials of lowered nodes what their words say. First what
+// can fail: blocks for those that cannot be written where they are.
+void Graph::commit_words() {
+  for (const int n : lowered_) {
+    if (la::DNumber::are_pair(cur_beta_.at(n), saved_beta_.at(n))) continue;
+    const WordTables::Word word = words_.potential(n);
+    cur_beta_.at(n) = la::DNumber::from_words(WordTables::rational_of(word),
+                                              WordTables::eps_of(word));
+  }
+  for (const int n : lowered_) {
+    la::DNumber& cur = cur_beta_.at(n);
+    la::DNumber& saved = saved_beta_.at(n);
+    if (!la::DNumber::are_pair(cur, saved)) {
+      saved = cur;
+      continue;
+    }
+    const WordTables::Word word = words_.potential(n);
+    la::DNumber::set_pair(cur, saved, WordTables::rational_of(word),
+                          WordTables::eps_of(word));
+  }
+}
+
+// Gives the lowered nodes their committed potentials back.
+void Graph::roll_back() {
+  for (const int n : lowered_) {
+    cur_beta_.at(n) = saved_beta_.at(n);
+    if (words_.are_used()) {
+      words_.potential(n) = WordTables::word_of(saved_beta_.at(n));
+    }
+  }
 }
 
 // Makes the cycle that `closing_edge` closed at `start` the current conflict.
@@ -159,11 +251,11 @@ void Graph::record_conflict(int start, int closing_edge) {
   cur_conflict_.clear();
   try {
     cur_conflict_.push_back(closing_edge);
-    int node = edges_.at(closing_edge).source;
+    int node = ends_of(closing_edge).source;
     while (node != start) {
       const int pred = nodes_.at(node).pred_edge();
       cur_conflict_.push_back(pred);
-      node = edges_.at(pred).source;
+      node = ends_of(pred).source;
     }
   } catch (...) {
     // A later lemma search takes what it finds here for a whole cycle: on a

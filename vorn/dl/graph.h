@@ -15,6 +15,7 @@
 #include "vorn/containers/var_map.h"
 #include "vorn/dl/edge.h"
 #include "vorn/dl/node.h"
+#include "vorn/dl/word_tables.h"
 #include "vorn/export.h"
 #include "vorn/numbers/d_number.h"
 #include "vorn/services/configuration.h"
@@ -62,6 +63,8 @@
 
 namespace vorn::dl {
 
+class RelaxationQueue;
+
 /// A handle for proofs of conflicts. The graph makes none; the type stays
 /// incomplete.
 class Proof;
@@ -74,7 +77,9 @@ class Proof;
 ///  (1) every active edge is satisfied: cur_beta_[target] <=
 ///      cur_beta_[source] + weight;
 ///  (2) saved_beta_ equals cur_beta_;
-///  (3) a registered edge is listed by its source node, as notified or as
+///  (3) words_ says the same of registered edges and of nodes, as far as words
+///      hold it;
+///  (4) a registered edge is listed by its source node, as notified or as
 ///      pushed (active).
 /// Ownership: configuration, mapper, term manager and logger are borrowed and
 /// must outlive the graph; it owns all else. It can be neither copied nor
@@ -140,7 +145,7 @@ class VORN_EXPORT Graph {
   /// run without end unless guard_lemma_walks is on.
   /// On failing memory, edges that were done are active and no longer queued;
   /// the one being done is not active and still queued, and invariants (1) to
-  /// (3) hold. The current conflict may then be empty, and lemmas missing.
+  /// (4) hold. The current conflict may then be empty, and lemmas missing.
   bool check(bool flag);
 
   // Backtracking (backtracking.cc). Pops come in the reverse order of pushes.
@@ -218,9 +223,26 @@ class VORN_EXPORT Graph {
                      hsh::GetKey_pair<const Term_*, const Term_*>, const Term_*,
                      hsh::hash<const Term_*>, std::equal_to<const Term_*>>;
 
+  struct Ends {
+    int source;
+    int target;
+  };
+
   bool do_tell_edge(int idx, const Edge& e);
   bool do_check_edge(int e);
+  /// Of a registered edge, from where a check reads them.
+  Ends ends_of(int e) const {
+    if (words_.are_used()) {
+      return {words_.edge(e).source, words_.edge(e).target};
+    }
+    return {edges_.at(e).source, edges_.at(e).target};
+  }
+  bool is_violated(int e) const;
   int relax_from(int e);
+  int leave_words(int e, int source, RelaxationQueue& queue);
+  int relax_exactly(int e, int source, RelaxationQueue& queue);
+  void commit_words();
+  void roll_back();
   void do_pop_edge(int idx);
   void do_retract_edge(int idx);
   void record_conflict(int start, int closing_edge);
@@ -289,6 +311,9 @@ class VORN_EXPORT Graph {
   std::vector<int> queue_ring_;
   /// Nodes lowered in this run, in order, with repeats; empty between runs.
   std::vector<int> lowered_;
+  /// What checks read of edges_ and cur_beta_, closer together. While a run
+  /// goes on words alone, lowered potentials are here and nowhere else.
+  WordTables words_;
 };
 
 }  // namespace vorn::dl

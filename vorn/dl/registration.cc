@@ -37,10 +37,12 @@ bool Graph::do_tell_edge(int idx, const Edge& e) {
   for (const int node : {e.source, e.target}) {
     if (nodes_.contains(node)) continue;
     // A shared zero: its own block is made when a potential first falls.
+    words_.add_node(node);
     cur_beta_[node] = la::DNumber();
     saved_beta_[node] = la::DNumber();
     nodes_[node] = Node();
   }
+  words_.set_edge(idx, e);
   edges_[idx] = e;
   return nodes_.at(e.source).tell_edge(idx);
 }

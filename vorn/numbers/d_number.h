@@ -139,6 +139,25 @@ class VORN_EXPORT DNumber {
     return result;
   }
 
+  /// rational + eps*eps in a block of its own. Requires: neither is -2^63.
+  static DNumber from_words(std::int64_t rational, std::int64_t eps) {
+    DNumber result;
+    result.repr_ = word(word_block(rational, eps));
+    return result;
+  }
+  /// Whether the two share a block with each other and with nobody else.
+  static bool are_pair(const DNumber& a, const DNumber& b) {
+    return a.repr_ == b.repr_ && a.is_counted() && a.repr()->refcount == 2;
+  }
+  /// Makes both numbers of a pair rational + eps*eps, in place. Requires: they
+  /// are a pair; neither part is -2^63.
+  static void set_pair(DNumber& a, [[maybe_unused]] const DNumber& b,
+                       std::int64_t rational, std::int64_t eps) noexcept {
+    assert(are_pair(a, b));
+    a.repr()->rational = QNumber::from_word(rational);
+    a.repr()->eps = QNumber::from_word(eps);
+  }
+
   /// Adds. A tagged target stays as it is; a tagged `other` replaces the
   /// target.
   DNumber& operator+=(const DNumber& other);
