@@ -63,8 +63,30 @@ END
 chmod +x unreliable sbatch
 export PATH="$work:$PATH" VORN=$work/unreliable
 
+# A full disk, as far as a limit on the size of files is one: full KIBIBYTES COMMAND ...
+# has to fail.
+full() {
+  local room=$1
+  shift
+  if (trap '' XFSZ && ulimit -f "$room" && "$@") 2> full.errors; then
+    echo "$1 does not notice a full disk"
+    exit 1
+  fi
+}
+
+# The question just fits, and no cube does: what is there of them is no split.
+size=$(wc -c < question.smt2)
+room=$((size / 1024 + 1))
+{ printf '%*s\n' $((room * 1024 - size - 1)) ';' && cat question.smt2; } > just.smt2
+full "$room" "$vorn" --split 5 small just.smt2
+grep -q '^vorn: cannot write small/cube-[0-9]*.smt2: File too large$' full.errors
+if "$vorn" --join small 2> join.errors; then exit 1; fi
+grep -q 'nothing was split there, or not to the end$' join.errors
+
 "$vorn" --split 5 cubes question.smt2
 export VORN_OPTIONS="--timeout 60"
+VORN=$vorn full 8 "$cluster/answer.sh" cubes/cube-001.smt2
+[ ! -e cubes/cube-001.answer ]
 ask() {
   case $way in
     parallel) "$cluster/parallel.sh" cubes --jobs 2 --retries 1 ;;
@@ -85,6 +107,9 @@ before=$(cat cubes/cube-*.answer | cksum)
 # What is missing is asked again, and nothing else.
 : > reliable
 ask > /dev/null
+full 8 "$vorn" --join cubes --proof whole.proof > join.reply
+grep -q '^vorn: no proof is written: cannot write whole.proof: File too large$' full.errors
+[ "$(cat join.reply)" = unsat ] && [ ! -e whole.proof ]
 [ "$("$vorn" --join cubes --proof whole.proof)" = unsat ]
 [ "$("$check" question.smt2 whole.proof)" = valid ]
 find cubes -name '*.part' -size +0 ! -name 'slurm-*' | grep . && exit 1

@@ -55,6 +55,17 @@ Exact Random::weight(Weights kind, bool positive_eps) {
       w.rational = mpq_class(between(-2, 3), one_in(4) ? 2 : 1);
       w.eps = mpq_class(between(-3, positive_eps ? 2 : 0), between(1, 2));
       break;
+    case Weights::kTableWord: {
+      constexpr long kLarge = 1L << 45U;
+      constexpr long kEps = 1L << 14U;
+      static const std::vector<long> kCorners = {
+          kLarge - 1, kLarge / 2, kLarge / 4, -kLarge / 4, 1 - kLarge, 0};
+      static const std::vector<long> kEpsCorners = {
+          1 - kEps, -kEps / 2, -1, 0, kEps / 2, kEps - 1};
+      w.rational = mpq_class(one_of(kCorners)) + between(-1, 1);
+      w.eps = mpq_class(one_of(kEpsCorners)) + (one_in(8) ? between(-1, 1) : 0);
+      break;
+    }
     case Weights::kMachineWord: {
       static const std::vector<std::string> kCorners = {
           "9223372036854775807",  "9223372036854775806",

@@ -78,6 +78,8 @@ enum class Weights {
   kSmallIntegers,
   kFractions,
   kStrict,
+  /// At the limits of what dl::WordTables holds.
+  kTableWord,
   kMachineWord,
   kBig,
 };

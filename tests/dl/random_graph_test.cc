@@ -339,6 +339,13 @@ TEST(RandomGraphTest, StrictBoundsAgreeWithBellmanFord) {
   expect_much_was_seen(run(Weights::kStrict, kSeeds));
 }
 
+// The same at the limits of what a check reads as words: a run leaves words for
+// exact numbers in its midst, and the words of its potentials are right again
+// when later ones come back to them.
+TEST(RandomGraphTest, TableWordLimitsAgreeWithBellmanFord) {
+  expect_much_was_seen(run(Weights::kTableWord, kSeeds));
+}
+
 // The same at the limits of the machine word, where sums leave it and return.
 TEST(RandomGraphTest, MachineWordLimitsAgreeWithBellmanFord) {
   expect_much_was_seen(run(Weights::kMachineWord, kSeeds));
