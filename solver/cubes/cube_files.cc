@@ -32,8 +32,8 @@ std::string proof_file_of(const std::string& answer_file) {
 }
 
 bool write_cube(CubeFolder& folder, const CubeQuestion& question,
-                const CubeTree& tree, std::size_t leaf, bool is_decided,
-                const EngineOptions& options, const Splitter::Limits& limits,
+                const CubeTree& tree, std::size_t leaf,
+                std::uint64_t conflict_limit, const EngineOptions& options,
                 std::vector<std::string>& written, bool& is_answered) {
   is_answered = false;
   const std::string& cube = tree.node(leaf).cube;
@@ -44,16 +44,14 @@ bool write_cube(CubeFolder& folder, const CubeQuestion& question,
     return folder.write(name, text);
   };
   if (!write(script_file(cube), script)) return false;
-  if (!is_decided) return true;
+  if (conflict_limit == 0) return true;
   TextSource source(script);
   QuietHost host;
   ScriptOptions script_options;
   script_options.engine = options;
   script_options.engine.keep_proofs = true;
   script_options.keep_proof = true;
-  // What was learnt on the way took more, and is not known here.
-  constexpr std::uint64_t kFactor = 4;
-  script_options.conflict_limit = kFactor * limits.first_conflicts;
+  script_options.conflict_limit = conflict_limit;
   Interpreter interpreter(source, host, script_options);
   while (interpreter.run_command()) {
   }

@@ -3,13 +3,14 @@
 #define VORN_CUBES_CUBE_FILES_H
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
 #include "solver/cubes/cube_tree.h"
 #include "solver/cubes/folder.h"
 #include "solver/cubes/question.h"
-#include "solver/cubes/splitter.h"
+#include "solver/engine/engine.h"
 
 namespace vorn::solver {
 
@@ -26,12 +27,13 @@ bool is_answer_file(const std::string& file, const std::string& cube);
 /// Where the proof of an answer is.
 std::string proof_file_of(const std::string& answer_file);
 
-/// Writes the script of a leaf; if `is_decided`, also the answer and the proof,
-/// as the command would, if it comes within the limits. Adds the names of files
-/// to `written`, before they are. False if a file cannot be written.
+/// Writes the script of a leaf, and also the answer and the proof, as the
+/// command would, if it takes at most so many conflicts; 0: nothing is tried.
+/// Adds the names of files to `written`, before they are. False if a file
+/// cannot be written.
 bool write_cube(CubeFolder& folder, const CubeQuestion& question,
-                const CubeTree& tree, std::size_t leaf, bool is_decided,
-                const EngineOptions& options, const Splitter::Limits& limits,
+                const CubeTree& tree, std::size_t leaf,
+                std::uint64_t conflict_limit, const EngineOptions& options,
                 std::vector<std::string>& written, bool& is_answered);
 
 }  // namespace vorn::solver

@@ -225,19 +225,30 @@ class Join {
   enum class Parts { kMade, kDecided, kNeither, kFailed };
 
   Parts split_leaf(std::size_t leaf) {
+    const Parts parts = split_leaf(leaf, limits_);
+    if (parts != Parts::kNeither) return parts;
+    // A search without limits of its own may decide what the script's options
+    // leave undecided; then a shorter one has to part it.
+    Splitter::Limits limits = limits_;
+    limits.first_conflicts = std::min(limits.first_conflicts, limits.conflicts);
+    return split_leaf(leaf, limits);
+  }
+
+  Parts split_leaf(std::size_t leaf, const Splitter::Limits& limits) {
     std::string script = question_->bare + '\n';
     for (const std::string& literal : tree_->literals(leaf)) {
       script += "(assert " + literal + ")\n";
     }
-    Splitter splitter(script, options_, limits_);
+    Splitter splitter(script, options_, limits);
     if (!splitter.error().empty()) return Parts::kNeither;
     splitter.split(*tree_, leaf, 2);
     if (!tree_->node(leaf).formula.empty()) return Parts::kMade;
     if (splitter.decided().empty()) return Parts::kNeither;
     std::vector<std::string> written;
     bool is_answered = false;
-    if (!write_cube(folder_, *question_, *tree_, leaf, true, options_, limits_,
-                    written, is_answered)) {
+    if (!write_cube(folder_, *question_, *tree_, leaf,
+                    2 * limits.first_conflicts, options_, written,
+                    is_answered)) {
       fail(folder_.error());
       return Parts::kFailed;
     }
@@ -252,8 +263,8 @@ class Join {
       bool is_answered = false;
       is_written =
           is_written && (verdicts_.count(leaf) != 0 ||
-                         write_cube(folder_, *question_, *tree_, leaf, false,
-                                    options_, limits_, written, is_answered));
+                         write_cube(folder_, *question_, *tree_, leaf, 0,
+                                    options_, written, is_answered));
     }
     if (is_written && folder_.write(kManifestFile, tree_->text())) return true;
     const std::string error = folder_.error();

@@ -2,6 +2,7 @@
 #include "solver/cubes/split.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <optional>
 
 #include "solver/cubes/cube_files.h"
@@ -44,10 +45,15 @@ SplitOutcome split_question(const std::string& script, std::size_t num_cubes,
     const auto& decided = splitter.decided();
     const bool is_decided =
         std::find(decided.begin(), decided.end(), leaf) != decided.end();
+    std::uint64_t conflict_limit = 0;
+    if (is_decided) {
+      conflict_limit =
+          leaf == 0 ? 2 * limits.first_conflicts : limits.answer_conflicts;
+    }
     bool is_answered = false;
     is_written =
-        is_written && write_cube(files, *question, tree, leaf, is_decided,
-                                 options, limits, written, is_answered);
+        is_written && write_cube(files, *question, tree, leaf, conflict_limit,
+                                 options, written, is_answered);
     if (is_answered) ++outcome.num_answered;
   }
   if (is_written && files.write(kManifestFile, tree.text())) return outcome;

@@ -27,10 +27,14 @@ class Splitter {
  public:
   /// How long it looks.
   struct Limits {
-    /// Conflicts of the search of the whole question.
-    std::uint64_t first_conflicts = 1000;
+    /// Conflicts of the search of the whole question: some seconds, for what
+    /// ends by then is not worth cubes, which learn nothing of each other.
+    std::uint64_t first_conflicts = 10'000;
     /// Conflicts of the search of each cube after that.
     std::uint64_t conflicts = 100;
+    /// Conflicts of a search that answers a cube that was decided on the way,
+    /// without what was learnt there.
+    std::uint64_t answer_conflicts = 4000;
     /// Choices of a cube that it looks at from both sides.
     std::size_t choices = 32;
   };

@@ -44,6 +44,7 @@ inline Splitter::Limits quick_limits() {
   Splitter::Limits limits;
   limits.first_conflicts = 1;
   limits.conflicts = 1;
+  limits.answer_conflicts = 4;
   return limits;
 }
 

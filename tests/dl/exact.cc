@@ -60,8 +60,8 @@ Exact Random::weight(Weights kind, bool positive_eps) {
       constexpr long kEps = 1L << 14U;
       static const std::vector<long> kCorners = {
           kLarge - 1, kLarge / 2, kLarge / 4, -kLarge / 4, 1 - kLarge, 0};
-      static const std::vector<long> kEpsCorners = {
-          1 - kEps, -kEps / 2, -1, 0, kEps / 2, kEps - 1};
+      static const std::vector<long> kEpsCorners = {1 - kEps, -kEps / 2, -1, 0,
+                                                    kEps / 2, kEps - 1};
       w.rational = mpq_class(one_of(kCorners)) + between(-1, 1);
       w.eps = mpq_class(one_of(kEpsCorners)) + (one_in(8) ? between(-1, 1) : 0);
       break;

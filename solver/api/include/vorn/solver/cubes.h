@@ -36,8 +36,8 @@ struct SplitResult {
 /// Writes scripts that together ask what `script` asks, the text of a script
 /// with one check, into a new or empty folder, and answers those that are
 /// decided on the way, with proofs. If the process ends before it does, the
-/// folder cannot be joined. Cost: a search of some thousand conflicts.
-/// Errors: std::bad_alloc.
+/// folder cannot be joined. Cost: a search of ten thousand conflicts, and
+/// short ones. Errors: std::bad_alloc.
 VORN_EXPORT SplitResult split_question(const std::string& script,
                                        const std::string& folder,
                                        const SplitSettings& settings = {});
