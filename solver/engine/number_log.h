@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace vorn::solver {
@@ -90,7 +91,9 @@ class NumberLog {
 
   void add_block(std::size_t least) {
     const std::size_t size = std::max(kBlock, least);
-    blocks_.emplace_back(new std::uint8_t[size]);
+    // Owned before the list may have to grow.
+    std::unique_ptr<std::uint8_t[]> block(new std::uint8_t[size]);
+    blocks_.push_back(std::move(block));
     next_ = blocks_.back().get();
     end_ = next_ + size;
   }

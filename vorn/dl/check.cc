@@ -128,34 +128,35 @@ int Graph::relax_from(int e) {
   const int source = ends_of(e).source;
   const ListsLease lease(queue_ring_, lowered_);
   RelaxationQueue queue(queue_ring_);
-  std::vector<int>& lowered = lowered_;
+  const bool begins_on_words = words_.are_used();
+  bool is_on_words = begins_on_words;
   try {
-    if (!words_.are_used()) return relax_exactly(e, source, queue);
     queue.push(e);
     while (!queue.empty()) {
       const int cur = queue.pop();
-      const WordTables::EdgeWords& edge = words_.edge(cur);
-      const WordTables::Word from = words_.potential(edge.source);
-      WordTables::Word& to = words_.potential(edge.target);
-      if (edge.weight == WordTables::kNone || from == WordTables::kNone ||
-          to == WordTables::kNone) {
-        return leave_words(cur, source, queue);
+      Lowering lowering =
+          is_on_words ? lower_by_words(cur) : lower_exactly(cur);
+      if (lowering == Lowering::kNoWords) {
+        is_on_words = false;
+        leave_words();
+        lowering = lower_exactly(cur);
       }
-      const WordTables::Word sum = from + edge.weight;
-      if (sum >= to) continue;
-      if (!WordTables::holds(sum)) return leave_words(cur, source, queue);
-      lowered.push_back(edge.target);
-      to = sum;
-      Node& node = nodes_.at(edge.target);
+      if (lowering == Lowering::kNone) continue;
+      const int target = lowered_.back();
+      Node& node = nodes_.at(target);
       node.set_pred_edge(cur);
-      if (edge.target == source) {
+      if (target == source) {
         roll_back();
         return cur;
       }
       queue.push_all(node.pushed());
     }
-    commit_words();
-    words_.note(true);
+    if (is_on_words) {
+      commit_words();
+    } else {
+      commit_numbers();
+    }
+    if (begins_on_words) words_.note(is_on_words);
   } catch (...) {
     roll_back();
     throw;
@@ -163,51 +164,60 @@ int Graph::relax_from(int e) {
   return -1;
 }
 
-// A run that words are not enough for goes on from edge `e` in exact numbers.
-int Graph::leave_words(int e, int source, RelaxationQueue& queue) {
+// Lowers the target of an edge as far as the edge wants, and lists it.
+Graph::Lowering Graph::lower_by_words(int e) {
+  const WordTables::EdgeWords& edge = words_.edge(e);
+  const WordTables::Word from = words_.potential(edge.source);
+  WordTables::Word& to = words_.potential(edge.target);
+  if (edge.weight == WordTables::kNone || from == WordTables::kNone ||
+      to == WordTables::kNone) {
+    return Lowering::kNoWords;
+  }
+  const WordTables::Word sum = from + edge.weight;
+  if (sum >= to) return Lowering::kNone;
+  if (!WordTables::holds(sum)) return Lowering::kNoWords;
+  lowered_.push_back(edge.target);
+  to = sum;
+  return Lowering::kLowered;
+}
+
+// The same for exact potentials.
+Graph::Lowering Graph::lower_exactly(int e) {
+  const Edge& edge = edges_.at(e);
+  // Room in the list before the lowering, so that a failing allocation rolls
+  // back every node that was lowered.
+  if (lowered_.size() == lowered_.capacity()) {
+    lowered_.reserve(std::max<std::size_t>(64, 2 * lowered_.size()));
+  }
+  if (!la::DNumber::lower(cur_beta_.at(edge.target), cur_beta_.at(edge.source),
+                          edge.weight)) {
+    return Lowering::kNone;
+  }
+  lowered_.push_back(edge.target);
+  return Lowering::kLowered;
+}
+
+// Makes the exact potentials of nodes lowered so far what their words say.
+void Graph::leave_words() {
   for (const int n : lowered_) {
     const WordTables::Word word = words_.potential(n);
     cur_beta_.at(n) = la::DNumber::from_words(WordTables::rational_of(word),
                                               WordTables::eps_of(word));
   }
-  const int closing_edge = relax_exactly(e, source, queue);
-  words_.note(false);
-  return closing_edge;
 }
 
-// The rest of a run, from edge `e` on.
-int Graph::relax_exactly(int e, int source, RelaxationQueue& queue) {
-  for (int cur = e;; cur = queue.pop()) {
-    const Edge& edge = edges_.at(cur);
-    // Room in the list before the lowering, so that a failing allocation rolls
-    // back every node that was lowered.
-    if (lowered_.size() == lowered_.capacity()) {
-      lowered_.reserve(std::max<std::size_t>(64, 2 * lowered_.size()));
-    }
-    if (la::DNumber::lower(cur_beta_.at(edge.target), cur_beta_.at(edge.source),
-                           edge.weight)) {
-      lowered_.push_back(edge.target);
-      Node& node = nodes_.at(edge.target);
-      node.set_pred_edge(cur);
-      if (edge.target == source) {
-        roll_back();
-        return cur;
-      }
-      queue.push_all(node.pushed());
-    }
-    if (queue.empty()) break;
-  }
+// Commits the exact potentials of lowered nodes, and makes words of them.
+void Graph::commit_numbers() {
   for (const int n : lowered_) {
     saved_beta_.at(n) = cur_beta_.at(n);
     if (words_.are_used()) {
       words_.potential(n) = WordTables::word_of(cur_beta_.at(n));
     }
   }
-  return -1;
 }
 
-// Makes the exact potentials of lowered nodes what their words say. First what
-// can fail: blocks for those that cannot be written where they are.
+// Commits the words of lowered nodes as exact potentials. First what can fail:
+// blocks for those that cannot be written where they are.
 void Graph::commit_words() {
   for (const int n : lowered_) {
     if (la::DNumber::are_pair(cur_beta_.at(n), saved_beta_.at(n))) continue;

@@ -63,8 +63,6 @@
 
 namespace vorn::dl {
 
-class RelaxationQueue;
-
 /// A handle for proofs of conflicts. The graph makes none; the type stays
 /// incomplete.
 class Proof;
@@ -227,6 +225,8 @@ class VORN_EXPORT Graph {
     int source;
     int target;
   };
+  /// What an edge does to the potential of its target.
+  enum class Lowering { kNone, kLowered, kNoWords };
 
   bool do_tell_edge(int idx, const Edge& e);
   bool do_check_edge(int e);
@@ -239,9 +239,11 @@ class VORN_EXPORT Graph {
   }
   bool is_violated(int e) const;
   int relax_from(int e);
-  int leave_words(int e, int source, RelaxationQueue& queue);
-  int relax_exactly(int e, int source, RelaxationQueue& queue);
+  Lowering lower_by_words(int e);
+  Lowering lower_exactly(int e);
+  void leave_words();
   void commit_words();
+  void commit_numbers();
   void roll_back();
   void do_pop_edge(int idx);
   void do_retract_edge(int idx);
