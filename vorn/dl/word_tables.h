@@ -30,6 +30,7 @@ namespace vorn::dl {
 /// has one, 8 a node; all O(1), growth amortised.
 class WordTables {
  public:
+  /// A number in 64 bits; see above.
   using Word = std::int64_t;
 
   /// The word of a number that no word holds.
@@ -37,8 +38,11 @@ class WordTables {
 
   /// An edge, by edge id.
   struct EdgeWords {
+    /// As in Edge.
     int source = -1;
+    /// As in Edge.
     int target = -1;
+    /// kNone if no word holds it.
     Word weight = kNone;
   };
 
