@@ -45,6 +45,14 @@ struct Trace {
   std::vector<std::size_t> chosen;
 };
 
+/// Calls that may allocate, now and then; of edges that are told while others
+/// are active, which a way has to look at at once, more.
+bool is_chosen(const ClosureOp& op, const ClosureUnderTest& t, Random& random) {
+  if (op.kind == ClosureOp::Kind::kPush) return random.one_in(20);
+  if (op.kind != ClosureOp::Kind::kTell) return false;
+  return random.one_in(t.active().empty() ? 20 : 3);
+}
+
 Trace make_trace(unsigned seed, ClosureWay way) {
   ClosureSeen seen;
   RandomClosureTrace random(seed, way);
@@ -57,11 +65,9 @@ Trace make_trace(unsigned seed, ClosureWay way) {
     t.apply(op);
     trace.ops.push_back(op);
     const bool rebuilt = t.closure().counters().rebuilds != rebuilds;
-    const bool allocates =
-        op.kind == ClosureOp::Kind::kTell || op.kind == ClosureOp::Kind::kPush;
     if (way == ClosureWay::kOutgrown
             ? rebuilt && was_matrix && !t.closure().uses_matrix()
-            : rebuilt || (allocates && random.random().one_in(20))) {
+            : rebuilt || is_chosen(op, t, random.random())) {
       trace.chosen.push_back(trace.ops.size() - 1);
     }
   }

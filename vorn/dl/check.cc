@@ -31,19 +31,24 @@ constexpr std::size_t kKeptEntries = std::size_t{1} << 20;
 /// Empties the graph's working lists at the end of a run, however it ends.
 class ListsLease {
  public:
-  ListsLease(std::vector<int>& ring, std::vector<int>& lowered)
-      : ring_(ring), lowered_(lowered) {}
+  ListsLease(std::vector<int>& ring, std::vector<int>& lowered,
+             std::vector<WordTables::Word>& words_before)
+      : ring_(ring), lowered_(lowered), words_before_(words_before) {}
   ListsLease(const ListsLease&) = delete;
   ListsLease& operator=(const ListsLease&) = delete;
   ~ListsLease() {
     lowered_.clear();
+    words_before_.clear();
     if (ring_.size() > kKeptEntries) std::vector<int>().swap(ring_);
-    if (lowered_.capacity() > kKeptEntries) std::vector<int>().swap(lowered_);
+    if (lowered_.capacity() <= kKeptEntries) return;
+    std::vector<int>().swap(lowered_);
+    std::vector<WordTables::Word>().swap(words_before_);
   }
 
  private:
   std::vector<int>& ring_;
   std::vector<int>& lowered_;
+  std::vector<WordTables::Word>& words_before_;
 };
 
 }  // namespace
@@ -126,7 +131,7 @@ bool Graph::is_violated(int e) const {
 // potentials follow when it ends, or when it has to go on without words.
 int Graph::relax_from(int e) {
   const int source = ends_of(e).source;
-  const ListsLease lease(queue_ring_, lowered_);
+  const ListsLease lease(queue_ring_, lowered_, words_before_);
   RelaxationQueue queue(queue_ring_);
   const bool begins_on_words = words_.are_used();
   bool is_on_words = begins_on_words;
@@ -146,7 +151,11 @@ int Graph::relax_from(int e) {
       Node& node = nodes_.at(target);
       node.set_pred_edge(cur);
       if (target == source) {
-        roll_back();
+        if (is_on_words) {
+          roll_back_words();
+        } else {
+          roll_back();
+        }
         return cur;
       }
       queue.push_all(node.pushed());
@@ -177,6 +186,7 @@ Graph::Lowering Graph::lower_by_words(int e) {
   if (sum >= to) return Lowering::kNone;
   if (!WordTables::holds(sum)) return Lowering::kNoWords;
   lowered_.push_back(edge.target);
+  words_before_.push_back(to);
   to = sum;
   return Lowering::kLowered;
 }
@@ -235,6 +245,14 @@ void Graph::commit_words() {
     const WordTables::Word word = words_.potential(n);
     la::DNumber::set_pair(cur, saved, WordTables::rational_of(word),
                           WordTables::eps_of(word));
+  }
+}
+
+// Gives the lowered nodes their words back. Exact potentials follow a run on
+// words only when it is committed.
+void Graph::roll_back_words() {
+  for (std::size_t k = lowered_.size(); k-- > 0;) {
+    words_.potential(lowered_[k]) = words_before_[k];
   }
 }
 

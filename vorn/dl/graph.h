@@ -244,6 +244,7 @@ class VORN_EXPORT Graph {
   void leave_words();
   void commit_words();
   void commit_numbers();
+  void roll_back_words();
   void roll_back();
   void do_pop_edge(int idx);
   void do_retract_edge(int idx);
@@ -313,6 +314,8 @@ class VORN_EXPORT Graph {
   std::vector<int> queue_ring_;
   /// Nodes lowered in this run, in order, with repeats; empty between runs.
   std::vector<int> lowered_;
+  /// On words, beside each of them: its word before.
+  std::vector<WordTables::Word> words_before_;
   /// What checks read of edges_ and cur_beta_, closer together. While a run
   /// goes on words alone, lowered potentials are here and nowhere else.
   WordTables words_;
