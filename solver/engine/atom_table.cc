@@ -39,8 +39,12 @@ std::pair<Literal, bool> AtomTable::insert(const DifferenceBound& bound,
   }
   const auto [position, is_new_pair] = pair_positions_.emplace(
       key_of(source, target), static_cast<int>(pairs_.size()));
-  if (is_new_pair) pairs_.push_back({source, target, {}});
+  if (is_new_pair) {
+    pairs_.push_back({source, target, {}});
+    ++num_empty_pairs_;
+  }
   const int pair = position->second;
+  const bool is_empty_pair = pairs_[index(pair)].bounds.empty();
   const auto next = static_cast<int>(atoms_.size());
   const auto [found, is_new] =
       pairs_[index(pair)].bounds.emplace(bound.weight, next);
@@ -51,6 +55,7 @@ std::pair<Literal, bool> AtomTable::insert(const DifferenceBound& bound,
     atom_of_variable_.resize(index(variable) + 1, -1);
     bounds_.resize(2 * index(variable) + 2);
   }
+  if (is_empty_pair) --num_empty_pairs_;
   assert(atom_of_variable_[index(variable)] < 0);
   const Literal literal(variable, false);
   const DifferenceBound opposite = negate_bound(bound, integer);
@@ -80,7 +85,13 @@ void AtomTable::remove_last() {
   for (const bool negated : {false, true}) {
     bounds_[Literal(atom.variable, negated).index()] = Bound();
   }
-  pairs_[index(atom.pair)].bounds.erase(atom.weight);
+  std::map<la::DNumber, int>& bounds = pairs_[index(atom.pair)].bounds;
+  bounds.erase(atom.weight);
+  if (bounds.empty()) ++num_empty_pairs_;
+  const int first = atom.constraints[0];
+  if (first > last_kept_ && atom.constraints[1] == num_constraints()) {
+    constraints_.erase(constraints_.begin() + first, constraints_.end());
+  }
   atoms_.pop_back();
 }
 
@@ -133,6 +144,8 @@ std::vector<int> AtomTable::renumber() {
   pairs_.swap(kept_pairs);
   pair_positions_.swap(positions);
   constraints_.swap(constraints);
+  num_empty_pairs_ = 0;
+  last_kept_ = 0;
   return nodes;
 }
 

@@ -2,6 +2,7 @@
 #ifndef VORN_SOLVER_ENGINE_ATOM_TABLE_H
 #define VORN_SOLVER_ENGINE_ATOM_TABLE_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -26,10 +27,10 @@ namespace vorn::solver {
 /// y - x <= v one is kept as the negation of the other kind, so both directions
 /// of a pair lie in one order.
 ///
-/// Constraints are numbered from 1, and no number is used twice before all is
-/// numbered anew, not even after its atom was forgotten, see docs/lemmas.md.
-/// Node 0 is the constant 0; the others are numbered from 1. Nodes and pairs
-/// stay when their last atom is forgotten, until then.
+/// Constraints are numbered from 1. The numbers of a forgotten atom are given
+/// again, unless they have to be kept until all is numbered anew. Node 0 is the
+/// constant 0; the others are numbered from 1. Nodes and pairs stay when their
+/// last atom is forgotten, until then.
 ///
 /// Cost: O(1) expected, but a bound is found among those of its pair in
 /// logarithmic time. Ownership: borrows the terms. Threads: none.
@@ -95,11 +96,16 @@ class AtomTable {
                                   int variable);
   /// Forgets the atom added last.
   void remove_last();
+  /// No constraint up to this one gives its number to another, even after its
+  /// atom was forgotten.
+  void keep_number(int id) { last_kept_ = std::max(last_kept_, id); }
 
-  /// How many atoms were forgotten since the last numbering: as many nodes and
-  /// pairs, at most, are of no more use.
+  /// How many numbers of forgotten atoms are kept, or pairs, if there are more,
+  /// have no atom: up to twice as many nodes are of no more use.
   std::size_t num_forgotten() const {
-    return static_cast<std::size_t>(num_constraints()) / 2 - atoms_.size();
+    const std::size_t num_numbers =
+        static_cast<std::size_t>(num_constraints()) / 2;
+    return std::max(num_numbers - atoms_.size(), num_empty_pairs_);
   }
   /// Numbers constraints, nodes and pairs anew, from the lowest on and in the
   /// order that they have, and drops those that no atom needs. Atoms keep their
@@ -140,6 +146,10 @@ class AtomTable {
   std::vector<Constraint> constraints_;  // by id; 0 is unused
   std::vector<Bound> bounds_;            // by Literal::index
   std::vector<Pair> pairs_;
+  /// Pairs without bounds.
+  std::size_t num_empty_pairs_ = 0;
+  /// Of a constraint; smaller ones are kept, too.
+  int last_kept_ = 0;
   /// Positions in pairs_, by both nodes packed into a word.
   std::unordered_map<std::uint64_t, int> pair_positions_;
   Bound none_;

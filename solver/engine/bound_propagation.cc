@@ -45,13 +45,14 @@ double share_since(std::uint64_t then, std::uint64_t now, std::uint64_t all) {
 
 }  // namespace
 
-void BoundPropagation::retract(int id) {
-  if (!is_on()) return;
+bool BoundPropagation::retract(int id) {
+  if (!is_on()) return true;
   if (!untold_.empty() && untold_.back() == id) {
     untold_.pop_back();
-  } else {
-    closure_->retract_edge(id);
+    return true;
   }
+  num_told_ = id;
+  return closure_->retract_edge(id);
 }
 
 // A closure keeps its nodes and pairs, and walks them when it is built anew.

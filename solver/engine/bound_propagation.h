@@ -77,8 +77,9 @@ class BoundPropagation {
     untold_.push_back(id);
     ++num_new_;
   }
-  /// Forgets the constraint announced last. Requires: none is pushed.
-  void retract(int id);
+  /// Forgets the constraint announced last. Whether another may get its number.
+  /// Requires: it is not pushed.
+  bool retract(int id);
   /// Forgets all constraints, and the nodes between them. Requires: none is
   /// pushed.
   void retract_all();

@@ -83,6 +83,7 @@ void DifferenceTheory::update() {
 
 void DifferenceTheory::rollback(std::size_t mark) {
   drop_waiting_lemmas();
+  has_conflict_ = false;
   machines_.reset();
   phase_search_.forget_schedule();
   separations_.shrink_variables(search_->num_variables());
@@ -92,7 +93,7 @@ void DifferenceTheory::rollback(std::size_t mark) {
     if (is_mixed(table, table.pair_of(atom))) --num_mixed_;
     for (const int id : {atom.constraints[1], atom.constraints[0]}) {
       graph_.retract_edge(id);
-      propagation_.retract(id);
+      if (!propagation_.retract(id)) problem_.keep_number(id);
       if (lemma_finder_) lemma_finder_->forget(id);
       lemma_terms_.forget(id);
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "solver/engine/lemma_finder.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cstddef>
 #include <vector>
@@ -8,7 +9,10 @@
 namespace vorn::solver {
 
 void LemmaFinder::learn_from(const std::vector<const dl::Edge*>& cycle) {
+  if (is_stale_) forget_all();
+  last_cycle_.clear();
   for (const dl::Edge* edge : cycle) {
+    last_cycle_.push_back(edge->id);
     const auto id = static_cast<std::size_t>(edge->id);
     if (id >= told_.size()) told_.resize(id + 1, 0);
     if (told_[id] != 0) continue;
@@ -32,6 +36,8 @@ void LemmaFinder::forget(int constraint) {
   if (id >= told_.size() || told_[id] == 0) return;
   graph_.retract_edge(constraint);
   told_[id] = 0;
+  is_stale_ = is_stale_ || std::count(last_cycle_.begin(), last_cycle_.end(),
+                                      constraint) > 0;
 }
 
 // The previous conflict stays in the graph, but is never looked at again: the
@@ -39,6 +45,8 @@ void LemmaFinder::forget(int constraint) {
 void LemmaFinder::forget_all() {
   graph_.reset(true);
   told_.clear();
+  last_cycle_.clear();
+  is_stale_ = false;
 }
 
 }  // namespace vorn::solver

@@ -40,7 +40,7 @@ class LemmaFinder {
   /// constraint's id as edge id.
   void learn_from(const std::vector<const dl::Edge*>& cycle);
 
-  /// Forgets a constraint, which may not come back.
+  /// Forgets a constraint, whose number may stand for another from now on.
   void forget(int constraint);
   /// Forgets all constraints, whose numbers may stand for others from now on,
   /// and the conflicts that name them.
@@ -55,6 +55,10 @@ class LemmaFinder {
   Configuration::Theory::La configuration_;
   dl::Graph graph_;
   std::vector<char> told_;  // by constraint id
+  /// Of the last conflict.
+  std::vector<int> last_cycle_;
+  /// The last conflict names a constraint that was forgotten.
+  bool is_stale_ = false;
 };
 
 }  // namespace vorn::solver

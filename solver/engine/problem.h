@@ -116,6 +116,8 @@ class Problem {
   Literal literal_of(const DifferenceBound& bound, bool integer);
   /// Variables that are bounds, and their constraints.
   const AtomTable& atoms() const { return atoms_; }
+  /// AtomTable::keep_number.
+  void keep_number(int constraint) { atoms_.keep_number(constraint); }
   /// AtomTable::renumber.
   std::vector<int> renumber_atoms() { return atoms_.renumber(); }
 

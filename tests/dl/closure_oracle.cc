@@ -79,7 +79,9 @@ std::ostream& operator<<(std::ostream& out, const ClosureSeen& seen) {
              << seen.paths_to_exact << " for numbers of paths, "
              << seen.to_paths_in_push << " to paths in a push, "
              << seen.to_paths_in_tell << " in a tell, "
-             << seen.to_paths_with_known << " of them with known consequences";
+             << seen.to_paths_with_known << " of them with known consequences; "
+             << seen.free_numbers << " numbers free at once, "
+             << seen.kept_numbers << " not";
 }
 
 ClosureUnderTest::ClosureUnderTest(const Setting& setting, ClosureSeen* seen)
@@ -134,7 +136,13 @@ bool ClosureUnderTest::perform(const ClosureOp& op,
       break;
     }
     case ClosureOp::Kind::kRetract:
-      closure_.retract_edge(op.k);
+      if (!closure_.retract_edge(op.k)) {
+        EXPECT_FALSE(active_.empty());
+        used_up_.insert(op.k);
+        ++seen_->kept_numbers;
+      } else if (!active_.empty()) {
+        ++seen_->free_numbers;
+      }
       told_.erase(op.k);
       known_since_.erase(op.k);
       // The host knows no more what others follow from.
@@ -220,6 +228,7 @@ void ClosureUnderTest::pop() {
   active_.pop_back();
   levels_.pop_back();
   const std::size_t height = active_.size();
+  if (height == 0) used_up_.clear();
   for (auto* levels : {&known_since_, &handed_}) {
     for (auto it = levels->begin(); it != levels->end();) {
       it = it->second > height ? levels->erase(it) : std::next(it);

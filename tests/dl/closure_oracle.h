@@ -89,6 +89,10 @@ struct ClosureSeen {
   std::size_t to_paths_in_tell = 0;
   /// ... and when consequences were known then.
   std::size_t to_paths_with_known = 0;
+  /// Numbers of constraints forgotten while others were active, that had to
+  /// stay unused, and that others could have.
+  std::size_t kept_numbers = 0;
+  std::size_t free_numbers = 0;
   /// Calls whose rebuild, or what came behind it, ran out of memory.
   std::size_t failing_rebuilds = 0;
 
@@ -141,6 +145,8 @@ class ClosureUnderTest {
 
   const Setting& setting() const { return setting_; }
   const std::map<int, Told>& told() const { return told_; }
+  /// Numbers that no constraint may get as long as there are active ones.
+  const std::set<int>& used_up() const { return used_up_; }
   const std::vector<int>& active() const { return active_; }
   const Distances& distances() const { return level(active_.size()); }
   const dl::Closure& closure() const { return closure_; }
@@ -176,6 +182,7 @@ class ClosureUnderTest {
   std::map<int, std::size_t> known_since_;
   /// The same for the consequences that were taken.
   std::map<int, std::size_t> handed_;
+  std::set<int> used_up_;
   /// A rebuild may have moved consequences down the stack.
   bool moved_ = false;
   /// What the host has is all that is known: see verify_known.

@@ -80,6 +80,8 @@ ClosureSeen run(ClosureWay way) {
   EXPECT_GT(seen.reports, traces);
   EXPECT_GT(seen.long_paths, traces);
   EXPECT_GT(seen.late_paths, traces);
+  EXPECT_GT(seen.kept_numbers, 0U);
+  EXPECT_GT(seen.free_numbers, 0U);
   return seen;
 }
 

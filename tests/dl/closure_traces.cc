@@ -57,9 +57,8 @@ ClosureOp RandomClosureTrace::next(const ClosureUnderTest& t) {
     return pop;
   }
   const auto num_told = static_cast<int>(t.told().size());
-  if (height == 0) used_up_.clear();
   const bool full =
-      num_told + static_cast<int>(used_up_.size()) == num_constraints_;
+      num_told + static_cast<int>(t.used_up().size()) == num_constraints_;
   // Much is told at first, so that there is something to follow.
   if (!full && (num_told < num_constraints_ / 2 ||
                 random_.one_in(height == 0 ? 2 : 5))) {
@@ -71,10 +70,13 @@ ClosureOp RandomClosureTrace::next(const ClosureUnderTest& t) {
     return pop;
   }
   if (num_told > 0 && random_.one_in(height == 0 ? 4 : 12)) {
+    // The latest is more often a consequence that nothing has come after.
+    const bool latest = random_.one_in(2) && t.told().count(latest_) != 0;
     const int k =
-        std::next(t.told().begin(), random_.between(0, num_told - 1))->first;
+        latest ? latest_
+               : std::next(t.told().begin(), random_.between(0, num_told - 1))
+                     ->first;
     if (std::count(t.active().begin(), t.active().end(), k) == 0) {
-      if (height > 0) used_up_.insert(k);
       return {ClosureOp::Kind::kRetract, k};
     }
   }
@@ -84,9 +86,10 @@ ClosureOp RandomClosureTrace::next(const ClosureUnderTest& t) {
 ClosureOp RandomClosureTrace::tell(const ClosureUnderTest& t) {
   // The first free number from a random one on.
   int k = random_.between(0, num_constraints_ - 1);
-  while (t.told().count(k) != 0 || used_up_.count(k) != 0) {
+  while (t.told().count(k) != 0 || t.used_up().count(k) != 0) {
     k = (k + 1) % num_constraints_;
   }
+  latest_ = k;
   const int nodes = static_cast<int>(t.setting().nodes);
   if (num_nodes_ < nodes && random_.one_in(4)) ++num_nodes_;
   ClosureOp op{ClosureOp::Kind::kTell, k};

@@ -3,7 +3,6 @@
 #define VORN_TESTS_DL_CLOSURE_TRACES_H
 
 #include <cstddef>
-#include <set>
 
 #include "tests/dl/closure_oracle.h"
 #include "tests/dl/exact.h"
@@ -72,8 +71,8 @@ class RandomClosureTrace {
   /// Nodes that may be named so far: the others come while constraints are
   /// active.
   int num_nodes_ = 2;
-  /// Numbers that no constraint may get as long as there are active ones.
-  std::set<int> used_up_;
+  /// The constraint told last.
+  int latest_ = 0;
   /// Pops that were decided on.
   std::size_t pops_ = 0;
 };

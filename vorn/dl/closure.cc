@@ -111,15 +111,15 @@ void Closure::tell_edge(int k, const Edge& e) {
   }
 }
 
-void Closure::retract_edge(int k) {
+bool Closure::retract_edge(int k) {
   assert(store_->bound(k).source >= 0);
-  unregister(k);
+  return unregister(k);
 }
 
-void Closure::unregister(int k) {
+bool Closure::unregister(int k) {
   closure::Store& store = *store_;
   store.bound(k).source = -1;
-  store.drop(k);
+  return store.drop(k);
 }
 
 bool Closure::push_edge(int k) {

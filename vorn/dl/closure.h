@@ -110,9 +110,12 @@ class VORN_EXPORT Closure {
   /// registered; the weight is not tagged. Cost: amortised O(bounds of the
   /// pair); a rebuild if the weight or a new node outgrows what there is.
   void tell_edge(int k, const Edge& e);
-  /// Forgets constraint k. Requires: it is registered and not active; no other
-  /// gets its number while a constraint is active. Cost: O(bounds of the pair).
-  void retract_edge(int k);
+  /// Forgets constraint k. Whether another may get its number at once; if not,
+  /// none may as long as a constraint is active. That is so of what is not
+  /// known to follow, and of the latest that is, unless it shows that others of
+  /// its pair follow. Requires: k is registered and not active. Cost: O(bounds
+  /// of the pair).
+  bool retract_edge(int k);
 
   /// Activates constraint k. False if it closes a negative cycle with active
   /// ones, and then nothing has changed. Requires: k is registered.
@@ -160,7 +163,7 @@ class VORN_EXPORT Closure {
   const Counters& counters() const;
 
  private:
-  void unregister(int k);
+  bool unregister(int k);
   void settle();
   void rebuild();
   void push_anew(closure::Way& way);

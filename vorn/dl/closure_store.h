@@ -190,12 +190,29 @@ struct Store {
     goal_words[static_cast<std::size_t>(position)] =
         goal < 0 ? std::numeric_limits<std::int64_t>::min() : bound(goal).word;
   }
-  /// Takes k, which is not registered any more, off the list of its pair unless
-  /// it has an entry. Requires: it is listed.
-  void drop(int k) {
-    if (has_entry(k)) return;
+  /// Whether nothing has come since the entry of k, and only k is known by it.
+  bool is_last_and_alone(int k) const {
+    if (entries.empty() || entries.back().k != k) return false;
+    const std::size_t taken = active.empty() ? 0 : active.back().num_entries;
+    if (entries.size() <= taken) return false;
+    const int previous = entries.back().previous;
+    const Pair& p = pair(bound(k).pair);
+    const int end = previous < 0 ? static_cast<int>(p.bounds.size())
+                                 : bound(entry(previous).k).rank;
+    return end - bound(k).rank == 1;
+  }
+  /// Takes k, which is not registered any more, off the list of its pair,
+  /// unless it has an entry that has to stay. Whether it did. Requires: it is
+  /// listed.
+  bool drop(int k) {
+    if (is_last_and_alone(k)) {
+      forget(entries.size() - 1, links.size());
+      return true;
+    }
+    if (has_entry(k)) return false;
     delist(k);
     renew_goal(bound(k).pair);
+    return true;
   }
   /// As learn, for a consequence.
   void report(int k, int proof, int more_proof) {
