@@ -33,8 +33,9 @@ std::string proof_file_of(const std::string& answer_file) {
 
 bool write_cube(CubeFolder& folder, const CubeQuestion& question,
                 const CubeTree& tree, std::size_t leaf,
-                std::uint64_t conflict_limit, const EngineOptions& options,
-                std::vector<std::string>& written, bool& is_answered) {
+                const std::string& known, std::uint64_t conflict_limit,
+                const EngineOptions& options, std::vector<std::string>& written,
+                bool& is_answered) {
   is_answered = false;
   const std::string& cube = tree.node(leaf).cube;
   const std::vector<std::string> literals = tree.literals(leaf);
@@ -44,6 +45,11 @@ bool write_cube(CubeFolder& folder, const CubeQuestion& question,
     return folder.write(name, text);
   };
   if (!write(script_file(cube), script)) return false;
+  const std::string name = cube + std::string(kAnswer);
+  if (!known.empty()) {
+    is_answered = true;
+    return write(name, known);
+  }
   if (conflict_limit == 0) return true;
   TextSource source(script);
   QuietHost host;
@@ -60,7 +66,6 @@ bool write_cube(CubeFolder& folder, const CubeQuestion& question,
       read_answer(text, question.signature(cube, literals));
   const bool is_unsat = answer.kind == CubeAnswer::Kind::kUnsat;
   if (!is_unsat && answer.kind != CubeAnswer::Kind::kSat) return true;
-  const std::string name = cube + std::string(kAnswer);
   if (is_unsat && !interpreter.proof().empty() &&
       !write(proof_file_of(name), interpreter.proof())) {
     return false;

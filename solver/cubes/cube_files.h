@@ -29,12 +29,13 @@ std::string proof_file_of(const std::string& answer_file);
 
 /// Writes the script of a leaf, and also the answer and the proof, as the
 /// command would, if it takes at most so many conflicts; 0: nothing is tried.
-/// Adds the names of files to `written`, before they are. False if a file
-/// cannot be written.
+/// An answer that shows a model may be known. Adds the names of files to
+/// `written`, before they are. False if a file cannot be written.
 bool write_cube(CubeFolder& folder, const CubeQuestion& question,
                 const CubeTree& tree, std::size_t leaf,
-                std::uint64_t conflict_limit, const EngineOptions& options,
-                std::vector<std::string>& written, bool& is_answered);
+                const std::string& known, std::uint64_t conflict_limit,
+                const EngineOptions& options, std::vector<std::string>& written,
+                bool& is_answered);
 
 }  // namespace vorn::solver
 

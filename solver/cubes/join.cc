@@ -235,18 +235,17 @@ class Join {
   }
 
   Parts split_leaf(std::size_t leaf, const Splitter::Limits& limits) {
-    std::string script = question_->bare + '\n';
-    for (const std::string& literal : tree_->literals(leaf)) {
-      script += "(assert " + literal + ")\n";
-    }
-    Splitter splitter(script, options_, limits);
+    const std::string& cube = tree_->node(leaf).cube;
+    const std::vector<std::string> literals = tree_->literals(leaf);
+    Splitter splitter(question_->bare_text(cube, literals),
+                      question_->signature(cube, literals), options_, limits);
     if (!splitter.error().empty()) return Parts::kNeither;
     splitter.split(*tree_, leaf, 2);
     if (!tree_->node(leaf).formula.empty()) return Parts::kMade;
     if (splitter.decided().empty()) return Parts::kNeither;
     std::vector<std::string> written;
     bool is_answered = false;
-    if (!write_cube(folder_, *question_, *tree_, leaf,
+    if (!write_cube(folder_, *question_, *tree_, leaf, splitter.model(),
                     2 * limits.first_conflicts, options_, written,
                     is_answered)) {
       fail(folder_.error());
@@ -263,7 +262,7 @@ class Join {
       bool is_answered = false;
       is_written =
           is_written && (verdicts_.count(leaf) != 0 ||
-                         write_cube(folder_, *question_, *tree_, leaf, 0,
+                         write_cube(folder_, *question_, *tree_, leaf, "", 0,
                                     options_, written, is_answered));
     }
     if (is_written && folder_.write(kManifestFile, tree_->text())) return true;

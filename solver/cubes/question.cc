@@ -110,13 +110,23 @@ std::string CubeQuestion::cube_text(
     const std::string& cube, const std::vector<std::string>& literals) const {
   std::string text = head;
   if (!text.empty() && text.back() != '\n') text += '\n';
-  text += "; " + cube + ": what it adds.\n";
+  return text + "; " + cube + ": what it adds.\n" + check_text(cube, literals) +
+         "(exit)\n";
+}
+
+std::string CubeQuestion::bare_text(
+    const std::string& cube, const std::vector<std::string>& literals) const {
+  return bare + '\n' + check_text(cube, literals);
+}
+
+std::string CubeQuestion::check_text(
+    const std::string& cube, const std::vector<std::string>& literals) const {
+  std::string text;
   for (const std::string& literal : literals) {
     text += "(assert " + literal + ")\n";
   }
-  text += "(set-option :print-models true)\n(echo \"" +
-          signature(cube, literals) + "\")\n(check-sat)\n(exit)\n";
-  return text;
+  return text + "(set-option :print-models true)\n(echo \"" +
+         signature(cube, literals) + "\")\n(check-sat)\n";
 }
 
 std::optional<CubeQuestion> read_question(const std::string& script,

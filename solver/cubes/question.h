@@ -25,11 +25,18 @@ struct CubeQuestion {
   /// The script of a cube.
   std::string cube_text(const std::string& cube,
                         const std::vector<std::string>& literals) const;
+  /// The same without any option of the question, and without an end.
+  std::string bare_text(const std::string& cube,
+                        const std::vector<std::string>& literals) const;
   /// What an answer to a cube begins with: its name, and a digest of the
   /// question and of what the cube adds, so that no answer to anything else
   /// passes for one to this cube.
   std::string signature(const std::string& cube,
                         const std::vector<std::string>& literals) const;
+
+ private:
+  std::string check_text(const std::string& cube,
+                         const std::vector<std::string>& literals) const;
 };
 
 /// Reads a script. Nothing if it is no single check of what it asserts; then

@@ -25,7 +25,12 @@ SplitOutcome split_question(const std::string& script, std::size_t num_cubes,
                     error.message;
     return outcome;
   }
-  Splitter splitter(question->bare, options, limits);
+  CubeTree tree(question->digest);
+  // What the whole is called, should it be left whole.
+  tree.name_in_order();
+  const std::string& whole = tree.node(0).cube;
+  Splitter splitter(question->bare_text(whole, {}),
+                    question->signature(whole, {}), options, limits);
   if (!splitter.error().empty()) {
     outcome.error = splitter.error();
     return outcome;
@@ -35,7 +40,6 @@ SplitOutcome split_question(const std::string& script, std::size_t num_cubes,
     outcome.error = files.error();
     return outcome;
   }
-  CubeTree tree(question->digest);
   splitter.split(tree, 0, num_cubes);
   tree.name_in_order();
   std::vector<std::string> written{kQuestionFile};
@@ -52,8 +56,8 @@ SplitOutcome split_question(const std::string& script, std::size_t num_cubes,
     }
     bool is_answered = false;
     is_written =
-        is_written && write_cube(files, *question, tree, leaf, conflict_limit,
-                                 options, written, is_answered);
+        is_written && write_cube(files, *question, tree, leaf, splitter.model(),
+                                 conflict_limit, options, written, is_answered);
     if (is_answered) ++outcome.num_answered;
   }
   if (is_written && files.write(kManifestFile, tree.text())) return outcome;

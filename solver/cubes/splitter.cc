@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "solver/cubes/cube_answer.h"
 #include "solver/cubes/quiet_host.h"
 #include "solver/cubes/text_source.h"
 #include "solver/smtlib/interpreter.h"
@@ -38,15 +39,18 @@ std::string text_of(const Engine::Choice& choice) {
 }  // namespace
 
 struct Splitter::Session {
-  Session(const std::string& script, const EngineOptions& engine_options)
+  Session(const std::string& script, const EngineOptions& engine_options,
+          const Limits& limits)
       : text(script),
         source(text),
-        interpreter(source, host, options(engine_options)) {
+        interpreter(source, host, options(engine_options, limits)) {
     while (interpreter.run_command()) {
     }
   }
-  static ScriptOptions options(const EngineOptions& engine_options) {
+  static ScriptOptions options(const EngineOptions& engine_options,
+                               const Limits& limits) {
     ScriptOptions options;
+    options.conflict_limit = limits.first_conflicts;
     options.engine = engine_options;
     options.engine.keep_proofs = false;
     options.engine.keep_schedule = false;
@@ -59,6 +63,8 @@ struct Splitter::Session {
   QuietHost host;
   Interpreter interpreter;
   std::string error;
+  CubeAnswer::Kind answer = CubeAnswer::Kind::kUnknown;
+  std::string model;
 };
 
 // A cube.
@@ -69,18 +75,27 @@ struct Splitter::Part {
   std::size_t num_settled = 0;
 };
 
-Splitter::Splitter(const std::string& script, const EngineOptions& options,
-                   const Limits& limits)
-    : limits_(limits), session_(std::make_unique<Session>(script, options)) {
+Splitter::Splitter(const std::string& script, const std::string& signature,
+                   const EngineOptions& options, const Limits& limits)
+    : limits_(limits),
+      session_(std::make_unique<Session>(script, options, limits)) {
   if (session_->interpreter.had_error()) {
     session_->error = session_->host.first_error();
+    return;
   }
+  const std::string& output = session_->host.output();
+  session_->answer = read_answer(output, signature).kind;
+  if (session_->answer == CubeAnswer::Kind::kSat) session_->model = output;
 }
 
 Splitter::~Splitter() = default;
 
 const std::string& Splitter::error() const {
   return session_->error;
+}
+
+const std::string& Splitter::model() const {
+  return session_->model;
 }
 
 void Splitter::split(CubeTree& tree, std::size_t leaf, std::size_t num_cubes) {
@@ -115,9 +130,12 @@ void Splitter::split(CubeTree& tree, std::size_t leaf, std::size_t num_cubes) {
 
 bool Splitter::look_at(Part& part) {
   Engine& engine = *session_->host.engine();
-  engine.set_conflict_limit(part.assumed.empty() ? limits_.first_conflicts
-                                                 : limits_.conflicts);
-  if (engine.check(part.assumed) != Answer::kUnknown) {
+  bool is_decided = session_->answer != CubeAnswer::Kind::kUnknown;
+  if (!part.assumed.empty()) {
+    engine.set_conflict_limit(limits_.conflicts);
+    is_decided = engine.check(part.assumed) != Answer::kUnknown;
+  }
+  if (is_decided) {
     decided_.push_back(part.leaf);
     return false;
   }

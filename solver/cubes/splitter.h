@@ -39,15 +39,19 @@ class Splitter {
     std::size_t choices = 32;
   };
 
-  /// Asserts what a script does. Nothing is borrowed.
-  Splitter(const std::string& script, const EngineOptions& options,
-           const Limits& limits);
+  /// Asserts what a script does, and searches where it checks, for so long. An
+  /// answer begins with the signature. Nothing is borrowed.
+  Splitter(const std::string& script, const std::string& signature,
+           const EngineOptions& options, const Limits& limits);
   Splitter(const Splitter&) = delete;
   Splitter& operator=(const Splitter&) = delete;
   ~Splitter();
 
   /// What the script's first error was answered with; empty: it has none.
   const std::string& error() const;
+
+  /// What was printed for the check, if that shows a model; else empty.
+  const std::string& model() const;
 
   /// Splits the leaf, which is all that the script says, and the cubes that
   /// come of it, until there are so many in its place: first the one with the
