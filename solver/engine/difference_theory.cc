@@ -139,7 +139,7 @@ void DifferenceTheory::assigned(Literal literal) {
   const bool implied =
       (tightest != 0 && !(bound.weight < edge_of(tightest).weight)) ||
       propagation_.is_known(bound.id);
-  active_.push_back({bound.id, implied, bound.direction, tightest});
+  active_.push_back({bound.id, implied, bound.direction, tightest, !implied});
   if (followed_.is_on()) {
     const dl::Edge& edge = edge_of(bound.id);
     followed_.tell(edge.source, edge.target, bound.id);
@@ -168,14 +168,40 @@ void DifferenceTheory::take_back_active() {
   const Active& last = active_.back();
   if (!last.implied) {
     tightest_[index(last.direction)] = last.previous;
-    graph_.pop_edge(last.id);
+    if (last.on_graph) graph_.pop_edge(last.id);
     propagation_.pop();
   }
   active_.pop_back();
+  num_cleared_ = std::min(num_cleared_, active_.size());
   if (!followed_.is_on()) return;
   followed_.take_back();
   num_followed_ = std::min(num_followed_, active_.size());
   num_modelled_ = std::min(num_modelled_, active_.size());
+}
+
+// Takes constraints of level 0 off the graph that follow from tighter ones
+// which came later: each check looks at all edges of the nodes that it lowers.
+// With a mark to go back to, they may be needed again.
+void DifferenceTheory::clear_level_0() {
+  constexpr std::size_t kFew = 32;
+  if (active_.size() < num_cleared_ + kFew || search_->has_marks()) return;
+  num_cleared_ = active_.size();
+  const auto follows = [this](const Active& active) {
+    return active.id != tightest_[index(active.direction)];
+  };
+  const auto num_dropped = std::count_if(
+      active_.begin(), active_.end(),
+      [&](const Active& active) { return active.on_graph && follows(active); });
+  if (num_dropped < static_cast<std::ptrdiff_t>(kFew)) return;
+  for (auto active = active_.rbegin(); active != active_.rend(); ++active) {
+    if (active->on_graph) graph_.pop_edge(active->id);
+  }
+  for (Active& active : active_) {
+    active.on_graph = active.on_graph && !follows(active);
+    if (active.on_graph) graph_.push_edge(active.id);
+  }
+  [[maybe_unused]] const bool is_consistent = graph_.check();
+  assert(is_consistent);
 }
 
 // What machines know of level 0 cannot be taken back bit by bit.

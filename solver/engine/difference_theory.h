@@ -162,6 +162,7 @@ class DifferenceTheory final : public Theory {
   // The theory's side of the search.
   void assigned(Literal literal) override;
   void new_level() override {
+    if (level_starts_.empty()) clear_level_0();
     level_starts_.push_back(active_.size());
     if (machines_) machines_->new_level();
   }
@@ -191,6 +192,8 @@ class DifferenceTheory final : public Theory {
     int direction;
     /// The tightest constraint before it.
     int previous;
+    /// It is on the graph.
+    bool on_graph;
   };
 
   bool read_separations();
@@ -214,6 +217,7 @@ class DifferenceTheory final : public Theory {
   Span span_of(const std::vector<int>& constraints);
   void learn_from_conflict();
   void take_back_active();
+  void clear_level_0();
   void choose_model();
   void follow();
   void start_following();
@@ -267,6 +271,8 @@ class DifferenceTheory final : public Theory {
   /// begins.
   std::vector<Active> active_;
   std::vector<std::size_t> level_starts_;
+  /// How many of them clear_level_0 has looked at.
+  std::size_t num_cleared_ = 0;
   /// The last conflict's constraints.
   std::vector<int> conflict_set_;
   // Scratch space.

@@ -105,6 +105,8 @@ class Search {
   /// The number of variables, for a stack of scopes to go back to. Notes what
   /// there is, so that shrink_variables need not look at it.
   std::size_t mark() const;
+  /// Whether one was made that level 0 may have to go back to.
+  bool has_marks() const { return !checkpoints_.empty(); }
   /// shrink_variables to a number that mark() gave.
   void rollback(std::size_t mark) { shrink_variables(static_cast<int>(mark)); }
 

@@ -10,11 +10,13 @@
 #include <optional>
 #include <random>
 #include <set>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "solver/engine/atom_normaliser.h"
+#include "solver/engine/graph_recorder.h"
 #include "solver/search/search.h"
 #include "solver/terms/difference_bound.h"
 #include "solver/terms/term_store.h"
@@ -156,6 +158,45 @@ TEST_F(DifferenceTheoryTest, PropagateNegativeCycleExplainsIt) {
   theory.assigned(a);
   EXPECT_TRUE(theory.propagate(implied, conflict));
   theory.backtrack(-1);
+}
+
+// A check looks at all edges of a node, so what follows from a tighter bound on
+// the same nodes costs time at each; what conflicts with the tighter one is
+// found as before, and all is taken back.
+TEST_F(DifferenceTheoryTest, LevelZeroKeepsTheTightestBoundsOnTheGraph) {
+  constexpr int kBounds = 100;
+  std::ostringstream calls;
+  GraphRecorder recorder(calls);
+  theory.set_recorder(&recorder);
+  const auto num_on_graph = [&] {
+    recorder.finish();
+    std::istringstream lines(calls.str());
+    int num = 0;
+    for (std::string line; std::getline(lines, line);) {
+      if (line.rfind("push", 0) == 0) ++num;
+      if (line.rfind("pop", 0) == 0) --num;
+    }
+    return num;
+  };
+  std::vector<Literal> implied;
+  std::vector<Literal> conflict;
+  for (int k = kBounds; k > 0; --k) {
+    theory.assigned(int_literal(ints[0], ints[1], k));
+    ASSERT_TRUE(theory.propagate(implied, conflict));
+  }
+  EXPECT_EQ(num_on_graph(), kBounds);
+
+  theory.new_level();
+  EXPECT_EQ(num_on_graph(), 1);
+  const Literal back = int_literal(ints[1], ints[0], -2);
+  theory.assigned(back);
+  EXPECT_FALSE(theory.propagate(implied, conflict));
+  const Literal tightest = int_literal(ints[0], ints[1], 1);
+  EXPECT_EQ(std::set<Literal>(conflict.begin(), conflict.end()),
+            (std::set<Literal>{~back, ~tightest}));
+
+  theory.backtrack(-1);
+  EXPECT_EQ(num_on_graph(), 0);
 }
 
 // Strict bounds hold in the reals only if eps is small enough for each.
