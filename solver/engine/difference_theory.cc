@@ -343,9 +343,7 @@ void DifferenceTheory::choose_model() {
   if (has_eps_) model_.settle_eps();
   num_modelled_ = active_.size();
   decided_.clear();
-  const std::size_t num_fixed =
-      level_starts_.empty() ? active_.size() : level_starts_.front();
-  for (std::size_t k = num_fixed; k < active_.size(); ++k) {
+  for (std::size_t k = num_fixed(); k < active_.size(); ++k) {
     decided_.push_back(active_[k].id);
   }
   changed_variables_.clear();
@@ -395,10 +393,11 @@ void DifferenceTheory::stopped() {
   model_.choose(active_constraints());
 }
 
-// After the search, which has gone back to level 0.
+// After the search, which has taken levels back.
 std::vector<int> DifferenceTheory::model_constraints() const {
   if (!model_.are_followed()) return model_.active();
   std::vector<int> constraints = active_constraints();
+  constraints.resize(num_fixed());
   constraints.insert(constraints.end(), decided_.begin(), decided_.end());
   return constraints;
 }
@@ -476,7 +475,9 @@ std::optional<la::DNumber> DifferenceTheory::likely_least(
 std::vector<int> DifferenceTheory::known_constraints() const {
   std::vector<int> known;
   for (const int id : model_constraints()) {
-    if (search_->value(literal_of(id)) == Value::kTrue) known.push_back(id);
+    if (search_->fixed_value(literal_of(id)) == Value::kTrue) {
+      known.push_back(id);
+    }
   }
   return known;
 }

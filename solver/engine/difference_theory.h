@@ -82,7 +82,7 @@ class DifferenceTheory final : public Theory {
   /// Looks for sets of tasks that cannot overlap, and reasons about them from
   /// now on (machines.cc). A clause counts if the literals in it that are no
   /// bounds are negations of the problem's selectors.
-  /// Requires: the search is at level 0 and up to date.
+  /// Requires: no solve is under way, and all is up to date.
   void find_machines(const MachineLimits& limits = {});
   /// Which of the nodes follow others of them, by what level 0 says.
   /// Requires: `is_wanted` has an entry for each node.
@@ -149,7 +149,7 @@ class DifferenceTheory final : public Theory {
   /// Requires: there is no atom yet.
   void set_recorder(GraphRecorder* recorder);
 
-  /// A check begins. Requires: the search is at level 0.
+  /// A check begins.
   void start_check();
 
   /// What says when lemmas pay.
@@ -222,6 +222,10 @@ class DifferenceTheory final : public Theory {
   void follow();
   void start_following();
   void stop_following();
+  // How many of active_ are of level 0.
+  std::size_t num_fixed() const {
+    return level_starts_.empty() ? active_.size() : level_starts_.front();
+  }
   std::vector<int> model_constraints() const;
   std::vector<int> active_constraints() const;
   bool has_nodes(const Term* minuend, const Term* subtrahend) const;

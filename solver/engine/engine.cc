@@ -599,7 +599,8 @@ Search::Result Engine::solve(const std::vector<Literal>& assumptions) {
   const std::uint64_t alone = options_.portfolio.first_conflict;
   const bool is_short = conflict_limit_ != 0 && conflict_limit_ <= alone;
   if (options_.portfolio.threads <= 1 || is_short) {
-    return search.solve(assumptions);
+    // The next check has the same scopes, or most of them.
+    return search.solve(assumptions, machinery_->problem.selectors().size());
   }
   if (alone > 0) {
     search.set_conflict_limit(alone);
@@ -665,7 +666,7 @@ std::vector<Engine::Choice> Engine::likely_choices(std::size_t most) {
   const Search& search = machinery_->search;
   std::vector<std::pair<double, Choice>> found;
   const auto add = [&](Literal literal, Choice choice) {
-    if (search.value(literal) != Value::kUnassigned) return;
+    if (search.fixed_value(literal) != Value::kUnassigned) return;
     found.emplace_back(search.activity(literal.variable()), std::move(choice));
   };
   for (const Term* term : machinery_->encoder.encoded()) {

@@ -20,7 +20,7 @@ std::optional<SeparationTable::Clause> DifferenceTheory::read_orders(
     const std::vector<Literal>& clause, ClauseNumber number) const {
   SeparationTable::Clause read;
   for (const Literal literal : clause) {
-    if (search_->value(literal) == Value::kFalse) {
+    if (search_->fixed_value(literal) == Value::kFalse) {
       if (log_ != nullptr) read.premises.push_back(search_->unit(literal));
       continue;
     }
@@ -44,7 +44,7 @@ std::optional<SeparationTable::Clause> DifferenceTheory::read_orders(
 template <class Visit>
 void DifferenceTheory::for_each_fact(const Visit& visit) const {
   for (const AtomTable::Atom& atom : problem_.atoms().atoms()) {
-    const Value value = search_->value(Literal(atom.variable, false));
+    const Value value = search_->fixed_value(Literal(atom.variable, false));
     if (value == Value::kUnassigned) continue;
     const int id = atom.constraints[value == Value::kTrue ? 0 : 1];
     visit(edge_of(id), Literal(atom.variable, value == Value::kFalse));
@@ -248,6 +248,7 @@ void DifferenceTheory::find_machines(const MachineLimits& limits) {
       }
     }
   }
+  search_->leave_levels();
   problem.num_nodes = problem_.atoms().num_nodes();
   problem.origin = origin_node_ = find_origin(problem.machines);
   for (const AtomTable::Atom& atom : problem_.atoms().atoms()) {

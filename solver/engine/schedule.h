@@ -36,7 +36,7 @@ using ScheduledMachine = std::vector<ScheduledTask>;
 /// A task in several sets, that of its tool and that of its job say, is in
 /// each.
 ///
-/// `truth`: of Boolean terms in the model. Requires: the search is at level 0;
+/// `truth`: of Boolean terms in the model. Requires: no solve is under way;
 /// the problem keeps meanings.
 /// Cost: linear in the clauses and bounds, and as find_machines.
 std::vector<ScheduledMachine> find_schedule(

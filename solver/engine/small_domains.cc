@@ -35,7 +35,7 @@ std::optional<SmallDomains::Domain> SmallDomains::domain_of(
   for (const auto& [weight, position] : pair.bounds) {
     const AtomTable::Atom& atom =
         problem_.atoms().atoms()[static_cast<std::size_t>(position)];
-    switch (search.value(Literal(atom.variable, false))) {
+    switch (search.fixed_value(Literal(atom.variable, false))) {
       case Value::kTrue:
         if (!high) high = weight.rational();
         break;

@@ -36,7 +36,7 @@ class SmallDomains {
   explicit SmallDomains(Problem& problem) : problem_(problem) {}
 
   /// Adds the clauses for the domains that level 0 of the search gives and that
-  /// are not tied yet. Requires: the search is at level 0. Cost: linear in the
+  /// are not tied yet. Requires: no solve is under way. Cost: linear in the
   /// literals that the search has not settled and in new atoms, unless there is
   /// something to tie; then in all atoms.
   void split(const Search& search);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Clauses from outside: given ones at level 0, and lemmas at any level.
+// Clauses from outside: given ones between solves, and lemmas at any level.
 //
 // A lemma is stored as if it had been there all the time: if it would have
 // implied a literal, or been a conflict, at a lower level than the current one,
@@ -15,7 +15,6 @@ namespace vorn::solver {
 
 bool Search::add_clause(const std::vector<Literal>& clause,
                         ClauseOrigin origin) {
-  assert(level() == 0);
   if (!consistent_) return false;
   ClauseNumber number = gate_.add(clause, origin);
   lemma_ = clause;
@@ -24,6 +23,7 @@ bool Search::add_clause(const std::vector<Literal>& clause,
     return true;
   }
   number = note_shorter(clause, lemma_, number);
+  if (!finds_watches(lemma_)) backtrack(0);
   if (lemma_.empty()) {
     refutation_ = number;
     consistent_ = false;
@@ -32,6 +32,7 @@ bool Search::add_clause(const std::vector<Literal>& clause,
   } else {
     attach_clause(store_clause(lemma_, false, 0, number));
   }
+  if (level() > 0) return true;
   const ClauseRef conflict = propagate_clauses();
   note_units();
   if (conflict != kNoReason) {
@@ -58,6 +59,18 @@ bool Search::normalise_clause(std::vector<Literal>& clause) {
   }
   clause.resize(kept);
   return true;
+}
+
+/// Puts two literals that are not false first. False if there are none: then
+/// the clause implies something, at a level that need not be the last.
+bool Search::finds_watches(std::vector<Literal>& clause) const {
+  if (level() == 0) return true;
+  std::size_t num_found = 0;
+  for (std::size_t k = 0; k < clause.size() && num_found < 2; ++k) {
+    if (value(clause[k]) == Value::kFalse) continue;
+    std::swap(clause[num_found++], clause[k]);
+  }
+  return num_found == 2;
 }
 
 /// Takes in the theory's lemma in lemma_.

@@ -3,7 +3,8 @@
 // decide; done when nothing is left to decide.
 //
 // Assumptions are the first decisions. A conflict may take them back; they are
-// then made again, and one that has become false ends the search.
+// then made again, and one that has become false ends the search. Those that
+// the next solve makes, too, may stay until then.
 #include "solver/search/search.h"
 
 #include <algorithm>
@@ -34,11 +35,16 @@ Search::Search(Theory* theory, const SearchOptions& options)
       next_rephase_(options.rephase_interval),
       level_stamps_(1, 0) {}
 
-Search::Result Search::solve(const std::vector<Literal>& assumptions) {
-  assert(level() == 0);
+Search::Result Search::solve(const std::vector<Literal>& assumptions,
+                             std::size_t num_kept) {
+  assert(static_cast<std::size_t>(level()) <= assumptions_.size());
   num_model_variables_ = 0;
   failed_.clear();
   if (!consistent_) return Result::kUnsat;
+  const auto made = assumptions_.begin() + level();
+  const auto differs = std::mismatch(assumptions_.begin(), made,
+                                     assumptions.begin(), assumptions.end());
+  backtrack(static_cast<int>(differs.first - assumptions_.begin()));
   assumptions_ = assumptions;
   last_conflict_ = std::numeric_limits<std::uint64_t>::max();
   if (conflict_limit_ < last_conflict_ - statistics_.conflicts &&
@@ -51,9 +57,14 @@ Search::Result Search::solve(const std::vector<Literal>& assumptions) {
   if (result != Result::kUnsat) save_model();
   if (result == Result::kUnknown) save_unassigned();
   if (result == Result::kUnknown && theory_ != nullptr) theory_->stopped();
-  backtrack(0);
+  backtrack(consistent_
+                ? static_cast<int>(std::min(num_kept, assumptions_.size()))
+                : 0);
+  assumptions_.resize(static_cast<std::size_t>(level()));
   // At level 0 nothing has a reason.
-  collect_explanations();
+  if (level() == 0 || explanations_.num_words() > kMinExplanationsLimit) {
+    collect_explanations();
+  }
   return result;
 }
 

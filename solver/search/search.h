@@ -34,7 +34,9 @@ namespace vorn::solver {
 /// and each solve may assume literals.
 ///
 /// Levels: level 0 holds what follows from the clauses; each assumption and
-/// each decision opens a level. Between solves the search is at level 0.
+/// each decision opens a level. Between solves the search is at level 0, or as
+/// far above it as the last solve was told to stay. What cannot be done there
+/// takes levels back.
 ///
 /// Scopes: to retract clauses later, give each scope a selector variable, add
 /// the literal ~selector to each of its clauses, assume the selector in each
@@ -83,9 +85,10 @@ class Search {
   /// How many variables there are.
   int num_variables() const { return static_cast<int>(variables_.size()); }
 
-  /// Adds a clause and propagates it at level 0 (through clauses; the theory
-  /// follows in the next solve). Literals may repeat, in any order; a
-  /// tautology is dropped. Returns is_consistent(). `origin` is for the
+  /// Adds a clause and propagates it (through clauses; the theory follows in
+  /// the next solve). If it implies anything, this is assigned at level 0, and
+  /// no other is left. Literals may repeat, in any order; a tautology is
+  /// dropped. Returns is_consistent(). `origin` is for the
   /// listener. Requires: not inside solve; the variables exist.
   bool add_clause(const std::vector<Literal>& clause, ClauseOrigin origin = {});
 
@@ -127,8 +130,13 @@ class Search {
 
   /// Looks for an assignment that satisfies the clauses, the assumptions and
   /// the theory. kUnknown only when stopped, or at the limit of conflicts.
-  /// Ensures: level 0, and the theory is at level 0.
-  Result solve(const std::vector<Literal>& assumptions = {});
+  /// Ensures: no level is open but those of the first `num_kept` assumptions,
+  /// as far as they were made, for the theory, too. A solve that begins with
+  /// the same ones goes on from there.
+  Result solve(const std::vector<Literal>& assumptions = {},
+               std::size_t num_kept = 0);
+  /// Takes all levels back. Requires: not inside solve.
+  void leave_levels() { backtrack(0); }
 
   /// After kSat, until the next solve: whether `literal` is true in the model.
   /// A literal of a variable made since is false. After kUnknown likewise in
@@ -192,8 +200,15 @@ class Search {
   const SearchStatistics& statistics() const { return statistics_; }
   /// False once the clauses are known to have no model, with no assumptions.
   bool is_consistent() const { return consistent_; }
-  /// The current value; between solves, what is known at level 0.
+  /// The current value.
   Value value(Literal literal) const { return values_[literal.index()]; }
+  /// The value at level 0.
+  Value fixed_value(Literal literal) const {
+    const Value now = value(literal);
+    const bool is_fixed =
+        now != Value::kUnassigned && level_of(literal.variable()) == 0;
+    return is_fixed ? now : Value::kUnassigned;
+  }
   /// The current decision level.
   int level() const { return static_cast<int>(level_starts_.size()); }
   /// How much it has taken part in conflicts, of late above all.
@@ -318,12 +333,10 @@ class Search {
     return watches_[literal.index()];
   }
   bool is_false_at_level_0(Literal literal) const {
-    return value(literal) == Value::kFalse &&
-           variable_at(literal.variable()).level == 0;
+    return fixed_value(literal) == Value::kFalse;
   }
   bool is_true_at_level_0(Literal literal) const {
-    return value(literal) == Value::kTrue &&
-           variable_at(literal.variable()).level == 0;
+    return fixed_value(literal) == Value::kTrue;
   }
 
   /// How far the lists had grown at a time. What is behind that may mention
@@ -333,6 +346,9 @@ class Search {
     std::size_t num_given = 0;
     std::size_t num_learnts = 0;
     std::size_t num_fixed = 0;
+    /// So much of the trail has been there ever since, or since the next one,
+    /// which knows how much that is.
+    std::size_t num_lasting = 0;
   };
 
   template <class Visit>
@@ -347,7 +363,10 @@ class Search {
   }
 
   // variables.cc: forgetting variables.
+  void drop_checkpoint() const;
   Checkpoint last_checkpoint(int num_variables);
+  void leave_levels_of(int first_variable, const Checkpoint& start);
+  void forget_fixed(int count, std::size_t start);
   void forget_clauses(std::vector<ClauseRef>& list, std::size_t start);
   void drop_deleted_from(Literal watched);
 
@@ -422,6 +441,7 @@ class Search {
   LemmaOutcome add_implied(ClauseOrigin origin, std::optional<int> shared_glue);
   bool exchange_clauses();
   bool normalise_clause(std::vector<Literal>& clause);
+  bool finds_watches(std::vector<Literal>& clause) const;
 
   // derivation.cc: what the listener is told.
   ClauseNumber number_of(ClauseRef reason) const {

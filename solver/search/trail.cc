@@ -31,6 +31,10 @@ void Search::backtrack(int level) {
   clause_head_ = std::min(clause_head_, start);
   theory_head_ = std::min(theory_head_, start);
   num_saved_ = std::min(num_saved_, start);
+  if (!checkpoints_.empty()) {
+    std::size_t& num_lasting = checkpoints_.back().num_lasting;
+    num_lasting = std::min(num_lasting, start);
+  }
   if (theory_ != nullptr) theory_->backtrack(level);
 }
 

@@ -35,29 +35,54 @@ std::size_t Search::mark() const {
   now.num_given = given_.size();
   now.num_learnts = learnts_.size();
   now.num_fixed = num_fixed();
+  now.num_lasting = trail_.size();
   if (!checkpoints_.empty() &&
       checkpoints_.back().num_variables == now.num_variables) {
-    checkpoints_.back() = now;
-  } else {
-    checkpoints_.push_back(now);
+    drop_checkpoint();
   }
+  checkpoints_.push_back(now);
   return variables_.size();
+}
+
+/// Forgets the last one.
+void Search::drop_checkpoint() const {
+  const std::size_t num_lasting = checkpoints_.back().num_lasting;
+  checkpoints_.pop_back();
+  if (checkpoints_.empty()) return;
+  checkpoints_.back().num_lasting =
+      std::min(checkpoints_.back().num_lasting, num_lasting);
 }
 
 /// The last one with no more variables. Forgets those with more.
 Search::Checkpoint Search::last_checkpoint(int num_variables) {
   while (!checkpoints_.empty() &&
          checkpoints_.back().num_variables > num_variables) {
-    checkpoints_.pop_back();
+    drop_checkpoint();
   }
   return checkpoints_.empty() ? Checkpoint() : checkpoints_.back();
 }
 
+/// Takes back all levels on which a variable from this one on has a value, and
+/// with these all whose reasons mention one. All levels, if there is more on
+/// level 0 than there was at the start.
+void Search::leave_levels_of(int first_variable, const Checkpoint& start) {
+  while (!assumptions_.empty() &&
+         assumptions_.back().variable() >= first_variable) {
+    assumptions_.pop_back();
+  }
+  backtrack(std::min(level(), static_cast<int>(assumptions_.size())));
+  if (num_fixed() > start.num_fixed) return backtrack(0);
+  for (std::size_t k = start.num_lasting; k < trail_.size(); ++k) {
+    const int variable = trail_[k].variable();
+    if (variable >= first_variable) return backtrack(level_of(variable) - 1);
+  }
+}
+
 void Search::shrink_variables(int count) {
-  assert(level() == 0);
   assert(count >= 0);
   if (count >= num_variables()) return;
   const Checkpoint start = last_checkpoint(count);
+  leave_levels_of(count, start);
   settled_.num_given = std::min(settled_.num_given, start.num_given);
   settled_.num_fixed = std::min(settled_.num_fixed, start.num_fixed);
   const auto num_literals = 2 * static_cast<std::size_t>(count);
@@ -75,16 +100,29 @@ void Search::shrink_variables(int count) {
     collect_garbage();
   }
 
-  for (std::size_t k = theory_head_; k-- > start.num_fixed;) {
+  if (level() == 0) forget_fixed(count, start.num_fixed);
+  gate_.shrink_variables(count);
+
+  values_.resize(num_literals);
+  variables_.resize(static_cast<std::size_t>(count));
+  marks_.resize(static_cast<std::size_t>(count));
+  heap_.shrink(count);
+  phases_.shrink(count);
+}
+
+/// Forgets literals of level 0 from this place on, those of variables from
+/// `count` on for good. The theory is told of the others again.
+void Search::forget_fixed(int count, std::size_t start) {
+  for (std::size_t k = theory_head_; k-- > start;) {
     if (theory_ == nullptr) break;
     if (variable_at(trail_[k].variable()).theory) theory_->retract(trail_[k]);
   }
-  theory_head_ = std::min(theory_head_, start.num_fixed);
-  num_saved_ = std::min(num_saved_, start.num_fixed);
+  theory_head_ = std::min(theory_head_, start);
+  num_saved_ = std::min(num_saved_, start);
   // Propagated literals stay ahead of the others.
-  std::size_t kept = start.num_fixed;
-  std::size_t propagated = std::min(clause_head_, start.num_fixed);
-  for (std::size_t k = start.num_fixed; k < trail_.size(); ++k) {
+  std::size_t kept = start;
+  std::size_t propagated = std::min(clause_head_, start);
+  for (std::size_t k = start; k < trail_.size(); ++k) {
     if (trail_[k].variable() >= count) continue;
     if (k < clause_head_) ++propagated;
     trail_[kept++] = trail_[k];
@@ -93,13 +131,6 @@ void Search::shrink_variables(int count) {
   clause_head_ = propagated;
   simplified_literals_ = std::min(simplified_literals_, trail_.size());
   num_noted_units_ = trail_.size();
-  gate_.shrink_variables(count);
-
-  values_.resize(num_literals);
-  variables_.resize(static_cast<std::size_t>(count));
-  marks_.resize(static_cast<std::size_t>(count));
-  heap_.shrink(count);
-  phases_.shrink(count);
 }
 
 /// Forgets the clauses from `start` on that mention a variable without watches.
@@ -137,7 +168,7 @@ void Search::drop_deleted_from(Literal watched) {
 }
 
 void Search::retell_theory() {
-  assert(level() == 0);
+  leave_levels();
   theory_head_ = 0;
   if (theory_ != nullptr) theory_->backtrack(-1);
 }
