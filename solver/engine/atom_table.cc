@@ -37,14 +37,8 @@ std::pair<Literal, bool> AtomTable::insert(const DifferenceBound& bound,
         insert(negate_bound(bound, integer), integer, variable);
     return {~opposite, is_new};
   }
-  const auto [position, is_new_pair] = pair_positions_.emplace(
-      key_of(source, target), static_cast<int>(pairs_.size()));
-  if (is_new_pair) {
-    pairs_.push_back({source, target, {}});
-    ++num_empty_pairs_;
-  }
-  const int pair = position->second;
-  const bool is_empty_pair = pairs_[index(pair)].bounds.empty();
+  const int pair = add_pair(source, target);
+  const bool is_empty_pair = pairs_[index(pair)].is_empty();
   const auto next = static_cast<int>(atoms_.size());
   const auto [found, is_new] =
       pairs_[index(pair)].bounds.emplace(bound.weight, next);
@@ -78,16 +72,99 @@ int AtomTable::add_constraint(const dl::Edge& edge, Literal literal,
   return id;
 }
 
+// The position of a pair, a new one if there is none. Requires: source <
+// target.
+int AtomTable::add_pair(int source, int target) {
+  const auto [position, is_new] = pair_positions_.emplace(
+      key_of(source, target), static_cast<int>(pairs_.size()));
+  if (is_new) {
+    pairs_.push_back({source, target, {}});
+    ++num_empty_pairs_;
+  }
+  return position->second;
+}
+
+std::optional<Literal> AtomTable::find(const DifferenceBound& bound,
+                                       bool integer) const {
+  const int source = node_of(bound.source);
+  const int target = node_of(bound.target);
+  const bool is_known = (bound.source == nullptr || source != 0) &&
+                        (bound.target == nullptr || target != 0);
+  if (!is_known) return std::nullopt;
+  const bool is_turned = source > target;
+  const auto position = pair_positions_.find(
+      is_turned ? key_of(target, source) : key_of(source, target));
+  if (position == pair_positions_.end()) return std::nullopt;
+  const std::map<la::DNumber, int>& bounds =
+      pairs_[index(position->second)].bounds;
+  const auto found = bounds.find(is_turned ? negate_bound(bound, integer).weight
+                                           : bound.weight);
+  if (found == bounds.end()) return std::nullopt;
+  return Literal(atoms_[index(found->second)].variable, is_turned);
+}
+
+void AtomTable::add_fact(const DifferenceBound& bound, Literal guard) {
+  assert(facts_.empty() || !(guard < facts_.back().guard));
+  const int source = add_node(bound.source);
+  const int target = add_node(bound.target);
+  const bool is_turned = source > target;
+  const int position =
+      is_turned ? add_pair(target, source) : add_pair(source, target);
+  Pair& pair = pairs_[index(position)];
+  if (pair.is_empty()) --num_empty_pairs_;
+  const int id = num_constraints() + 1;
+  constraints_.push_back({guard, dl::Edge(source, target, bound.weight, id)});
+  int& tightest = pair.facts[is_turned ? 1 : 0];
+  const bool is_loose =
+      tightest != kNone &&
+      !(bound.weight <
+        constraint(facts_[index(tightest)].constraint).edge.weight);
+  facts_.push_back({guard, id, 2 * position + (is_turned ? 1 : 0),
+                    is_loose ? kLoose : tightest});
+  if (!is_loose) tightest = static_cast<int>(facts_.size()) - 1;
+}
+
+la::DNumber AtomTable::opposite_weight(const Fact& fact) const {
+  const dl::Edge& edge = constraint(fact.constraint).edge;
+  const auto is_integer = [](const Term* term) {
+    return term == nullptr || term->sort == Sort::kInt;
+  };
+  const DifferenceBound bound{term_of(edge.source), term_of(edge.target),
+                              edge.weight};
+  return negate_bound(bound,
+                      is_integer(bound.source) && is_integer(bound.target))
+      .weight;
+}
+
 void AtomTable::remove_last() {
+  if (ends_with_fact(atoms_.size(), facts_.size())) {
+    remove_last_fact();
+  } else {
+    remove_last_atom();
+  }
+}
+
+void AtomTable::remove_last_fact() {
+  const Fact& fact = facts_.back();
+  Pair& pair = pairs_[index(fact.direction / 2)];
+  if (fact.previous != kLoose) pair.facts[fact.direction % 2] = fact.previous;
+  if (pair.is_empty()) ++num_empty_pairs_;
+  if (fact.constraint > last_kept_ && fact.constraint == num_constraints()) {
+    constraints_.pop_back();
+  }
+  facts_.pop_back();
+}
+
+void AtomTable::remove_last_atom() {
   assert(!atoms_.empty());
   const Atom& atom = atoms_.back();
   atom_of_variable_[index(atom.variable)] = -1;
   for (const bool negated : {false, true}) {
     bounds_[Literal(atom.variable, negated).index()] = Bound();
   }
-  std::map<la::DNumber, int>& bounds = pairs_[index(atom.pair)].bounds;
-  bounds.erase(atom.weight);
-  if (bounds.empty()) ++num_empty_pairs_;
+  Pair& pair = pairs_[index(atom.pair)];
+  pair.bounds.erase(atom.weight);
+  if (pair.is_empty()) ++num_empty_pairs_;
   const int first = atom.constraints[0];
   if (first > last_kept_ && atom.constraints[1] == num_constraints()) {
     constraints_.erase(constraints_.begin() + first, constraints_.end());
@@ -98,8 +175,8 @@ void AtomTable::remove_last() {
 std::vector<int> AtomTable::renumber() {
   std::vector<int> nodes(index(num_nodes()), -1);
   nodes[0] = 0;
-  for (const Atom& atom : atoms_) {
-    const Pair& pair = pair_of(atom);
+  for (const Pair& pair : pairs_) {
+    if (pair.is_empty()) continue;
     for (const int node : {pair.source, pair.target}) nodes[index(node)] = 0;
   }
   std::vector<const Term*> terms;
@@ -116,28 +193,40 @@ std::vector<int> AtomTable::renumber() {
   std::unordered_map<std::uint64_t, int> positions;
   for (std::size_t k = 0; k < pairs_.size(); ++k) {
     Pair& pair = pairs_[k];
-    if (pair.bounds.empty()) continue;
+    if (pair.is_empty()) continue;
     pairs[k] = static_cast<int>(kept_pairs.size());
-    kept_pairs.push_back({nodes[index(pair.source)], nodes[index(pair.target)],
-                          std::move(pair.bounds)});
+    pair.source = nodes[index(pair.source)];
+    pair.target = nodes[index(pair.target)];
+    kept_pairs.push_back(std::move(pair));
     positions.emplace(
         key_of(kept_pairs.back().source, kept_pairs.back().target), pairs[k]);
   }
   std::vector<Constraint> constraints(1);
+  const auto renumber = [&](int& id, int& direction) {
+    const Constraint& constraint = constraints_[index(id)];
+    const dl::Edge& edge = constraint.edge;
+    id = static_cast<int>(constraints.size());
+    direction = 2 * pairs[index(direction / 2)] + direction % 2;
+    constraints.push_back(
+        {constraint.literal,
+         dl::Edge(nodes[index(edge.source)], nodes[index(edge.target)],
+                  edge.weight, id)});
+  };
+  auto fact = facts_.begin();
   for (Atom& atom : atoms_) {
+    for (; fact != facts_.end() && fact->constraint < atom.constraints[0];
+         ++fact) {
+      renumber(fact->constraint, fact->direction);
+    }
     atom.pair = pairs[index(atom.pair)];
     for (int& id : atom.constraints) {
-      Constraint& constraint = constraints_[index(id)];
-      Bound& bound = bounds_[constraint.literal.index()];
-      id = static_cast<int>(constraints.size());
+      Bound& bound = bounds_[constraints_[index(id)].literal.index()];
+      renumber(id, bound.direction);
       bound.id = id;
-      bound.direction = 2 * atom.pair + bound.direction % 2;
-      const dl::Edge& edge = constraint.edge;
-      constraints.push_back(
-          {constraint.literal,
-           dl::Edge(nodes[index(edge.source)], nodes[index(edge.target)],
-                    edge.weight, id)});
     }
+  }
+  for (; fact != facts_.end(); ++fact) {
+    renumber(fact->constraint, fact->direction);
   }
   terms_.swap(terms);
   nodes_.swap(nodes_of_terms);

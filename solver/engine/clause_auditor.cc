@@ -9,7 +9,15 @@ namespace vorn::solver {
 void ClauseAuditor::added(ClauseNumber number,
                           const std::vector<Literal>& clause,
                           ClauseOrigin origin) {
-  if (is_arithmetic(origin.kind)) count(is_sum(problem_.atoms(), clause));
+  std::vector<int> facts;
+  if (origin.kind == ClauseKind::kNeighbours) {
+    if (origin.detail != 0) facts.push_back(static_cast<int>(origin.detail));
+  } else if (facts_ != nullptr && origin.kind != ClauseKind::kSmallDomain) {
+    facts = *facts_;
+  }
+  if (is_arithmetic(origin.kind)) {
+    count(is_sum(problem_.atoms(), clause, facts));
+  }
   keep(number, clause);
 }
 
@@ -39,16 +47,27 @@ void ClauseAuditor::keep(ClauseNumber number,
 }
 
 bool ClauseAuditor::is_sum(const AtomTable& atoms,
-                           const std::vector<Literal>& clause) {
+                           const std::vector<Literal>& clause,
+                           const std::vector<int>& facts) {
   std::map<int, int> balance;
   la::DNumber sum;
-  for (const Literal literal : clause) {
-    const int id = atoms.bound(~literal).id;
-    if (id == 0) return false;
+  const auto add = [&](int id) {
     const dl::Edge& edge = atoms.constraint(id).edge;
     ++balance[edge.source];
     --balance[edge.target];
     sum += edge.weight;
+  };
+  for (const int id : facts) add(id);
+  for (const Literal literal : clause) {
+    const int id = atoms.bound(~literal).id;
+    const auto is_guard = [&](int fact) {
+      return atoms.constraint(fact).literal == ~literal;
+    };
+    if (id != 0) {
+      add(id);
+    } else if (std::none_of(facts.begin(), facts.end(), is_guard)) {
+      return false;
+    }
   }
   return sum < la::DNumber() &&
          std::all_of(balance.begin(), balance.end(),

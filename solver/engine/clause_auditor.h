@@ -24,8 +24,11 @@ class ClauseAuditor final : public ClauseListener {
   /// Literals that are kept, at most.
   static constexpr std::size_t kMostLiterals = 200'000;
 
-  /// Looks up bounds in `problem`.
-  explicit ClauseAuditor(const Problem& problem) : problem_(problem) {}
+  /// Looks up bounds in `problem`. `facts`: those that the clause of a theory
+  /// rests on that comes next, borrowed; null if there never are any.
+  explicit ClauseAuditor(const Problem& problem,
+                         const std::vector<int>* facts = nullptr)
+      : problem_(problem), facts_(facts) {}
 
   void added(ClauseNumber number, const std::vector<Literal>& clause,
              ClauseOrigin origin) override;
@@ -34,11 +37,11 @@ class ClauseAuditor final : public ClauseListener {
   void forgotten(ClauseNumber number) override;
   void shrunk(int /*num_variables*/) override {}
 
-  /// Whether the negations of the literals are bounds that add up to less than
-  /// nothing: each node is left as often as it is entered, and the weights'
-  /// sum is negative.
-  static bool is_sum(const AtomTable& atoms,
-                     const std::vector<Literal>& clause);
+  /// Whether the negations of the literals, those of guards left out, and the
+  /// facts are bounds that add up to less than nothing: each node is left as
+  /// often as it is entered, and the weights' sum is negative.
+  static bool is_sum(const AtomTable& atoms, const std::vector<Literal>& clause,
+                     const std::vector<int>& facts = {});
 
   /// Clauses that were looked at and found right.
   std::uint64_t num_right() const { return num_right_; }
@@ -52,6 +55,7 @@ class ClauseAuditor final : public ClauseListener {
   void count(bool is_right) { ++(is_right ? num_right_ : num_wrong_); }
 
   const Problem& problem_;
+  const std::vector<int>* facts_;
   std::unordered_map<ClauseNumber, std::vector<Literal>> clauses_;
   std::size_t num_literals_ = 0;
   bool is_full_ = false;

@@ -17,9 +17,9 @@ namespace vorn::solver {
 namespace {
 
 // Whether one is an integer and the other a real. The constant 0 is both.
-bool is_mixed(const AtomTable& table, const AtomTable::Pair& pair) {
-  return pair.source != 0 &&
-         table.term_of(pair.source)->sort != table.term_of(pair.target)->sort;
+bool is_mixed(const AtomTable& table, const dl::Edge& edge) {
+  return edge.source != 0 && edge.target != 0 &&
+         table.term_of(edge.source)->sort != table.term_of(edge.target)->sort;
 }
 
 }  // namespace
@@ -65,39 +65,68 @@ void DifferenceTheory::update() {
   const AtomTable& table = problem_.atoms();
   while (search_->num_variables() < problem_.num_variables()) {
     const int variable = search_->num_variables();
-    search_->new_variable(table.position_of(variable).has_value());
+    search_->new_variable(table.position_of(variable).has_value() ||
+                          problem_.is_selector(Literal(variable, false)));
   }
   tightest_.resize(2 * table.pairs().size(), 0);
-  for (; num_atoms_ < table.atoms().size(); ++num_atoms_) {
-    const AtomTable::Atom& atom = table.atoms()[num_atoms_];
-    if (is_mixed(table, table.pair_of(atom))) ++num_mixed_;
-    for (const int id : atom.constraints) {
-      graph_.tell_edge(id, edge_of(id));
-      propagation_.tell(id);
-      has_eps_ = has_eps_ || edge_of(id).weight.eps().sign() != 0;
+  while (followed_.is_on() && followed_.num_nodes() < table.num_nodes()) {
+    followed_.add_node();
+  }
+  while (num_bounds() < table.num_bounds()) {
+    const bool is_fact = num_atoms_ == table.atoms().size() ||
+                         (num_facts_ < table.facts().size() &&
+                          table.facts()[num_facts_].constraint <
+                              table.atoms()[num_atoms_].constraints[0]);
+    if (is_fact) {
+      const AtomTable::Fact& fact = table.facts()[num_facts_++];
+      tell(fact.constraint);
+      if (is_scoped(fact)) join_level(fact);
+    } else {
+      for (const int id : table.atoms()[num_atoms_++].constraints) tell(id);
     }
   }
-  if (!followed_.is_on()) return;
-  while (followed_.num_nodes() < table.num_nodes()) followed_.add_node();
+}
+
+void DifferenceTheory::tell(int id) {
+  const dl::Edge& edge = edge_of(id);
+  if (is_mixed(problem_.atoms(), edge)) ++num_mixed_;
+  graph_.tell_edge(id, edge);
+  propagation_.tell(id);
+  has_eps_ = has_eps_ || edge.weight.eps().sign() != 0;
+}
+
+// The one told last.
+void DifferenceTheory::forget(int id) {
+  if (is_mixed(problem_.atoms(), edge_of(id))) --num_mixed_;
+  graph_.retract_edge(id);
+  if (!propagation_.retract(id)) problem_.keep_number(id);
+  if (lemma_finder_) lemma_finder_->forget(id);
+  lemma_terms_.forget(id);
 }
 
 void DifferenceTheory::rollback(std::size_t mark) {
   drop_waiting_lemmas();
   has_conflict_ = false;
-  machines_.reset();
+  drop_machines();
   phase_search_.forget_schedule();
   separations_.shrink_variables(search_->num_variables());
-  while (num_atoms_ > mark) {
-    const AtomTable& table = problem_.atoms();
-    const AtomTable::Atom& atom = table.atoms()[--num_atoms_];
-    if (is_mixed(table, table.pair_of(atom))) --num_mixed_;
-    for (const int id : {atom.constraints[1], atom.constraints[0]}) {
-      graph_.retract_edge(id);
-      if (!propagation_.retract(id)) problem_.keep_number(id);
-      if (lemma_finder_) lemma_finder_->forget(id);
-      lemma_terms_.forget(id);
+  const AtomTable& table = problem_.atoms();
+  while (num_bounds() > mark) {
+    if (table.ends_with_fact(num_atoms_, num_facts_)) {
+      forget(table.facts()[--num_facts_].constraint);
+    } else {
+      const AtomTable::Atom& atom = table.atoms()[--num_atoms_];
+      forget(atom.constraints[1]);
+      forget(atom.constraints[0]);
     }
   }
+}
+
+// With all levels, where literals may be that only they can explain.
+void DifferenceTheory::drop_machines() {
+  if (!machines_) return;
+  search_->leave_levels();
+  machines_.reset();
 }
 
 void DifferenceTheory::drop_waiting_lemmas() {
@@ -126,30 +155,76 @@ void DifferenceTheory::renumber(const std::vector<int>& nodes) {
   has_conflict_ = false;
   tightest_.clear();
   num_atoms_ = 0;
+  num_facts_ = 0;
+  assert(num_pushed_ == 0);
+  has_false_facts_ = false;
+}
+
+// To check them some at a time keeps a check's work small.
+void DifferenceTheory::push_some_facts() {
+  assert(level_starts_.empty());
+  // They may know fewer nodes.
+  drop_machines();
+  constexpr int kBatch = 256;
+  for (int n = 0; n < kBatch && has_facts_to_push(); ++n) {
+    push_fact(problem_.atoms().facts()[num_pushed_++]);
+  }
+  has_false_facts_ = !graph_.check();
+  if (has_false_facts_) graph_.get_conflict_set(&conflict_set_);
+}
+
+// Its scope may be on a level that has stayed from the last check.
+void DifferenceTheory::join_level(const AtomTable::Fact& fact) {
+  drop_machines();
+  if (search_->value(fact.guard) != Value::kTrue) return;
+  const int level = search_->level_of(fact.guard.variable());
+  if (level == search_->level()) {
+    push_fact(fact);
+  } else {
+    search_->leave_levels(level - 1);
+  }
+}
+
+void DifferenceTheory::push_facts_of(Literal selector) {
+  const std::vector<AtomTable::Fact>& facts = problem_.atoms().facts();
+  const auto end = facts.begin() + static_cast<std::ptrdiff_t>(num_facts_);
+  auto fact = std::lower_bound(
+      facts.begin(), end, selector,
+      [](const AtomTable::Fact& f, Literal guard) { return f.guard < guard; });
+  for (; fact != end && fact->guard == selector; ++fact) push_fact(*fact);
+}
+
+void DifferenceTheory::push_fact(const AtomTable::Fact& fact) {
+  activate(fact.guard, fact.constraint, fact.direction,
+           edge_of(fact.constraint).weight, true);
 }
 
 void DifferenceTheory::assigned(Literal literal) {
   // Machines want to know of variables that are no atoms.
   const AtomTable::Bound& bound = problem_.atoms().bound(literal);
-  if (bound.id == 0) {
-    if (machines_) machines_->assigned(literal);
-    return;
-  }
-  int& tightest = tightest_[index(bound.direction)];
-  const bool implied =
-      (tightest != 0 && !(bound.weight < edge_of(tightest).weight)) ||
-      propagation_.is_known(bound.id);
-  active_.push_back({bound.id, implied, bound.direction, tightest, !implied});
-  if (followed_.is_on()) {
-    const dl::Edge& edge = edge_of(bound.id);
-    followed_.tell(edge.source, edge.target, bound.id);
+  if (bound.id != 0) {
+    activate(literal, bound.id, bound.direction, bound.weight, false);
   }
   if (machines_) machines_->assigned(literal);
+  if (bound.id == 0) push_facts_of(literal);
+}
+
+void DifferenceTheory::activate(Literal literal, int id, int direction,
+                                const la::DNumber& weight, bool is_fact) {
+  int& tightest = tightest_[index(direction)];
+  const bool implied =
+      (tightest != 0 && !(weight < edge_of(tightest).weight)) ||
+      propagation_.is_known(id);
+  active_.push_back({id, implied, direction, tightest, !implied, is_fact});
+  if (followed_.is_on()) {
+    const dl::Edge& edge = edge_of(id);
+    followed_.tell(edge.source, edge.target, id);
+  }
   if (implied) return;
-  tightest = bound.id;
-  graph_.push_edge(bound.id);
-  propagation_.push(bound.id);
-  if (machines_) machines_->push(literal, bound.id, edge_of(bound.id));
+  tightest = id;
+  graph_.push_edge(id);
+  propagation_.push(id);
+  if (machines_) machines_->push(literal, id, edge_of(id));
 }
 
 void DifferenceTheory::backtrack(int level) {
@@ -171,6 +246,7 @@ void DifferenceTheory::take_back_active() {
     if (last.on_graph) graph_.pop_edge(last.id);
     propagation_.pop();
   }
+  if (last.is_fact && !problem_.is_selector(literal_of(last.id))) --num_pushed_;
   active_.pop_back();
   num_cleared_ = std::min(num_cleared_, active_.size());
   if (!followed_.is_on()) return;
@@ -216,6 +292,11 @@ void DifferenceTheory::retract(Literal literal) {
 bool DifferenceTheory::propagate(std::vector<Literal>& implied,
                                  std::vector<Literal>& conflict) {
   const auto edge = [this](int id) -> const dl::Edge& { return edge_of(id); };
+  if (has_false_facts_) {
+    deny(conflict_set_, conflict);
+    has_conflict_ = true;
+    return false;
+  }
   const bool is_consistent = graph_.check();
   follow();
   if (is_consistent) {
@@ -223,7 +304,9 @@ bool DifferenceTheory::propagate(std::vector<Literal>& implied,
     propagation_.run(search_->statistics(), edge, consequences_);
     for (const int id : consequences_) {
       const Literal literal = literal_of(id);
-      if (search_->value(literal) != Value::kTrue) implied.push_back(literal);
+      // That a fact follows says nothing of its scope.
+      if (search_->value(literal) == Value::kTrue) continue;
+      if (!problem_.atoms().is_fact(id)) implied.push_back(literal);
     }
     if (!implied.empty() || !machines_) return true;
     if (machines_->run(implied, conflict)) return true;
@@ -242,9 +325,23 @@ bool DifferenceTheory::propagate(std::vector<Literal>& implied,
                              conflict_set_ = cycle;
                            });
   if (!is_chosen) graph_.get_conflict_set(&conflict_set_);
-  for (const int id : conflict_set_) conflict.push_back(~literal_of(id));
+  deny(conflict_set_, conflict);
   learn_from_conflict();
   return false;
+}
+
+// Appends that the constraints do not all hold. What holds always is left out.
+void DifferenceTheory::deny(const std::vector<int>& constraints,
+                            std::vector<Literal>& clause) {
+  facts_of_clause_.clear();
+  for (const int id : constraints) {
+    const Literal literal = literal_of(id);
+    if (problem_.atoms().is_fact(id)) {
+      facts_of_clause_.push_back(id);
+      if (!problem_.is_selector(literal)) continue;
+    }
+    clause.push_back(~literal);
+  }
 }
 
 std::vector<DifferenceBound> DifferenceTheory::last_cycle() const {
@@ -281,7 +378,7 @@ void DifferenceTheory::explain(Literal literal, std::vector<Literal>& reason) {
   origin_ = {ClauseKind::kPath};
   path_.clear();
   propagation_.explain(problem_.atoms().bound(literal).id, &path_);
-  for (const int id : path_) reason.push_back(~literal_of(id));
+  deny(path_, reason);
 }
 
 // How many levels above 0 the constraints' literals were assigned at, and how
@@ -315,9 +412,7 @@ bool DifferenceTheory::final_check(std::vector<Literal>& conflict) {
   }
   std::vector<la::DNumber> solution = potentials();
   if (!integral.find(solution)) {
-    for (const int id : integral.conflict()) {
-      conflict.push_back(~literal_of(id));
-    }
+    deny(integral.conflict(), conflict);
     origin_ = {ClauseKind::kRounding};
     return false;
   }
@@ -540,7 +635,9 @@ bool DifferenceTheory::next_lemma(std::vector<Literal>& clause) {
       return true;
     }
     if (!lemma_finder_ || !lemma_finder_->graph().has_lemmas()) return false;
-    if (!lemma_terms_.read(lemma_finder_->graph().get_next_lemma(), lemma_)) {
+    facts_of_clause_.clear();
+    if (!lemma_terms_.read(lemma_finder_->graph().get_next_lemma(), lemma_,
+                           facts_of_clause_)) {
       lemma_.clear();
     }
     update();

@@ -2,6 +2,7 @@
 #ifndef VORN_SOLVER_ENGINE_DIFFERENCE_THEORY_H
 #define VORN_SOLVER_ENGINE_DIFFERENCE_THEORY_H
 
+#include <cassert>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -36,6 +37,9 @@ namespace vorn::solver {
 /// graph is checked when clause propagation has come to rest, and backtracking
 /// pops in reverse.
 ///
+/// Facts are pushed when their guard becomes true. What is stated outside of
+/// all scopes is on level 0 before the search begins (push_facts).
+///
 /// Bounds between one pair of nodes imply each other; clauses of the problem
 /// link neighbours in that order, so that the search propagates them by itself.
 /// A bound that a tighter active one on the same pair implies is not pushed, as
@@ -64,9 +68,24 @@ class DifferenceTheory final : public Theory {
   /// Makes the search's variables those of the problem, and the graph's
   /// constraints those of its atoms, as far as they are new.
   void update();
-  /// How many atoms the graph knows, to go back to with rollback.
-  std::size_t mark() const { return num_atoms_; }
-  /// Forgets the atoms from `mark` on, and lemmas not yet taken.
+  /// Pushes and checks the facts that no scope has stated, some hundred at a
+  /// time; false if `is_stopped` says so before they are all there. To be
+  /// called before a mark, and before the search goes on, until it is true.
+  /// Requires: up to date. Cost: what the graph takes for new ones.
+  template <class IsStopped>
+  bool push_facts(const IsStopped& is_stopped) {
+    while (has_facts_to_push()) {
+      if (is_stopped()) return false;
+      push_some_facts();
+    }
+    return true;
+  }
+  /// How many atoms and facts the graph knows, to go back to with rollback.
+  std::size_t mark() const {
+    assert(!has_facts_to_push());
+    return num_bounds();
+  }
+  /// Forgets the atoms and facts from `mark` on, and lemmas not yet taken.
   /// Requires: the problem has them still, and no literal of theirs is
   /// assigned.
   void rollback(std::size_t mark);
@@ -159,6 +178,10 @@ class DifferenceTheory final : public Theory {
   /// The same, to look at.
   const LemmaFinder* lemma_finder() const { return lemma_finder_.get(); }
 
+  /// Facts that the clause handed out last rests on, besides its literals;
+  /// those of scopes have their guards among these. Valid until the next call.
+  const std::vector<int>& facts_of_clause() const { return facts_of_clause_; }
+
   // The theory's side of the search.
   void assigned(Literal literal) override;
   void new_level() override {
@@ -194,6 +217,7 @@ class DifferenceTheory final : public Theory {
     int previous;
     /// It is on the graph.
     bool on_graph;
+    bool is_fact;
   };
 
   bool read_separations();
@@ -207,6 +231,23 @@ class DifferenceTheory final : public Theory {
   ClauseOrigin certify();
   CertifiedMachine certify_machine(const Machine& machine);
   int find_origin(const std::vector<Machine>& machines) const;
+  std::size_t num_bounds() const { return num_atoms_ + num_facts_; }
+  bool has_facts_to_push() const {
+    return num_pushed_ < num_facts_ && !has_false_facts_ &&
+           !is_scoped(problem_.atoms().facts()[num_pushed_]);
+  }
+  bool is_scoped(const AtomTable::Fact& fact) const {
+    return problem_.is_selector(fact.guard);
+  }
+  void push_some_facts();
+  void join_level(const AtomTable::Fact& fact);
+  void push_facts_of(Literal selector);
+  void push_fact(const AtomTable::Fact& fact);
+  void tell(int id);
+  void forget(int id);
+  void activate(Literal literal, int id, int direction,
+                const la::DNumber& weight, bool is_fact);
+  void deny(const std::vector<int>& constraints, std::vector<Literal>& clause);
   const dl::Edge& edge_of(int id) const {
     return problem_.atoms().constraint(id).edge;
   }
@@ -231,6 +272,7 @@ class DifferenceTheory final : public Theory {
   bool has_nodes(const Term* minuend, const Term* subtrahend) const;
   std::vector<int> known_constraints() const;
   std::vector<la::DNumber> potentials() const;
+  void drop_machines();
   void drop_waiting_lemmas();
   std::uint64_t effort() const;
 
@@ -259,16 +301,22 @@ class DifferenceTheory final : public Theory {
   std::vector<int> certified_machines_;
   int origin_node_ = 0;
   MachineCertificate certificate_;  // scratch space
-  /// num_atoms_ when machines_ was made.
-  std::size_t num_atoms_of_machines_ = 0;
+  /// num_bounds() when machines_ was made.
+  std::size_t num_bounds_of_machines_ = 0;
   /// Likewise of separations_; and whether they made none.
   std::uint64_t num_changes_of_machines_ = 0;
   bool has_no_machines_ = false;
   /// Literals that came to level 0 since all clauses were read.
   std::size_t num_unread_ = 0;
 
-  /// Of the problem's atoms, those that the graph knows.
+  /// Of the problem's atoms and facts, those that the graph knows.
   std::size_t num_atoms_ = 0;
+  std::size_t num_facts_ = 0;
+  /// Of the facts that no scope has stated, those that are active, and whether
+  /// they contradict each other: as conflict_set_ says.
+  std::size_t num_pushed_ = 0;
+  bool has_false_facts_ = false;
+  std::vector<int> facts_of_clause_;
   /// The tightest active constraint of each direction; 0 for none.
   std::vector<int> tightest_;
   /// Constraints of the assigned literals, in order, and where each level

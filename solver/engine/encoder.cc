@@ -51,6 +51,7 @@ void Encoder::assert_term(const Term* term, std::size_t position) {
         continue;
       }
     }
+    if (problem_.takes_facts() && assert_fact(top, origin)) continue;
     std::vector<Literal> clause;
     if (!problem_.selectors().empty()) {
       clause.push_back(~problem_.selectors().back());
@@ -58,6 +59,21 @@ void Encoder::assert_term(const Term* term, std::size_t position) {
     add_disjunction(top, origin, clause);
   }
   finish_definitions();
+}
+
+// A bound or the negation of one that has no literal. False if it is none.
+bool Encoder::assert_fact(const Term* term, ClauseOrigin origin) {
+  const bool is_negated = term->kind == Kind::kNot;
+  const Term* atom = is_negated ? term->arg(0) : term;
+  if (!is_arithmetic_atom(atom) || literals_.count(atom) != 0) return false;
+  const AtomNormaliser::NormalForm& normal = normaliser_.normalise(atom);
+  if (normal.term != atom) return false;
+  define_ite_variable(normal.bound.source);
+  define_ite_variable(normal.bound.target);
+  problem_.add_fact(
+      is_negated ? negate_bound(normal.bound, normal.integer) : normal.bound,
+      normal.integer, true_, origin);
+  return true;
 }
 
 // One conjunct as one clause, after what stands in `clause` already: the

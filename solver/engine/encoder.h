@@ -40,6 +40,7 @@ class Encoder {
 
   /// Asserts `term` in the scope that is open, as the assertion of this
   /// position. Requires: as literal_of.
+  /// Bounds become facts where the problem takes them.
   void assert_term(const Term* term, std::size_t position = 0);
 
   /// The literal of an encoded term; nothing if it has none.
@@ -55,6 +56,7 @@ class Encoder {
   void rollback(std::size_t mark);
 
  private:
+  bool assert_fact(const Term* term, ClauseOrigin origin);
   Literal encode(const Term* term);
   bool encode_root(const Term* term);
   bool encode_atom(const Term* atom);

@@ -150,11 +150,11 @@ struct Engine::Machinery {
 
   Problem problem;
   std::optional<ProofLog> proof_log;
-#ifndef NDEBUG
-  ClauseAuditor auditor{problem};
-#endif
   SmallDomains small_domains;
   DifferenceTheory theory;
+#ifndef NDEBUG
+  ClauseAuditor auditor{problem, &theory.facts_of_clause()};
+#endif
   Search search;
   Encoder encoder;
   /// How many of the engine's assertions are encoded.
@@ -462,7 +462,7 @@ bool Engine::synchronise(std::size_t num_assumptions) {
   }
   const AtomTable& atoms = machinery_->problem.atoms();
   if (options_.forgotten_bounds.is_exceeded(atoms.num_forgotten(),
-                                            atoms.atoms().size())) {
+                                            atoms.num_bounds())) {
     machinery_->renumber();
   }
   machinery_->search.set_stop({stop_});
@@ -481,6 +481,8 @@ bool Engine::synchronise(std::size_t num_assumptions) {
     const bool opens = scope < scopes_.size() &&
                        machinery_->num_assertions == scopes_.start(scope);
     if (opens) {
+      machinery_->feed();
+      if (!push_facts()) return false;
       machinery_->open_scope();
     } else {
       const std::size_t position = machinery_->num_assertions;
@@ -489,6 +491,7 @@ bool Engine::synchronise(std::size_t num_assumptions) {
     }
   }
   machinery_->feed();
+  if (!push_facts()) return false;
   machinery_->theory.start_check();
   const std::size_t num_fixed = machinery_->search.num_fixed();
   machinery_->small_domains.split(machinery_->search);
@@ -498,6 +501,10 @@ bool Engine::synchronise(std::size_t num_assumptions) {
   }
   machinery_->search.settle(num_fixed);
   return true;
+}
+
+bool Engine::push_facts() {
+  return machinery_->theory.push_facts([this] { return is_stopped(); });
 }
 
 Answer Engine::check(const std::vector<const Term*>& assumptions) {
@@ -799,8 +806,7 @@ std::optional<la::DNumber> Engine::likely_least() const {
 Engine::Scale Engine::scale() const {
   Scale scale{QNumber(0), QNumber(1)};
   const AtomTable& table = machinery_->problem.atoms();
-  for (const AtomTable::Atom& atom : table.atoms()) {
-    const QNumber& weight = atom.weight.rational();
+  const auto add = [&scale](const QNumber& weight) {
     scale.reach += weight.sign() < 0 ? -weight : weight;
     // For the opposite over the integers.
     scale.reach += QNumber(1);
@@ -808,6 +814,10 @@ Engine::Scale Engine::scale() const {
     QNumber missing = scale.denominator;
     missing /= denominator;
     scale.denominator *= missing.denominator();
+  };
+  for (const AtomTable::Atom& atom : table.atoms()) add(atom.weight.rational());
+  for (const AtomTable::Fact& fact : table.facts()) {
+    add(table.constraint(fact.constraint).edge.weight.rational());
   }
   // Paths are rounded where integers meet reals.
   scale.reach += QNumber(table.num_nodes());

@@ -345,6 +345,7 @@ class Engine {
   Answer answer_model(const std::vector<const Term*>& assumptions);
   Answer answer_stopped();
   bool synchronise(std::size_t num_assumptions);
+  bool push_facts();
   // Requires: the last answer is forgotten. Throws std::bad_alloc.
   Answer do_check(const std::vector<const Term*>& assumptions);
   bool model_holds(const std::vector<const Term*>& assumptions);

@@ -22,9 +22,12 @@ LemmaTerms::SignedTerm LemmaTerms::term_of(const dl::Edge& bound) {
   return {store_.make_leq(limit, target), true};
 }
 
-// Both constraints of an atom have the term of its bound.
+// Both constraints of an atom have the term of its bound. A fact has its own.
 LemmaTerms::SignedTerm LemmaTerms::term_of(int constraint) {
   const AtomTable& atoms = problem_.atoms();
+  if (atoms.is_fact(constraint)) {
+    return term_of(atoms.constraint(constraint).edge);
+  }
   const Literal literal = atoms.constraint(constraint).literal;
   const int stated = atoms.bound(Literal(literal.variable(), false)).id;
   SignedTerm result = term_of(atoms.constraint(stated).edge);
@@ -35,7 +38,9 @@ LemmaTerms::SignedTerm LemmaTerms::term_of(int constraint) {
 const Term_* LemmaTerms::constraint_to_lit(int constraint) {
   const auto [term, negated] = term_of(constraint);
   const Literal literal = problem_.atoms().constraint(constraint).literal;
-  literals_.emplace(term, negated ? ~literal : literal);
+  literals_.emplace(
+      term, Known{negated ? ~literal : literal,
+                  problem_.atoms().is_fact(constraint) ? constraint : 0});
   // The sign lives in the pointer's lowest bit.
   const auto bits = reinterpret_cast<std::uintptr_t>(term);
   // NOLINTNEXTLINE(performance-no-int-to-ptr)
@@ -43,7 +48,7 @@ const Term_* LemmaTerms::constraint_to_lit(int constraint) {
 }
 
 bool LemmaTerms::read(const dl::Graph::Lemma& lemma,
-                      std::vector<Literal>& clause) {
+                      std::vector<Literal>& clause, std::vector<int>& facts) {
   clause.clear();
   for (const Term_* disjunct : lemma.second) {
     const Term* term = static_cast<const Term*>(disjunct);
@@ -52,7 +57,13 @@ bool LemmaTerms::read(const dl::Graph::Lemma& lemma,
     Literal literal;
     bool constant = false;
     if (const auto known = literals_.find(term); known != literals_.end()) {
-      literal = known->second;
+      literal = known->second.literal;
+      if (known->second.fact != 0) {
+        // As long as it is stated it holds.
+        const bool is_implied = negated == literal.is_negated();
+        if (is_implied) return false;
+        facts.push_back(known->second.fact);
+      }
     } else if (!read_bound(term, literal, constant)) {
       if (constant != negated) return false;
       continue;

@@ -34,8 +34,10 @@ class LemmaTerms final : public la::LinearTermMapper {
   }
   const Term_* constraint_to_lit(int constraint) override;
 
-  /// Sets `clause` to the lemma; false if it holds trivially. May make an atom.
-  bool read(const dl::Graph::Lemma& lemma, std::vector<Literal>& clause);
+  /// Sets `clause` to the lemma, and appends the facts that it rests on; false
+  /// if it holds trivially. May make an atom.
+  bool read(const dl::Graph::Lemma& lemma, std::vector<Literal>& clause,
+            std::vector<int>& facts);
   /// Forgets the term of the atom with this constraint, if it has one.
   void forget(int constraint);
   /// Forgets all terms. Requires: no lemma waits to be read.
@@ -55,7 +57,12 @@ class LemmaTerms final : public la::LinearTermMapper {
   TermStore& store_;
   Problem& problem_;
   Lineariser lineariser_;
-  std::unordered_map<const Term*, Literal> literals_;
+  struct Known {
+    Literal literal;
+    // The constraint, if that is a fact; else 0.
+    int fact;
+  };
+  std::unordered_map<const Term*, Known> literals_;
 };
 
 }  // namespace vorn::solver

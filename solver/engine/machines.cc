@@ -49,6 +49,10 @@ void DifferenceTheory::for_each_fact(const Visit& visit) const {
     const int id = atom.constraints[value == Value::kTrue ? 0 : 1];
     visit(edge_of(id), Literal(atom.variable, value == Value::kFalse));
   }
+  for (const AtomTable::Fact& fact : problem_.atoms().facts()) {
+    if (is_scoped(fact)) break;
+    visit(edge_of(fact.constraint), fact.guard);
+  }
 }
 
 // The node from which level 0 bounds the most tasks, on both sides if that is
@@ -218,11 +222,13 @@ void DifferenceTheory::find_machines(const MachineLimits& limits) {
   const bool has_others =
       num_changes_of_machines_ != separations_.num_changes();
   num_changes_of_machines_ = separations_.num_changes();
-  if (machines_ && !has_others && num_atoms_of_machines_ == num_atoms_) return;
+  if (machines_ && !has_others && num_bounds_of_machines_ == num_bounds()) {
+    return;
+  }
   // What made none makes none now, as far as is known.
   if (has_no_machines_ && !has_others && !has_read_all) return;
-  machines_.reset();
-  num_atoms_of_machines_ = num_atoms_;
+  drop_machines();
+  num_bounds_of_machines_ = num_bounds();
   has_no_machines_ = separations_.size() == 0;
   if (has_no_machines_) return;
   MachinePropagation::Problem problem;
@@ -256,13 +262,16 @@ void DifferenceTheory::find_machines(const MachineLimits& limits) {
       problem.weights.push_back(&edge_of(id).weight);
     }
   }
+  for (const AtomTable::Fact& fact : problem_.atoms().facts()) {
+    problem.weights.push_back(&edge_of(fact.constraint).weight);
+  }
   machines_ = MachinePropagation::make(std::move(problem), *search_);
   for (const Active& active : active_) {
     const Literal literal = literal_of(active.id);
     if (!active.implied) {
       machines_->push(literal, active.id, edge_of(active.id));
     }
-    machines_->assigned(literal);
+    if (!active.is_fact) machines_->assigned(literal);
   }
 }
 

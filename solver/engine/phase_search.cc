@@ -32,18 +32,26 @@ class Filler {
         numbers_(numbers),
         schedules_(schedules),
         shop_(shop),
-        local_(atoms.num_nodes(), search.num_variables()) {}
+        local_(atoms.num_nodes(), search.num_variables() +
+                                      static_cast<int>(atoms.facts().size())) {}
 
   /// False if words do not hold the numbers.
   bool fill(const std::vector<char>& phases) {
     if (!fit()) return false;
     for (const AtomTable::Atom& atom : atoms_.atoms()) add(atom);
+    // Variables that only the local search has.
+    int variable = search_.num_variables();
+    for (const AtomTable::Fact& fact : atoms_.facts()) {
+      if (search_.value(fact.guard) == Value::kTrue) {
+        add(fact, variable++);
+      }
+    }
     const LocalSearch::Word zero = scale_.to_word(numbers_[0]);
     for (int node = 1; node < atoms_.num_nodes(); ++node) {
       local_.set_number(node, scale_.to_word(numbers_[index(node)]) - zero);
     }
-    for (int variable = 0; variable < search_.num_variables(); ++variable) {
-      local_.set_value(variable, phases[index(variable)] != 0);
+    for (int v = 0; v < search_.num_variables(); ++v) {
+      local_.set_value(v, phases[index(v)] != 0);
     }
     search_.for_each_given_clause([this](const std::vector<Literal>& clause,
                                          ClauseNumber) { add(clause); });
@@ -75,6 +83,10 @@ class Filler {
     for (const AtomTable::Atom& atom : atoms_.atoms()) {
       for (const int id : atom.constraints) need.add(edge_of(id).weight);
     }
+    for (const AtomTable::Fact& fact : atoms_.facts()) {
+      need.add(edge_of(fact.constraint).weight);
+      need.add(atoms_.opposite_weight(fact));
+    }
     for (const la::DNumber& number : numbers_) need.add(number);
     for (const la::DNumber& number : schedules_.numbers()) need.add(number);
     if (shop_.aim) need.add(shop_.aim->weight);
@@ -98,6 +110,16 @@ class Filler {
     if (yes.source == 0 || yes.target == 0) return;
     local_.add_atom(atom.variable, yes, no);
     local_.add_clause({is_true ? literal : ~literal});
+  }
+
+  void add(const AtomTable::Fact& fact, int variable) {
+    const LocalSearch::Bound yes = bound_of(fact.constraint);
+    local_.add_fact(yes);
+    if (yes.source == 0 || yes.target == 0) return;
+    const la::DNumber weight = atoms_.opposite_weight(fact);
+    local_.add_atom(variable, yes,
+                    {yes.target, yes.source, scale_.to_word(weight)});
+    local_.add_clause({Literal(variable, false)});
   }
 
   void add(const std::vector<Literal>& clause) {

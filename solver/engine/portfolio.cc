@@ -64,6 +64,7 @@ struct Portfolio::Member {
     while (problem.take_clause(clause)) {
       search.add_clause(clause.literals, clause.origin);
     }
+    theory.push_facts([] { return false; });
     theory.start_check();
     if (options.machines == Machines::kAuto) {
       theory.find_machines(options.machine_limits());

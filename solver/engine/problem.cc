@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <iterator>
 #include <map>
+#include <optional>
 
 #include "solver/terms/term_printer.h"
 
@@ -41,6 +42,11 @@ Problem::Problem(const Data& data)
     static_cast<void>(literal);
     static_cast<void>(is_new);
   }
+  for (const Data::Fact& fact : data.facts) {
+    atoms_.add_fact({atoms_.term_of(fact.source), atoms_.term_of(fact.target),
+                     la::DNumber(fact.weight, fact.eps)},
+                    fact.guard);
+  }
 }
 
 Problem::Data Problem::data() const {
@@ -52,6 +58,12 @@ Problem::Data Problem::data() const {
     const AtomTable::Pair& pair = atoms_.pair_of(atom);
     data.atoms.push_back({atom.variable, pair.source, pair.target,
                           atom.weight.rational(), atom.weight.eps()});
+  }
+  data.facts.reserve(atoms_.facts().size());
+  for (const AtomTable::Fact& fact : atoms_.facts()) {
+    const dl::Edge& edge = atoms_.constraint(fact.constraint).edge;
+    data.facts.push_back({fact.guard, edge.source, edge.target,
+                          edge.weight.rational(), edge.weight.eps()});
   }
   data.meanings = meanings_;
   data.keeps_meanings = keeps_meanings_;
@@ -84,7 +96,72 @@ Literal Problem::literal_of(const DifferenceBound& bound, bool integer) {
     add_clause({Literal(variable, true), Literal(looser, false)},
                {ClauseKind::kNeighbours});
   }
+  link_to_facts(atom);
   return literal;
+}
+
+// The tightest facts of its pair are there for as long as it is.
+void Problem::link_to_facts(const AtomTable::Atom& atom) {
+  const AtomTable::Pair& pair = atoms_.pair_of(atom);
+  for (const bool negated : {false, true}) {
+    const int position = pair.facts[negated ? 1 : 0];
+    if (position == AtomTable::kNone) continue;
+    const AtomTable::Fact& fact =
+        atoms_.facts()[static_cast<std::size_t>(position)];
+    const auto weight_of = [this](int id) -> const la::DNumber& {
+      return atoms_.constraint(id).edge.weight;
+    };
+    if (weight_of(atom.constraints[negated ? 1 : 0]) <
+        weight_of(fact.constraint)) {
+      continue;
+    }
+    add_clause(
+        {~fact.guard, Literal(atom.variable, negated)},
+        {ClauseKind::kNeighbours, static_cast<std::uint32_t>(fact.constraint)});
+  }
+}
+
+void Problem::add_fact(const DifferenceBound& bound, bool integer,
+                       Literal truth, ClauseOrigin origin) {
+  assert(takes_facts());
+  const Literal guard = selectors_.empty() ? truth : selectors_.back();
+  if (const std::optional<Literal> atom = atoms_.find(bound, integer)) {
+    add_clause({~guard, *atom}, origin);
+    return;
+  }
+  atoms_.add_fact(bound, guard);
+  link_fact(atoms_.facts().back());
+}
+
+std::size_t Problem::num_lasting_facts() const {
+  const std::vector<AtomTable::Fact>& facts = atoms_.facts();
+  const auto end = std::partition_point(
+      facts.begin(), facts.end(),
+      [this](const AtomTable::Fact& fact) { return !is_selector(fact.guard); });
+  return static_cast<std::size_t>(end - facts.begin());
+}
+
+// The nearest atom that it decides decides the others.
+void Problem::link_fact(const AtomTable::Fact& fact) {
+  const AtomTable::Pair& pair =
+      atoms_.pairs()[static_cast<std::size_t>(fact.direction / 2)];
+  if (pair.bounds.empty()) return;
+  const bool is_turned = fact.direction % 2 != 0;
+  const la::DNumber weight =
+      is_turned ? atoms_.opposite_weight(fact)
+                : atoms_.constraint(fact.constraint).edge.weight;
+  auto next = pair.bounds.lower_bound(weight);
+  if (is_turned) {
+    if (next == pair.bounds.begin()) return;
+    --next;
+  } else if (next == pair.bounds.end()) {
+    return;
+  }
+  const int variable =
+      atoms_.atoms()[static_cast<std::size_t>(next->second)].variable;
+  add_clause(
+      {~fact.guard, Literal(variable, is_turned)},
+      {ClauseKind::kNeighbours, static_cast<std::uint32_t>(fact.constraint)});
 }
 
 void Problem::add_clause(const std::vector<Literal>& literals,
@@ -123,7 +200,7 @@ bool Problem::take_clause(Clause& clause) {
 }
 
 void Problem::open_scope() {
-  scopes_.push_back({num_variables_, atoms_.atoms().size(), num_clauses()});
+  scopes_.push_back({num_variables_, atoms_.num_bounds(), num_clauses()});
   selectors_.push_back(Literal(new_variable(), false));
 }
 
@@ -135,7 +212,7 @@ void Problem::close_scope() {
   num_variables_ = scope.num_variables;
   const auto num_kept = static_cast<std::size_t>(num_variables_);
   if (meanings_.size() > num_kept) meanings_.resize(num_kept);
-  while (atoms_.atoms().size() > scope.num_atoms) atoms_.remove_last();
+  while (atoms_.num_bounds() > scope.num_bounds) atoms_.remove_last();
   // Clauses over older variables alone stay, such as ties of small domains.
   std::size_t kept = scope.num_clauses;
   std::size_t end = start_of(kept);
@@ -166,8 +243,8 @@ void Problem::close_scope() {
 
 void Problem::print(std::ostream& out) const {
   out << num_variables_ << " variables, " << atoms_.atoms().size()
-      << " bounds, " << num_clauses() << " clauses, " << scopes_.size()
-      << " scopes\n";
+      << " bounds, " << atoms_.facts().size() << " facts, " << num_clauses()
+      << " clauses, " << scopes_.size() << " scopes\n";
   const auto name = [this](int node) {
     const Term* term = atoms_.term_of(node);
     return term == nullptr ? std::string("0") : print_term(term);
@@ -176,6 +253,11 @@ void Problem::print(std::ostream& out) const {
     const dl::Edge& edge = atoms_.constraint(atom.constraints[0]).edge;
     out << "bound " << atom.variable + 1 << ": " << name(edge.target) << " - "
         << name(edge.source) << " <= " << edge.weight << '\n';
+  }
+  for (const AtomTable::Fact& fact : atoms_.facts()) {
+    const dl::Edge& edge = atoms_.constraint(fact.constraint).edge;
+    out << "fact if " << number_of(fact.guard) << ": " << name(edge.target)
+        << " - " << name(edge.source) << " <= " << edge.weight << '\n';
   }
   Clause clause;
   for (std::size_t k = 0; k < num_clauses(); ++k) {

@@ -62,12 +62,27 @@ class Problem {
       /// As above.
       QNumber eps;
     };
+    /// A bound that holds where a literal is true.
+    struct Fact {
+      /// Its guard.
+      Literal guard;
+      /// A node.
+      int source;
+      /// Another one.
+      int target;
+      /// As an atom's.
+      QNumber weight;
+      /// As above.
+      QNumber eps;
+    };
     /// How many there are.
     int num_variables = 0;
     /// The variables of nodes from 1 on; borrowed.
     std::vector<const Term*> terms;
     /// Oldest first.
     std::vector<Atom> atoms;
+    /// Oldest first.
+    std::vector<Fact> facts;
     /// By variable, as far as they are kept.
     std::vector<Meaning> meanings;
     /// Whether they are.
@@ -114,12 +129,23 @@ class Problem {
   /// The literal of a bound. A new one comes with clauses that link it to its
   /// neighbours on the pair.
   Literal literal_of(const DifferenceBound& bound, bool integer);
-  /// Variables that are bounds, and their constraints.
+  /// Whether bounds may be facts: meanings are of variables, which these have
+  /// none of.
+  bool takes_facts() const { return !keeps_meanings_; }
+  /// States a bound in the scope that is open. It becomes a fact, with clauses
+  /// that link it to its neighbours, unless it is an atom. `truth` is true in
+  /// every model, the same each time. Requires: takes_facts().
+  void add_fact(const DifferenceBound& bound, bool integer, Literal truth,
+                ClauseOrigin origin);
+  /// Variables that are bounds, facts, and their constraints.
   const AtomTable& atoms() const { return atoms_; }
   /// AtomTable::keep_number.
   void keep_number(int constraint) { atoms_.keep_number(constraint); }
   /// AtomTable::renumber.
   std::vector<int> renumber_atoms() { return atoms_.renumber(); }
+
+  /// How many facts no scope has stated: the first ones. Cost: logarithmic.
+  std::size_t num_lasting_facts() const;
 
   /// Adds a clause. Requires: its variables exist.
   void add_clause(const std::vector<Literal>& literals, ClauseOrigin origin);
@@ -147,10 +173,9 @@ class Problem {
   void close_scope();
   /// The selectors of the open scopes, outermost first.
   const std::vector<Literal>& selectors() const { return selectors_; }
-  /// Whether the literal is one of them. Cost: linear in the scopes.
+  /// Whether the literal is one of them. Cost: logarithmic in the scopes.
   bool is_selector(Literal literal) const {
-    return std::find(selectors_.begin(), selectors_.end(), literal) !=
-           selectors_.end();
+    return std::binary_search(selectors_.begin(), selectors_.end(), literal);
   }
 
   /// One line a bound, then one line a clause with its literals as numbers from
@@ -161,10 +186,12 @@ class Problem {
   /// What there was before a scope.
   struct Scope {
     int num_variables;
-    std::size_t num_atoms;
+    std::size_t num_bounds;
     std::size_t num_clauses;
   };
 
+  void link_to_facts(const AtomTable::Atom& atom);
+  void link_fact(const AtomTable::Fact& fact);
   std::size_t start_of(std::size_t clause) const {
     return clause == 0 ? 0 : ends_[clause - 1];
   }

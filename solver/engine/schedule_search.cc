@@ -96,6 +96,11 @@ bool ScheduleSearch::run(const AtomTable& atoms, const Search& search,
     const int id = atom.constraints[value == Value::kTrue ? 0 : 1];
     add_bound(atoms.constraint(id).edge, shop.origin, scale, orders);
   }
+  for (const AtomTable::Fact& fact : atoms.facts()) {
+    if (search.value(fact.guard) != Value::kTrue) continue;
+    add_bound(atoms.constraint(fact.constraint).edge, shop.origin, scale,
+              orders);
+  }
   if (shop.aim) add_bound(*shop.aim, shop.origin, scale, orders);
   const std::vector<Choice> choices =
       add_machines(*shop.machines, search, scale, orders);

@@ -20,12 +20,32 @@ bool is_integer(const AtomTable& table, int node) {
 }
 
 // Of two ends each has its own bound.
-bool confines_integers(const AtomTable& table, const AtomTable::Pair& pair) {
-  return pair.bounds.size() >= 2 && is_integer(table, pair.source) &&
+bool may_confine_integers(const AtomTable& table, const AtomTable::Pair& pair) {
+  std::size_t num_bounds = pair.bounds.size();
+  for (const int fact : pair.facts) {
+    if (fact != AtomTable::kNone) ++num_bounds;
+  }
+  return num_bounds >= 2 && is_integer(table, pair.source) &&
          is_integer(table, pair.target);
 }
 
 }  // namespace
+
+// The weight of the tightest fact that level 0 has, of this one and those
+// before it.
+std::optional<la::DNumber> SmallDomains::fact_of(const Search& search,
+                                                 int position) const {
+  const AtomTable& table = problem_.atoms();
+  while (position != AtomTable::kNone) {
+    const AtomTable::Fact& fact =
+        table.facts()[static_cast<std::size_t>(position)];
+    if (search.fixed_value(fact.guard) == Value::kTrue) {
+      return table.constraint(fact.constraint).edge.weight;
+    }
+    position = fact.previous;
+  }
+  return std::nullopt;
+}
 
 // The interval to which the level-0 literals confine a pair's difference.
 std::optional<SmallDomains::Domain> SmallDomains::domain_of(
@@ -46,8 +66,15 @@ std::optional<SmallDomains::Domain> SmallDomains::domain_of(
         break;
     }
   }
+  if (low) *low += QNumber(1);
+  if (const auto most = fact_of(search, pair.facts[0])) {
+    if (!high || most->rational() < *high) high = most->rational();
+  }
+  if (const auto most = fact_of(search, pair.facts[1])) {
+    const QNumber least = -most->rational();
+    if (!low || *low < least) low = least;
+  }
   if (!low || !high) return std::nullopt;
-  *low += QNumber(1);
   QNumber last = *low;
   last += QNumber(kMaxValues - 1);
   if (last < *high) return std::nullopt;
@@ -81,19 +108,31 @@ bool SmallDomains::may_tie(const Search& search) const {
     const AtomTable::Pair& pair = table.pair_of(table.atoms()[k]);
     if (has_domain(pair.source) && has_domain(pair.target)) return true;
   }
-  bool confines = false;
+  for (std::size_t k = num_facts_seen_; k < problem_.num_lasting_facts(); ++k) {
+    const int pair = table.facts()[k].direction / 2;
+    if (confines(search, table.pairs()[static_cast<std::size_t>(pair)])) {
+      return true;
+    }
+  }
+  bool is_found = false;
   search.for_each_unsettled_literal([&](Literal literal) {
     const auto position = table.position_of(literal.variable());
-    if (confines || !position) return;
-    const AtomTable::Pair& pair = table.pair_of(table.atoms()[*position]);
-    confines = confines_integers(table, pair) && domain_of(search, pair);
+    if (is_found || !position) return;
+    is_found = confines(search, table.pair_of(table.atoms()[*position]));
   });
-  return confines;
+  return is_found;
+}
+
+bool SmallDomains::confines(const Search& search,
+                            const AtomTable::Pair& pair) const {
+  return may_confine_integers(problem_.atoms(), pair) &&
+         domain_of(search, pair).has_value();
 }
 
 void SmallDomains::split(const Search& search) {
   const bool has_work = may_tie(search);
   num_seen_ = problem_.atoms().atoms().size();
+  num_facts_seen_ = problem_.num_lasting_facts();
   if (!has_work) return;
   // A variable's domain above another one; of a pair, each confines the other.
   struct Confined {
@@ -103,7 +142,7 @@ void SmallDomains::split(const Search& search) {
   const AtomTable& table = problem_.atoms();
   std::unordered_map<int, std::vector<Confined>> by_node;
   for (const AtomTable::Pair& pair : table.pairs()) {
-    if (!confines_integers(table, pair)) continue;
+    if (!may_confine_integers(table, pair)) continue;
     const std::optional<Domain> domain = domain_of(search, pair);
     if (!domain) continue;
     by_node[pair.target].push_back({pair.source, *domain});

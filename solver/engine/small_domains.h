@@ -55,6 +55,8 @@ class SmallDomains {
   };
 
   bool may_tie(const Search& search) const;
+  bool confines(const Search& search, const AtomTable::Pair& pair) const;
+  std::optional<la::DNumber> fact_of(const Search& search, int position) const;
   std::optional<Domain> domain_of(const Search& search,
                                   const AtomTable::Pair& pair) const;
   Literal at_most(int base, int node, const Domain& domain,
@@ -72,6 +74,8 @@ class SmallDomains {
   /// how many atoms have been looked at. Some may have none any more.
   std::vector<char> has_domain_;
   std::size_t num_seen_ = 0;
+  /// Likewise facts that no scope has stated.
+  std::size_t num_facts_seen_ = 0;
   /// A tie is gone whose atom is not.
   bool lacks_tie_ = false;
 };

@@ -21,7 +21,8 @@ enum class ClauseKind : std::uint8_t {
   kNamedIte,   // an arithmetic ite that stands for a variable
   // Arithmetic: the negations of the literals are bounds that add up to
   // 0 < 0, or to 0 <= -1.
-  kNeighbours,   // of two bounds on one pair
+  kNeighbours,   // of two bounds on one pair; detail: the constraint of the
+                 // one that is a fact, with its guard in the clause, or 0
   kSmallDomain,  // a difference against values of its ends
   kCycle,        // a conflict of the graph
   kPath,         // a bound that others imply

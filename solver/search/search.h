@@ -135,8 +135,8 @@ class Search {
   /// the same ones goes on from there.
   Result solve(const std::vector<Literal>& assumptions = {},
                std::size_t num_kept = 0);
-  /// Takes all levels back. Requires: not inside solve.
-  void leave_levels() { backtrack(0); }
+  /// Takes back all levels above this one. Requires: not inside solve.
+  void leave_levels(int level = 0) { backtrack(level); }
 
   /// After kSat, until the next solve: whether `literal` is true in the model.
   /// A literal of a variable made since is false. After kUnknown likewise in

@@ -39,17 +39,18 @@ struct ProblemRig {
   void feed() {
     theory.update();
     for (const auto& clause : take_clauses()) search.add_clause(clause);
+    theory.push_facts([] { return false; });
   }
   Search::Result solve(const std::vector<Literal>& assumptions = {}) {
     feed();
     return search.solve(assumptions);
   }
 
-  /// Closes the scope opened last, which began with so many atoms and
-  /// variables.
-  void close_scope(std::size_t num_atoms, int num_variables) {
+  /// Closes the scope opened last, which began with so many atoms and facts,
+  /// and variables.
+  void close_scope(std::size_t num_bounds, int num_variables) {
     search.shrink_variables(num_variables);
-    theory.rollback(num_atoms);
+    theory.rollback(num_bounds);
     problem.close_scope();
   }
 

@@ -186,7 +186,7 @@ TEST_F(ProblemTest, CopyIsApartAndPrintsTheSame) {
   Problem copy = rig.problem;
   const std::string before = text(rig.problem);
   EXPECT_EQ(before,
-            "2 variables, 1 bounds, 1 clauses, 0 scopes\n"
+            "2 variables, 1 bounds, 0 facts, 1 clauses, 0 scopes\n"
             "bound 1: i1 - i0 <= 3\n"
             "asserted: 2 -1\n");
   EXPECT_EQ(text(copy), before);
