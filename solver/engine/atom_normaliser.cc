@@ -116,21 +116,30 @@ const Term* AtomNormaliser::normalise_sum(const LinearSum& sum, bool strict) {
   return strict ? store_.make_less(left, zero) : store_.make_leq(left, zero);
 }
 
-// Whether the term is a bound on symbols, without ites.
-bool AtomNormaliser::is_plain_bound(const Term* atom) {
-  if (atom->kind != Kind::kLeq && atom->kind != Kind::kLess) return false;
-  if (!lineariser_.linearise_symbols(atom->arg(0), atom->arg(1), sum_)) {
-    return false;
-  }
-  DifferenceBound bound;
-  return to_bound(sum_, atom->kind == Kind::kLess, is_integer(sum_), bound) !=
-         BoundOutcome::kOutside;
+bool AtomNormaliser::read_plain(const Term* atom, DifferenceBound& bound,
+                                bool& integer) {
+  return is_plain(atom) &&
+         to_bound(sum_, atom->kind == Kind::kLess, integer = is_integer(sum_),
+                  bound) == BoundOutcome::kBound;
+}
+
+// Whether the term compares sums of symbols, which leaves their difference in
+// sum_.
+bool AtomNormaliser::is_plain(const Term* atom) {
+  return (atom->kind == Kind::kLeq || atom->kind == Kind::kLess) &&
+         lineariser_.linearise_symbols(atom->arg(0), atom->arg(1), sum_);
 }
 
 const Term* AtomNormaliser::first_outside(const Term* term) {
   // Post-order, so that a term is recorded as inside only with all below it.
   std::vector<std::pair<const Term*, std::size_t>> stack;
-  const auto visit = [this, &stack](const Term* t) {
+  const auto is_plain_bound = [this](const Term* t) {
+    DifferenceBound bound;
+    return is_plain(t) &&
+           to_bound(sum_, t->kind == Kind::kLess, is_integer(sum_), bound) !=
+               BoundOutcome::kOutside;
+  };
+  const auto visit = [&](const Term* t) {
     if (!is_plain_bound(t) && inside_.count(t) == 0) stack.emplace_back(t, 0);
   };
   visit(term);

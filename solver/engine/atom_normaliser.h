@@ -51,6 +51,10 @@ class AtomNormaliser {
   /// is. Requires: kLeq, kLess, or kEqual or kDistinct over arithmetic.
   const NormalForm& normalise(const Term* atom);
 
+  /// Whether an atom is a bound on symbols, without ites, and which. Cost:
+  /// linear in the atom, but no more than to remember it.
+  bool read_plain(const Term* atom, DifferenceBound& bound, bool& integer);
+
   /// How ites were lifted out of an atom, found anew. Requires: kLeq or kLess,
   /// and its normal form is another term.
   CaseSums::Lifting lifting(const Term* atom);
@@ -65,7 +69,7 @@ class AtomNormaliser {
 
  private:
   NormalForm read(const Term* atom);
-  bool is_plain_bound(const Term* atom);
+  bool is_plain(const Term* atom);
   const Term* normalise_pairs(const Term* distinct);
   const Term* normalise_sum(const LinearSum& sum, bool strict);
 

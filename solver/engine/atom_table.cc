@@ -84,26 +84,8 @@ int AtomTable::add_pair(int source, int target) {
   return position->second;
 }
 
-std::optional<Literal> AtomTable::find(const DifferenceBound& bound,
-                                       bool integer) const {
-  const int source = node_of(bound.source);
-  const int target = node_of(bound.target);
-  const bool is_known = (bound.source == nullptr || source != 0) &&
-                        (bound.target == nullptr || target != 0);
-  if (!is_known) return std::nullopt;
-  const bool is_turned = source > target;
-  const auto position = pair_positions_.find(
-      is_turned ? key_of(target, source) : key_of(source, target));
-  if (position == pair_positions_.end()) return std::nullopt;
-  const std::map<la::DNumber, int>& bounds =
-      pairs_[index(position->second)].bounds;
-  const auto found = bounds.find(is_turned ? negate_bound(bound, integer).weight
-                                           : bound.weight);
-  if (found == bounds.end()) return std::nullopt;
-  return Literal(atoms_[index(found->second)].variable, is_turned);
-}
-
-void AtomTable::add_fact(const DifferenceBound& bound, Literal guard) {
+std::optional<Literal> AtomTable::add_fact(const DifferenceBound& bound,
+                                           bool integer, Literal guard) {
   assert(facts_.empty() || !(guard < facts_.back().guard));
   const int source = add_node(bound.source);
   const int target = add_node(bound.target);
@@ -111,6 +93,13 @@ void AtomTable::add_fact(const DifferenceBound& bound, Literal guard) {
   const int position =
       is_turned ? add_pair(target, source) : add_pair(source, target);
   Pair& pair = pairs_[index(position)];
+  if (!pair.bounds.empty()) {
+    const auto atom = pair.bounds.find(
+        is_turned ? negate_bound(bound, integer).weight : bound.weight);
+    if (atom != pair.bounds.end()) {
+      return Literal(atoms_[index(atom->second)].variable, is_turned);
+    }
+  }
   if (pair.is_empty()) --num_empty_pairs_;
   const int id = num_constraints() + 1;
   constraints_.push_back({guard, dl::Edge(source, target, bound.weight, id)});
@@ -122,6 +111,7 @@ void AtomTable::add_fact(const DifferenceBound& bound, Literal guard) {
   facts_.push_back({guard, id, 2 * position + (is_turned ? 1 : 0),
                     is_loose ? kLoose : tightest});
   if (!is_loose) tightest = static_cast<int>(facts_.size()) - 1;
+  return std::nullopt;
 }
 
 la::DNumber AtomTable::opposite_weight(const Fact& fact) const {

@@ -123,11 +123,11 @@ class AtomTable {
   /// which no atom may be made yet, becomes its atom.
   std::pair<Literal, bool> insert(const DifferenceBound& bound, bool integer,
                                   int variable);
-  /// The literal of a bound that is an atom; nothing for another one.
-  std::optional<Literal> find(const DifferenceBound& bound, bool integer) const;
-  /// Adds a fact. Requires: `guard` is of no atom, and no older variable than
-  /// the guard before it.
-  void add_fact(const DifferenceBound& bound, Literal guard);
+  /// Adds a fact, unless the bound is an atom: then that atom's literal.
+  /// Requires: `guard` is of no atom, and no older variable than the guard
+  /// before it.
+  std::optional<Literal> add_fact(const DifferenceBound& bound, bool integer,
+                                  Literal guard);
   /// Forgets the atom or fact added last.
   void remove_last();
   /// No constraint up to this one gives its number to another, even after its

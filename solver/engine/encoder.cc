@@ -43,6 +43,7 @@ void Encoder::assert_term(const Term* term, std::size_t position) {
       }
       continue;
     }
+    if (problem_.takes_facts() && assert_fact(top, origin)) continue;
     if (is_arithmetic_atom(top)) {
       const Term* normal = normaliser_.normalise(top).term;
       assert(normal != nullptr);
@@ -51,7 +52,6 @@ void Encoder::assert_term(const Term* term, std::size_t position) {
         continue;
       }
     }
-    if (problem_.takes_facts() && assert_fact(top, origin)) continue;
     std::vector<Literal> clause;
     if (!problem_.selectors().empty()) {
       clause.push_back(~problem_.selectors().back());
@@ -66,13 +66,18 @@ bool Encoder::assert_fact(const Term* term, ClauseOrigin origin) {
   const bool is_negated = term->kind == Kind::kNot;
   const Term* atom = is_negated ? term->arg(0) : term;
   if (!is_arithmetic_atom(atom) || literals_.count(atom) != 0) return false;
-  const AtomNormaliser::NormalForm& normal = normaliser_.normalise(atom);
-  if (normal.term != atom) return false;
-  define_ite_variable(normal.bound.source);
-  define_ite_variable(normal.bound.target);
-  problem_.add_fact(
-      is_negated ? negate_bound(normal.bound, normal.integer) : normal.bound,
-      normal.integer, true_, origin);
+  DifferenceBound bound;
+  bool integer = false;
+  if (!normaliser_.read_plain(atom, bound, integer)) {
+    const AtomNormaliser::NormalForm& normal = normaliser_.normalise(atom);
+    if (normal.term != atom) return false;
+    bound = normal.bound;
+    integer = normal.integer;
+    define_ite_variable(bound.source);
+    define_ite_variable(bound.target);
+  }
+  problem_.add_fact(is_negated ? negate_bound(bound, integer) : bound, integer,
+                    true_, origin);
   return true;
 }
 

@@ -43,9 +43,12 @@ Problem::Problem(const Data& data)
     static_cast<void>(is_new);
   }
   for (const Data::Fact& fact : data.facts) {
-    atoms_.add_fact({atoms_.term_of(fact.source), atoms_.term_of(fact.target),
-                     la::DNumber(fact.weight, fact.eps)},
-                    fact.guard);
+    const DifferenceBound bound{atoms_.term_of(fact.source),
+                                atoms_.term_of(fact.target),
+                                la::DNumber(fact.weight, fact.eps)};
+    const bool integer = is_integer(bound.source) && is_integer(bound.target);
+    // One that has become an atom since is linked to it by a clause.
+    atoms_.add_fact(bound, integer, fact.guard);
   }
 }
 
@@ -125,12 +128,12 @@ void Problem::add_fact(const DifferenceBound& bound, bool integer,
                        Literal truth, ClauseOrigin origin) {
   assert(takes_facts());
   const Literal guard = selectors_.empty() ? truth : selectors_.back();
-  if (const std::optional<Literal> atom = atoms_.find(bound, integer)) {
+  const std::optional<Literal> atom = atoms_.add_fact(bound, integer, guard);
+  if (atom) {
     add_clause({~guard, *atom}, origin);
-    return;
+  } else {
+    link_fact(atoms_.facts().back());
   }
-  atoms_.add_fact(bound, guard);
-  link_fact(atoms_.facts().back());
 }
 
 std::size_t Problem::num_lasting_facts() const {
