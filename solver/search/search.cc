@@ -74,7 +74,7 @@ std::optional<std::size_t> Search::look_ahead(
   num_implied_.reset();
   solve(assumptions);
   looks_ahead_ = false;
-  model_.clear();
+  num_model_variables_ = 0;
   return num_implied_;
 }
 

@@ -189,6 +189,16 @@ TEST(IncrementalTest, ShrinkVariablesKeepsSimplifiedClausesSound) {
       {negative(4), negative(0), negative(1), negative(2), negative(3)});
 }
 
+// To look ahead leaves no model, but the next solve has a whole one.
+TEST(IncrementalTest, LookAheadLeavesLaterModelsWhole) {
+  Search search;
+  make_variables(search, 2);
+  search.add_clause({positive(0)});
+  ASSERT_EQ(search.look_ahead({positive(1)}), 2U);
+
+  expect_right_answer(search, {{positive(0)}});
+}
+
 // Popping an empty scope must not cost the theory its state.
 TEST(IncrementalTest, ShrinkVariablesToMoreDoesNothing) {
   Search search;
