@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 #include <cassert>
+#include <limits>
 
 #include "solver/search/search.h"
 
@@ -8,8 +9,8 @@ namespace vorn::solver {
 
 void Search::check_invariants() const {
 #ifndef NDEBUG
-  assert(level() == 0);
   heap_.check_invariants();
+  const auto to_index = [](int i) { return static_cast<std::size_t>(i); };
 
   // (1), (2).
   std::size_t assigned = 0;
@@ -18,16 +19,45 @@ void Search::check_invariants() const {
     const auto number = static_cast<int>(value(literal));
     assert(static_cast<int>(value(~literal)) == -number);
     if (number != 0) ++assigned;
-    assert(marks_[static_cast<std::size_t>(variable)] == Mark::kNone);
+    assert(marks_[to_index(variable)] == Mark::kNone);
     // (4).
     assert(!is_open(variable) || heap_.contains(variable));
   }
   assert(assigned == trail_.size());
-  for (const Literal literal : trail_) {
-    assert(is_true_at_level_0(literal));
-    assert(variable_at(literal.variable()).reason == kNoReason);
+  assert(std::is_sorted(level_starts_.begin(), level_starts_.end()));
+  assert(level_starts_.empty() || level_starts_.back() <= trail_.size());
+  std::vector<std::size_t> places(variables_.size(), trail_.size());
+  int now = 0;
+  for (std::size_t k = 0; k < trail_.size(); ++k) {
+    const Literal literal = trail_[k];
+    const Variable& variable = variable_at(literal.variable());
+    const bool is_first = now < level() && level_starts_[to_index(now)] == k;
+    while (now < level() && level_starts_[to_index(now)] == k) ++now;
+    assert(value(literal) == Value::kTrue);
+    assert(variable.level == now);
+    places[to_index(literal.variable())] = k;
+    // (7).
+    assert(now > 0 || variable.reason == kNoReason);
+    assert(now == 0 || is_first || variable.reason != kNoReason);
+    if (variable.reason == kNoReason || variable.reason == kTheoryReason) {
+      continue;
+    }
+    const ConstClause reason =
+        is_explanation(variable.reason)
+            ? explanations_[variable.reason & ~kExplanationBit]
+            : clauses_[variable.reason];
+    assert(!reason.is_deleted());
+    bool implies = false;
+    for (int i = 0; i < reason.size(); ++i) {
+      implies = implies || reason[i] == literal;
+      assert(reason[i] == literal ||
+             (value(reason[i]) == Value::kFalse &&
+              places[to_index(reason[i].variable())] < k));
+    }
+    assert(implies);
   }
   assert(clause_head_ <= trail_.size() && theory_head_ <= trail_.size());
+  assert(num_saved_ <= trail_.size());
 
   // (3): as many entries as watched positions, and an entry for each.
   std::size_t entries = 0;
@@ -49,18 +79,53 @@ void Search::check_invariants() const {
     }
   }
 
-  // (6), at level 0, the only one there is now.
+  // (8): the first checkpoint that reaches so far has the fewest variables.
+  const auto last_variable = [](const ConstClause& clause) {
+    int last = -1;
+    for (int i = 0; i < clause.size(); ++i) {
+      last = std::max(last, clause[i].variable());
+    }
+    return last;
+  };
+  std::size_t num_lasting = trail_.size();
+  for (std::size_t n = checkpoints_.size(); n-- > 0;) {
+    const Checkpoint& next = checkpoints_[n];
+    num_lasting = std::min(num_lasting, next.num_lasting);
+    assert(next.num_fixed <= num_fixed() && next.num_given <= given_.size() &&
+           next.num_learnts <= learnts_.size());
+    const Checkpoint before = n > 0 ? checkpoints_[n - 1] : Checkpoint();
+    assert(n == 0 || before.num_variables < next.num_variables);
+    for (std::size_t k = before.num_given; k < next.num_given; ++k) {
+      assert(last_variable(clauses_[given_[k]]) < next.num_variables);
+    }
+    for (std::size_t k = before.num_learnts; k < next.num_learnts; ++k) {
+      assert(last_variable(clauses_[learnts_[k]]) < next.num_variables);
+    }
+    for (std::size_t k = before.num_fixed; k < next.num_fixed; ++k) {
+      assert(trail_[k].variable() < next.num_variables);
+    }
+    for (std::size_t k = std::min(before.num_lasting, num_lasting);
+         k < num_lasting; ++k) {
+      assert(trail_[k].variable() < next.num_variables);
+    }
+  }
+
+  // (6).
   if (!consistent_ || clause_head_ < trail_.size()) return;
+  const auto level_if = [this](Literal literal, Value wanted) {
+    return value(literal) == wanted ? level_of(literal.variable())
+                                    : std::numeric_limits<int>::max();
+  };
   for (const std::vector<ClauseRef>* list : {&given_, &learnts_}) {
     for (const ClauseRef ref : *list) {
       const ConstClause clause = clauses_[ref];
       assert(clause.is_learnt() == (list == &learnts_));
-      bool is_true = false;
+      int true_since = std::numeric_limits<int>::max();
       for (int i = 0; i < clause.size(); ++i) {
-        is_true = is_true || value(clause[i]) == Value::kTrue;
+        true_since = std::min(true_since, level_if(clause[i], Value::kTrue));
       }
-      assert(is_true || (value(clause[0]) != Value::kFalse &&
-                         value(clause[1]) != Value::kFalse));
+      assert(true_since <= level_if(clause[0], Value::kFalse));
+      assert(true_since <= level_if(clause[1], Value::kFalse));
     }
   }
 #endif

@@ -53,7 +53,11 @@ namespace vorn::solver {
 ///  (4) every unassigned variable that is not passive is in the heap;
 ///  (5) the blocker of a watch is another literal of its clause;
 ///  (6) if consistent, a clause with a false watch has a true literal whose
-///      level is not above that watch's.
+///      level is not above that watch's;
+///  (7) above level 0, a literal that is not the first of its level has a
+///      reason, whose other literals became false before it;
+///  (8) nothing that was there at a mark, and has been ever since, mentions a
+///      variable that was not.
 ///
 /// Ownership: the theory and the stop flags are borrowed and must outlive the
 /// search or be replaced.
@@ -269,8 +273,8 @@ class Search {
   /// How many learnt clauses and lemmas are kept at present.
   std::size_t num_learnt_clauses() const { return learnts_.size(); }
 
-  /// Asserts the invariants. Requires: level 0. Cost: linear in all clauses;
-  /// nothing without assertions.
+  /// Asserts the invariants. Requires: not inside solve. Cost: linear in all
+  /// clauses; nothing without assertions.
   void check_invariants() const;
 
  private:
