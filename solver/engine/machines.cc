@@ -247,6 +247,7 @@ void DifferenceTheory::find_machines(const MachineLimits& limits) {
   }
   has_no_machines_ = problem.machines.empty();
   if (has_no_machines_) return;
+  search_->leave_levels();
   for (const Machine& machine : problem.machines) {
     for (const Literal presence : machine.presences) {
       if (presence.is_defined()) {
@@ -254,7 +255,6 @@ void DifferenceTheory::find_machines(const MachineLimits& limits) {
       }
     }
   }
-  search_->leave_levels();
   problem.num_nodes = problem_.atoms().num_nodes();
   problem.origin = origin_node_ = find_origin(problem.machines);
   for (const AtomTable::Atom& atom : problem_.atoms().atoms()) {

@@ -118,8 +118,9 @@ class Search {
   void rollback(std::size_t mark) { shrink_variables(static_cast<int>(mark)); }
 
   /// From now on the theory is told when `variable` is assigned, as for a
-  /// theory variable. Requires: not inside solve.
+  /// theory variable. Requires: not inside solve; no level is open.
   void set_theory_variable(int variable) {
+    assert(level() == 0);
     variable_at(variable).theory = true;
   }
 

@@ -71,12 +71,12 @@ class Theory {
 
   /// All variables that must be assigned are, and propagate had nothing to
   /// say. Returns true when the assigned literals have a model of the theory;
-  /// the search is then satisfied and takes all levels back, so whatever the
+  /// the search is then satisfied and takes levels back, so whatever the
   /// model needs must be saved before returning. Otherwise returns false with
   /// `conflict` as in propagate.
   virtual bool final_check(std::vector<Literal>& conflict) = 0;
 
-  /// The search gives up, between two calls of propagate, and takes all levels
+  /// The search gives up, between two calls of propagate, and takes levels
   /// back: what is to be said of the literals assigned so far must be saved
   /// before returning.
   virtual void stopped() {}

@@ -66,15 +66,15 @@ Search::Checkpoint Search::last_checkpoint(int num_variables) {
 /// with these all whose reasons mention one. All levels, if there is more on
 /// level 0 than there was at the start.
 void Search::leave_levels_of(int first_variable, const Checkpoint& start) {
-  while (!assumptions_.empty() &&
-         assumptions_.back().variable() >= first_variable) {
-    assumptions_.pop_back();
+  if (num_fixed() > start.num_fixed) {
+    backtrack(0);
+    return;
   }
-  backtrack(std::min(level(), static_cast<int>(assumptions_.size())));
-  if (num_fixed() > start.num_fixed) return backtrack(0);
   for (std::size_t k = start.num_lasting; k < trail_.size(); ++k) {
     const int variable = trail_[k].variable();
-    if (variable >= first_variable) return backtrack(level_of(variable) - 1);
+    if (variable < first_variable) continue;
+    backtrack(level_of(variable) - 1);
+    return;
   }
 }
 
