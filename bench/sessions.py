@@ -20,6 +20,8 @@ of a session without rounds is taken off. Every answer has to be sat or unsat.
   assumed-N    the same, with a check under one bound
   levels       push, a new variable above the last one, check; no pop
   closer       push, a closer bound on the same two variables, check; no pop
+  levels+or    levels, and closer, beside one disjunction
+  closer+or    as above
 """
 
 import argparse
@@ -39,6 +41,8 @@ class Session:
     """Writes a session of some kind."""
 
     def __init__(self, kind, rounds, out):
+        has_choice = kind.endswith("+or")
+        kind = kind.removesuffix("+or")
         self.kind = kind
         self.out = out
         self.random = random.Random(1)
@@ -50,6 +54,8 @@ class Session:
         out.write("(set-logic QF_IDL)\n")
         for i in range(self.num_variables):
             out.write(f"(declare-const x{i} Int)\n")
+        if has_choice:
+            self.write_assert("(or (< x2 x3) (< x3 x2))")
         if kind == "base":
             for _ in range(4 * self.num_variables):
                 self.write_assert(self.disjunction(100))
@@ -129,7 +135,7 @@ class Session:
 KINDS = [
     "variables", "bounds", "disjunctions", "base", "formulas", "assumptions",
     "facts-10000", "facts-100000", "assumed-10000", "assumed-100000", "levels",
-    "closer"
+    "closer", "levels+or", "closer+or"
 ]
 
 # Variables whose facts are about each other.

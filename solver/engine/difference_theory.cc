@@ -69,9 +69,7 @@ void DifferenceTheory::update() {
                           problem_.is_selector(Literal(variable, false)));
   }
   tightest_.resize(2 * table.pairs().size(), 0);
-  while (followed_.is_on() && followed_.num_nodes() < table.num_nodes()) {
-    followed_.add_node();
-  }
+  follow_new_nodes();
   while (num_bounds() < table.num_bounds()) {
     const bool is_fact = num_atoms_ == table.atoms().size() ||
                          (num_facts_ < table.facts().size() &&
@@ -83,6 +81,26 @@ void DifferenceTheory::update() {
       if (is_scoped(fact)) join_level(fact);
     } else {
       for (const int id : table.atoms()[num_atoms_++].constraints) tell(id);
+    }
+  }
+}
+
+// New ones are put above what new facts want below them: else all those would
+// be lowered, in each check where variables come in ascending order.
+void DifferenceTheory::follow_new_nodes() {
+  if (!followed_.is_on()) return;
+  const AtomTable& table = problem_.atoms();
+  const int first = followed_.num_nodes();
+  if (first == table.num_nodes()) return;
+  while (followed_.num_nodes() < table.num_nodes()) followed_.add_node();
+  if (!graph_.places_nodes()) return;
+  for (std::size_t k = num_facts_; k < table.facts().size(); ++k) {
+    const dl::Edge& edge = edge_of(table.facts()[k].constraint);
+    if (edge.source < first) continue;
+    const la::DNumber least =
+        RecordedGraph::difference(graph_.potential(edge.target), edge.weight);
+    if (graph_.potential(edge.source) < least) {
+      followed_.place(edge.source, least);
     }
   }
 }
@@ -590,7 +608,7 @@ std::vector<la::DNumber> DifferenceTheory::potentials() const {
   const int num_nodes = problem_.atoms().num_nodes();
   result.reserve(static_cast<std::size_t>(num_nodes));
   for (int node = 0; node < num_nodes; ++node) {
-    result.push_back(graph_.graph().get_potential(node));
+    result.push_back(graph_.potential(node));
   }
   return result;
 }

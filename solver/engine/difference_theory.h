@@ -239,6 +239,7 @@ class DifferenceTheory final : public Theory {
   bool is_scoped(const AtomTable::Fact& fact) const {
     return problem_.is_selector(fact.guard);
   }
+  void follow_new_nodes();
   void push_some_facts();
   void join_level(const AtomTable::Fact& fact);
   void push_facts_of(Literal selector);
@@ -335,12 +336,12 @@ class DifferenceTheory final : public Theory {
   Problem::Clause link_;
   std::vector<Literal> lemma_;  // waits for the links of its bound
 
-  ModelValues model_{problem_.atoms().variables(), graph_.graph()};
+  ModelValues model_{problem_.atoms().variables(), graph_};
   bool has_model_ = false;
   /// Its constraints above level 0, if it is followed.
   std::vector<int> decided_;
   /// From the second model on: constraint k is active_[k - 1].
-  FollowedPotentials followed_{graph_.graph()};
+  FollowedPotentials followed_{graph_};
   /// The first of active_ that were followed, and those that were there for the
   /// last model.
   std::size_t num_followed_ = 0;

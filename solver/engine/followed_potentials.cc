@@ -14,14 +14,6 @@
 namespace vorn::solver {
 namespace {
 
-la::DNumber difference(const la::DNumber& a, const la::DNumber& b) {
-  QNumber rational = a.rational();
-  rational -= b.rational();
-  QNumber eps = a.eps();
-  eps -= b.eps();
-  return {rational, eps};
-}
-
 bool is_same(const la::DNumber& a, const la::DNumber& b) {
   return a.rational() == b.rational() && a.eps() == b.eps();
 }
@@ -37,7 +29,6 @@ void FollowedPotentials::stop() {
   nodes_.clear();
   links_.clear();
   potentials_.clear();
-  lifts_.clear();
   changed_.clear();
   changes_.clear();
 }
@@ -45,7 +36,7 @@ void FollowedPotentials::stop() {
 void FollowedPotentials::add_node() {
   const auto node = static_cast<int>(nodes_.size());
   nodes_.emplace_back();
-  potentials_.push_back(graph_.get_potential(node));
+  potentials_.push_back(graph_.potential(node));
   note(node, Change::kAny);
 }
 
@@ -53,7 +44,6 @@ void FollowedPotentials::remove_node() {
   assert(nodes_.size() > 1 && is_alone(static_cast<int>(nodes_.size()) - 1));
   nodes_.pop_back();
   potentials_.pop_back();
-  if (lifts_.size() > nodes_.size()) lifts_.pop_back();
 }
 
 void FollowedPotentials::tell(int source, int target, int graph_id) {
@@ -76,27 +66,9 @@ void FollowedPotentials::take_back() {
 void FollowedPotentials::place(int node, const la::DNumber& potential) {
   assert(node > 0 && is_alone(node));
   if (is_same(potentials_[index(node)], potential)) return;
-  if (lifts_.size() <= index(node)) lifts_.resize(index(node) + 1);
-  lifts_[index(node)] = difference(potential, graph_.get_potential(node));
+  graph_.place(node, potential);
   potentials_[index(node)] = potential;
   note(node, Change::kAny);
-}
-
-la::DNumber FollowedPotentials::told_weight(int source, int target,
-                                            const la::DNumber& weight) const {
-  la::DNumber result = weight;
-  if (index(source) < lifts_.size()) result += lifts_[index(source)];
-  if (index(target) < lifts_.size()) {
-    result = difference(result, lifts_[index(target)]);
-  }
-  return result;
-}
-
-dl::Edge FollowedPotentials::constraint(int id) const {
-  dl::Edge edge = graph_.get_edge(2 * links_[index(id)].graph_id);
-  // The other way round.
-  edge.weight = told_weight(edge.target, edge.source, edge.weight);
-  return edge;
 }
 
 void FollowedPotentials::follow(int first) {
@@ -119,8 +91,7 @@ void FollowedPotentials::follow(int first) {
 
 // Takes over the graph's potential; whether it is another one.
 bool FollowedPotentials::update(int node) {
-  la::DNumber now = graph_.get_potential(node);
-  if (index(node) < lifts_.size()) now += lifts_[index(node)];
+  la::DNumber now = graph_.potential(node);
   la::DNumber& known = potentials_[index(node)];
   if (is_same(known, now)) return false;
   const bool is_down = now < known && now.eps() <= known.eps();

@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <vector>
 
+#include "solver/engine/recorded_graph.h"
 #include "vorn/containers/index.h"
 #include "vorn/dl/edge.h"
-#include "vorn/dl/graph.h"
 #include "vorn/numbers/d_number.h"
 
 namespace vorn::solver {
@@ -20,11 +20,6 @@ namespace vorn::solver {
 /// What it gives is what it has noted. A potential of the graph that changed
 /// without being noted is not seen, and so no model is made of it either.
 ///
-/// A node that no constraint mentions can be put anywhere: its potential is the
-/// graph's and a number besides, its lift, and constraints are told to the
-/// graph with weights to match. So what is to lie above others starts there,
-/// where the graph would lower all those others.
-///
 /// Constraints are numbered from 1, and those told last go first; so are nodes,
 /// behind node 0. The graph may have others, and other numbers for these.
 ///
@@ -34,7 +29,7 @@ namespace vorn::solver {
 class FollowedPotentials {
  public:
   /// Follows nothing yet in this graph.
-  explicit FollowedPotentials(const dl::Graph& graph) : graph_(graph) {}
+  explicit FollowedPotentials(RecordedGraph& graph) : graph_(graph) {}
 
   /// Whether anything is followed.
   bool is_on() const { return !potentials_.empty(); }
@@ -62,13 +57,12 @@ class FollowedPotentials {
            nodes_[index(node)].first_in == 0;
   }
 
-  /// Gives a node a potential. Requires: is_alone(node), and it is not node 0.
+  /// RecordedGraph::place.
   void place(int node, const la::DNumber& potential);
-  /// A weight of a constraint as the graph is to have it.
-  la::DNumber told_weight(int source, int target,
-                          const la::DNumber& weight) const;
-  /// A constraint as it was before that.
-  dl::Edge constraint(int id) const;
+  /// A constraint.
+  dl::Edge constraint(int id) const {
+    return graph_.edge(links_[index(id)].graph_id);
+  }
 
   /// The constraints from `first` on have been active in a check: looks for the
   /// potentials that this has changed.
@@ -125,13 +119,10 @@ class FollowedPotentials {
   bool update(int node);
   void note(int node, Change change);
 
-  const dl::Graph& graph_;
+  RecordedGraph& graph_;
   std::vector<NodeLinks> nodes_;
   std::vector<Links> links_;  // by constraint; none has the number 0
-  /// With the lifts.
   std::vector<la::DNumber> potentials_;
-  /// For the first nodes; those behind them have none.
-  std::vector<la::DNumber> lifts_;
   std::vector<int> changed_;
   /// By node, also for numbers that are gone: kNone if it is not among them.
   std::vector<Change> changes_;

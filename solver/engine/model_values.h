@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "solver/engine/followed_potentials.h"
+#include "solver/engine/recorded_graph.h"
 #include "solver/terms/term.h"
-#include "vorn/dl/graph.h"
 #include "vorn/numbers/d_number.h"
 #include "vorn/numbers/q_number.h"
 
@@ -28,7 +28,8 @@ class ModelValues {
  public:
   /// Reads values in `graph`, which knows the constraints; `variables` are
   /// those of its nodes, from 1 on.
-  ModelValues(const std::vector<const Term*>& variables, const dl::Graph& graph)
+  ModelValues(const std::vector<const Term*>& variables,
+              const RecordedGraph& graph)
       : variables_(variables), graph_(graph) {}
 
   /// Chooses values that satisfy the constraints in `active`. Requires: so does
@@ -82,12 +83,12 @@ class ModelValues {
   void limit_eps(int id, QNumber& eps) const;
   la::DNumber potential_of(int node) const {
     if (followed_ != nullptr) return followed_->potential(node);
-    return solution_.empty() ? graph_.get_potential(node)
+    return solution_.empty() ? graph_.potential(node)
                              : solution_[static_cast<std::size_t>(node)];
   }
 
   const std::vector<const Term*>& variables_;
-  const dl::Graph& graph_;
+  const RecordedGraph& graph_;
   std::vector<int> active_;
   int last_ = 0;
   std::vector<la::DNumber> solution_;

@@ -205,7 +205,7 @@ int Network::add_node(const Term* symbol) {
   if (!followed_.is_on()) return node;
   followed_.add_node();
   // At 0, whatever else has had its number.
-  if (places_nodes()) followed_.place(node, followed_.potential(0));
+  if (graph_.places_nodes()) followed_.place(node, followed_.potential(0));
   return node;
 }
 
@@ -244,9 +244,7 @@ void Network::order_waiting() {
   potentials.reserve(variables_.size() + 1);
   for (std::size_t node = 0; node <= variables_.size(); ++node) {
     const auto number = static_cast<int>(node);
-    const la::DNumber potential = followed_.is_on()
-                                      ? followed_.potential(number)
-                                      : graph_.graph().get_potential(number);
+    const la::DNumber potential = graph_.potential(number);
     if (!is_word(potential)) return;
     potentials.push_back(potential.rational().word());
   }
@@ -278,17 +276,12 @@ void Network::tell_some() {
   }
   const int first = num_told_ + 1;
   const std::size_t num_next = std::min(kBatch, waiting_.size());
-  if (followed_.is_on() && places_nodes()) lift_new_nodes(num_next);
+  if (followed_.is_on() && graph_.places_nodes()) lift_new_nodes(num_next);
   for (std::size_t n = 0; n < num_next; ++n) {
     const auto& [source, target, weight] = waiting_.front();
     const int id = num_told_ + 1;
-    if (followed_.is_on()) {
-      graph_.tell_edge(id, {source, target,
-                            followed_.told_weight(source, target, weight), id});
-      followed_.tell(source, target, id);
-    } else {
-      graph_.tell_edge(id, {source, target, weight, id});
-    }
+    graph_.tell_edge(id, {source, target, weight, id});
+    if (followed_.is_on()) followed_.tell(source, target, id);
     num_told_ = id;
     waiting_.pop_front();
   }
@@ -304,12 +297,8 @@ void Network::lift_new_nodes(std::size_t num_next) {
   for (std::size_t n = 0; n < num_next; ++n) {
     const Waiting& next = waiting_[n];
     if (next.source == 0 || !followed_.is_alone(next.source)) continue;
-    const la::DNumber& target = followed_.potential(next.target);
-    QNumber rational = target.rational();
-    rational -= next.weight.rational();
-    QNumber eps = target.eps();
-    eps -= next.weight.eps();
-    const la::DNumber least(rational, eps);
+    const la::DNumber least = RecordedGraph::difference(
+        followed_.potential(next.target), next.weight);
     if (followed_.potential(next.source) < least) {
       followed_.place(next.source, least);
     }
@@ -363,7 +352,7 @@ void Network::note_conflict() {
     return node == 0 ? nullptr : variables_[index(node) - 1];
   };
   for (const int id : conflict_) {
-    const dl::Edge edge = constraint(id);
+    const dl::Edge edge = graph_.edge(id);
     cycle_.push_back({term_of(edge.source), term_of(edge.target), edge.weight});
   }
   take_back(closing - 1);
@@ -375,7 +364,7 @@ void Network::start_anew() {
   if (!is_consistent_) return;
   std::deque<Waiting> all;
   for (int id = 1; id <= num_told_; ++id) {
-    const dl::Edge edge = constraint(id);
+    const dl::Edge edge = graph_.edge(id);
     all.push_back({edge.source, edge.target, edge.weight});
   }
   std::move(waiting_.begin(), waiting_.end(), std::back_inserter(all));
@@ -391,7 +380,6 @@ void Network::start_anew() {
 void Network::start_check(Logger* logger, GraphRecorder* recorder) {
   cycle_.clear();
   graph_.set_logger(logger);
-  is_logged_ = logger != nullptr;
   if (recorder == nullptr || is_recorded_) return;
   graph_.set_recorder(recorder);
   is_recorded_ = true;

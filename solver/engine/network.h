@@ -169,22 +169,15 @@ class Network {
   }
   void order_waiting();
   void tell_some();
-  // Recordings and the log show the graph as it is, and weights as they are.
-  bool places_nodes() const { return !is_recorded_ && !is_logged_; }
   void lift_new_nodes(std::size_t num_next);
   void choose_model();
   void remove_node();
-  dl::Edge constraint(int id) const {
-    return followed_.is_on() ? followed_.constraint(id)
-                             : graph_.graph().get_edge(2 * id);
-  }
   void note_conflict();
   void take_back(int num_kept);
 
   Configuration::Theory::La no_lemmas_;
   RecordedGraph graph_{&no_lemmas_, nullptr, nullptr};
   bool is_recorded_ = false;
-  bool is_logged_ = false;
   std::vector<const Term*> variables_;  // by node, less one
   std::vector<int> nodes_;              // by term id; 0 for none
   /// Constraints that the graph has, all of them active.
@@ -202,9 +195,9 @@ class Network {
   std::size_t inconsistent_scope_ = 0;
   std::vector<int> conflict_;
   std::vector<DifferenceBound> cycle_;
-  ModelValues model_{variables_, graph_.graph()};
+  ModelValues model_{variables_, graph_};
   /// On from the second model on.
-  FollowedPotentials followed_{graph_.graph()};
+  FollowedPotentials followed_{graph_};
   bool has_model_ = false;
   /// Constraints that the last model was chosen for and that are still there.
   int num_modelled_ = 0;

@@ -32,6 +32,18 @@ Problem::Problem(const Data& data)
   const auto is_integer = [](const Term* term) {
     return term == nullptr || term->sort == Sort::kInt;
   };
+  auto next = data.facts.begin();
+  const auto add_facts = [&] {
+    for (; next != data.facts.end() && next->num_atoms == atoms_.atoms().size();
+         ++next) {
+      const DifferenceBound bound{atoms_.term_of(next->source),
+                                  atoms_.term_of(next->target),
+                                  la::DNumber(next->weight, next->eps)};
+      const bool integer = is_integer(bound.source) && is_integer(bound.target);
+      atoms_.add_fact(bound, integer, next->guard);
+    }
+  };
+  add_facts();
   for (const Data::Atom& atom : data.atoms) {
     const DifferenceBound bound{atoms_.term_of(atom.source),
                                 atoms_.term_of(atom.target),
@@ -41,14 +53,7 @@ Problem::Problem(const Data& data)
     assert(is_new && literal == Literal(atom.variable, false));
     static_cast<void>(literal);
     static_cast<void>(is_new);
-  }
-  for (const Data::Fact& fact : data.facts) {
-    const DifferenceBound bound{atoms_.term_of(fact.source),
-                                atoms_.term_of(fact.target),
-                                la::DNumber(fact.weight, fact.eps)};
-    const bool integer = is_integer(bound.source) && is_integer(bound.target);
-    // One that has become an atom since is linked to it by a clause.
-    atoms_.add_fact(bound, integer, fact.guard);
+    add_facts();
   }
 }
 
@@ -63,10 +68,16 @@ Problem::Data Problem::data() const {
                           atom.weight.rational(), atom.weight.eps()});
   }
   data.facts.reserve(atoms_.facts().size());
+  std::size_t num_atoms = 0;
   for (const AtomTable::Fact& fact : atoms_.facts()) {
+    while (num_atoms < atoms_.atoms().size() &&
+           atoms_.atoms()[num_atoms].constraints[0] < fact.constraint) {
+      ++num_atoms;
+    }
     const dl::Edge& edge = atoms_.constraint(fact.constraint).edge;
     data.facts.push_back({fact.guard, edge.source, edge.target,
-                          edge.weight.rational(), edge.weight.eps()});
+                          edge.weight.rational(), edge.weight.eps(),
+                          num_atoms});
   }
   data.meanings = meanings_;
   data.keeps_meanings = keeps_meanings_;

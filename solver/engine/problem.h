@@ -74,6 +74,8 @@ class Problem {
       QNumber weight;
       /// As above.
       QNumber eps;
+      /// How many atoms are older.
+      std::size_t num_atoms;
     };
     /// How many there are.
     int num_variables = 0;
