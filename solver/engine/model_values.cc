@@ -19,8 +19,8 @@ QNumber ModelValues::choose_eps() const {
 }
 
 void ModelValues::limit_eps(int id, QNumber& eps) const {
-  const dl::Edge edge = followed_ != nullptr ? followed_->constraint(id)
-                                             : graph_.edge(id);
+  const dl::Edge edge =
+      followed_ != nullptr ? followed_->constraint(id) : graph_.edge(id);
   la::DNumber limit = potential_of(edge.source);
   limit += edge.weight;
   const la::DNumber value = potential_of(edge.target);
