@@ -37,6 +37,11 @@ struct Words {
   static Word sum(Word a, Word b) { return static_cast<Word>(a + b); }
   static Word difference(Word a, Word b) { return static_cast<Word>(a - b); }
   static bool sum_less(Word a, Word b, Word c) { return a + b < c; }
+  /// Whether a pair has bounds not known. Cost: what it looks at is dense.
+  static bool has_goal(const Store& store, int pair) {
+    return store.goal_words[static_cast<std::size_t>(pair)] !=
+           std::numeric_limits<std::int64_t>::min();
+  }
   /// Whether a pair has bounds not known that a distance implies.
   static bool reaches_goal(Word a, const Store& store, int pair) {
     return a <= store.goal_words[static_cast<std::size_t>(pair)];
@@ -69,6 +74,9 @@ struct Exact {
   static bool sum_less(const la::DNumber& a, const la::DNumber& b,
                        const la::DNumber& c) {
     return la::DNumber::sum_less(a, b, c);
+  }
+  static bool has_goal(const Store& store, int pair) {
+    return store.pair(pair).goal >= 0;
   }
   static bool reaches_goal(const la::DNumber& a, const Store& store, int pair) {
     const int goal = store.pair(pair).goal;

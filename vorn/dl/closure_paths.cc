@@ -307,7 +307,8 @@ void Paths<Numbers>::report(int k) {
   if (from <= to) {
     for (const int row : behind_.reached) {
       for (const int position : store_.pairs_from[index(row)]) {
-        if (is_reached(ahead_, store_.pair(position).target)) {
+        if (Numbers::has_goal(store_, position) &&
+            is_reached(ahead_, store_.pair(position).target)) {
           try_pair(position, cost);
         }
       }
@@ -315,7 +316,8 @@ void Paths<Numbers>::report(int k) {
   } else {
     for (const int row : ahead_.reached) {
       for (const int position : store_.pairs_to[index(row)]) {
-        if (is_reached(behind_, store_.pair(position).source)) {
+        if (Numbers::has_goal(store_, position) &&
+            is_reached(behind_, store_.pair(position).source)) {
           try_pair(position, cost);
         }
       }
