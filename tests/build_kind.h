@@ -32,6 +32,13 @@ inline constexpr bool kAsserts = false;
 inline constexpr bool kAsserts = true;
 #endif
 
+/// By an optimising compiler.
+#if defined(__OPTIMIZE__)
+inline constexpr bool kOptimised = true;
+#else
+inline constexpr bool kOptimised = false;
+#endif
+
 /// With the checked standard library. It looks at a whole heap, or a whole
 /// sorted range, at each step: what takes linear time elsewhere takes quadratic
 /// time.

@@ -17,7 +17,9 @@ namespace vorn::solver::testing {
 
 using Clauses = std::vector<std::vector<Literal>>;
 
-constexpr int kSlowdown = test::kSanitized ? 4 : test::kAsserts ? 2 : 1;
+constexpr int kSlowdown = test::kSanitized || !test::kOptimised ? 4
+                          : test::kAsserts                      ? 2
+                                                                : 1;
 
 /// `count` scaled to the speed of the build, at least 1.
 inline int scaled(int count) {
