@@ -2,14 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "tests/dl/graph_under_test.h"
 #include "vorn/dl/graph.h"
-#include "vorn/services/logger.h"
 
 namespace vorn::dl {
 namespace {
@@ -17,6 +15,7 @@ namespace {
 using dl_test::edge;
 using dl_test::EdgeIds;
 using dl_test::GraphUnderTest;
+using dl_test::LoggingGraph;
 
 // The host thinks in constraints, in the order of the cycle.
 TEST(GraphTest, GetConflictSetHalvesEdgeIdsInCycleOrder) {
@@ -375,23 +374,19 @@ TEST(GraphTest, SynchConflictsReadsTheCyclesFromTheGivenOffsets) {
   EXPECT_EQ(s.nodes[2], Leaving(4, 0));
 }
 
-/// A graph that logs into a string.
-struct LoggingGraph : GraphUnderTest {
-  explicit LoggingGraph(int verbosity) : logger(out, verbosity) {
-    graph.set_logger(&logger);
+/// In conflict.
+struct LoggingConflict : LoggingGraph {
+  explicit LoggingConflict(int verbosity) : LoggingGraph(verbosity) {
     tell(1, 1, 2, -1);
     graph.tell_bi_edge(2, edge(2, 1, 0, -1), edge(3, 3, -7));
     EXPECT_TRUE(activate({1}));
     EXPECT_FALSE(activate({2}));
   }
-
-  std::ostringstream out;
-  Logger logger;
 };
 
 // One record per conflict; the labels are padded to one width.
 TEST(GraphTest, DumpConflictSetsLogsBothConflicts) {
-  LoggingGraph t(2);
+  LoggingConflict t(2);
 
   t.graph.dump_conflict_sets();
 
@@ -403,7 +398,7 @@ TEST(GraphTest, DumpConflictSetsLogsBothConflicts) {
 
 // After the next conflict, and after a reset, the older one is the previous.
 TEST(GraphTest, DumpConflictSetsAfterResetStillShowsThePreviousConflict) {
-  LoggingGraph t(2);
+  LoggingConflict t(2);
   t.tell(3, 3, 3, -7);
   t.pop({2});
   ASSERT_FALSE(t.activate({3}));
@@ -424,11 +419,11 @@ TEST(GraphTest, DumpConflictSetsAfterResetStillShowsThePreviousConflict) {
 
 // The messages have level 2 and the tag "DL".
 TEST(GraphTest, DumpConflictSetsRespectsTheLogger) {
-  LoggingGraph quiet(1);
+  LoggingConflict quiet(1);
   quiet.graph.dump_conflict_sets();
   EXPECT_EQ(quiet.out.str(), "");
 
-  LoggingGraph suppressed(2);
+  LoggingConflict suppressed(2);
   suppressed.logger.switch_off("DL");
   suppressed.graph.dump_conflict_sets();
   EXPECT_EQ(suppressed.out.str(), "");
@@ -439,7 +434,7 @@ TEST(GraphTest, DumpConflictSetsRespectsTheLogger) {
 
 // The level of the messages is the graph's, not a constant.
 TEST(GraphTest, DumpConflictSetsUsesTheGraphsLogLevel) {
-  LoggingGraph t(2);
+  LoggingConflict t(2);
   Inspector::loglevel(t.graph) = 3;
 
   t.graph.dump_conflict_sets();
@@ -449,7 +444,7 @@ TEST(GraphTest, DumpConflictSetsUsesTheGraphsLogLevel) {
 
 // No logger, no message, no change.
 TEST(GraphTest, DumpConflictSetsWithoutLoggerDoesNothing) {
-  LoggingGraph t(2);
+  LoggingConflict t(2);
   t.graph.set_logger(nullptr);
   const EdgeIds cur = t.cur_conflict();
   const EdgeIds prev = t.prev_conflict();

@@ -3,6 +3,7 @@
 #define VORN_TESTS_DL_GRAPH_UNDER_TEST_H
 
 #include <cstddef>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "vorn/dl/graph.h"
 #include "vorn/numbers/d_number.h"
 #include "vorn/services/configuration.h"
+#include "vorn/services/logger.h"
 
 namespace vorn::dl_test {
 
@@ -95,6 +97,16 @@ struct GraphUnderTest {
     EXPECT_TRUE(nodes.contains(node)) << "node " << node;
     return nodes.at(node);
   }
+};
+
+/// It logs into a string.
+struct LoggingGraph : GraphUnderTest {
+  explicit LoggingGraph(int verbosity) : logger(out, verbosity) {
+    graph.set_logger(&logger);
+  }
+
+  std::ostringstream out;
+  Logger logger;
 };
 
 }  // namespace vorn::dl_test

@@ -15,6 +15,7 @@ namespace {
 
 using dl_test::EdgeIds;
 using dl_test::GraphUnderTest;
+using dl_test::LoggingGraph;
 using dl_test::Texts;
 using dl_test::TextTerms;
 
@@ -426,16 +427,6 @@ TEST(GraphTest, LemmaFilterKeepsThousandsOfClausesApart) {
   EXPECT_EQ(counters(t), (Counts{0, kClauses, 0, kClauses}));
   EXPECT_EQ(t.take_lemmas().size(), std::size_t{kClauses});
 }
-
-/// A graph that logs into a string.
-struct LoggingGraph : GraphUnderTest {
-  explicit LoggingGraph(int verbosity) : logger(out, verbosity) {
-    graph.set_logger(&logger);
-  }
-
-  std::ostringstream out;
-  Logger logger;
-};
 
 // One record per bound, in the wording that log readers search for.
 TEST(GraphTest, LemmasAreLoggedAsOneRecordEach) {

@@ -31,7 +31,7 @@ bool is_integer(const DifferenceBound& bound) {
 }
 
 /// What a comparison with Bellman and Ford has met.
-struct Seen {
+struct Met {
   int num_sat = 0;
   int num_unsat = 0;
   int num_scoped_cores = 0;
@@ -57,12 +57,8 @@ class FactsTest::Session {
  public:
   Session(unsigned seed, const std::vector<const Term*>& ints,
           const std::vector<const Term*>& reals, TermStore& store,
-          const Configuration::Theory::La& lemmas, Seen& seen)
-      : ints_(ints),
-        reals_(reals),
-        rng_(seed),
-        rig_(store, lemmas),
-        seen_(seen) {
+          const Configuration::Theory::La& lemmas, Met& met)
+      : ints_(ints), reals_(reals), rng_(seed), rig_(store, lemmas), met_(met) {
     rig_.search.set_listener(&auditor_);
     truth_ = Literal(rig_.problem.new_variable(), false);
     rig_.problem.add_clause({truth_}, {ClauseKind::kConstant});
@@ -87,7 +83,7 @@ class FactsTest::Session {
       }
     }
     EXPECT_EQ(auditor_.num_wrong(), 0U);
-    seen_.num_right_clauses += auditor_.num_right();
+    met_.num_right_clauses += auditor_.num_right();
   }
 
  private:
@@ -183,13 +179,13 @@ class FactsTest::Session {
     ASSERT_EQ(result, is_sat ? Search::Result::kSat : Search::Result::kUnsat);
     rig_.search.check_invariants();
     if (is_sat) {
-      ++seen_.num_sat;
+      ++met_.num_sat;
       for (const Stated& fact : stated_) EXPECT_TRUE(holds(fact.bound));
       for (const auto& [literal, bound] : assumed) EXPECT_TRUE(holds(bound));
       check_atoms();
       if (pick(2) == 0) rig_.theory.forget_changes();
     } else {
-      ++seen_.num_unsat;
+      ++met_.num_unsat;
       check_core(assumed);
     }
   }
@@ -213,7 +209,7 @@ class FactsTest::Session {
         } else {
           continue;
         }
-        ++seen_.num_decided_atoms;
+        ++met_.num_decided_atoms;
       }
     }
   }
@@ -237,7 +233,7 @@ class FactsTest::Session {
       if (has_failed(literal)) edges.push_back(FactsTest::edge_of(bound));
     }
     EXPECT_FALSE(are_consistent(edges));
-    if (has_scope) ++seen_.num_scoped_cores;
+    if (has_scope) ++met_.num_scoped_cores;
   }
 
   mpq_class value(const Term* term) {
@@ -261,28 +257,28 @@ class FactsTest::Session {
   Literal truth_;
   std::vector<Stated> stated_;
   std::vector<Atom> atoms_;
-  Seen& seen_;
+  Met& met_;
 };
 
 // A fact that outlives its scope, comes too late or is left out of a conflict
 // makes wrong answers and cores.
 TEST_F(FactsTest, SessionsAgreeWithBellmanFord) {
-  Seen seen;
+  Met met;
   constexpr unsigned kSessions = test::kSanitized ? 40 : 200;
   for (unsigned seed = 0; seed < kSessions && !HasFailure(); ++seed) {
     SCOPED_TRACE(seed);
     Configuration::Theory::La lemmas;
     constexpr int kAllKinds = 7;
     lemmas.dl_tlemma_kinds = seed % 2 == 0 ? 0 : kAllKinds;
-    Session session(seed, ints, reals, store, lemmas, seen);
+    Session session(seed, ints, reals, store, lemmas, met);
     session.run(120);
   }
   constexpr int kMany = static_cast<int>(kSessions);
-  EXPECT_GT(seen.num_sat, 4 * kMany);
-  EXPECT_GT(seen.num_unsat, 4 * kMany);
-  EXPECT_GT(seen.num_scoped_cores, kMany);
-  EXPECT_GT(seen.num_decided_atoms, kMany);
-  EXPECT_GT(seen.num_right_clauses, 10U * kSessions);
+  EXPECT_GT(met.num_sat, 4 * kMany);
+  EXPECT_GT(met.num_unsat, 4 * kMany);
+  EXPECT_GT(met.num_scoped_cores, kMany);
+  EXPECT_GT(met.num_decided_atoms, kMany);
+  EXPECT_GT(met.num_right_clauses, 10U * kSessions);
 }
 
 // Other searches work on a copy.

@@ -127,8 +127,8 @@ class Planted {
 // phases only to meet conflicts.
 TEST(LocalSearchTest, FindsWhatHoldsForNumbers) {
   std::size_t found = 0;
-  constexpr std::uint64_t kSeeds = 300;
-  for (std::uint64_t seed = 0; seed < kSeeds; ++seed) {
+  constexpr std::uint64_t kProblems = 300;
+  for (std::uint64_t seed = 0; seed < kProblems; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     const Planted planted(seed);
     LocalSearch local = planted.start();
@@ -138,7 +138,7 @@ TEST(LocalSearchTest, FindsWhatHoldsForNumbers) {
     EXPECT_EQ(planted.num_left(local), 0U);
     EXPECT_TRUE(planted.has_numbers(local));
   }
-  EXPECT_GT(found, kSeeds * 9 / 10);
+  EXPECT_GT(found, kProblems * 9 / 10);
 }
 
 // Steps bound the time of a run, which nothing can interrupt.

@@ -22,7 +22,7 @@
 namespace vorn::solver {
 namespace {
 
-constexpr unsigned kSeeds = test::kSanitized ? 3 : 9;
+constexpr unsigned kSessions = test::kSanitized ? 3 : 9;
 constexpr int kCommands = 80;
 
 /// What has to occur for the comparison to mean anything.
@@ -223,7 +223,7 @@ TEST(PropagationScopesTest, SessionsAgreeWithFreshEnginesInAllSettings) {
   int num_sat = 0;
   int num_unsat = 0;
   int num_cores = 0;
-  for (unsigned seed = 0; seed < kSeeds; ++seed) {
+  for (unsigned seed = 0; seed < kSessions; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     Session session(seed, seen);
     ASSERT_NO_FATAL_FAILURE(session.run());
@@ -231,16 +231,16 @@ TEST(PropagationScopesTest, SessionsAgreeWithFreshEnginesInAllSettings) {
     num_unsat += session.num_unsat();
     num_cores += session.num_cores();
   }
-  const auto seeds = static_cast<int>(kSeeds);
+  const auto seeds = static_cast<int>(kSessions);
   EXPECT_GT(num_sat, 5 * seeds);
   EXPECT_GT(num_unsat, 2 * seeds);
   EXPECT_GT(num_cores, seeds);
   for (const Propagation mode : {Propagation::kAuto, Propagation::kFull}) {
     SCOPED_TRACE("mode " + std::to_string(static_cast<int>(mode)));
     const Seen& found = seen[mode];
-    EXPECT_GT(found.implied_later, 200U * kSeeds);
-    EXPECT_GT(found.implied_in_scopes, 200U * kSeeds);
-    EXPECT_GT(found.explained_later, kSeeds);
+    EXPECT_GT(found.implied_later, 200U * kSessions);
+    EXPECT_GT(found.implied_in_scopes, 200U * kSessions);
+    EXPECT_GT(found.explained_later, kSessions);
     EXPECT_GT(found.rebuilt_matrices, seeds);
     EXPECT_GT(found.handed_to_paths, seeds / 3);
     EXPECT_GT(found.with_matrix, 5 * seeds);

@@ -13,14 +13,11 @@
 #include "solver/smtlib/term_parser.h"
 #include "solver/terms/linear_sum.h"
 #include "solver/terms/term_printer.h"
+#include "tests/smtlib/arithmetics.h"
 #include "tests/string_source.h"
 
 namespace vorn::solver {
 namespace {
-
-constexpr Arithmetic kIntegers = {true, false, Sort::kInt};
-constexpr Arithmetic kReals = {false, true, Sort::kReal};
-constexpr Arithmetic kBoth = {true, true, Sort::kInt};
 
 // A term whatever it shares: with the members of a conjunction once, as they
 // are kept if they are shared.

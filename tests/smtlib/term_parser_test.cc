@@ -8,14 +8,11 @@
 #include <utility>
 
 #include "solver/terms/term_printer.h"
+#include "tests/smtlib/arithmetics.h"
 #include "tests/string_source.h"
 
 namespace vorn::solver {
 namespace {
-
-constexpr Arithmetic kIntegers = {true, false, Sort::kInt};
-constexpr Arithmetic kReals = {false, true, Sort::kReal};
-constexpr Arithmetic kBoth = {true, true, Sort::kInt};
 
 // Reads terms over x, y (the logic's sort, or Int), r (Real), p, q (Bool) and
 // the function f(a, b) = a < b + 1.
