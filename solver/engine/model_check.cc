@@ -21,6 +21,7 @@ bool ModelCheck::holds(const std::vector<const Term*>& assertions,
   const std::size_t num_known = num_checked_;
   for (std::size_t k = ends_.size(); k < assertions.size(); ++k) {
     ++num_evaluated_;
+    evaluator.fetch_ahead(&assertions[k], assertions.size() - k);
     if (!evaluator.bool_value(assertions[k])) return false;
     if (k < num_known) add(assertions[k], values);
   }

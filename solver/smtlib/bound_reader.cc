@@ -67,7 +67,11 @@ void BoundReader::look_ahead() {
   constexpr std::size_t kStage = 5;
   const char* const end = text_.data() + text_.size();
   const char* const limit = text_.data() + std::min(text_.size(), kBytesAhead);
-  if (seen_ < text_.data() || seen_ > end) seen_ = text_.data();
+  // The lexer has moved its text where this lies far ahead, too.
+  if (seen_ < text_.data() || seen_ > end ||
+      static_cast<std::size_t>(seen_ - text_.data()) > 2 * kBytesAhead) {
+    seen_ = text_.data();
+  }
   while (seen_ < limit) {
     if (!is_symbol_character(*seen_)) {
       ++seen_;

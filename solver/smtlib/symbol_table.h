@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "solver/smtlib/operators.h"
+#include "solver/terms/fetch.h"
 #include "solver/terms/term.h"
 #include "solver/terms/term_sweep.h"
 
@@ -66,19 +67,20 @@ class SymbolTable {
   static std::uint32_t hash_of(std::string_view name);
   /// Fetches the place where the name is looked up.
   void fetch_slot(std::uint32_t hash) const {
-    __builtin_prefetch(&slots_[hash & (slots_.size() - 1)]);
+    fetch(&slots_[hash & (slots_.size() - 1)]);
   }
-  /// Then what is said there of names with this hash.
+  /// Then what is said there of the first name with this hash.
   void fetch_meaning(std::uint32_t hash) const {
-    const Slot& slot = slots_[hash & (slots_.size() - 1)];
-    if (slot.number != 0) __builtin_prefetch(&global(slot.number - 1));
+    const Global* const found = find_hash(hash);
+    if (found == nullptr) return;
+    // It may lie on two lines of the cache.
+    fetch(found);
+    fetch(&found->meaning.term);
   }
   /// At last the term that it stands for.
   void fetch_term(std::uint32_t hash) const {
-    const Slot& slot = slots_[hash & (slots_.size() - 1)];
-    if (slot.number != 0) {
-      __builtin_prefetch(global(slot.number - 1).meaning.term);
-    }
+    const Global* const found = find_hash(hash);
+    if (found != nullptr) fetch(found->meaning.term);
   }
 
   /// Gives `name` a meaning until it is rolled back. False, without effect, if
@@ -126,6 +128,13 @@ class SymbolTable {
 
   static constexpr std::size_t kManySlots = std::size_t{1} << 15;
 
+  // The first with this hash, or null.
+  const Global* find_hash(std::uint32_t hash) const {
+    const std::size_t mask = slots_.size() - 1;
+    std::size_t i = hash & mask;
+    while (slots_[i].number != 0 && slots_[i].hash != hash) i = (i + 1) & mask;
+    return slots_[i].number == 0 ? nullptr : &global(slots_[i].number - 1);
+  }
   // The slot of the name, or the empty one that it belongs into.
   std::size_t find_slot(std::string_view name, std::uint32_t hash) const;
   void add_global(const std::string& name, std::uint32_t hash, Meaning meaning);

@@ -47,14 +47,17 @@ bool Evaluator::bool_value(const Term* term) {
   if (const auto small = compare_small(term)) return *small;
   if (term->kind == Kind::kAnd) {
     // A long one is mostly small ones.
-    return std::all_of(term->args(), term->args() + term->num_args,
-                       [this](const Term* part) {
-                         if (const auto small = compare_small(part)) {
-                           return *small;
-                         }
-                         compute(part);
-                         return known_bool(part);
-                       });
+    for (std::size_t k = 0; k < term->num_args; ++k) {
+      fetch_ahead(term->args() + k, term->num_args - k);
+      const Term* part = term->arg(k);
+      if (const auto small = compare_small(part)) {
+        if (!*small) return false;
+        continue;
+      }
+      compute(part);
+      if (!known_bool(part)) return false;
+    }
+    return true;
   }
   compute(term);
   return known_bool(term);
@@ -67,7 +70,6 @@ std::optional<bool> Evaluator::compare_small(const Term* term) {
   QNumber sides[2];
   for (const std::size_t k : {0U, 1U}) {
     const Term* side = term->arg(k);
-    constexpr std::size_t kFewSummands = 4;
     if (side->kind == Kind::kPlus) {
       if (side->num_args > kFewSummands) return {};
       for (std::size_t i = 0; i < side->num_args; ++i) {

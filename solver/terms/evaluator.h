@@ -8,6 +8,7 @@
 #include <optional>
 #include <vector>
 
+#include "solver/terms/fetch.h"
 #include "solver/terms/term.h"
 #include "vorn/numbers/q_number.h"
 
@@ -55,6 +56,29 @@ class Evaluator {
   /// The value of an arithmetic term.
   const QNumber& number_value(const Term* term);
 
+  /// Of the `count` terms whose values will be asked for next, fetches into the
+  /// cache what those some places on need: in large scripts it is in none, and
+  /// one thing says where the next is. Cost: O(1).
+  void fetch_ahead(const Term* const* next, std::size_t count) const {
+    constexpr std::size_t kStage = 4;
+    const auto at_stage = [next, count](std::size_t stage, const auto& visit) {
+      const std::size_t place = kStage * (kNumStages - stage);
+      if (place < count) visit_small(next[place], visit);
+    };
+    at_stage(0, [](const Term* part) { fetch(part); });
+    at_stage(1, [](const Term* part) { fetch(leaf_of(part)); });
+    at_stage(2, [this](const Term* part) {
+      const std::size_t id = leaf_of(part)->id;
+      if (id < memo_.size()) fetch(&memo_[id]);
+    });
+    at_stage(3, [this](const Term* part) {
+      const Term* leaf = leaf_of(part);
+      if (leaf->is_arithmetic() && known(leaf)) {
+        fetch(&known_number(leaf));
+      }
+    });
+  }
+
  private:
   // What is known of a term. From kFirstNumber on, a value is an index into
   // numbers_ with kFirstNumber added.
@@ -65,6 +89,27 @@ class Evaluator {
     std::uint32_t round = 0;  // it counts in this round alone
     std::uint32_t value = kFalse;
   };
+
+  static constexpr std::size_t kFewSummands = 4;
+  static constexpr std::size_t kNumStages = 4;
+
+  // Of a comparison of small sums each summand; of other terms none.
+  template <class Visit>
+  static void visit_small(const Term* term, const Visit& visit) {
+    if (term->kind != Kind::kLeq && term->kind != Kind::kLess) return;
+    for (const std::size_t k : {0U, 1U}) {
+      const Term* side = term->arg(k);
+      if (side->kind != Kind::kPlus) {
+        visit(side);
+      } else if (side->num_args <= kFewSummands) {
+        for (std::size_t i = 0; i < side->num_args; ++i) visit(side->arg(i));
+      }
+    }
+  }
+  // The symbol of a symbol with a factor, and other summands themselves.
+  static const Term* leaf_of(const Term* summand) {
+    return summand->kind == Kind::kTimes ? summand->arg(1) : summand;
+  }
 
   std::optional<bool> compare_small(const Term* term);
   bool add_small(const Term* term, QNumber& sum);
