@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <limits>
 
+#include "solver/terms/fetch.h"
 #include "vorn/containers/index.h"
 
 // Bellman and Ford's relaxation with a queue of nodes, on words, from the
@@ -20,6 +21,8 @@ namespace {
 constexpr std::uint32_t kNone = std::numeric_limits<std::uint32_t>::max();
 // Looks at a constraint, on the average, until order is not worth it.
 constexpr std::size_t kMostLooks = 16;
+// Places in the queue from what is fetched to what is looked at.
+constexpr std::size_t kStage = 4;
 // Far from where sums of so few looks could overflow.
 constexpr std::int64_t kLargest = std::numeric_limits<std::int64_t>::max() / 4;
 
@@ -68,7 +71,22 @@ bool relax(const std::vector<WordConstraint>& constraints,
   std::size_t head = 0;
   std::size_t num_waiting = num_nodes;
   std::size_t looks = 0;
+  // Visits the constraints of the node that many places behind the first.
+  const auto visit_later = [&](std::size_t places, const auto& visit) {
+    if (places >= num_waiting) return;
+    const std::size_t place = head + places;
+    const std::size_t node =
+        queue[place < num_nodes ? place : place - num_nodes];
+    for (std::size_t k = outgoing.starts[node]; k < outgoing.starts[node + 1];
+         ++k) {
+      visit(constraints[outgoing.members[k]]);
+    }
+  };
   while (num_waiting > 0) {
+    visit_later(2 * kStage, [](const WordConstraint& c) { fetch(&c); });
+    visit_later(kStage, [&](const WordConstraint& c) {
+      fetch(&potentials[index(c.target)]);
+    });
     const std::size_t node = queue[head];
     head = head + 1 == num_nodes ? 0 : head + 1;
     --num_waiting;

@@ -63,8 +63,8 @@ void BoundReader::start() {
 // Of the words in the next few commands all that may be names: what else they
 // are makes no difference.
 void BoundReader::look_ahead() {
-  constexpr std::size_t kBytesAhead = 320;
-  constexpr std::size_t kStage = 5;
+  constexpr std::size_t kBytesAhead = 640;
+  constexpr std::size_t kStage = 10;
   const char* const end = text_.data() + text_.size();
   const char* const limit = text_.data() + std::min(text_.size(), kBytesAhead);
   // The lexer has moved its text where this lies far ahead, too.

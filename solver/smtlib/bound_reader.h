@@ -108,7 +108,7 @@ class BoundReader {
   bool has_line_end_ = false;
   /// Up to where names that come were seen; and the last of these, by number.
   const char* seen_ = nullptr;
-  static constexpr std::size_t kNamesAhead = 16;
+  static constexpr std::size_t kNamesAhead = 32;
   std::array<std::uint32_t, kNamesAhead> names_ahead_{};
   std::size_t num_names_ = 0;
   Bound bound_;

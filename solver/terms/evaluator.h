@@ -60,7 +60,7 @@ class Evaluator {
   /// cache what those some places on need: in large scripts it is in none, and
   /// one thing says where the next is. Cost: O(1).
   void fetch_ahead(const Term* const* next, std::size_t count) const {
-    constexpr std::size_t kStage = 4;
+    constexpr std::size_t kStage = 6;
     const auto at_stage = [next, count](std::size_t stage, const auto& visit) {
       const std::size_t place = kStage * (kNumStages - stage);
       if (place < count) visit_small(next[place], visit);
